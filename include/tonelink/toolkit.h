@@ -3,7 +3,7 @@
  * The signal toolkit: memory, file and clock wrappers, resizable vectors and column-major matrices
  * of eight element families, and complex scalars.
  *
- * Nothing here keeps state or locks: any number of threads may work on different records.
+ * Nothing here keeps state, locks or logs: any number of threads may work on different records.
  */
 #ifndef TONELINK_TOOLKIT_H
 #define TONELINK_TOOLKIT_H
@@ -31,7 +31,7 @@ TONELINK_API void ac_free_memory(void *memory);
 /** Sets `length` bytes to zero. */
 TONELINK_API void ac_zero_memory(void *memory, uint32_t length);
 
-/** Copies `length` bytes from `source` to `destination`, which must not overlap. */
+/** Copies `length` bytes from `source` to `destination`; the two ranges must not overlap. */
 TONELINK_API void ac_copy_memory(void *destination, const void *source, uint32_t length);
 
 /** Compares bytes as memcmp() does: negative, zero or positive. */
@@ -54,13 +54,17 @@ TONELINK_API char *ac_strstr(const char *text, const char *pattern);
 /* ---- Files -------------------------------------------------------------------------------- */
 
 /**
- * Opens `directory` followed directly by `name` (no separator is put between; the joined path is
- * cut to 254 characters).
- * @param directory  a prefix, or null for none
+ * Opens the file whose path is `directory` followed directly by `name`: no separator is put between
+ * the two, and the joined path is cut to 254 characters.
+ * @param directory  what the path begins with, or null for nothing
  * @param name       null is refused
- * @param mode       0: read ("rb"). 1: write ("wb"), never through a symbolic link, which prints
- *                   "Symbolic link is detected" on standard output; a path that cannot be examined
- *                   prints "lstat failed". 2: read and append ("ab+"). Others are refused.
+ * @param mode       0: read ("rb").
+ *                   1: write from the start ("wb"), the file being created or truncated, but never
+ *                   through a symbolic link: a link is left alone with its target, and the line
+ *                   "Symbolic link is detected" is printed on standard output; so is "lstat failed"
+ *                   where a path that may exist cannot be examined.
+ *                   2: read and append ("ab+"), the file being created if needed.
+ *                   Any other mode is refused.
  * @return the stream, to be closed with ac_fclose(), or null
  */
 TONELINK_API FILE *ac_fopen(const char *directory, const char *name, int32_t mode);
@@ -74,7 +78,7 @@ TONELINK_API uint32_t ac_fwrite(FILE *stream, const void *buffer, uint32_t count
 /** Moves the position; `origin` is SEEK_SET, SEEK_CUR or SEEK_END. Returns 0, or -1 on failure. */
 TONELINK_API int32_t ac_fseek(FILE *stream, int32_t offset, int32_t origin);
 
-/** Current position in bytes, or -1 on failure. */
+/** Current position in bytes; -1 on failure and where it does not fit. */
 TONELINK_API int32_t ac_ftell(FILE *stream);
 
 /** Nonzero once a read has met the end of the file. */
@@ -86,7 +90,10 @@ TONELINK_API int32_t ac_fclose(FILE *stream);
 /** Deletes a file: 0, or -1 on failure and for a null path. */
 TONELINK_API int32_t ac_remove(const char *path);
 
-/** Size of the file in bytes; the position afterwards is its start. */
+/**
+ * Size of the file in bytes; -1 on failure and where it does not fit. What has been written is
+ * flushed first; the position afterwards is the start of the file.
+ */
 TONELINK_API int32_t ac_get_file_size(FILE *stream);
 
 /* ---- Clock -------------------------------------------------------------------------------- */
@@ -102,7 +109,7 @@ typedef struct cplx {
     float im;
 } cplx;
 
-/** Complex integer of 16-bit parts; real part in the low half of its 32-bit word. Not a fraction. */
+/** Complex integer of 16-bit parts, real part in the low half of a 32-bit word. Not a fraction. */
 typedef struct cplx16 {
     int16_t re;
     int16_t im;
@@ -115,22 +122,23 @@ typedef struct cplx32 {
 } cplx32;
 
 /**
- * The operations of each complex type C with parts of type R. Pure functions.
+ * The complex types C with parts of type R, and what each operation does. All are pure functions.
  *
- * `cplx` counts in single precision, `cplx32` modulo 2^32; `cplx16` counts in 32 bits and keeps the
- * low 16 of each result. Integer quotients truncate toward zero; -2^31 / -1 wraps to -2^31.
+ * `cplx` counts in single precision. `cplx32` counts modulo 2^32. `cplx16` counts in 32 bits and
+ * keeps the low 16 bits of each result. Integer quotients truncate toward zero; the one that does
+ * not exist, -2^31 / -1, wraps to -2^31.
  *
- * - `C_one`, `C_zero`: 1 and 0.
- * - `C_conj`: the conjugate.
- * - `C_get_real`, `C_get_imag`: the parts.
- * - `C_add`, `C_sub`, `C_mul`: sum, difference, product.
- * - `C_mul_real`: both parts times `k`.
- * - `C_div_real`: both parts by `d`; 0 when `d` is zero.
- * - `C_div`: a times the conjugate of b, by n = |b|^2 (`cplx16`: the low 16 bits of |b|^2, signed);
- *   0 when n is zero.
- * - `C_square`: the squared magnitude, a real value (not a times a).
- * - `C_arg`: the angle in radians; always 0 for the integer types.
- * - `C_abs`: the magnitude; always 0 for the integer types.
+ * - `C_one()`, `C_zero()`: 1 and 0.
+ * - `C_conj(a)`: the conjugate.
+ * - `C_get_real(a)`, `C_get_imag(a)`: the parts.
+ * - `C_add(a, b)`, `C_sub(a, b)`, `C_mul(a, b)`: sum, difference and product.
+ * - `C_mul_real(a, k)`: both parts times k.
+ * - `C_div_real(a, d)`: both parts by d; 0 when d is zero.
+ * - `C_div(a, b)`: a times the conjugate of b, both parts divided by n = |b|^2, which is cut as any
+ *   result (`cplx16`: its low 16 bits, signed); 0 when n is zero.
+ * - `C_square(a)`: the squared magnitude, a real value (not a times a).
+ * - `C_arg(a)`: the angle in radians, -pi to pi; always 0 for the integer types.
+ * - `C_abs(a)`: the magnitude, the root of `C_square(a)`; always 0 for the integer types.
  */
 #define TONELINK_COMPLEX_TYPES(X) X(cplx, float) X(cplx16, int16_t) X(cplx32, int32_t)
 #define TONELINK_DECLARE_COMPLEX(C, R)                                                             \
@@ -156,26 +164,29 @@ TONELINK_COMPLEX_TYPES(TONELINK_DECLARE_COMPLEX)
 /**
  * The vector families V with elements of type T, and what each operation does.
  *
- * A record holds an array of exactly `length` elements, or null and 0 when it is empty. The caller
- * owns the record; the record owns its array, which comes from ac_allocate_memory(). A zeroed record
- * is empty. New elements are not initialised. When the memory for a new array cannot be had the
- * vector is left empty and the operation returns 0. Source and destination may be the same record.
+ * A record holds an array of exactly `length` elements, or null and 0 when it is empty; a zeroed
+ * record is empty. The caller owns the record; the record owns its array, which comes from
+ * ac_allocate_memory(), and must be freed before it is discarded. A change of length makes a new
+ * array; an unchanged length keeps array and address. New elements are not initialised.
  *
- * - `V_init(v)`: makes a record empty without releasing anything.
- * - `V_set_length(v, n)`: gives the vector n elements; n <= 0 empties it. Returns 0 when it has this
- *   length already (contents kept), else 1 (contents lost).
- * - `V_free(v)`: releases the array. Returns 1, or 0 when there was none.
+ * When a new array cannot be had, the vector that was to get it is left empty and the operation
+ * returns 0; an array that an int32 cannot count or 2^32 - 1 bytes cannot hold is never to be had.
+ * Source and destination may be the same record. Elements of `bvec` are bits, 0 or 1, by
+ * convention; nothing checks that.
+ *
+ * - `V_init(v)`: makes a record empty; releases nothing.
+ * - `V_set_length(v, n)`: gives the vector n elements. Returns 1, the old elements lost, or 0, all
+ *   kept, when it has n already. 0 or less empties it and returns 1.
+ * - `V_free(v)`: releases the array. Returns 1, or 0 when there is none.
  * - `V_clear(v)`: sets every element to zero.
  * - `V_length(v)`: the number of elements.
- * - `V_set_value(v, value, i)`, `V_get_value(v, i)`: one element; 0 <= i < length is the caller's
- *   duty.
- * - `V_copy(src, dst)`: makes dst equal to src. Returns 1, or 0 with dst unchanged when src is empty
- *   and dst is not.
+ * - `V_set_value(v, value, i)`, `V_get_value(v, i)`: one element. Not checked: 0 <= i < length.
+ * - `V_copy(src, dst)`: makes dst equal to src. Returns 1, or 0 with dst unchanged when src is
+ *   empty and dst is not.
  * - `V_mid(src, dst, first, last)`: makes dst the elements first to last of src, both included; -1
- *   stands for the last element. first = last + 1 (within the vector) is an empty range, which
- *   empties dst and returns 1, but is a bad range for `bvec`. Returns 1, or 0 with dst unchanged on a
- *   bad range.
- * - `V_concat(a, b, dst)`: makes dst a followed by b; two empty vectors leave dst as it is.
+ *   stands for the last element. last = first - 1 is an empty range, which empties dst, but a bad
+ *   one for `bvec`. Returns 1, or 0 with dst unchanged on a bad range.
+ * - `V_concat(a, b, dst)`: makes dst a followed by b. Two empty vectors leave dst as it is.
  */
 #define TONELINK_VECTOR_FAMILIES(X)                                                                \
     X(vec, float)                                                                                  \
@@ -207,7 +218,8 @@ TONELINK_VECTOR_FAMILIES(TONELINK_DECLARE_VECTOR)
 /**
  * Further operations of `vec`, `vec16` and `vec32`:
  *
- * - `V_mid_inplace(v, first, last)`: keeps the elements first to last, by the rules of `V_mid`.
+ * - `V_mid_inplace(v, first, last)`: v becomes its own elements first to last, with the rules and
+ *   results of `V_mid`.
  * - `V_concat_inplace(a, b)`: b becomes b followed by a. An empty a changes nothing.
  */
 #define TONELINK_INPLACE_FAMILIES(X) X(vec) X(vec16) X(vec32)
@@ -218,8 +230,8 @@ TONELINK_INPLACE_FAMILIES(TONELINK_DECLARE_INPLACE)
 #undef TONELINK_DECLARE_INPLACE
 
 /**
- * vec16_set_length() that keeps the leading elements, as many as fit; elements behind them are not
- * initialised.
+ * vec16_set_length() that keeps the leading elements, as many as the new length has room for; those
+ * behind them are not initialised. Same results.
  */
 TONELINK_API int32_t vec16_set_length_save_data(vec16 *v, int32_t n);
 
@@ -229,23 +241,22 @@ TONELINK_API int32_t vec16_set_length_save_data(vec16 *v, int32_t n);
  * The matrix families M, the vector family V of their rows and columns, and their elements T.
  *
  * The element at row r, column c is element c x rows + r of `data` (column-major); `size` is
- * rows x cols. Ownership, memory and failure are as for vectors; rows x cols beyond int32 counts as
- * memory that cannot be had.
+ * rows x cols. An empty record is all zero. Ownership, memory and failure are as for vectors.
  *
- * - `M_init(m)`: makes a record empty without releasing anything.
- * - `M_set_size(m, rows, cols)`: gives the matrix its size, not initialised; a count below 1 empties
- *   it. Returns 1, or 0 with everything unchanged, `rows` and `cols` too, when it has this number of
- *   elements already.
- * - `M_free(m)`: releases the array. Returns 1, or 0 when there was none.
+ * - `M_init(m)`: makes a record empty; releases nothing.
+ * - `M_set_size(m, rows, cols)`: gives the matrix rows x cols elements. Returns 1, the old elements
+ *   lost, or 0 with everything unchanged, `rows` and `cols` too, when it has that many elements
+ *   already. A count below 1 empties it and returns 1.
+ * - `M_free(m)`: releases the array. Returns 1, or 0 when there is none.
  * - `M_clear(m)`: sets every element to zero.
  * - `M_size(m)`: the number of elements.
- * - `M_set_value(m, value, row, col)`, `M_get_value(m, row, col)`: one element; its being inside is
- *   the caller's duty.
- * - `M_copy(src, dst)`: makes dst equal to src. Returns 1, or 0 with dst unchanged when src is empty
- *   and dst is not.
- * - `M_set_row(v, m, row)`, `M_set_col(v, m, col)`: overwrite a row or column with v. Return 1, or 0
- *   when there is no such row or column or v has another length.
- * - `M_get_row(m, v, row)`, `M_get_col(m, v, col)`: make v a copy of a row or column. Return 1, or 0
+ * - `M_set_value(m, value, row, col)`, `M_get_value(m, row, col)`: one element. Not checked: that
+ *   row and col are inside.
+ * - `M_copy(src, dst)`: makes dst equal to src. Returns 1, or 0 with dst unchanged when src is
+ *   empty and dst is not.
+ * - `M_set_row(v, m, row)`, `M_set_col(v, m, col)`: overwrite a row or column with v. Return 1, or
+ *   0 with m unchanged when there is no such row or column or v has another length.
+ * - `M_get_row(m, v, row)`, `M_get_col(m, v, col)`: make v equal to a row or column. Return 1, or 0
  *   with v unchanged when there is no such row or column.
  */
 #define TONELINK_MATRIX_FAMILIES(X)                                                                \

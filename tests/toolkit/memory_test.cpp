@@ -1,0 +1,59 @@
+#include "support/failing_memory.h"
+#include "tonelink/toolkit.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+TEST(Memory, BlocksComeAndGo)
+{
+    auto *const block = static_cast<char *>(ac_allocate_memory(6));
+    ASSERT_NE(block, nullptr);
+    ac_copy_memory(block, "tones", 6);
+    EXPECT_STREQ(block, "tones");
+    ac_zero_memory(block + 1, 2);
+    EXPECT_EQ(std::string(block, 6), std::string("t\0\0es\0", 6));
+    ac_free_memory(block);
+    ac_free_memory(nullptr);
+    const tonelink::test::failing_allocation failure(0);
+    EXPECT_EQ(ac_allocate_memory(6), nullptr);
+}
+
+TEST(Memory, ComparesBytesWithoutSign)
+{
+    EXPECT_EQ(ac_compare_memory("ab", "ac", 1), 0);
+    EXPECT_LT(ac_compare_memory("ab", "ac", 2), 0);
+    EXPECT_GT(ac_compare_memory("a\x80", "a\x7f", 2), 0);
+}
+
+TEST(Text, StrcpyNeverGrowsItsDestination)
+{
+    struct row {
+        const char *before, *source;
+        std::string after; // all eight bytes
+    };
+    for (const auto &[before, source, after] : {
+             row{"abc\0tail", "wxyz", {"wxy\0tail", 8}},
+             row{"abc\0tail", "wxy", {"wxy\0tail", 8}},
+             row{"abcdef\0t", "x", {"x\0\0\0\0\0\0t", 8}},
+             row{"abc\0tail", "", {"\0\0\0\0tail", 8}},
+             row{"\0bc\0tail", "wxyz", {"\0bc\0tail", 8}},
+         }) {
+        std::string text(before, 8);
+        EXPECT_EQ(ac_strcpy(text.data(), source), 1);
+        EXPECT_EQ(text, after);
+    }
+}
+
+TEST(Text, LengthAndSearch)
+{
+    const char *const text = "one tone";
+    EXPECT_EQ(ac_strlen(text), 8u);
+    EXPECT_EQ(ac_strstr(text, "ton"), text + 4);
+    EXPECT_EQ(ac_strstr(text, "tones"), nullptr);
+}
+
+} // namespace

@@ -2,12 +2,12 @@
  * @file
  * The SNFC modem: messages of 32 or 48 bits as bursts of near-ultrasonic sound, and back.
  *
- * A message is a row of bytes, one per bit, each 0 or 1, bit 0 first. A burst is 23170 mono samples of
- * 16 bits; at 44100 Hz it lasts 525.4 ms and fills the band from 18.07 to 20.14 kHz.
+ * A message is a row of bytes, one per bit, each 0 or 1, bit 0 first. A burst is 23170 mono samples
+ * of 16 bits; at 44100 Hz it lasts 525.4 ms and fills the band from 18.07 to 20.14 kHz.
  *
- * Two band shifters serve the whole process, so one thread at a time may use the modem. Result codes:
- * 1 success, -2 no modem state (or, for open_snfc(), one already), -3 a message length other than 32
- * or 48, -4 no memory.
+ * Two band shifters serve the whole process, so one thread at a time may use the modem. Result
+ * codes: 1 success, -2 no modem state (or, for open_snfc(), one already), -3 a message length other
+ * than 32 or 48, -4 no memory.
  */
 #ifndef TONELINK_MODEM_H
 #define TONELINK_MODEM_H
@@ -66,19 +66,19 @@ TONELINK_API int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum);
 /* ---- Band shifter ------------------------------------------------------------------------- */
 
 /**
- * A single-sideband frequency shifter for a stream of 16-bit audio: a Hilbert transformer of 129 taps,
- * the matching delay and an oscillator on Sinewave. Opened by openBandShift(); the fields are for
- * reading.
+ * A single-sideband frequency shifter for a stream of 16-bit audio: a Hilbert transformer of 129
+ * taps, the matching delay and an oscillator on Sinewave. Opened by openBandShift(); the fields are
+ * for reading.
  */
 typedef struct BandShiftInfo {
-    int32_t freq;         /**< nominal shift in Hz; its sign is the direction */
-    int32_t step;         /**< oscillator increment a sample, in entries of the 8192-entry period */
-    int32_t half;         /**< 1: table values as they stand, 0: negated */
-    int32_t phase;        /**< position in the current half period, 0 to 4095 */
-    int32_t ntaps;        /**< 129 */
-    vec16 delay;          /**< the last 64 input samples, oldest first */
-    vec16 history;        /**< 129 entries: the last 128 input samples, oldest first, newest twice */
-    const int16_t *coef;  /**< the Hilbert coefficients, Q15 */
+    int32_t freq;        /**< nominal shift in Hz; its sign is the direction */
+    int32_t step;        /**< oscillator increment a sample, in entries of the 8192-entry period */
+    int32_t half;        /**< 1: table values as they stand, 0: negated */
+    int32_t phase;       /**< position in the current half period, 0 to 4095 */
+    int32_t ntaps;       /**< 129 */
+    vec16 delay;         /**< the last 64 input samples, oldest first */
+    vec16 history;       /**< 129 entries: the last 128 input samples, oldest first, newest twice */
+    const int16_t *coef; /**< the Hilbert coefficients, Q15 */
 } BandShiftInfo;
 
 /** The shifter that bursts go through: 1841.09 Hz down. Open while a modem state is. */
@@ -127,12 +127,12 @@ typedef struct snfc_state {
     bvec prev_msg_bytes;        /**< `msg_bytes` of the last message that was new */
     int32_t repeat_count;       /**< how often in a row the current message was decoded */
     int32_t decode_count;       /**< successful decodes since open */
-    vec16 dns_delay;            /**< 37 entries: delay line of the decimation filter, newest first */
-    vec16 fft_input;            /**< 128 entries: samples at 4410 Hz for the next transform */
-    cvec16 spectrum_history;    /**< 271 frames of the 61 bins 2 to 62, oldest first */
-    vec16 exponent_history;     /**< block exponent of each of these frames */
-    int16_t agc_gain;           /**< receive gain in Q8 */
-    vec32 results;              /**< detection records of the last call, 4 words each */
+    vec16 dns_delay;         /**< 37 entries: delay line of the decimation filter, newest first */
+    vec16 fft_input;         /**< 128 entries: samples at 4410 Hz for the next transform */
+    cvec16 spectrum_history; /**< 271 frames of the 61 bins 2 to 62, oldest first */
+    vec16 exponent_history;  /**< block exponent of each of these frames */
+    int16_t agc_gain;        /**< receive gain in Q8 */
+    vec32 results;           /**< detection records of the last call, 4 words each */
 } snfc_state;
 
 /**
@@ -169,14 +169,14 @@ TONELINK_API int32_t check_snfc(snfc_state **state, uint8_t **bits_out, int32_t 
 /* ---- Burst generator ---------------------------------------------------------------------- */
 
 /**
- * Makes the burst of a message, or hands out the one it holds when the message is the same as in the
- * last call. Bursts of one state follow each other through the transmit band shifter, so the same
- * message after another gives other samples than the first time.
+ * Makes the burst of a message, or hands out the one it holds when the message is the same as in
+ * the last call. Bursts of one state follow each other through the transmit band shifter, so the
+ * same message after another gives other samples than the first time.
  * @param state       address of an open state
  * @param bits        `nbits` bytes, each 0 or 1
  * @param nbits       32 or 48
- * @param burst_out   receives the address of the samples. They stay the state's: valid until the next
- *                    burst or the close, never to be freed. A caller may change them in place
+ * @param burst_out   receives the address of the samples. They stay the state's: valid until the
+ * next burst or the close, never to be freed. A caller may change them in place
  * @param length_out  receives the address of their number, 23170
  * @return 1; -2 when `*state` is null; -3 for another `nbits`; -4 without memory, after which the
  *         state holds an empty burst. Nothing is stored unless the result is 1

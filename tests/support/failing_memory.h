@@ -8,7 +8,7 @@ namespace tonelink::test {
 
 /// While it lives, the allocation with this index (0: the next one) fails, once.
 class failing_allocation {
-  public:
+public:
     explicit failing_allocation(std::size_t index);
     failing_allocation(const failing_allocation &) = delete;
     failing_allocation &operator=(const failing_allocation &) = delete;

@@ -11,7 +11,7 @@ namespace tonelink::test {
 /// The generator that the known answers were made with: 16 bits from the middle of a linear
 /// congruential sequence, so that every machine makes the same numbers.
 class lcg {
-  public:
+public:
     explicit lcg(std::uint32_t seed) : state_{seed} {}
 
     /// The next value, -32768 to 32767.
@@ -21,7 +21,7 @@ class lcg {
         return static_cast<std::int32_t>((state_ >> 8) & 0xFFFFu) - 32768;
     }
 
-  private:
+private:
     std::uint32_t state_;
 };
 

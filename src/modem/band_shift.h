@@ -1,0 +1,24 @@
+// What the band shifter's two forms share. The shifter itself is makeBandShift() in
+// tonelink/modem.h; modem/plain/band_shift.h has its plain form.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tonelink/modem.h"
+
+namespace tonelink {
+
+inline constexpr std::size_t kHilbertTaps = 129;
+inline constexpr std::size_t kHilbertDelay = kHilbertTaps / 2; // 64 samples
+inline constexpr int32_t kHalfPeriod = 4096; // sine table entries in half a turn of the oscillator
+inline constexpr std::size_t kCosine = 2048; // from a sine's entry in the table to its cosine's
+
+/// Whether the record has the storage that openBandShift() gives it.
+inline bool is_open(const BandShiftInfo &info)
+{
+    return info.history.length == static_cast<int32_t>(kHilbertTaps) &&
+           info.delay.length == static_cast<int32_t>(kHilbertDelay);
+}
+
+} // namespace tonelink

@@ -1,0 +1,125 @@
+// Opens, closes, resets and reads modem states. The two band shifters belong to the process: each
+// open starts them afresh, and they are released with the last state.
+#include "modem/modem_state.h"
+
+#include "modem/band_shift.h"
+#include "modem/burst_format.h"
+
+namespace tonelink {
+
+namespace {
+
+int32_t open_states = 0; // that share the band shifters
+
+/// Gives an empty state its receive buffers: all zero, so that nothing depends on old memory.
+bool make_receive_buffers(snfc_state &state)
+{
+    cvec16_set_length(&state.spectrum_history, static_cast<int32_t>(kFrameHistory * kUsedBins));
+    vec16_set_length(&state.exponent_history, static_cast<int32_t>(kFrameHistory));
+    vec16_set_length(&state.fft_input, static_cast<int32_t>(kBodySamples));
+    vec16_set_length(&state.dns_delay, static_cast<int32_t>(kDecimationTaps));
+    if (state.spectrum_history.length == 0 || state.exponent_history.length == 0 ||
+        state.fft_input.length == 0 || state.dns_delay.length == 0)
+        return false;
+    cvec16_clear(&state.spectrum_history);
+    vec16_clear(&state.exponent_history);
+    vec16_clear(&state.fft_input);
+    vec16_clear(&state.dns_delay);
+    return true;
+}
+
+/// Starts both process-wide shifters afresh. Without memory they stay as they are.
+bool reopen_shifters()
+{
+    BandShiftInfo transmit;
+    BandShiftInfo receive;
+    openBandShift(&transmit, -kBandShiftHz);
+    openBandShift(&receive, kBandShiftHz);
+    if (!is_open(transmit) || !is_open(receive)) {
+        closeBandShift(&transmit);
+        closeBandShift(&receive);
+        return false;
+    }
+    closeBandShift(&sInfoTx);
+    closeBandShift(&sInfoRx);
+    sInfoTx = transmit;
+    sInfoRx = receive;
+    return true;
+}
+
+void release(snfc_state *state)
+{
+    bvec_free(&state->last_message);
+    bvec_free(&state->msg_bytes);
+    bvec_free(&state->msg_bits);
+    bvec_free(&state->prev_msg_bytes);
+    vec32_free(&state->results);
+    vec16_free(&state->burst_samples);
+    cvec16_free(&state->spectrum_history);
+    vec16_free(&state->exponent_history);
+    vec16_free(&state->fft_input);
+    vec16_free(&state->dns_delay);
+    ac_free_memory(state);
+}
+
+} // namespace
+
+} // namespace tonelink
+
+int32_t open_snfc(snfc_state **state)
+{
+    using namespace tonelink;
+    if (*state != nullptr) return modem_result::no_state;
+    auto *const opened = static_cast<snfc_state *>(ac_allocate_memory(sizeof(snfc_state)));
+    if (opened == nullptr) return modem_result::no_memory;
+
+    *opened = snfc_state{}; // empty containers, zero scalars but for these:
+    opened->spectral_inversion = 1;
+    opened->rx_status = -1;
+    opened->agc_gain = 256; // unity
+    if (!make_receive_buffers(*opened) || !reopen_shifters()) {
+        release(opened);
+        return modem_result::no_memory;
+    }
+    ++open_states;
+    *state = opened;
+    return modem_result::success;
+}
+
+int32_t close_snfc(snfc_state **state)
+{
+    using namespace tonelink;
+    if (*state == nullptr) return modem_result::no_state;
+    release(*state);
+    *state = nullptr;
+    if (--open_states == 0) {
+        closeBandShift(&sInfoTx);
+        closeBandShift(&sInfoRx);
+    }
+    return modem_result::success;
+}
+
+int32_t reset_snfc(snfc_state **state)
+{
+    using namespace tonelink;
+    if (*state == nullptr) return modem_result::no_state;
+    snfc_state &modem = **state;
+    modem.rx_status = -1;
+    modem.fft_fill = 0;
+    modem.decim_phase = 0;
+    modem.repeat_count = 0;
+    cvec16_clear(&modem.spectrum_history);
+    vec16_clear(&modem.exponent_history);
+    vec16_clear(&modem.dns_delay);
+    bvec_set_length(&modem.prev_msg_bytes, 0);
+    bvec_set_length(&modem.msg_bytes, 0);
+    return modem_result::success;
+}
+
+int32_t check_snfc(snfc_state **state, uint8_t **bits_out, int32_t *length_out)
+{
+    if (*state == nullptr || (*state)->msg_bits.length == 0) return -1;
+    *bits_out = (*state)->msg_bits.data;
+    *length_out = (*state)->msg_bits.length;
+    return (*state)->rx_status;
+}

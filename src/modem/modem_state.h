@@ -1,0 +1,21 @@
+// What all operations on a modem state share.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tonelink {
+
+/// Result codes of the modem's operations.
+namespace modem_result {
+inline constexpr int32_t success = 1;
+inline constexpr int32_t no_state = -2; // open_snfc: a state already
+inline constexpr int32_t bad_length = -3;
+inline constexpr int32_t no_memory = -4;
+} // namespace modem_result
+
+inline constexpr std::size_t kFrameHistory =
+    271; // hops from a burst's first symbol to its last, and 1
+inline constexpr std::size_t kDecimationTaps = 37;
+
+} // namespace tonelink

@@ -1,0 +1,83 @@
+#include "modem/code_tables.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "modem/filter_taps.h"
+#include "support/signals.h"
+#include "tonelink/modem.h"
+
+namespace tonelink {
+
+using test::hash16;
+
+TEST(CodeTables, HoldTheFormat)
+{
+    // Hashes from an independent model.
+    const struct {
+        const char *name;
+        std::string actual;
+        const char *known;
+    } tables[] = {
+        {"mask_crc_msg_32", hash16(mask_crc_msg_32), "3774e5605ae28762"},
+        {"mask_crc_msg_48", hash16(mask_crc_msg_48), "4724c603f89bae51"},
+        {"perm_msg_crc_32", hash16(perm_msg_crc_32), "a4e10aa4140ad21c"},
+        {"perm_msg_crc_48", hash16(perm_msg_crc_48), "5e2155ce1cd1c075"},
+        {"genPolynomialIndex", hash16(genPolynomialIndex), "038fc41c2b7a2666"},
+        {"punct_msg", hash16(punct_msg), "8f6ed9d9ed12efcf"},
+        {"repeat_perm_msg", hash16(repeat_perm_msg), "904099f5f719b1f3"},
+        {"perm_msg", hash16(perm_msg), "0673d4de78926f39"},
+        {"p_pilots_odd", hash16(p_pilots_odd), "55d080e1744ffd48"},
+        {"p_data_even", hash16(p_data_even), "55d080e1744ffd48"},
+        {"p_pilots_even", hash16(p_pilots_even), "f5265af8eb28d6eb"},
+        {"p_data_odd", hash16(p_data_odd), "f5265af8eb28d6eb"},
+        {"phi_scr", hash16(phi_scr), "88284e1c78e18eb0"},
+        {"phaseReal", hash16(phaseReal), "45e43f6b4bb8eb73"},
+        {"phaseImag", hash16(phaseImag), "818e568317b246cf"},
+        {"w_pre", hash16(w_pre), "8007364becea2c09"},
+        {"w_post", hash16(w_post), "e345287135a5e77e"},
+        {"b_flt_ups", hash16(b_flt_ups), "5c6af8cf137aba43"},
+        {"coef_ht", hash16(coef_ht), "f9571c68ac95749f"},
+        {"Sinewave", hash16(Sinewave), "73e1daf45422f10d"},
+        {"b_flt_dns", hash16(b_flt_dns), "d229522220650824"},
+        {"coef_equ_freq", hash16(coef_equ_freq), "4f793fa0d47c5fdd"},
+        {"outBits", hash16(outBits), "4fc753be5e96b97a"},
+    };
+    for (const auto &table : tables) EXPECT_EQ(table.actual, table.known) << table.name;
+}
+
+template <class Table> bool is_permutation_of_indices(const Table &table)
+{
+    std::vector<int> indices(table.size());
+    std::iota(indices.begin(), indices.end(), 0);
+    return std::is_permutation(table.begin(), table.end(), indices.begin(), indices.end());
+}
+
+TEST(CodeTables, PermutationsLoseNothing)
+{
+    EXPECT_TRUE(is_permutation_of_indices(perm_msg_crc_32));
+    EXPECT_TRUE(is_permutation_of_indices(perm_msg_crc_48));
+    EXPECT_TRUE(is_permutation_of_indices(perm_msg));
+}
+
+TEST(CodeTables, FilterSumsKeepTheirBounds)
+{
+    // The bounds that the arithmetic of the filters relies on.
+    const auto sum_of = [](auto first, auto last) {
+        return std::accumulate(first, last, 0,
+                               [](int sum, int16_t tap) { return sum + std::abs(tap); });
+    };
+    EXPECT_EQ(sum_of(coef_ht.begin(), coef_ht.begin() + 64), 54820);
+    EXPECT_EQ(sum_of(coef_ht.begin() + 65, coef_ht.end()), 54820);
+    EXPECT_EQ(coef_ht[64], 0);
+    for (std::size_t phase = 0; phase < kInterpolation; ++phase) {
+        int sum = 0;
+        for (std::size_t tap = phase; tap < b_flt_ups.size(); tap += kInterpolation)
+            sum += std::abs(b_flt_ups[tap]);
+        EXPECT_LE(sum, 6102) << phase;
+    }
+}
+
+} // namespace tonelink

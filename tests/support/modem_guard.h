@@ -1,0 +1,40 @@
+// A modem state that is open as long as it lives.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/signals.h"
+#include "tonelink/modem.h"
+
+namespace tonelink::test {
+
+class open_modem {
+public:
+    open_modem() { open_snfc(&state_); }
+    open_modem(const open_modem &) = delete;
+    open_modem &operator=(const open_modem &) = delete;
+    ~open_modem() { close_snfc(&state_); }
+
+    snfc_state **operator&() { return &state_; }
+    snfc_state *operator->() { return state_; }
+    explicit operator bool() const { return state_ != nullptr; }
+
+    /// The burst of a text of 0 and 1; empty when it could not be made.
+    std::vector<int16_t> burst(const std::string &message)
+    {
+        const auto bits = bits_of(message);
+        int16_t *samples = nullptr;
+        int32_t *length = nullptr;
+        if (get_burst_snfc(&state_, bits.data(), static_cast<int32_t>(bits.size()), &samples,
+                           &length) != 1)
+            return {};
+        return {samples, samples + *length};
+    }
+
+private:
+    snfc_state *state_ = nullptr;
+};
+
+} // namespace tonelink::test

@@ -1,0 +1,23 @@
+# What `cmake --install` leaves behind, and how pkg-config and find_package() find it.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS tonelink EXPORT tonelink
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/tonelink DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tonelink)
+install(EXPORT tonelink NAMESPACE tonelink:: FILE tonelink-targets.cmake DESTINATION ${package_dir})
+configure_package_config_file(cmake/tonelink-config.cmake.in tonelink-config.cmake
+    INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(tonelink-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/tonelink-config.cmake
+    ${PROJECT_BINARY_DIR}/tonelink-config-version.cmake
+    DESTINATION ${package_dir})
+
+# The .pc file finds its prefix by its own place, so that an installed tree can be moved.
+file(RELATIVE_PATH prefix_from_pc
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/tonelink.pc.in tonelink.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tonelink.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -19,7 +19,7 @@ constexpr std::size_t kPaddedFrame = (kFrameSamples + kLanes - 1) / kLanes * kLa
 /// Rest, the frame, and zeros up to a whole number of lanes: output a looks at entries a to a + 12.
 using padded_input = std::array<int16_t, kPhaseTaps - 1 + kPaddedFrame>;
 using phase_taps = std::array<int16_t, kPhaseTaps>;
-using phase_output = std::array<int16_t, kPaddedFrame>;
+using lanes = std::array<int16_t, kLanes>;
 
 /// The taps of each phase, those of the oldest frame sample first.
 constexpr auto kPhases = [] {
@@ -29,16 +29,15 @@ constexpr auto kPhases = [] {
     return phases;
 }();
 
-void filter_phase(const padded_input &input, const phase_taps &taps, phase_output &output)
+/// One phase behind kLanes frame samples. |taps| of a phase sum to at most 6102: below 2^28.
+lanes filter_phase(const int16_t *input, const phase_taps &taps)
 {
-    for (std::size_t a = 0; a < kPaddedFrame; a += kLanes) {
-        std::array<int32_t, kLanes> sums{}; // |taps| of a phase sum to at most 6102: below 2^28
-        for (std::size_t t = 0; t < kPhaseTaps; ++t)
-            for (std::size_t lane = 0; lane < kLanes; ++lane)
-                sums[lane] += taps[t] * input[a + t + lane];
-        for (std::size_t lane = 0; lane < kLanes; ++lane)
-            output[a + lane] = low16(sums[lane] >> 13);
-    }
+    std::array<int32_t, kLanes> sums{};
+    for (std::size_t t = 0; t < kPhaseTaps; ++t)
+        for (std::size_t lane = 0; lane < kLanes; ++lane) sums[lane] += taps[t] * input[t + lane];
+    lanes outputs;
+    for (std::size_t lane = 0; lane < kLanes; ++lane) outputs[lane] = low16(sums[lane] >> 13);
+    return outputs;
 }
 
 } // namespace
@@ -47,12 +46,16 @@ void interpolate_by_10(const frame_samples &frame, burst_span burst)
 {
     padded_input input{};
     std::copy(frame.begin(), frame.end(), input.begin() + kPhaseTaps - 1);
-    std::array<phase_output, kInterpolation> phases;
-    for (std::size_t p = 0; p < kInterpolation; ++p) filter_phase(input, kPhases[p], phases[p]);
-
-    for (std::size_t a = 0; a < kFrameSamples; ++a)
+    for (std::size_t a = 0; a < kFrameSamples; a += kLanes) {
+        std::array<lanes, kInterpolation> phases;
         for (std::size_t p = 0; p < kInterpolation; ++p)
-            burst[kInterpolation * a + p] = phases[p][a];
+            phases[p] = filter_phase(&input[a], kPhases[p]);
+
+        const std::size_t count = std::min(kLanes, kFrameSamples - a);
+        for (std::size_t lane = 0; lane < count; ++lane)
+            for (std::size_t p = 0; p < kInterpolation; ++p)
+                burst[kInterpolation * (a + lane) + p] = phases[p][lane];
+    }
 }
 
 } // namespace tonelink

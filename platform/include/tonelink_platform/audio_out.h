@@ -36,8 +36,8 @@ typedef struct audio_out_s *audio_out_h;
 
 /**
  * Called on the device's own thread, again and again, whenever the output wants data.
- * @param nbytes  how much it wants (host platform: 10 ms of sound); it takes more, or none, as
- * well. A call that has written nothing is followed by the next 10 ms later.
+ * @param nbytes  how much it wants (host platform: 10 ms of sound). It takes more as well, or none;
+ *                a call that has written nothing is followed by the next 10 ms later.
  */
 typedef void (*audio_out_stream_cb)(audio_out_h out, size_t nbytes, void *user_data);
 
@@ -79,8 +79,7 @@ TONELINK_PLATFORM_API int audio_out_destroy(audio_out_h out);
  * Writes `bytes` bytes of samples; returns when the device has taken them, at the pace of its rate:
  * its buffer holds some tens of milliseconds. Writes of several threads follow one another whole.
  * @return bytes written (fewer only when the output was stopped meanwhile); -26214397 for a null
- *         buffer or an odd number of bytes, -38 when the output is not prepared, or a code of the
- * device
+ *         buffer or an odd number of bytes, -38 when it is not prepared, or a code of the device
  */
 TONELINK_PLATFORM_API int audio_out_write(audio_out_h out, const void *buffer, unsigned int bytes);
 

@@ -18,8 +18,7 @@ extern "C" {
  * variable TONELINK_AV_PRODUCT says (0 or 1), else false.
  * @param key    its name
  * @param value  receives the switch
- * @return 0, or -22 with nothing stored: a null pointer, another key, or another text in the
- * variable
+ * @return 0, or -22 with nothing stored: null pointer, another key, another text in the variable
  */
 TONELINK_PLATFORM_API int system_info_get_custom_bool(const char *key, bool *value);
 

@@ -11,7 +11,7 @@ namespace tonelink {
 /// A record of the family `Vector`, empty at first, that releases its array when its scope ends.
 template <class Vector> class scoped_vector : public Vector {
 public:
-    scoped_vector() : Vector{} {}
+    scoped_vector() { static_cast<Vector &>(*this) = {}; }
     scoped_vector(const scoped_vector &) = delete;
     scoped_vector &operator=(const scoped_vector &) = delete;
     ~scoped_vector() { free_vector<Vector>(*this); }

@@ -4,6 +4,12 @@ include(CMakePackageConfigHelpers)
 install(TARGETS tonelink EXPORT tonelink
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/tonelink DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS tonelink_platform_headers EXPORT tonelink)
+install(DIRECTORY platform/include/tonelink_platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(TARGET tonelink_platform)
+    install(TARGETS tonelink_platform EXPORT tonelink
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tonelink)
 install(EXPORT tonelink NAMESPACE tonelink:: FILE tonelink-targets.cmake DESTINATION ${package_dir})

@@ -1,0 +1,206 @@
+// The log: one line a call, one write a line, to standard error, to syslog or nowhere.
+
+#include "log.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/syslog.h>
+#include <unistd.h>
+
+#include "result.h"
+#include "setting.h"
+#include "tonelink_platform/host.h"
+
+namespace tonelink::host {
+
+namespace {
+
+enum class log_target { none, standard_error, syslog };
+
+constexpr const char *kOwnTag = "TONE_LINK_HOST";
+
+// Never destroyed: a thread may log while the process ends.
+setting &chosen_log()
+{
+    static setting &chosen = *new setting{"TONELINK_LOG"};
+    return chosen;
+}
+
+std::optional<log_target> parse_target(std::string_view text)
+{
+    if (text == "none") return log_target::none;
+    if (text == "stderr") return log_target::standard_error;
+    if (text == "syslog") return log_target::syslog;
+    return std::nullopt;
+}
+
+/// How a priority looks: a letter, its colour on a terminal, its level in syslog.
+struct priority_look {
+    char letter;
+    const char *colour;
+    int syslog_level;
+};
+
+priority_look look_of(int priority)
+{
+    switch (static_cast<log_priority>(priority)) {
+    case log_priority::verbose: return {'V', "\033[2m", LOG_DEBUG};
+    case log_priority::debug: return {'D', "\033[2m", LOG_DEBUG};
+    case log_priority::warning: return {'W', "\033[33m", LOG_WARNING};
+    case log_priority::error: return {'E', "\033[31m", LOG_ERR};
+    case log_priority::fatal: return {'F', "\033[1;31m", LOG_CRIT};
+    case log_priority::information: break;
+    }
+    return {'I', "\033[32m", LOG_INFO};
+}
+
+/// The text as one line: no line ends around it, and one blank for each row of them within.
+std::string one_line(std::string_view text)
+{
+    std::string line;
+    bool is_broken = false;
+    for (const char c : text) {
+        if (c == '\n' || c == '\r') {
+            is_broken = true;
+            continue;
+        }
+        if (is_broken && c == ' ') continue;
+        if (is_broken && !line.empty() && line.back() != ' ') line += ' ';
+        is_broken = false;
+        line += c;
+    }
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    return line;
+}
+
+/// The local time of day to the millisecond.
+std::string time_of_day()
+{
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const auto since = std::chrono::floor<std::chrono::milliseconds>(now.time_since_epoch());
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min,
+                  local.tm_sec, static_cast<int>(since.count() % 1000));
+    return text.data();
+}
+
+bool wants_colour()
+{
+    const char *no_colour = std::getenv("NO_COLOR");
+    const char *terminal = std::getenv("TERM");
+    return isatty(STDERR_FILENO) == 1 && (no_colour == nullptr || *no_colour == '\0') &&
+           terminal != nullptr && std::string_view{terminal} != "dumb";
+}
+
+void write_to_standard_error(int priority, const char *tag, const std::string &text)
+{
+    const auto look = look_of(priority);
+    const bool colour = wants_colour();
+    std::string line;
+    if (colour) line += "\033[2m";
+    line += time_of_day() + ' ';
+    if (colour) line += std::string{"\033[0m"} + look.colour;
+    line += look.letter;
+    if (colour) line += "\033[0m";
+    line += ' ' + std::string{tag} + ": " + text + '\n';
+
+    std::string_view left = line;
+    while (!left.empty()) {
+        const ssize_t written = write(STDERR_FILENO, left.data(), left.size());
+        if (written >= 0)
+            left.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR)
+            return; // there is nowhere to say so
+    }
+}
+
+log_target current_target()
+{
+    const auto chosen = chosen_log().get();
+    if (!chosen) return log_target::none;
+    if (const auto target = parse_target(*chosen)) return *target;
+    // Who sets the variable wants a log.
+    static std::atomic_flag said;
+    if (!said.test_and_set())
+        write_to_standard_error(static_cast<int>(log_priority::error), kOwnTag,
+                                "TONELINK_LOG is \"" + one_line(*chosen) +
+                                    "\"; it can be stderr, syslog or none");
+    return log_target::standard_error;
+}
+
+void log_line(log_target target, int priority, const char *tag, std::string_view text)
+{
+    if (target == log_target::standard_error)
+        write_to_standard_error(priority, tag, one_line(text));
+    else if (target == log_target::syslog)
+        syslog(LOG_USER | look_of(priority).syslog_level, "%s: %s", tag, one_line(text).c_str());
+}
+
+using c_text = std::unique_ptr<char, decltype(&std::free)>;
+
+/// What printf() makes of it; null when the format cannot be printed.
+c_text print(const char *format, va_list arguments)
+{
+    char *text = nullptr;
+    return {vasprintf(&text, format, arguments) < 0 ? nullptr : text, &std::free};
+}
+
+} // namespace
+
+void log_own(log_priority priority, const char *text) noexcept
+{
+    try {
+        log_line(current_target(), static_cast<int>(priority), kOwnTag, text);
+    } catch (const std::exception &) {
+        return; // no memory for the line
+    }
+}
+
+} // namespace tonelink::host
+
+using namespace tonelink::host;
+
+int __dlog_print(int, int priority, const char *tag, const char *format, ...)
+{
+    if (tag == nullptr || format == nullptr) return kInvalidParameter;
+    va_list arguments;
+    va_start(arguments, format);
+    int result = kOk;
+    try {
+        const auto target = current_target();
+        if (target != log_target::none) {
+            const auto text = print(format, arguments);
+            if (text != nullptr)
+                log_line(target, priority, tag, text.get());
+            else
+                result = kInvalidParameter;
+        }
+    } catch (const std::exception &) {
+        result = kOutOfMemory;
+    }
+    va_end(arguments);
+    return result;
+}
+
+int tonelink_host_set_log(const char *target)
+{
+    return at_boundary([&] {
+        if (target != nullptr && !parse_target(target)) return kInvalidParameter;
+        chosen_log().set(target);
+        return kOk;
+    });
+}

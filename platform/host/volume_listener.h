@@ -1,0 +1,32 @@
+// The listener of the master volume: a queue of news and a thread of its own that tells them in
+// order.
+#pragma once
+
+#include <deque>
+#include <mutex>
+
+#include "callback_thread.h"
+#include "tonelink_platform/sound_manager.h"
+
+namespace tonelink::host {
+
+class volume_listener {
+public:
+    int set(sound_manager_master_volume_changed_cb callback, void *user_data);
+    int unset();
+
+    /// Has the listener, if there is one, told of a new volume; does not wait for it.
+    void tell(unsigned int volume);
+
+private:
+    callback_thread::duration tell_next();
+
+    std::mutex registering_; // held by set() and unset(), also while they wait for the thread
+    std::mutex mutex_;       // guards what follows
+    sound_manager_master_volume_changed_cb callback_ = nullptr;
+    void *user_data_ = nullptr;
+    std::deque<unsigned int> news_;
+    callback_thread thread_{"tonelink-volume", [this] { return tell_next(); }};
+};
+
+} // namespace tonelink::host

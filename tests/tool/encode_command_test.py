@@ -1,0 +1,152 @@
+"""Runs `tonelink encode` with right and wrong arguments. Usage: encode_command_test.py COMMAND"""
+import array
+import hashlib
+import os
+import stat
+import struct
+import sys
+import wave
+
+import command_case
+from command_case import CommandCase, without_room
+
+PAIRING = ("encode", "--pin", "4711", "--address", "AA:BB:CC:DD:3C:A5")
+DATA = ("encode", "--data", "CAFE01")
+BURST = 23170
+
+
+def samples_of(raw):
+    samples = array.array("h", raw)
+    if sys.byteorder == "big":
+        samples.byteswap()
+    return samples
+
+
+class Encode(CommandCase):
+    def raw(self, *arguments):
+        return self.succeed(*arguments, "--raw", "-o", "-")
+
+    def test_bursts_are_those_of_their_messages(self):
+        # From an independent model of the modem.
+        for arguments, known in (
+                (PAIRING, "af644da02492bc7795dfb8b9f5af0ba9"),
+                ((*PAIRING, "--bits", "48"), "d6f7445fc144e600e7d394a13842cdbf"),
+                (("encode", "--data", "DeadBeef"), "d307f9002bfc2348b71fc5e0a5454307"),
+                (("encode", "--data", "0123456789AB"), "e833d439981381010aa61091dc66f379")):
+            self.assertEqual(hashlib.sha256(self.raw(*arguments)).hexdigest()[:32], known, arguments)
+
+    def test_data_decides_the_length_and_is_padded(self):
+        def data(text, *more):
+            return self.raw("encode", "--data", text, *more)
+
+        self.assertEqual(data("CAFE01"), data("CAFE0100"))
+        self.assertEqual(data("CAFE0123", "--bits", "48"), data("CAFE01230000"))
+        self.assertEqual(data("CAFE012345"), data("CAFE01234500"))
+        self.assertNotEqual(data("CAFE0123"), data("CAFE01230000"))
+
+    def test_formats_hold_the_same_samples(self):
+        for arguments in (PAIRING, (*DATA, "--copies", "3", "--gap", "12.5")):
+            raw = self.raw(*arguments)
+            self.succeed(*arguments, "-o", "burst.wav")
+            with wave.open(self.path("burst.wav")) as sound:
+                self.assertEqual(sound.getparams()[:4], (1, 2, 44100, len(raw) // 2))
+                self.assertEqual(samples_of(sound.readframes(BURST * 4)), samples_of(raw))
+            self.assertEqual(self.succeed(*arguments, "-o", "-"), self.read("burst.wav"))
+
+            self.succeed(*arguments, "-o", "burst.FLAC")
+            flac = self.read("burst.FLAC")
+            self.assertEqual(flac[:4], b"fLaC")
+            # The stream information: rate, channels, bits and length in 64 bits, then the samples' MD5.
+            fields, = struct.unpack(">Q", flac[18:26])
+            self.assertEqual((fields >> 44, (fields >> 41 & 7) + 1, (fields >> 36 & 31) + 1,
+                              fields & 0xFFFFFFFFF), (44100, 1, 16, len(raw) // 2))
+            self.assertEqual(flac[26:42], hashlib.md5(raw).digest())
+
+            self.succeed(*arguments, "--raw", "-o", "burst")
+            self.assertEqual(self.read("burst"), raw)
+
+    def test_copies_and_gaps(self):
+        burst = self.raw(*DATA)
+        self.assertEqual(len(burst), 2 * BURST)
+        self.assertEqual(self.raw(*DATA, "--copies", "5"), 5 * burst)
+        self.assertEqual(self.raw(*DATA, "--copies", "1", "--gap", "100"), burst)
+        self.assertEqual(self.raw(*DATA, "--copies", "3", "--gap", "100"),
+                         burst + 2 * (bytes(2 * 4410) + burst))
+
+    def test_level_is_the_peak(self):
+        full = samples_of(self.raw(*DATA))
+        self.assertIn(max(map(abs, full)), (32767, 32768))
+        for level in ("-6", "-20", "-40.5", "-90"):
+            gain = 10 ** (float(level) / 20)
+            quiet = samples_of(self.raw(*DATA, "--level", level))
+            self.assertTrue(all(abs(b - a * gain) <= 0.5001 for a, b in zip(full, quiet)), level)
+        self.assertEqual(samples_of(self.raw(*DATA, "--level", "0")), full)
+
+    def test_wrong_usage_says_what_is_right(self):
+        sound = ("-o", "burst.wav")
+        for text, *arguments in (
+                ("0 to 65535 is right for 32", "encode", "--pin", "70000", *PAIRING[3:], *sound),
+                ("4294967295", "encode", "--pin", "4294967296", *PAIRING[3:], "--bits", "48", *sound),
+                ("not a number", "encode", "--pin", "0x10", *PAIRING[3:], *sound),
+                ("AA:BB:CC:DD:EE:FF", "encode", "--pin", "1", "--address", "3C:A5", *sound),
+                ("right together", "encode", "--pin", "1", *sound),
+                ("right together", "encode", *PAIRING[3:], *sound),
+                ("right together", "encode", *sound),
+                ("not both", *PAIRING, "--data", "00", *sound),
+                ("CAFE0123", "encode", "--data", "xyz", *sound),
+                ("up to 6 for 48", "encode", "--data", "00112233445566", *sound),
+                ("up to 4 are right for 32", "encode", "--data", "0011223344", "--bits", "32", *sound),
+                ("32 or 48", *DATA, "--bits", "40", *sound),
+                ("from 1 to", *DATA, "--copies", "0", *sound),
+                ("from 0 to", *DATA, "--gap", "-1", *sound),
+                ("from -90 to 0", *DATA, "--level", "3", *sound),
+                (".wav or .flac", *DATA, "-o", "burst.mp3"),
+                (".wav or .flac", *DATA, "-o", "burst"),
+                ("FLAC or --raw", *DATA, "--copies", "100000", *sound),
+                ("--output is required", *DATA),
+                ("--help", *DATA, *sound, "--loud"),
+                ("--help", *DATA, *sound, "extra"),
+                ("--help", "shout"),
+                ("--help",)):
+            self.complain(2, text, *arguments)
+
+    def test_help_and_version(self):
+        for arguments in (("--help",), ("encode", "--help"), ("plot", "--help"), ("encode", "-h")):
+            self.assertIn(b"xample", self.succeed(*arguments))
+        self.assertRegex(self.succeed("--version"), rb"^tonelink \d+\.\d+\.\d+\n$")
+        with open("/dev/full", "wb") as full:
+            self.complain(1, "standard output", "--help", stdout=full)
+
+    def test_a_terminal_gets_no_samples(self):
+        self.refuse_terminal(*DATA, "-o", "-")
+        self.refuse_terminal(*DATA, "--raw", "-o", "-")
+
+    def test_failures_leave_no_file(self):
+        self.complain(1, "No such file", *DATA, "-o", "nowhere/burst.wav")
+        os.mkdir(self.path("folder.wav"))
+        self.complain(1, "folder", *DATA, "-o", "folder.wav")
+        for name in ("burst.wav", "burst.flac"):
+            self.complain(1, name, *DATA, "-o", name, preexec_fn=without_room, restore_signals=False)
+        with open("/dev/full", "wb") as full:
+            self.complain(1, "standard output", *DATA, "-o", "-", stdout=full)
+
+    def test_a_failure_leaves_the_old_file(self):
+        self.write("burst.wav", b"old")
+        self.complain(1, "burst.wav", *DATA, "-o", "burst.wav", preexec_fn=without_room,
+                      restore_signals=False)
+        self.assertEqual(self.read("burst.wav"), b"old")
+
+    def test_files_are_replaced_in_place(self):
+        self.succeed(*DATA, "-o", "fresh.wav", preexec_fn=lambda: os.umask(0o027))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("fresh.wav")).st_mode), 0o640)
+        os.chmod(self.path("fresh.wav"), 0o604)
+        os.symlink("fresh.wav", self.path("link.wav"))
+        self.succeed(*PAIRING, "-o", "link.wav")
+        self.assertTrue(os.path.islink(self.path("link.wav")))
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("fresh.wav")).st_mode), 0o604)
+        self.assertEqual(self.read("fresh.wav"), self.succeed(*PAIRING, "-o", "-"))
+        self.succeed(*DATA, "--raw", "-o", "/dev/null")
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+
+
+command_case.main()

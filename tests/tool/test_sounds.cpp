@@ -1,0 +1,67 @@
+#include "test_sounds.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <stdexcept>
+
+#include <samplerate.h>
+#include <tonelink/modem.h>
+
+#include "burst_layout.h"
+#include "support/signals.h"
+
+namespace tonelink::test {
+
+sound burst_of(uint32_t message)
+{
+    std::vector<uint8_t> bits;
+    for (int bit = 31; bit >= 0; --bit) bits.push_back((message >> bit) & 1u);
+    snfc_state *modem = nullptr;
+    int16_t *samples = nullptr;
+    int32_t *length = nullptr;
+    if (open_snfc(&modem) != 1 || get_burst_snfc(&modem, bits.data(), 32, &samples, &length) != 1)
+        throw std::runtime_error{"no burst"};
+    sound burst(samples, samples + *length);
+    for (float &sample : burst) sample /= 32768;
+    close_snfc(&modem);
+    return burst;
+}
+
+void mix(sound &to, const sound &what, std::size_t at, float gain)
+{
+    to.resize(std::max(to.size(), at + what.size()));
+    for (std::size_t i = 0; i < what.size(); ++i) to[at + i] += gain * what[i];
+}
+
+void add_noise(sound &to, double snr_db, uint32_t seed)
+{
+    constexpr double kBurstPower =
+        0.055; // of bursts whose peak is full scale, within half a decibel
+    const double share_in_band = (tool::kBandHigh - tool::kBandLow) / (tool::kDesignRate / 2);
+    const double power = kBurstPower / std::pow(10, snr_db / 10) / share_in_band;
+    // Twelve even values make one that is as good as normal, with a variance of 1.
+    const auto even = noise(12 * to.size(), seed);
+    for (std::size_t i = 0; i < to.size(); ++i) {
+        const auto first = even.begin() + static_cast<std::ptrdiff_t>(12 * i);
+        const double normal = std::accumulate(first, first + 12, 0.0) / 65536;
+        to[i] += static_cast<float>(std::sqrt(power) * normal);
+    }
+}
+
+sound resampled(const sound &from, double rate)
+{
+    const double ratio = rate / tool::kDesignRate;
+    sound to(static_cast<std::size_t>(std::ceil(static_cast<double>(from.size()) * ratio)));
+    SRC_DATA data{};
+    data.data_in = from.data();
+    data.input_frames = static_cast<long>(from.size());
+    data.data_out = to.data();
+    data.output_frames = static_cast<long>(to.size());
+    data.src_ratio = ratio;
+    if (src_simple(&data, SRC_SINC_BEST_QUALITY, 1) != 0) throw std::runtime_error{"not resampled"};
+    to.resize(static_cast<std::size_t>(data.output_frames_gen));
+    return to;
+}
+
+} // namespace tonelink::test

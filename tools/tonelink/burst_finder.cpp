@@ -1,0 +1,222 @@
+#include "burst_finder.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <map>
+#include <numbers>
+#include <stdexcept>
+
+#include "burst_layout.h"
+
+namespace tonelink::tool {
+namespace {
+
+// The burst's lengths at the rate of the search.
+constexpr int kDecimation = 16;
+constexpr double kSearchRate = kDesignRate / kDecimation;
+constexpr std::size_t kBody = kBodySamples / kDecimation;
+constexpr std::size_t kExtensions = 2 * kExtensionSamples / kDecimation;
+constexpr std::size_t kSymbol = kSymbolSamples / kDecimation;
+constexpr std::size_t kAllSymbols = kSymbols * kSymbol;
+
+/// Two bursts are never closer: a burst, less what noise can move its ends.
+constexpr int64_t kExclusion = kAllSymbols * 9 / 10;
+
+/// Positions this close are the same candidate.
+constexpr int64_t kSameCandidate = kSymbol / 2;
+
+/// Noise stays below 0.25 over hours, a burst as loud as the noise in its band reaches 0.5.
+constexpr double kEnoughFit = 0.28;
+
+/// Where the peak is looked at on both sides to place it between two samples.
+constexpr std::size_t kReach = 1;
+
+/// Full-scale sine squared times 10^-10.5: below -105 dBFS there is no burst.
+constexpr double kSilence = 1.6e-11;
+
+/// A sample of the search stands for 16 samples around it, as a sample of the generator's own slow
+/// rate stands for 10. So a row of samples begins half of the difference before its first one's
+/// middle.
+constexpr double kHalfSample = (kDecimation - 10) / 2.0 / kDesignRate;
+
+constexpr std::size_t kSearchBlock = 16384;
+
+double mixing_frequency() { return (kBandLow + kBandHigh) / 2; }
+
+} // namespace
+
+bool burst_finder::has_band(double sample_rate) { return sample_rate > 2 * kBandHigh; }
+
+burst_finder::burst_finder(double sample_rate)
+    : sample_rate_{sample_rate}, resampler_{nullptr, &src_delete}
+{
+    if (!has_band(sample_rate) || !src_is_valid_ratio(kSearchRate / sample_rate)) return;
+    int error = 0;
+    resampler_.reset(src_new(SRC_SINC_FASTEST, 2, &error));
+    if (!resampler_) throw std::runtime_error{src_strerror(error)};
+    // Silence before the sound, so that the first position has two neighbours too.
+    band_.resize(kReach);
+    band_start_ = -int64_t{kReach};
+}
+
+void burst_finder::put(std::span<const float> samples)
+{
+    if (!resampler_) return;
+    const auto turn = std::polar(1.0, -2 * std::numbers::pi * mixing_frequency() / sample_rate_);
+    for (const float sample : samples) {
+        const auto mixed = static_cast<double>(sample) * oscillator_;
+        mixed_.push_back(static_cast<float>(mixed.real()));
+        mixed_.push_back(static_cast<float>(mixed.imag()));
+        oscillator_ *= turn;
+    }
+    oscillator_ /= std::abs(oscillator_);
+    resample(false);
+    if (band_.size() > kSearchBlock) search();
+}
+
+std::vector<found_burst> burst_finder::finish()
+{
+    if (!resampler_) return {};
+    resample(true);
+    // A burst that ends with the sound has its last extension within reach of the search.
+    band_.resize(band_.size() + kBody + kReach);
+    search();
+    return choose();
+}
+
+/// Moves what was mixed into `band_`; with `last`, what the resampler still holds as well.
+void burst_finder::resample(bool last)
+{
+    std::array<std::complex<float>, 2048> block;
+    SRC_DATA data{};
+    data.src_ratio = kSearchRate / sample_rate_;
+    data.end_of_input = last;
+    data.data_in = mixed_.data();
+    data.input_frames = static_cast<long>(mixed_.size() / 2);
+    data.data_out = reinterpret_cast<float *>(block.data());
+    data.output_frames = static_cast<long>(block.size());
+    do {
+        if (const int error = src_process(resampler_.get(), &data); error != 0)
+            throw std::runtime_error{src_strerror(error)};
+        band_.insert(band_.end(), block.begin(), block.begin() + data.output_frames_gen);
+        data.data_in += 2 * data.input_frames_used;
+        data.input_frames -= data.input_frames_used;
+    } while (data.input_frames > 0 || data.output_frames_gen > 0);
+    mixed_.clear();
+}
+
+/// Scores each position whose whole burst is in `band_` and drops what no later position needs.
+void burst_finder::search()
+{
+    constexpr std::size_t kNeeded = kAllSymbols + kReach;
+    if (band_.size() <= kReach + kNeeded) return;
+
+    products_.assign(1, 0);
+    energies_.assign(1, 0);
+    for (std::size_t t = 0; t < band_.size(); ++t) {
+        const std::complex<double> x{band_[t]};
+        energies_.push_back(energies_.back() + std::norm(x));
+        if (t + kBody < band_.size())
+            products_.push_back(products_.back() +
+                                x * std::conj(std::complex<double>{band_[t + kBody]}));
+    }
+    const std::size_t end = band_.size() - kNeeded;
+    for (std::size_t at = kReach; at < end; ++at) consider(at);
+
+    // The next search begins at `end` and looks back from there.
+    const std::size_t passed = end - kReach;
+    band_.erase(band_.begin(), band_.begin() + static_cast<std::ptrdiff_t>(passed));
+    band_start_ += static_cast<int64_t>(passed);
+}
+
+/// Notes the position `at` of `band_` if a burst can begin there, the best one within a symbol.
+void burst_finder::consider(std::size_t at)
+{
+    const double extensions = comb(at, kSymbols);
+    if (extensions < kEnoughFit) return;
+    const int64_t position = band_start_ + static_cast<int64_t>(at);
+    // One symbol too early or too late, fifteen of sixteen still fit; what is missing is energy.
+    const double weight = extensions * evenness(at);
+    const bool is_near =
+        !candidates_.empty() && position - candidates_.back().position < kSameCandidate;
+    if (is_near && weight <= candidates_.back().weight) return;
+    const double fit = extensions - agreement_elsewhere(at);
+    if (fit < kEnoughFit) return;
+
+    // The agreement rises and falls in straight lines around its peak.
+    const double before = comb(at - kReach, kSymbols), after = comb(at + kReach, kSymbols);
+    const double between =
+        kReach * (after - before) / std::max(2 * extensions - before - after, 1e-9);
+    const double first_symbol = static_cast<double>(position) + std::clamp(between, -1.0, 1.0);
+    if (is_near) candidates_.pop_back();
+    candidates_.push_back(
+        {position, weight, {first_symbol / kSearchRate - kHalfSample - symbol_start_s(1), fit}});
+}
+
+/// The candidates that stand, the strongest first: each rules out all that would overlap it.
+std::vector<found_burst> burst_finder::choose()
+{
+    std::sort(candidates_.begin(), candidates_.end(),
+              [](const candidate &a, const candidate &b) { return a.weight > b.weight; });
+    std::map<int64_t, found_burst> chosen;
+    for (const candidate &next : candidates_) {
+        const auto after = chosen.lower_bound(next.position);
+        if (after != chosen.end() && after->first - next.position < kExclusion) continue;
+        if (after != chosen.begin() && next.position - std::prev(after)->first < kExclusion)
+            continue;
+        chosen.emplace_hint(after, next.position, next.burst);
+    }
+    std::vector<found_burst> bursts;
+    bursts.reserve(chosen.size());
+    for (const auto &[position, burst] : chosen) bursts.push_back(burst);
+    return bursts;
+}
+
+/// 1 when no symbol is weaker than the median one, a sixteenth less for each that is silent.
+double burst_finder::evenness(std::size_t at) const
+{
+    std::array<double, kSymbols> energies;
+    for (double &energy : energies) {
+        energy = energies_[at + kSymbol] - energies_[at];
+        at += kSymbol;
+    }
+    auto sorted = energies;
+    std::nth_element(sorted.begin(), sorted.begin() + kSymbols / 2, sorted.end());
+    const double median = std::max(sorted[kSymbols / 2], kSilence * kSymbol);
+    double sum = 0;
+    for (const double energy : energies) sum += std::min(1.0, energy / median);
+    return sum / kSymbols;
+}
+
+/// How much as many samples agree at another place of a symbol, at most.
+double burst_finder::agreement_elsewhere(std::size_t at) const
+{
+    double most = 0;
+    for (std::size_t place = kExtensions; place < kSymbol; place += kExtensions)
+        most = std::max(most, comb(at + place, kSymbols - 1));
+    return most;
+}
+
+/// The agreement of a few samples from `at` on, over `symbols` symbols.
+double burst_finder::comb(std::size_t at, int symbols) const
+{
+    std::complex<double> sum;
+    for (int n = 0; n < symbols; ++n) {
+        sum += agreement(at, at + kExtensions);
+        at += kSymbol;
+    }
+    return std::abs(sum) / symbols;
+}
+
+/// How much the samples `from` to `to` agree with those one body later: 1 when they are the same
+/// but for one phase.
+std::complex<double> burst_finder::agreement(std::size_t from, std::size_t to) const
+{
+    const double energy =
+        (energies_[to] - energies_[from] + energies_[to + kBody] - energies_[from + kBody]) / 2;
+    return (products_[to] - products_[from]) / (energy + kSilence * static_cast<double>(to - from));
+}
+
+} // namespace tonelink::tool

@@ -1,0 +1,70 @@
+// The `tonelink` command: reads the arguments, runs the command that they name, and turns what went
+// wrong into one line on standard error and an exit status.
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string>
+
+#include "command.h"
+
+namespace tonelink::tool {
+namespace {
+
+/// "tonelink encode" once a command has been recognised, "tonelink" before.
+std::string called_name(const CLI::App &program)
+{
+    std::string name = program.get_name();
+    for (const CLI::App *command : program.get_subcommands()) name += " " + command->get_name();
+    return name;
+}
+
+int complain(const CLI::App &program, std::string what, exit_status status)
+{
+    for (char &c : what)
+        if (c == '\n') c = ' ';
+    std::cerr << called_name(program) << ": " << what << '\n';
+    return status;
+}
+
+int run(CLI::App &program, int argc, char **argv)
+{
+    try {
+        program.parse(argc, argv);
+        return kDone;
+    } catch (const CLI::Success &help_or_version) {
+        program.exit(help_or_version);
+        std::cout.flush();
+        return std::cout ? kDone : complain(program, "cannot write to standard output", kFailed);
+    } catch (const CLI::ParseError &error) {
+        return complain(program,
+                        std::string{error.what()} + "; '" + called_name(program) +
+                            " --help' shows what is right",
+                        kWrongUsage);
+    } catch (const wrong_usage &error) {
+        return complain(program, error.what(), kWrongUsage);
+    } catch (const std::bad_alloc &) {
+        return complain(program, "out of memory", kFailed);
+    } catch (const std::exception &error) {
+        return complain(program, error.what(), kFailed);
+    }
+}
+
+} // namespace
+} // namespace tonelink::tool
+
+int main(int argc, char **argv)
+try {
+    CLI::App program{"Short messages as near-ultrasonic sound.", "tonelink"};
+    program.set_version_flag("--version", "tonelink " TONELINK_VERSION);
+    program.require_subcommand(1);
+    program.get_formatter()->column_width(30);
+    program.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    program.footer("'tonelink COMMAND --help' explains a command and shows an example.");
+    tonelink::tool::add_encode_command(program);
+    tonelink::tool::add_plot_command(program);
+    return tonelink::tool::run(program, argc, argv);
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "tonelink: %s\n", error.what());
+    return tonelink::tool::kFailed;
+}

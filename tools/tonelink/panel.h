@@ -1,0 +1,48 @@
+// A spectrogram as a part of a picture: its place, its axes and its colours.
+#pragma once
+
+#include <string>
+
+#include "canvas.h"
+#include "colour_map.h"
+#include "spectrogram.h"
+
+namespace tonelink::tool {
+
+inline constexpr colour kInk = rgb(0x222222);
+inline constexpr colour kFaintInk = rgb(0x666666);
+
+/// A part of the picture where time runs to the right and frequency upwards, in units of the
+/// canvas.
+struct panel {
+    double left, top, width, height;
+    double from_s, to_s;
+    double low_hz, high_hz;
+
+    double x(double seconds) const { return left + (seconds - from_s) / (to_s - from_s) * width; }
+    double y(double hz) const { return top + (high_hz - hz) / (high_hz - low_hz) * height; }
+    double right() const { return left + width; }
+    double bottom() const { return top + height; }
+};
+
+/// Levels in dBFS as colours, from the darkest to the lightest.
+struct colour_scale {
+    double bottom, top;
+    colour of(double level) const { return map_colour((level - bottom) / (top - bottom)); }
+};
+
+/// A number with so many digits after the point and a true minus sign.
+std::string decimal(double value, int decimals);
+
+/// Paints a spectrogram over its panel.
+void paint_spectrogram(canvas &page, const panel &area, const spectrogram &levels,
+                       const colour_scale &colours);
+
+/// Frames the panel; seconds below it, kHz to its left.
+void draw_axes(canvas &page, const panel &area);
+
+/// The scale as a bar with its levels to the right.
+void draw_colour_bar(canvas &page, double left, double top, double height,
+                     const colour_scale &colours);
+
+} // namespace tonelink::tool

@@ -111,7 +111,7 @@ class Encode(CommandCase):
             self.complain(2, text, *arguments)
 
     def test_help_and_version(self):
-        for arguments in (("--help",), ("encode", "--help"), ("plot", "--help"), ("encode", "-h")):
+        for arguments in (("--help",), ("encode", "--help"), ("encode", "-h")):
             self.assertIn(b"xample", self.succeed(*arguments))
         self.assertRegex(self.succeed("--version"), rb"^tonelink \d+\.\d+\.\d+\n$")
         with open("/dev/full", "wb") as full:

@@ -42,6 +42,9 @@ class Plot(CommandCase):
             self.succeed("plot", name, "-o", "picture.png")
             self.assertEqual(png_size(self.read("picture.png")), (1600, 1000), name)
 
+    def test_help(self):
+        self.assertIn(b"Example", self.succeed("plot", "--help"))
+
     def test_size_channel_and_standard_output(self):
         self.sound("two.wav", [5000, 0, -5000, 0] * 5000, 44100, 2)
         pictures = [self.succeed("plot", "two.wav", "-o", "-", "--size", "700x500", *channel)

@@ -1,10 +1,11 @@
-// Finds where bursts are in a sound without reading their messages, by their cyclic extensions: in
-// each of 16 symbols the 16 samples around a joint come again one body later, and nothing else
-// does.
+// Finds where bursts are in a sound without reading their messages, by their cyclic extensions: the
+// prefix of a symbol and the first samples of its body come again one body later, as the body's end
+// and the suffix; nothing else in a burst comes again.
 //
-// The band is mixed down to 0 Hz and resampled to 4410 Hz. There each position is scored by how
-// much the extensions agree with their copies less how much everything between them does: 1 for a
-// clean burst, near 0 for noise, and near 0 for steady tones, which agree everywhere.
+// The band is mixed down to 0 Hz and resampled to 2756.25 Hz, where a body is 80 samples long and a
+// prefix 5. There each position is scored by how much the extensions of 16 symbols agree with their
+// copies, less how much other samples do: near 1 for a clean burst, near 0 for noise, and near 0
+// for tones, which agree everywhere.
 #pragma once
 
 #include <complex>
@@ -55,9 +56,9 @@ private:
     std::unique_ptr<SRC_STATE, decltype(&src_delete)> resampler_;
     std::complex<double> oscillator_{1, 0};
     std::vector<float> mixed_;              // at the sound's rate, real and imaginary parts in turn
-    std::vector<std::complex<float>> band_; // at 4410 Hz, from sample `band_start_` on
+    std::vector<std::complex<float>> band_; // after resampling, from sample `band_start_` on
     int64_t band_start_ = 0;
-    std::vector<std::complex<double>> products_; // running sums over `band_`: x(t) conj x(t + 128)
+    std::vector<std::complex<double>> products_; // running sums over `band_`: x(t) conj x(t + body)
     std::vector<double> energies_;               // and |x(t)|^2
     std::vector<candidate> candidates_;          // at most some dozen for each burst
 };

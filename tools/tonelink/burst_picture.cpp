@@ -64,8 +64,7 @@ void mark_bursts(canvas &page, const panel &area, const std::vector<found_burst>
     }
 }
 
-/// The symbols' numbers above the panel, their joints, and a tick for each pilot where a symbol
-/// begins.
+/// The symbols' numbers above the panel, their joints, and at each joint the symbol's pilots.
 void mark_symbols(canvas &page, const panel &area, const found_burst &burst)
 {
     page.text(area.left - 12, area.top - 16, "symbol",
@@ -112,6 +111,44 @@ void draw_lens(canvas &page, const panel &overview, const panel &closeup)
     cairo_fill(context);
 }
 
+void draw_closeup(canvas &page, const panel &area, const burst_picture &picture,
+                  const colour_scale &colours)
+{
+    paint_spectrogram(page, area, *picture.closeup, colours);
+    draw_axes(page, area);
+    mark_symbols(page, area, picture.bursts[picture.nearest]);
+    draw_carrier_axis(page, area);
+    const double below = area.bottom() + 48;
+    page.text(area.left, below, "burst " + std::to_string(picture.nearest + 1), {.ink = kMark});
+    page.text(area.right(), below, "short marks: the symbol's pilots",
+              {.ink = kMark, .side = align::right});
+}
+
+/// The whole sound, up to half its sample rate.
+panel overview_panel(const burst_picture &picture, const picture_layout &layout)
+{
+    const spectrogram_shape &shape = picture.overview->shape();
+    panel area = layout.overview;
+    area.from_s = static_cast<double>(shape.first_sample) / shape.sample_rate;
+    area.to_s = static_cast<double>(shape.end_sample) / shape.sample_rate;
+    area.low_hz = 0;
+    area.high_hz = std::min(shape.sample_rate / 2, kHighestShown);
+    return area;
+}
+
+/// One burst and its band, with a little of what is around them.
+panel closeup_panel(const burst_picture &picture, const picture_layout &layout)
+{
+    constexpr double kMarginHz = 400;
+    const double start = picture.bursts[picture.nearest].start_s;
+    panel area = layout.closeup;
+    area.from_s = start - kCloseupMarginSeconds;
+    area.to_s = start + kBurstSeconds + kCloseupMarginSeconds;
+    area.low_hz = kBandLow - kMarginHz;
+    area.high_hz = kBandHigh + kMarginHz;
+    return area;
+}
+
 } // namespace
 
 picture_layout::picture_layout(int width_in_px, int height_in_px, bool with_closeup)
@@ -134,45 +171,28 @@ std::size_t picture_layout::columns() const
     return static_cast<std::size_t>(std::lround(overview.width * scale));
 }
 
-canvas draw_picture(const burst_picture &picture, picture_layout layout)
+canvas draw_picture(const burst_picture &picture, const picture_layout &layout)
 {
     canvas page{layout.width_px, layout.height_px, layout.scale};
-    const spectrogram_shape &shape = picture.overview->shape();
-    const colour_scale colours = scale_for(*picture.overview, picture.closeup);
     const double text_width = layout.width - 2 * layout.overview.left;
     page.text(layout.overview.left, 44, picture.title,
               {.size = 30, .ink = kInk, .bold = true, .width = text_width});
     page.text(layout.overview.left, 84, picture.subtitle, {.ink = kFaintInk, .width = text_width});
 
-    panel overview = layout.overview;
-    overview.from_s = static_cast<double>(shape.first_sample) / shape.sample_rate;
-    overview.to_s = static_cast<double>(shape.end_sample) / shape.sample_rate;
-    overview.low_hz = 0;
-    overview.high_hz = std::min(shape.sample_rate / 2, kHighestShown);
-
-    panel closeup = layout.closeup;
+    const colour_scale colours = scale_for(*picture.overview, picture.closeup);
+    const panel overview = overview_panel(picture, layout);
+    double bottom = overview.bottom();
     if (picture.closeup) {
-        const found_burst &burst = picture.bursts[picture.nearest];
-        closeup.from_s = burst.start_s - kCloseupMarginSeconds;
-        closeup.to_s = burst.start_s + kBurstSeconds + kCloseupMarginSeconds;
-        closeup.low_hz = kBandLow - 400;
-        closeup.high_hz = kBandHigh + 400;
+        const panel closeup = closeup_panel(picture, layout);
         draw_lens(page, overview, closeup);
-        paint_spectrogram(page, closeup, *picture.closeup, colours);
-        draw_axes(page, closeup);
-        mark_symbols(page, closeup, burst);
-        page.text(closeup.left, closeup.bottom() + 48,
-                  "burst " + std::to_string(picture.nearest + 1), {.ink = kMark});
-        page.text(closeup.right(), closeup.bottom() + 48, "short marks: the symbol's pilots",
-                  {.ink = kMark, .side = align::right});
-        draw_carrier_axis(page, closeup);
+        draw_closeup(page, closeup, picture, colours);
+        bottom = closeup.bottom();
     }
     paint_spectrogram(page, overview, *picture.overview, colours);
     draw_axes(page, overview);
     mark_band(page, overview);
     mark_bursts(page, overview, picture.bursts);
-    const double end = picture.closeup ? closeup.bottom() : overview.bottom();
-    draw_colour_bar(page, layout.width - 110, overview.top, end - overview.top, colours);
+    draw_colour_bar(page, layout.width - 110, overview.top, bottom - overview.top, colours);
     return page;
 }
 

@@ -24,7 +24,7 @@ public:
     int width_px, height_px;
     double scale;         ///< pixels to a unit
     double width, height; ///< in units
-    panel overview{};     ///< its axes are set by whoever draws
+    panel overview{};     ///< without axes yet
     panel closeup{};
 };
 
@@ -41,6 +41,6 @@ struct burst_picture {
 /// What the closeup shows beside the burst itself.
 inline constexpr double kCloseupMarginSeconds = 0.012;
 
-canvas draw_picture(const burst_picture &picture, picture_layout layout);
+canvas draw_picture(const burst_picture &picture, const picture_layout &layout);
 
 } // namespace tonelink::tool

@@ -1,10 +1,9 @@
 // `tonelink encode`: a message as a sound file, the burst that a phone would hear.
-#include <algorithm>
-#include <array>
 #include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -93,15 +92,14 @@ std::vector<int16_t> make_burst(const message_bits &message)
     return {samples, samples + *length};
 }
 
-/// Scales samples whose peak is full scale to a peak of `level_db` dBFS.
+/// Scales a burst, whose peak is full scale, to a peak of `level_db` dBFS.
 void set_level(std::vector<int16_t> &samples, double level_db)
 {
     const double gain = std::pow(10, level_db / 20);
     for (int16_t &sample : samples) sample = static_cast<int16_t>(std::lround(sample * gain));
 }
 
-/// Writes the burst `copies` times with `gap` samples of silence between, as a transmitter loops
-/// it.
+/// Writes the burst `copies` times with `gap` samples of silence between them.
 void write_copies(sound_writer &sound, const std::vector<int16_t> &burst, uint64_t copies,
                   std::size_t gap)
 {

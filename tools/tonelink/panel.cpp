@@ -102,8 +102,7 @@ void paint_spectrogram(canvas &page, const panel &area, const spectrogram &level
         std::min(std::ceil(area.high_hz / levels.bin_hz()), static_cast<double>(levels.bins() - 1));
     const auto image = image_of(levels, static_cast<std::size_t>(lowest),
                                 static_cast<std::size_t>(highest), colours);
-    // A bin is centred on its frequency: the image reaches half a bin beyond the first and the
-    // last.
+    // A bin is centred on its frequency: the image reaches half a bin beyond both ends.
     const double top = area.y((highest + 0.5) * levels.bin_hz());
     const double bottom = area.y((lowest - 0.5) * levels.bin_hz());
 

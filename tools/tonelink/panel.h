@@ -12,8 +12,7 @@ namespace tonelink::tool {
 inline constexpr colour kInk = rgb(0x222222);
 inline constexpr colour kFaintInk = rgb(0x666666);
 
-/// A part of the picture where time runs to the right and frequency upwards, in units of the
-/// canvas.
+/// A part of the canvas where time runs to the right and frequency upwards.
 struct panel {
     double left, top, width, height;
     double from_s, to_s;

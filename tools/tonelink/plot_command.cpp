@@ -30,6 +30,15 @@ struct plot_options {
     std::string size = "1600x1000";
 };
 
+/// Spectra of 12 ms see 170 Hz apart: both little beside a symbol and the band.
+constexpr double kWindowSeconds = 0.012;
+
+/// Which sound is looked at.
+struct sound_source {
+    std::string path;
+    int channel; ///< 0 for the mix of all
+};
+
 /// What one passage over the sound tells, before it is known how a second is to look at it.
 struct survey {
     int sample_rate = 0;
@@ -38,28 +47,28 @@ struct survey {
     std::vector<found_burst> bursts;
 };
 
-survey survey_sound(const std::string &path, int channel)
+survey survey_sound(const sound_source &source)
 {
-    sound_reader sound{path, channel};
+    sound_reader sound{source.path, source.channel};
     survey found{sound.sample_rate(), sound.channels(), 0, {}};
     burst_finder finder{static_cast<double>(sound.sample_rate())};
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
         found.samples += static_cast<int64_t>(block.size());
     }
-    if (found.samples == 0) throw failure{path + " holds no samples"};
+    if (found.samples == 0) throw failure{source.path + " holds no samples"};
     found.bursts = finder.finish();
     return found;
 }
 
-spectrogram analyse(const std::string &path, int channel, const spectrogram_shape &shape)
+spectrogram analyse(const sound_source &source, const spectrogram_shape &shape)
 {
-    sound_reader sound{path, channel};
-    const int64_t start =
-        std::max<int64_t>(0, shape.first_sample - static_cast<int64_t>(shape.window));
+    sound_reader sound{source.path, source.channel};
+    const auto margin = static_cast<int64_t>(shape.window);
+    const int64_t start = std::max<int64_t>(0, shape.first_sample - margin);
     sound.skip(start);
     spectrogram levels{shape, start};
-    int64_t left = shape.end_sample + static_cast<int64_t>(shape.window) - start;
+    int64_t left = shape.end_sample + margin - start;
     for (auto block = sound.read(); !block.empty() && left > 0; block = sound.read()) {
         levels.put(block);
         left -= static_cast<int64_t>(block.size());
@@ -68,36 +77,30 @@ spectrogram analyse(const std::string &path, int channel, const spectrogram_shap
     return levels;
 }
 
-/// A window of about `seconds` and a transform of some power of two, at least twice as long.
-spectrogram_shape shape_of(double sample_rate, double seconds, std::size_t columns)
+/// The whole sound. The transform, some power of two, is at least twice as long as the window.
+spectrogram_shape overview_of(const survey &sound, std::size_t columns)
 {
-    constexpr double longest = 8192;
-    const auto window =
-        static_cast<std::size_t>(std::clamp(std::round(sample_rate * seconds), 16.0, longest));
-    return {sample_rate, 0, 0, columns, window, std::bit_ceil(2 * window)};
+    constexpr double kShortest = 16, kLongest = 8192; // for the oddest sample rates
+    const auto window = static_cast<std::size_t>(
+        std::clamp(std::round(sound.sample_rate * kWindowSeconds), kShortest, kLongest));
+    return {.sample_rate = static_cast<double>(sound.sample_rate),
+            .first_sample = 0,
+            .end_sample = sound.samples,
+            .columns = columns,
+            .window = window,
+            .transform = std::bit_ceil(2 * window)};
 }
 
-spectrogram overview_of(const std::string &path, int channel, const survey &sound,
-                        std::size_t columns)
+/// One burst, with a longer transform for the fewer bins of its band.
+spectrogram_shape closeup_of(const survey &sound, const found_burst &burst, std::size_t columns)
 {
-    constexpr double kWindowSeconds =
-        0.012; // 12 ms and 170 Hz: both short beside a symbol and the band
-    spectrogram_shape shape = shape_of(sound.sample_rate, kWindowSeconds, columns);
-    shape.end_sample = sound.samples;
-    return analyse(path, channel, shape);
-}
-
-spectrogram closeup_of(const std::string &path, int channel, const survey &sound,
-                       const found_burst &burst, std::size_t columns)
-{
-    constexpr double kWindowSeconds = 0.012;
-    spectrogram_shape shape = shape_of(sound.sample_rate, kWindowSeconds, columns);
+    spectrogram_shape shape = overview_of(sound, columns);
     const double first = burst.start_s - kCloseupMarginSeconds;
     const double end = burst.start_s + kBurstSeconds + kCloseupMarginSeconds;
     shape.first_sample = std::llround(first * sound.sample_rate);
     shape.end_sample = std::llround(end * sound.sample_rate);
-    shape.transform *= 2; // smoother
-    return analyse(path, channel, shape);
+    shape.transform *= 2;
+    return shape;
 }
 
 /// The first burst that is about as clear as the clearest.
@@ -145,9 +148,9 @@ std::string subtitle_of(const survey &sound, int channel)
 
 void plot(const CLI::App &command, const plot_options &options)
 {
-    int channel = 0;
+    sound_source source{options.input, 0};
     if (command.count("--channel") > 0)
-        channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
+        source.channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
     const auto [width, height] = parse_size(options.size);
     if (options.output != "-" && std::filesystem::path{options.output}.extension() != ".png")
         throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
@@ -155,16 +158,16 @@ void plot(const CLI::App &command, const plot_options &options)
     if (options.input == "-" || std::filesystem::is_fifo(options.input))
         throw wrong_usage{"cannot plot from a pipe, as the sound is read twice; a file is right"};
 
-    const survey sound = survey_sound(options.input, channel);
+    const survey sound = survey_sound(source);
     const picture_layout layout{width, height, !sound.bursts.empty()};
-    const spectrogram overview = overview_of(options.input, channel, sound, layout.columns());
+    const spectrogram overview = analyse(source, overview_of(sound, layout.columns()));
     burst_picture picture{std::filesystem::path{options.input}.filename(),
-                          subtitle_of(sound, channel), &overview, sound.bursts};
+                          subtitle_of(sound, source.channel), &overview, sound.bursts};
     std::optional<spectrogram> closeup;
     if (!sound.bursts.empty()) {
         picture.nearest = clearest(sound.bursts);
-        closeup = closeup_of(options.input, channel, sound, sound.bursts[picture.nearest],
-                             layout.columns());
+        const found_burst &nearest = sound.bursts[picture.nearest];
+        closeup = analyse(source, closeup_of(sound, nearest, layout.columns()));
         picture.closeup = &*closeup;
     }
     const canvas page = draw_picture(picture, layout);

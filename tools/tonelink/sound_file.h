@@ -20,9 +20,8 @@ using sound_handle = std::unique_ptr<SNDFILE, close_sound>;
 /// Reads a sound file from front to back, its channels mixed to one or all but one left out.
 class sound_reader {
 public:
-    /// @param channel  0 mixes all channels, 1 is the first. Throws failure for a file that cannot
-    /// be
-    ///                 read or has no such channel
+    /// @param channel  0 mixes all channels, 1 is the first
+    /// Throws failure for a file that cannot be read or has no such channel.
     sound_reader(const std::string &path, int channel);
 
     int sample_rate() const { return format_.samplerate; }
@@ -32,7 +31,7 @@ public:
     void skip(int64_t count);
 
     /// The next samples, at most a block; none at the end. Full scale is 1. Valid until the next
-    /// call.
+    /// call of any kind.
     std::span<const float> read();
 
 private:

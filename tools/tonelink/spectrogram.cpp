@@ -15,8 +15,7 @@ std::vector<float> hann_window(std::size_t length)
     const auto size = static_cast<double>(length);
     for (std::size_t i = 0; i < length; ++i) {
         const double turn = 2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / size;
-        // The window's sum is length / 2, and a sine's power stands in two bins, one of them
-        // mirrored.
+        // The window's sum is length / 2, and half of a sine's amplitude is in the mirrored bin.
         window[i] = static_cast<float>((0.5 - 0.5 * std::cos(turn)) * 4 / size);
     }
     return window;

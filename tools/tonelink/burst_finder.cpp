@@ -37,9 +37,8 @@ constexpr std::size_t kReach = 1;
 /// Full-scale sine squared times 10^-10.5: below -105 dBFS there is no burst.
 constexpr double kSilence = 1.6e-11;
 
-/// Ten samples of the search cover 16 samples of the sound each, half of them before the first
-/// one's own place; the generator's extensions cover 10 each. Half of the difference is what the
-/// search comes too late.
+/// A sample of the search covers the 16 samples around its place, one of the baseband that a burst
+/// is made from covers 10. Of two rows that cover the same time, the search's begins later by this.
 constexpr double kLag = (kDecimation - 10) / 2.0 / kDesignRate;
 
 constexpr std::size_t kSearchBlock = 16384;

@@ -71,16 +71,4 @@ TEST(Modulator, CarriesEveryChannelBitOnItsOwnBin)
     }
 }
 
-TEST(Modulator, TurnsPhasesRoundTheWholeCircle)
-{
-    for (int16_t index = 0; index < 256; ++index) {
-        const cplx16 here = phase_factor(index);
-        const cplx16 opposite = phase_factor(static_cast<int16_t>((index + 128) % 256));
-        EXPECT_TRUE(here.re == -opposite.re && here.im == -opposite.im) << index;
-        EXPECT_NEAR(here.re * here.re + here.im * here.im, 32767.5 * 32767.5, 65536.0) << index;
-        EXPECT_EQ(here.im >= 0, index <= 128) << index;
-        EXPECT_EQ(here.re >= 0, index <= 64 || index >= 192) << index;
-    }
-}
-
 } // namespace tonelink

@@ -42,6 +42,7 @@ expect "by find_package" "$(./build/burst)" "23170 samples, peak 32767"
 mkdir "$work/from-readme"
 cd "$work/from-readme"
 sed -n '/^```c$/,/^```$/p' "$source/README.md" | sed '/^```/d' >program.c
-$cc $flags -Wall -Wextra -Werror program.c -o program $(pkg-config --cflags --libs tonelink)
-LD_LIBRARY_PATH="$lib" ./program >/dev/null
+$cc $flags -Wall -Wextra -Werror program.c $(pkg-config --cflags --libs tonelink) \
+    -Wl,-rpath,"$lib" -o program
+./program
 expect "the README's program" "$(wc -c <burst.raw | tr -d ' ')" "46340"

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "command.h"
+#include "errors.h"
 #include "message.h"
 #include "support/signals.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <sstream>
 
-#include "command.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

@@ -6,7 +6,7 @@
 #include <pango/pangocairo.h>
 #include <unistd.h>
 
-#include "command.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

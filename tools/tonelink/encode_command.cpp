@@ -12,6 +12,7 @@
 
 #include "arguments.h"
 #include "command.h"
+#include "errors.h"
 #include "output_file.h"
 #include "sound_file.h"
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "command.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

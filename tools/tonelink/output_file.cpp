@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "command.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

@@ -13,6 +13,7 @@
 #include "burst_layout.h"
 #include "burst_picture.h"
 #include "command.h"
+#include "errors.h"
 #include "output_file.h"
 #include "sound_file.h"
 #include "spectrogram.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "command.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

@@ -34,7 +34,8 @@ version=$(sed -n 's/^project(tonelink VERSION \([0-9.]*\).*/\1/p' "$source/CMake
 expect "version" "$(pkg-config --modversion tonelink)" "$version"
 
 cd "$work/by-cmake"
-cmake -B build -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
+cmake -G Ninja -B build -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$flags" \
+    -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
 cmake --build build >/dev/null
 expect "by find_package" "$(./build/burst)" "23170 samples, peak 32767"
 

@@ -1,5 +1,5 @@
-// How a command ends when it cannot do its work: what it throws, and the exit status that becomes of
-// it.
+// How a command ends when it cannot do its work: what it throws, and the exit status that becomes
+// of it.
 #pragma once
 
 #include <stdexcept>

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "audioapi/volume_policy.h"
 #include "common/common.h"
 #include "common/format_msg.h"
 #include "support/fake_platform.h"
@@ -25,7 +26,12 @@ protected:
         m_pin_Type = kRandomPin;
     }
 
-    void TearDown() override { EXPECT_EQ(platform.left_over(), ""); }
+    void TearDown() override
+    {
+        EXPECT_EQ(platform.left_over(), "");
+        EXPECT_EQ(noti_reset_volume, 0);
+        EXPECT_EQ(is_ultra_volume_changed, 0);
+    }
 };
 
 } // namespace tonelink::test

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "audioapi/SoundMgr.h"
 #include "audioapi/volume_policy.h"
 #include "common/common.h"
 #include "common/format_msg.h"
@@ -36,6 +37,7 @@ protected:
     void TearDown() override
     {
         EXPECT_EQ(platform.left_over(), "");
+        EXPECT_EQ(tx_handler, nullptr);
         EXPECT_EQ(b_audio_write_, 0);
         EXPECT_EQ(noti_reset_volume, 0);
         EXPECT_EQ(is_ultra_volume_changed, 0);

@@ -21,6 +21,9 @@ install(FILES
     ${PROJECT_BINARY_DIR}/tonelink-config-version.cmake
     DESTINATION ${package_dir})
 
+if(TARGET tonelink_platform)
+    set(platform_libs " -ltonelink-platform")
+endif()
 # The .pc file finds its prefix by its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pc
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})

@@ -1,0 +1,98 @@
+// Prepares the message that the type-taking starts send: a PIN with an address, as numbers or as a
+// text.
+#define TONELINK_LOG_FILE "SoundMgr.cpp"
+#include "tonelink/payload.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <limits>
+
+#include "common/format_msg.h"
+#include "common/log.h"
+
+namespace tonelink {
+
+namespace {
+
+constexpr uint32_t kLongestCustomPin = 19; // bytes, address included
+
+/// The number that a text begins with, or the nearest that 32 bits hold.
+int32_t decimal_number(const char *text)
+{
+    constexpr std::numeric_limits<int32_t> kInt32;
+    return static_cast<int32_t>(
+        std::clamp<long>(std::strtol(text, nullptr, 10), kInt32.min(), kInt32.max()));
+}
+
+/// Writes the number and the address bytes, most significant first, and logs the row.
+void compose_with_address(int32_t pin, const char *address, int32_t pin_width, const char *caller)
+{
+    put(pin_array, static_cast<uint32_t>(pin), 0, pin_width);
+    put(pin_array, static_cast<uint8_t>(address[0]), pin_width, 8);
+    put(pin_array, static_cast<uint8_t>(address[1]), pin_width + 8, 8);
+    TONELINK_LOG_AS(caller, "Pin_Array Start");
+    for (int32_t i = 0; i < pin_width + 16; ++i) TONELINK_LOG_AS(caller, "%d", pin_array[i]);
+    TONELINK_LOG_AS(caller, "Pin_Array End");
+}
+
+/// set_pin_Custom_in_ultrasound() but for its first and last line of log.
+int32_t prepare_custom_pin(const char *buffer, int32_t packet_type, int32_t pin_type,
+                           int32_t length, bool with_address, const char *caller)
+{
+    if (buffer == nullptr || length == 0) {
+        TONELINK_LOG_AS(caller, "set_pin_in_ultrasound buffer_set NULL");
+        return -1;
+    }
+    m_pin_Type = pin_type;
+    if (static_cast<uint32_t>(length) > kLongestCustomPin) {
+        TONELINK_LOG_AS(caller, "buffer length greater then size");
+        return -1;
+    }
+    const int32_t pin_width = packet_type == 1 ? 16 : packet_type == 2 ? 32 : 0;
+    const int32_t text_length = with_address ? std::max(length - 2, 0) : length;
+    std::array<char, kLongestCustomPin + 1> text{};
+    std::copy_n(buffer, text_length, text.begin());
+    std::ranges::fill(pin_array, uint8_t{0});
+
+    const int32_t pin = decimal_number(text.data());
+    TONELINK_LOG_AS(caller, "***PIN =%d", pin);
+    if (static_cast<uint32_t>(pin) <= 999) {
+        TONELINK_LOG_AS(caller, "Pin Out of Range");
+        return -1;
+    }
+    if (with_address)
+        compose_with_address(pin, buffer + text_length, pin_width, caller);
+    else
+        put(pin_array, static_cast<uint32_t>(pin), 0, pin_width + 16);
+    return 0;
+}
+
+} // namespace
+
+} // namespace tonelink
+
+using namespace tonelink;
+
+void set_pin_in_ultrasound(int32_t pin, const char *address)
+{
+    TONELINK_LOG("ENTER\n");
+    if (address == nullptr) {
+        TONELINK_LOG("set_pin_in_ultrasound mac_address NULL");
+    } else {
+        m_pin_Type = kPreparedPin;
+        std::ranges::fill(pin_array, uint8_t{0});
+        format_msg(pin_array, pin, address, 48);
+    }
+    TONELINK_LOG("EXIT\n");
+}
+
+int32_t set_pin_Custom_in_ultrasound(const char *buffer, int32_t packet_type, int32_t pin_type,
+                                     int32_t length, int32_t with_address)
+{
+    TONELINK_LOG("ENTER\n");
+    const int32_t result =
+        prepare_custom_pin(buffer, packet_type, pin_type, length, with_address != 0, __func__);
+    TONELINK_LOG("EXIT\n");
+    return result;
+}

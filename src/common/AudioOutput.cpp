@@ -1,0 +1,195 @@
+// Opens, feeds and closes the platform's audio output, and names its errors. Every output is made
+// by audio_create() and goes through destroy_output(), so that its stream information goes with it.
+#include "common/AudioOutput.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/guards.h"
+#include "common/log.h"
+#include "tonelink/toolkit.h"
+#include "tonelink_platform/audio_out.h"
+#include "tonelink_platform/sound_manager.h"
+
+namespace tonelink {
+
+namespace {
+
+constexpr int kMono = 128;
+constexpr int kSigned16 = 113;
+constexpr int kNotification = 3; // stream type
+constexpr int32_t kOutOfMemory = -12;
+
+struct audio_error {
+    int32_t code;
+    const char *name;
+};
+
+constexpr audio_error kAudioErrors[] = {
+    {-22, "AUDIO_IO_ERROR_INVALID_PARAMETER"},
+    {-12, "AUDIO_IO_ERROR_OUT_OF_MEMORY"},
+    {-38, "AUDIO_IO_ERROR_INVALID_OPERATION"},
+    {-26214399, "AUDIO_IO_ERROR_DEVICE_NOT_OPENED"},
+    {-26214398, "AUDIO_IO_ERROR_DEVICE_NOT_CLOSED"},
+    {-26214397, "AUDIO_IO_ERROR_INVALID_BUFFER"},
+    {-26214396, "AUDIO_IO_ERROR_SOUND_POLICY"},
+};
+
+/// A live output and what was made for it.
+struct output_pair {
+    audio_out_h out;
+    sound_stream_info_h info;
+    output_pair *next;
+};
+
+output_pair *first_pair = nullptr;
+pthread_mutex_t pairs_mutex = PTHREAD_MUTEX_INITIALIZER; // never held while calling out
+
+using pair_ptr = unique_handle<output_pair, ac_free_memory>;
+using stream_info = unique_handle<sound_stream_info_s, sound_manager_destroy_stream_information>;
+
+void keep(pair_ptr pair)
+{
+    const pthread_lock lock{pairs_mutex};
+    pair->next = first_pair;
+    first_pair = pair.release();
+}
+
+/// Takes the output's pair out of the list; null when it has none.
+pair_ptr take(audio_out_h out)
+{
+    const pthread_lock lock{pairs_mutex};
+    for (output_pair **link = &first_pair; *link != nullptr; link = &(*link)->next) {
+        output_pair *const pair = *link;
+        if (pair->out != out) continue;
+        *link = pair->next;
+        return pair_ptr{pair};
+    }
+    return nullptr;
+}
+
+void release(pair_ptr pair)
+{
+    if (pair) sound_manager_destroy_stream_information(pair->info);
+}
+
+} // namespace
+
+int32_t destroy_output(audio_out_h out)
+{
+    // Out of the list first: once destroyed, another thread's new output may have the same address.
+    pair_ptr pair = take(out);
+    const int32_t result = audio_out_destroy(out);
+    if (result == 0)
+        release(std::move(pair));
+    else if (pair)
+        keep(std::move(pair));
+    return result;
+}
+
+} // namespace tonelink
+
+int32_t audio_create(int32_t rate, audio_out_h *out)
+{
+    using namespace tonelink;
+    TONELINK_LOG("### Enter :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n");
+    pair_ptr pair{static_cast<output_pair *>(ac_allocate_memory(sizeof(output_pair)))};
+    if (!pair) return kOutOfMemory;
+
+    sound_stream_info_h made = nullptr;
+    int32_t result =
+        sound_manager_create_stream_information(kNotification, nullptr, nullptr, &made);
+    if (result != 0) {
+        TONELINK_LOG("sound_manager_create_stream_information failed(%d)\n", result);
+        return result;
+    }
+    stream_info info{made};
+    result = audio_out_create_new(rate, kMono, kSigned16, out);
+    if (result != 0) {
+        TONELINK_LOG("audio_out_create_new failed(%d)\n", result);
+        return result;
+    }
+    result = audio_out_set_sound_stream_info(*out, info.get());
+    if (result == 0) {
+        // The program may have destroyed an earlier output of this address by itself.
+        release(take(*out));
+        *pair = {*out, info.release(), nullptr};
+        keep(std::move(pair));
+    } else {
+        TONELINK_LOG("audio_out_set_sound_stream_info failed(%d)\n", result);
+        destroy_output(*out);
+        static_cast<void>(info.release()); // stays: the platform may hold on to what it refuses
+    }
+    TONELINK_LOG("### Exit :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n");
+    return result;
+}
+
+void Initialize(int32_t rate, audio_out_h *out)
+{
+    TONELINK_LOG("### Enter : audio_out_create\n\n");
+    const int32_t result = audio_create(rate, out);
+    if (result != 0) {
+        *out = nullptr; // which is how the caller learns of it
+        TONELINK_LOG("### audio_out_create Fail ret = [%s] \n\n",
+                     convert_audio_io_error_to_string(result));
+    } else {
+        TONELINK_LOG("### audio_out_create Success \n\n");
+    }
+    TONELINK_LOG("### Exit : audio_out_create\n");
+}
+
+void Start(audio_out_h out)
+{
+    TONELINK_LOG("### Enter : Audio_Start\n\n");
+    const int32_t result = audio_out_prepare(out);
+    if (result != 0)
+        TONELINK_LOG("### audio_out_prepare Fail ret = [%s] \n\n",
+                     convert_audio_io_error_to_string(result));
+    else
+        TONELINK_LOG("### audio_out_prepare Success \n\n");
+    TONELINK_LOG("### Exit : Audio_end\n\n");
+}
+
+bool tonelink::stop_output(audio_out_h out)
+{
+    constexpr auto kCaller = "Stop";
+    TONELINK_LOG_AS(kCaller, "### Enter : Audio_Stop\n\n");
+    int32_t result = audio_out_unprepare(out);
+    if (result != 0)
+        TONELINK_LOG_AS(kCaller, "### audio_out_unprepare Fail ret = [%s] \n\n",
+                        convert_audio_io_error_to_string(result));
+    else
+        TONELINK_LOG_AS(kCaller, "### audio_out_unprepare Success \n\n");
+    result = destroy_output(out);
+    if (result != 0)
+        TONELINK_LOG_AS(kCaller, "### audio_out_destroy Fail ret = [%s] \n\n",
+                        convert_audio_io_error_to_string(result));
+    else
+        TONELINK_LOG_AS(kCaller, "### audio_out_destroy Success \n\n");
+    TONELINK_LOG_AS(kCaller, "### Exit : Audio_Stop\n\n");
+    return result == 0;
+}
+
+void Stop(audio_out_h out) { tonelink::stop_output(out); }
+
+void SubmitAudioBuffer(const int16_t *samples, int32_t count, audio_out_h out)
+{
+    TONELINK_LOG("### Enter : audio_out_write \n\n");
+    const auto bytes = static_cast<unsigned int>(std::max(count, 0)) * 2u;
+    const int32_t result = audio_out_write(out, samples, bytes);
+    if (result < 0) {
+        TONELINK_LOG("### audio_out_write Fail ret = [%d] \n\n", result);
+        TONELINK_LOG("### audio_out_write Fail ret = [%s] \n\n",
+                     convert_audio_io_error_to_string(result));
+    } else {
+        TONELINK_LOG("### audio_out_write Success \n\n");
+    }
+    TONELINK_LOG("### Exit : audio_out_write\n\n");
+}
+
+const char *convert_audio_io_error_to_string(int32_t code)
+{
+    using namespace tonelink;
+    const auto *const error = std::ranges::find(kAudioErrors, code, &audio_error::code);
+    return error == std::end(kAudioErrors) ? "NONE default case" : error->name;
+}

@@ -1,0 +1,158 @@
+// The standalone transmitter: a 32-bit value becomes a row of unfiltered bursts, which a thread of
+// its own writes a number of times. It shares the modem and the audio output with the handles and
+// touches no volume.
+#include "tonelink/transmit.h"
+
+#include <array>
+#include <atomic>
+#include <limits>
+#include <span>
+#include <unistd.h>
+
+#include "common/AudioOutput.h"
+#include "common/log.h"
+#include "common/repeated_burst.h"
+
+int16_t *buf = nullptr;
+int32_t buf_length = 0;
+audio_out_h output = nullptr;
+int32_t m_samplerate = 0;
+int32_t transmit_count = 0;
+int32_t transmitting_stopped = 1;
+pthread_t repeat_thread{};
+
+namespace tonelink {
+
+namespace {
+
+constexpr int32_t kMessageBits = 32;
+constexpr useconds_t kPauseAfterWrite = 100000; // 100 ms
+
+bool has_repeat_thread = false; // to be joined
+
+std::atomic_ref<int32_t> stopped() { return std::atomic_ref{transmitting_stopped}; }
+
+/// Waits for the thread of the last run, which has ended or is told to, and closes its output. An
+/// output that the platform does not give up is tried again the next time.
+void finish_last_run()
+{
+    if (has_repeat_thread) pthread_join(repeat_thread, nullptr);
+    has_repeat_thread = false;
+    if (stop_output(output)) output = nullptr;
+}
+
+bool has_last_run() { return has_repeat_thread || output != nullptr; }
+
+/// Replaces `buf` by the burst of the message, `repeat` times; see GenerateMessage().
+bool make_buffer(snfc_state *modem, std::span<const uint8_t, kMessageBits> message, int32_t repeat)
+{
+    int16_t *samples = nullptr;
+    int32_t *count = nullptr;
+    get_burst_snfc(&modem, message.data(), kMessageBits, &samples, &count);
+    if (samples == nullptr || count == nullptr) return false;
+
+    const int64_t length = int64_t{repeat} * *count;
+    constexpr std::numeric_limits<int32_t> kInt32;
+    if (length > kInt32.max() || length < kInt32.min()) return false;
+    buf_length = static_cast<int32_t>(length);
+    if (length < 1) return false;
+    samples_ptr made = repeat_burst({samples, static_cast<std::size_t>(*count)}, length);
+    if (!made) {
+        buf_length = 0;
+        return false;
+    }
+    ac_free_memory(buf);
+    buf = made.release();
+    return true;
+}
+
+} // namespace
+
+} // namespace tonelink
+
+using namespace tonelink;
+
+void bitset(int32_t value, int32_t *bits)
+{
+    for (int32_t i = 0; i < kMessageBits && value != 0; ++i, value /= 2) bits[i] = value % 2;
+}
+
+int32_t GenerateMessage(int32_t message, int32_t repeat)
+{
+    TONELINK_LOG("### Enter : GenerateMessage\n\n");
+    if (stopped() == 0) return 0; // the thread is reading `buf`
+    buf_length = 0;
+    std::array<int32_t, kMessageBits> digits{};
+    bitset(message, digits.data());
+    TONELINK_LOG("### msg : [%d]\n", message);
+
+    std::array<uint8_t, kMessageBits> bits{};
+    TONELINK_LOG("### SNFC_N_BITS_MESSAGE : [%d]\n", kMessageBits);
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        bits[i] = digits[bits.size() - 1 - i] == 1; // not for -1
+        TONELINK_LOG("### bitmsg[%dth] : %d]\n", static_cast<int>(i), bits[i]);
+    }
+
+    snfc_state *modem = nullptr;
+    if (open_snfc(&modem) != 1) return 0;
+    const bool made = make_buffer(modem, bits, repeat);
+    close_snfc(&modem);
+    if (!made) return 0;
+    TONELINK_LOG("### exit : GenerateMessage\n\n");
+    return 1;
+}
+
+int32_t StartTransmitting(int32_t count, int32_t rate)
+{
+    TONELINK_LOG("### Enter : StartTransmitting\n\n");
+    if (stopped() == 0) return 0;
+    if (has_last_run()) finish_last_run();
+    stopped() = 0;
+    m_samplerate = rate;
+    std::atomic_ref{transmit_count} = count;
+
+    output = nullptr;
+    Initialize(rate, &output);
+    if (output != nullptr)
+        Start(output);
+    else
+        TONELINK_LOG("### audio_out_h output handle == NULL \n\n");
+    has_repeat_thread = pthread_create(&repeat_thread, nullptr, repeat_thread_func, nullptr) == 0;
+    TONELINK_LOG("### Exit : StartTransmitting\n\n");
+    return 1;
+}
+
+void *repeat_thread_func(void *)
+{
+    TONELINK_LOG("### Enter : repeat_thread_func\n\n");
+    if (output != nullptr)
+        TONELINK_LOG("### repeat_thread_func audio_out_h output Not NULL\n\n");
+    else
+        TONELINK_LOG("### repeat_thread_func audio_out_h output = NULL\n\n");
+
+    int32_t written = 0;
+    while (stopped() == 0) {
+        SubmitAudioBuffer(buf, buf != nullptr ? buf_length : 0, output);
+        usleep(kPauseAfterWrite);
+        const int32_t limit = std::atomic_ref{transmit_count};
+        if (limit > 0 && ++written >= limit) {
+            stopped() = 1;
+            break;
+        }
+    }
+    TONELINK_LOG("### exit : repeat_thread_func\n\n");
+    return nullptr;
+}
+
+int32_t StopTransmitting(void)
+{
+    TONELINK_LOG("### Enter : StopTransmitting\n\n");
+    if (stopped().exchange(1) != 0) {
+        if (has_last_run()) finish_last_run();
+        return 0;
+    }
+    std::atomic_ref{transmit_count} = 0;
+    finish_last_run();
+    TONELINK_LOG("### Exit : StopTransmitting\n\n");
+    return 1;
+}

@@ -1,0 +1,17 @@
+// The output filter, through which every burst of a handle goes: it takes away what speakers and
+// ears would make of the burst below 17 kHz. One filter serves the process; its histories run on.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+/// The last three inputs, divided by the gain, and the last three outputs; oldest first.
+extern float xv[3];
+extern float yv[3];
+
+namespace tonelink {
+
+/// Filters samples in place.
+void high_pass(std::span<int16_t> samples);
+
+} // namespace tonelink

@@ -1,0 +1,285 @@
+// The transmitter handle: one modem, the burst that it makes of one message, and the two players
+// that write this burst to the audio output: a writer thread and the output's stream callback.
+#include "common/tonelink_tx.h"
+
+#include <algorithm>
+#include <atomic>
+#include <span>
+#include <unistd.h>
+
+#include "common/AudioOutput.h"
+#include "common/guards.h"
+#include "common/high_pass.h"
+#include "common/log.h"
+#include "common/playing.h"
+#include "common/repeated_burst.h"
+#include "common/transmit_volume.h"
+#include "common/volume_map.h"
+#include "tonelink_platform/audio_out.h"
+#include "tonelink_platform/sound_manager.h"
+
+int32_t tx_sampleRate = 44100;
+pthread_mutex_t audio_stop_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+namespace tonelink {
+
+namespace {
+
+constexpr useconds_t kPauseAfterWrite = 100000; // 100 ms
+constexpr int32_t kCopiesPerWrite = 5;
+constexpr uint32_t kBytesPerWrite =
+    kCopiesPerWrite * sizeof(int16_t); // for each sample of the burst
+
+bool has_burst(const tonelink_tx_h &handle)
+{
+    return handle.burst != nullptr && handle.burst_length != nullptr && *handle.burst_length >= 1;
+}
+
+std::span<int16_t> burst_of(const tonelink_tx_h &handle)
+{
+    return {handle.burst, static_cast<std::size_t>(*handle.burst_length)};
+}
+
+/// Writes what `copies` holds of a burst of `length` samples, or of a shorter one that it has
+/// become.
+void write_copies(tonelink_tx_h &handle, const samples_ptr &copies, int32_t length)
+{
+    if (!has_burst(handle)) return;
+    const auto count = static_cast<uint32_t>(std::min(*handle.burst_length, length));
+    audio_out_write(handle.audio_out, copies.get(), kBytesPerWrite * count);
+}
+
+/// The body of the writer thread.
+void *tx_function(void *argument)
+{
+    if (argument == nullptr) return nullptr;
+    auto &handle = *static_cast<tonelink_tx_h *>(argument);
+    if (!has_burst(handle)) return nullptr;
+    const int32_t length = *handle.burst_length;
+    const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
+    if (!copies) return nullptr;
+
+    int prior = 0;
+    set_transmit_volume(product_volume, prior, __func__, "Thread");
+    while (keep_writing(handle) != 0) {
+        write_copies(handle, copies, length);
+        usleep(kPauseAfterWrite);
+    }
+    sound_manager_set_volume(kUsedSoundType, prior);
+    TONELINK_LOG("BLEAPP USED_SOUND_TYPE revert vol[%d] and audio_out_write complete \n\n", prior);
+    return nullptr;
+}
+
+/// Closes the modem of a handle that nothing plays.
+int32_t close_handle(tonelink_tx_h &handle)
+{
+    int32_t now = player::armed;
+    player_of(handle).compare_exchange_strong(now, player::halted);
+    if (is_taken(handle)) return tx_result::wrong_state;
+    abandon_playing(handle);
+    if (handle.modem != nullptr) close_snfc(&handle.modem);
+    handle.burst = nullptr;
+    handle.burst_length = nullptr;
+    return tx_result::success;
+}
+
+} // namespace
+
+} // namespace tonelink
+
+using namespace tonelink;
+
+int32_t tonelink_tx_open(tonelink_tx_h **handle)
+{
+    TONELINK_LOG("Creating handler with sample rate : [%d] \n", tx_sampleRate);
+    if (handle == nullptr) return tx_result::bad_argument;
+    if (*handle == nullptr) return tx_result::null_handle;
+    tonelink_tx_h &opened = **handle;
+    opened.modem = nullptr;
+    opened.burst = nullptr;
+    opened.burst_length = nullptr;
+    std::ranges::fill(opened.message, uint8_t{0});
+    opened.keep_writing = 0;
+    opened.is_running = 0;
+    opened.sample_rate = tx_sampleRate;
+    opened.player = player::none;
+    opened.output_stage = output_stage::closed;
+
+    if (open_snfc(&opened.modem) == 1) return tx_result::success;
+    tonelink_tx_close(handle);
+    return tx_result::no_modem;
+}
+
+int32_t tonelink_tx_put_bin(tonelink_tx_h *handle, const uint8_t *bits, uint32_t count)
+{
+    if (handle == nullptr) return tx_result::no_handle;
+    if (bits == nullptr || count > sizeof handle->message) return tx_result::bad_argument;
+    std::copy_n(bits, count, handle->message);
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_generate(tonelink_tx_h *handle, int32_t nbits)
+{
+    if (handle == nullptr) return tx_result::null_handle;
+    if (is_taken(*handle)) return tx_result::wrong_state;
+    if (nbits != 32 && nbits != 48) return tx_result::no_burst_made;
+    // A failure leaves no burst or, on a handle that a caller has filled by hand, the one there is.
+    get_burst_snfc(&handle->modem, handle->message, nbits, &handle->burst, &handle->burst_length);
+    if (!has_burst(*handle)) return tx_result::no_burst_made;
+
+    TONELINK_LOG("Buffer length is 1 %d\n", *handle->burst_length);
+    high_pass(burst_of(*handle));
+    TONELINK_LOG("high-pass filter success\n");
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_set_samplerate(tonelink_tx_h *handle, uint32_t rate)
+{
+    if (handle == nullptr) return tx_result::no_handle;
+    if (rate == 0) return tx_result::bad_argument;
+    handle->sample_rate = static_cast<int32_t>(rate);
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_close(tonelink_tx_h **handle)
+{
+    if (handle == nullptr) return tx_result::bad_argument;
+    if (*handle == nullptr) return tx_result::no_handle;
+    if (running(**handle) == 1) tonelink_tx_stop(*handle);
+    return close_handle(**handle);
+}
+
+int32_t tonelink_tx_start(tonelink_tx_h *handle)
+{
+    TONELINK_LOG("ENTER\n");
+    if (handle == nullptr) return tx_result::null_handle;
+    if (is_taken(*handle)) return tx_result::wrong_state;
+    if (!has_burst(*handle)) return tx_result::no_burst;
+    abandon_playing(*handle); // what an earlier stop may have left
+
+    if (audio_create(handle->sample_rate, &handle->audio_out) != 0) return tx_result::output_failed;
+    if (audio_out_prepare(handle->audio_out) != 0) {
+        close_output(*handle);
+        return tx_result::output_failed;
+    }
+    handle->output_stage = output_stage::prepared;
+    keep_writing(*handle) = 1;
+    if (pthread_create(&handle->thread, nullptr, tx_function, handle) != 0) {
+        keep_writing(*handle) = 0;
+        unprepare_output(*handle);
+        close_output(*handle);
+        return tx_result::thread_failed;
+    }
+    player_of(*handle) = player::writer_thread;
+    running(*handle) = 1;
+    TONELINK_LOG("EXIT\n");
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_stop(tonelink_tx_h *handle)
+{
+    TONELINK_LOG("ENTER\n");
+    if (handle == nullptr) return tx_result::null_handle;
+    if (running(*handle) != 1 || player_of(*handle) == player::stream)
+        return tx_result::wrong_state;
+    keep_writing(*handle) = 0;
+    {
+        const pthread_lock lock{audio_stop_mutex};
+        // A handle that a caller has filled by hand may have no thread.
+        if (!pthread_equal(handle->thread, pthread_t{})) pthread_join(handle->thread, nullptr);
+        handle->thread = pthread_t{};
+        player_of(*handle) = player::none;
+        running(*handle) = 0;
+        if (!unprepare_output(*handle) || !close_output(*handle)) return tx_result::output_failed;
+    }
+    TONELINK_LOG("EXIT\n");
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_start_async(tonelink_tx_h *handle)
+{
+    TONELINK_LOG("ENTER\n");
+    TONELINK_LOG("ASYNC AUDIO START\n");
+    if (handle == nullptr) return tx_result::null_handle;
+    if (is_taken(*handle)) return tx_result::wrong_state;
+    if (!has_burst(*handle)) return tx_result::no_burst;
+    TONELINK_LOG("Buffer length is 2  %d\n", *handle->burst_length);
+    abandon_playing(*handle); // what an earlier stop may have left
+
+    if (audio_create(handle->sample_rate, &handle->audio_out) != 0) return tx_result::output_failed;
+    // All of this before the first callback, which may come at once.
+    std::atomic_ref{b_audio_write_} = 0;
+    keep_writing(*handle) = 0;
+    handle->output_stage = output_stage::called_back;
+    player_of(*handle) = player::armed;
+    if (audio_out_set_stream_cb(handle->audio_out, _audio_io_stream_write_async_cb, handle) != 0 ||
+        audio_out_prepare(handle->audio_out) != 0) {
+        disarm(*handle);
+        return tx_result::output_failed;
+    }
+    TONELINK_LOG("EXIT\n");
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_stop_async(tonelink_tx_h *handle)
+{
+    TONELINK_LOG("ENTER\n");
+    if (handle == nullptr) return tx_result::null_handle;
+    if (running(*handle) != 1 || player_of(*handle) == player::writer_thread)
+        return tx_result::wrong_state;
+    keep_writing(*handle) = 0;
+    const bool was_stream = player_of(*handle).exchange(player::halted) == player::stream;
+    running(*handle) = 0;
+    bool volume_saved = false;
+    {
+        const pthread_lock lock{audio_stop_mutex};
+        const bool removed = remove_callback(*handle);
+        // Not before: a callback still running would take the present volume for the one to
+        // restore.
+        volume_saved = std::atomic_ref{b_audio_write_}.exchange(0) != 0;
+        if (!removed) return tx_result::output_failed;
+        TONELINK_LOG("ASYNC audio_out_unset_stream_cb and audio_out_unprepare\n");
+        if (!unprepare_output(*handle)) return tx_result::output_failed;
+        TONELINK_LOG("ASYNC audio_out_unprepare called\n");
+        if (!close_output(*handle)) return tx_result::output_failed;
+        player_of(*handle) = player::none;
+    }
+    TONELINK_LOG("ASYNC audio_out_destroy called\n");
+    int volume = std::atomic_ref{vol_aud_write};
+    // Callbacks without memory have not come to save a volume: leave it as it is.
+    if (was_stream && !volume_saved) sound_manager_get_volume(kUsedSoundType, &volume);
+    sound_manager_set_volume(kUsedSoundType, volume);
+    TONELINK_LOG("Resetting USED_SOUND_TYPE to %d\n", volume);
+    TONELINK_LOG("EXIT\n");
+    return tx_result::success;
+}
+
+int32_t tonelink_tx_close_async(tonelink_tx_h **handle)
+{
+    if (handle == nullptr) return tx_result::bad_argument;
+    if (*handle == nullptr) return tx_result::no_handle;
+    return close_handle(**handle);
+}
+
+void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
+{
+    TONELINK_LOG("_audio_io_stream_write_async_cb Entry\n");
+    if (user_data == nullptr) return;
+    auto &handle = *static_cast<tonelink_tx_h *>(user_data);
+    if (!begin_callback(handle) || !has_burst(handle)) return;
+    const int32_t length = *handle.burst_length;
+    TONELINK_LOG("Buffer length is 3 %d\n", length);
+    const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
+    if (!copies) return;
+
+    const std::atomic_ref saved_volume{vol_aud_write};
+    if (std::atomic_ref{b_audio_write_}.exchange(1) == 0) {
+        int prior = saved_volume;
+        set_transmit_volume(ordinary_product_volume, prior, __func__, "Async");
+        saved_volume = prior;
+    }
+    write_copies(handle, copies, length);
+    TONELINK_LOG("BLEAPP USED_SOUND_TYPE audio_out_write complete vol is %d\n\n",
+                 saved_volume.load());
+    TONELINK_LOG("_audio_io_stream_write_async_cb Exit\n");
+}

@@ -1,0 +1,74 @@
+#include <span>
+
+#include "support/library_fixture.h"
+#include "tonelink/service.h"
+
+namespace tonelink {
+
+using test::platform;
+
+namespace {
+
+class ManagedEntryPoints : public test::library_test {
+protected:
+    /// Length in bits of the running transmission's message; ends it.
+    static int32_t bits_of_running()
+    {
+        const int32_t bits = tx_handler->modem->last_message.length;
+        platform.run_callback();
+        EXPECT_EQ(stop_audio_transmitting_async_managed(), 1);
+        return bits;
+    }
+};
+
+const std::string kFile = "SoundMgrManaged.cpp|";
+
+} // namespace
+
+TEST_F(ManagedEntryPoints, TakeUnknownPacketTypesForTheFirst)
+{
+    const uint8_t data[] = {1, 2, 3, 4, 5, 6};
+    for (const int32_t type : {0, 1, 2, 7, -1}) {
+        platform.forget();
+        ASSERT_EQ(start_audio_transmitting_async_type_managed(type), 1);
+        EXPECT_EQ(bits_of_running(), type == 2 ? 48 : 32);
+    }
+    EXPECT_EQ(platform.said("start_audio_transmitting_async_type_managed"),
+              kFile + "ENTER\n|Starting Audio Transmission from managed API"
+                      "|Start Transmission returned 1 ");
+    ASSERT_EQ(start_audiodata_transmission_managed(data, 6, 5), 1);
+    EXPECT_EQ(pin_array[37], 0); // a fifth byte, which packet type 1 does not hold
+    EXPECT_EQ(bits_of_running(), 32);
+    EXPECT_EQ(platform.said("start_audiodata_transmission_managed"),
+              kFile + "ENTER\n|Start Transmission Packet Type 1 Return val 1  |EXIT\n");
+}
+
+TEST_F(ManagedEntryPoints, SendThePreparedMessageFromThenOn)
+{
+    set_pin_in_ultrasound_managed(5000, "0:0:0:0:AB:CD");
+    EXPECT_EQ(set_tx_samplerate_managed(22050), 1);
+    ASSERT_EQ(start_audio_transmitting_async_type_managed(2), 1);
+    EXPECT_TRUE(std::ranges::equal(tx_handler->message, std::span{pin_array}.first(48)));
+    EXPECT_EQ(set_tx_samplerate_managed(44100), 0);
+    bits_of_running();
+    EXPECT_EQ(platform.count("audio_out_create_new(22050, 128, 113)"), 1);
+    for (const auto *name :
+         {"set_pin_in_ultrasound_managed", "stop_audio_transmitting_async_managed"})
+        EXPECT_EQ(platform.said(name), kFile + "ENTER\n|EXIT\n");
+}
+
+TEST_F(ManagedEntryPoints, AnswerForAReceiverThatIsNotThere)
+{
+    EXPECT_EQ(start_audiodata_receiving_managed(), 0);
+    EXPECT_EQ(stop_audiodata_receiving_managed(), 0);
+    set_audio_receivingcb_managed();
+    EXPECT_EQ(tonelink_rx_is_running_managed(), 0);
+    EXPECT_EQ(audio_rx_from_buffer_managed(), 1);
+    for (const auto *name : {"start_audiodata_receiving_managed", "set_audio_receivingcb_managed"})
+        EXPECT_EQ(platform.said(name), kFile + "ENTER\n|EXIT\n");
+    for (const auto *name : {"stop_audiodata_receiving_managed", "tonelink_rx_is_running_managed",
+                             "audio_rx_from_buffer_managed"})
+        EXPECT_EQ(platform.said(name), kFile + "ENTER\n");
+}
+
+} // namespace tonelink

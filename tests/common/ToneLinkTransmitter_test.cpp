@@ -1,0 +1,176 @@
+#include <atomic>
+#include <climits>
+#include <sched.h>
+
+#include "support/failing_memory.h"
+#include "support/library_fixture.h"
+#include "support/modem_guard.h"
+#include "tonelink/transmit.h"
+
+namespace tonelink {
+
+using test::by;
+using test::platform;
+
+namespace {
+
+class StandaloneTransmitter : public test::library_test {
+protected:
+    void SetUp() override
+    {
+        library_test::SetUp();
+        ASSERT_EQ(GenerateMessage(kMessage, 1), 1);
+        platform.forget();
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(transmitting_stopped, 1);
+        StopTransmitting(); // an output that a test has left open on purpose
+        library_test::TearDown();
+    }
+
+    static std::vector<int16_t> row() { return {buf, buf + buf_length}; }
+
+    static constexpr int32_t kMessage = 0x12673CA5;
+};
+
+const std::string kFile = "ToneLinkTransmitter.cpp|";
+
+} // namespace
+
+TEST_F(StandaloneTransmitter, RepeatsTheUnfilteredBurst)
+{
+    test::open_modem modem;
+    const auto burst = modem.burst("00010010011001110011110010100101"); // 0x12673CA5
+    EXPECT_EQ(row(), burst);
+    ASSERT_EQ(GenerateMessage(kMessage, 3), 1);
+    ASSERT_EQ(buf_length, 3 * 23170);
+    for (std::size_t i = 0; i < row().size(); i += 997) EXPECT_EQ(row()[i], burst[i % 23170]);
+
+    // A negative message has no digit that is 1.
+    ASSERT_EQ(GenerateMessage(-3, 1), 1);
+    const auto negative = row();
+    platform.forget();
+    ASSERT_EQ(GenerateMessage(0, 1), 1);
+    EXPECT_EQ(row(), negative);
+    std::string said = kFile + "### Enter : GenerateMessage\n\n|### msg : [0]\n"
+                               "|### SNFC_N_BITS_MESSAGE : [32]\n";
+    for (int i = 0; i < 32; ++i) said += "|### bitmsg[" + std::to_string(i) + "th] : 0]\n";
+    EXPECT_EQ(platform.said("GenerateMessage"), said + "|### exit : GenerateMessage\n\n");
+
+    std::array<int32_t, 33> digits{};
+    bitset(INT32_MIN + 5, digits.data());
+    EXPECT_EQ(digits[0] + 4 * digits[1] + 16 * digits[3], -1 - 4 - 16);
+    EXPECT_EQ(digits[31] + digits[32], 0); // -2147483643 needs 31 digits
+}
+
+TEST_F(StandaloneTransmitter, KeepsTheOldBurstWhenThereIsNoNewOne)
+{
+    const struct {
+        int32_t repeat;
+        int32_t length;
+    } cases[] = {{0, 0}, {-2, -2 * 23170}, {INT32_MAX, 0}, {INT32_MIN, 0}, {92684, 0}};
+    int16_t *const old = buf;
+    for (const auto &c : cases) {
+        EXPECT_EQ(GenerateMessage(1, c.repeat), 0) << c.repeat;
+        EXPECT_EQ(buf_length, c.length);
+        EXPECT_EQ(buf, old);
+    }
+    EXPECT_EQ(platform.count_lines("### exit : GenerateMessage\n\n"), 0);
+    std::size_t index = 0;
+    for (;; ++index) {
+        const test::failing_allocation failing{index};
+        const int32_t made = GenerateMessage(1, 2);
+        if (!failing.happened()) break;
+        EXPECT_EQ(made, 0);
+        EXPECT_EQ(buf_length, 0);
+        EXPECT_EQ(buf, old);
+    }
+    EXPECT_GT(index, 5u);
+    EXPECT_EQ(buf_length, 2 * 23170);
+}
+
+TEST_F(StandaloneTransmitter, PlaysUntilItIsStopped)
+{
+    platform.keeps_samples = true;
+    ASSERT_EQ(StartTransmitting(0, 22050), 1);
+    platform.wait_for_writes(3);
+    int16_t *const playing = buf;
+    EXPECT_EQ(StartTransmitting(5, 8000), 0);
+    EXPECT_EQ(GenerateMessage(1, 1), 0);
+    EXPECT_EQ(m_samplerate + transmit_count, 22050);
+    EXPECT_EQ(buf, playing);
+    EXPECT_EQ(buf_length, 23170);
+    EXPECT_EQ(StopTransmitting(), 1);
+    EXPECT_EQ(StopTransmitting(), 0);
+
+    std::string calls;
+    for (const auto &samples : platform.writes) {
+        EXPECT_EQ(samples, row());
+        calls +=
+            (calls.empty() ? "" : " ") + std::string{"audio_out_write(out1, 46340) usleep(100000)"};
+    }
+    EXPECT_EQ(platform.calls(by::others), calls);
+    EXPECT_EQ(platform.calls(by::control),
+              "sound_manager_create_stream_information(3) audio_out_create_new(22050, 128, 113) "
+              "audio_out_set_sound_stream_info(out1) audio_out_prepare(out1) pthread_create() "
+              "audio_out_unprepare(out1) audio_out_destroy(out1) "
+              "sound_manager_destroy_stream_information(info1)");
+    for (const std::string function : {"StartTransmitting", "StopTransmitting"}) {
+        const auto enter = "### Enter : " + function + "\n\n|";
+        EXPECT_EQ(platform.said(function) + '|',
+                  kFile + enter + "### Exit : " + function + "\n\n|" + enter);
+    }
+    EXPECT_EQ(platform.said("repeat_thread_func"),
+              kFile + "### Enter : repeat_thread_func\n\n"
+                      "|### repeat_thread_func audio_out_h output Not NULL\n\n"
+                      "|### exit : repeat_thread_func\n\n");
+}
+
+TEST_F(StandaloneTransmitter, PlaysACountAndCleansUpLater)
+{
+    for (const bool restarts : {true, false}) {
+        platform.forget();
+        ASSERT_EQ(StartTransmitting(2, 22050), 1);
+        while (std::atomic_ref{transmitting_stopped} == 0) sched_yield();
+        EXPECT_EQ(platform.count("usleep(100000)"), 2);
+        EXPECT_NE(output, nullptr);
+        EXPECT_EQ(GenerateMessage(kMessage, 1), 1);
+        if (restarts) {
+            ASSERT_EQ(StartTransmitting(0, 22050), 1);
+            EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; 1 threads; ");
+        }
+        EXPECT_EQ(StopTransmitting(), restarts);
+        EXPECT_EQ(platform.left_over(), "");
+    }
+}
+
+TEST_F(StandaloneTransmitter, PlaysOnWithoutOutputThreadOrSamples)
+{
+    for (const auto *call : {"audio_out_create_new", "audio_out_set_sound_stream_info"}) {
+        platform.reset();
+        platform.fail(call, -1);
+        ASSERT_EQ(StartTransmitting(0, 22050), 1);
+        platform.wait_for_writes(2);
+        EXPECT_EQ(StopTransmitting(), 1);
+        EXPECT_GE(platform.count("audio_out_write(null, 46340)"), 2);
+        EXPECT_EQ(platform.count_lines("### audio_out_h output handle == NULL \n\n"), 1);
+        EXPECT_EQ(platform.count_lines("### repeat_thread_func audio_out_h output = NULL\n\n"), 1);
+    }
+    platform.reset();
+    platform.fail("audio_out_destroy", -1);
+    platform.fail("pthread_create", 1);
+    ASSERT_EQ(StartTransmitting(0, 22050), 1);
+    EXPECT_EQ(StopTransmitting(), 1); // no thread to join
+    EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
+    EXPECT_EQ(StopTransmitting(), 0); // but an output to close, this time
+
+    EXPECT_EQ(GenerateMessage(1, -1), 0); // `buf_length` is below 0
+    ASSERT_EQ(StartTransmitting(0, 22050), 1);
+    platform.wait_for_writes(1);
+    EXPECT_EQ(StopTransmitting(), 1);
+    EXPECT_GE(platform.count("audio_out_write(out2, 0)"), 1);
+}
+
+} // namespace tonelink

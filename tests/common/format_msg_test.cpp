@@ -1,0 +1,128 @@
+#include <bitset>
+#include <span>
+
+#include "support/library_fixture.h"
+
+namespace tonelink {
+
+using test::platform;
+
+namespace {
+
+class FormatMsg : public test::library_test {
+protected:
+    message_row row{};
+
+    std::string bits(std::size_t count) const { return test::text_of(std::span{row}.first(count)); }
+};
+
+const std::string kZeros(255, '0');
+
+} // namespace
+
+TEST_F(FormatMsg, PutWritesNoLeadingZeros)
+{
+    row.fill(7);
+    put(row.data(), 0b101, 2, 6);
+    put(row.data(), 0xFFFFFFFFu, 8, 1);
+    put(row.data(), 0, 20, 8);
+    put(row.data(), 1, 30, 0);
+    put(nullptr, 1, 0, 8);
+    EXPECT_EQ(std::vector<uint8_t>(row.begin(), row.begin() + 10),
+              (std::vector<uint8_t>{7, 7, 7, 7, 7, 1, 0, 1, 1, 7}));
+    EXPECT_EQ(row[20] + row[30], 14);
+}
+
+TEST_F(FormatMsg, LaysOutPairingMessages)
+{
+    const struct {
+        int32_t pin;
+        const char *address;
+        int32_t nbits;
+        std::string bits;
+    } cases[] = {
+        {5000, "11:22:33:44:AB:CD", 32, "00010011100010001010101111001101"},
+        {5000, "11:22:33:44:AB:CD", 48, kZeros.substr(0, 16) + "00010011100010001010101111001101"},
+        {0, "0:0:0:0:ff:1", 32, "00000000000000001111111100000001"},
+        {70000, "0:0:0:0:0:0", 32, "0001000101110000" + kZeros.substr(0, 16)},
+        {-1, "0:0:0:0:0:80", 48, std::string(32, '1') + "0000000010000000"},
+        {1, "11:22:33:44", 32, "00000000000000010000000000000000"},
+        {1, "11:22:33:44:AB CD", 32, "00000000000000011010101100000000"},
+        // Above 255: the low 8 bits; beyond 32 bits: the largest; negative: as 32 bits hold it.
+        {1, "0:0:0:0:1FE:10000000000", 32, "00000000000000011111111011111111"},
+        {1, "0:0:0:0:-2:0x1F", 32, "00000000000000011111111000011111"},
+        {5000, "11:22:33:44:AB:CD", 16, "1010101111001101"},
+        {5000, "", 400, kZeros},
+    };
+    for (const auto &c : cases) {
+        row.fill(0);
+        platform.forget();
+        format_msg(row.data(), c.pin, c.address, c.nbits);
+        EXPECT_EQ(bits(c.bits.size()), c.bits) << c.address;
+        std::string said = "format_msg.cpp|" + std::to_string(c.pin);
+        for (std::size_t i = 0; i < c.bits.size(); ++i)
+            said += "|bin_arr[" + std::to_string(i) + "]-->" + c.bits[i];
+        EXPECT_EQ(platform.said("format_msg"), said);
+    }
+}
+
+TEST_F(FormatMsg, LaysOutPinTexts)
+{
+    const struct {
+        const char *text;
+        int32_t value;
+        std::string octets;
+    } cases[] = {
+        {"1 2 3 4 AB CD", 49325032, "1010101111001101"},
+        {"1 2 3 4 1FF", 49325032, "1111111100000000"},
+        {"B", 66000000, "0000000000000000"},
+        {"\xFF\xFFz!", -1000000 - 10000 + 122 * 100 + 33, "0000000000000000"},
+    };
+    for (const auto &c : cases) {
+        row.fill(0);
+        format_msg_pin(row.data(), c.text);
+        const auto value = std::bitset<32>(static_cast<uint32_t>(c.value)).to_string();
+        EXPECT_EQ(bits(48), value + c.octets) << c.text;
+        EXPECT_GE(platform.count_lines(std::to_string(c.value)), 1);
+    }
+    EXPECT_EQ(platform.count_lines("bin_arr[47]-->1"), 1);
+}
+
+TEST_F(FormatMsg, LaysOutData)
+{
+    const uint8_t data[] = {0xFF, 0x80, 0x01, 0x5A, 0x00, 0x3C, 0xFF, 0xFF, 0xFF};
+    const std::string all = "111111111000000000000001010110100000000000111100";
+    const struct {
+        int32_t length;
+        int32_t packet_type;
+        std::size_t written;
+        bool is_short;
+    } cases[] = {{4, 1, 32, false}, {9, 2, 48, false}, {3, 1, 24, true}, {5, 2, 40, true},
+                 {0, 1, 0, true},   {-5, 2, 0, true},  {9, 3, 0, false}, {-1, 3, 0, true}};
+    for (const auto &c : cases) {
+        row.fill(0);
+        platform.forget();
+        format_msgm(row.data(), data, c.length, c.packet_type);
+        EXPECT_EQ(bits(64), all.substr(0, c.written) + kZeros.substr(0, 64 - c.written));
+        EXPECT_EQ(platform.count_lines("Error in length so truncating buffer"), c.is_short);
+        const auto last = "bin_arr[" + std::to_string(c.written - 1) + "]-->";
+        EXPECT_EQ(platform.said("format_msgm").find(last) != std::string::npos, c.written > 0);
+    }
+}
+
+TEST_F(FormatMsg, RefusesNull)
+{
+    const uint8_t data[6] = {1};
+    format_msg(nullptr, 1, "0:0:0:0:1:1", 32);
+    format_msg(row.data(), 1, nullptr, 32);
+    format_msg_pin(nullptr, "1");
+    format_msg_pin(row.data(), nullptr);
+    format_msgm(nullptr, data, 6, 2);
+    format_msgm(row.data(), nullptr, 6, 2);
+    EXPECT_EQ(platform.said("format_msg"), "format_msg.cpp|bin_arr is NULL|mac_address is NULL");
+    EXPECT_EQ(platform.said("format_msg_pin"), "format_msg.cpp|bin_arr is NULL|pin is NULL");
+    EXPECT_EQ(platform.said("format_msgm"), "format_msg.cpp|bin_arr is NULL|data is NULL");
+    EXPECT_EQ(bits(255), kZeros);
+}
+
+} // namespace tonelink

@@ -1,0 +1,54 @@
+#include <cmath>
+
+#include "support/library_fixture.h"
+
+namespace tonelink {
+
+namespace {
+
+class HighPass : public test::library_test {};
+
+} // namespace
+
+TEST_F(HighPass, MeetsTheKnownAnswers)
+{
+    // From an independent model: noise from silent histories, and the histories it leaves.
+    const struct {
+        uint32_t seed;
+        int32_t div;
+        const char *hash;
+        std::array<float, 3> inputs;
+        std::array<float, 3> outputs;
+    } cases[] = {{81,
+                  1,
+                  "2873d3f3f4c78014",
+                  {0x1.128798p+11f, 0x1.0d8804p+11f, -0x1.16b994p+8f},
+                  {-0x1.1a7216p+13f, 0x1.621f46p+12f, -0x1.3348e4p+12f}},
+                 {82,
+                  90,
+                  "7569c889632a44a6",
+                  {0x1.c67b3cp+4f, 0x1.1ab2cp+4f, -0x1.7ecad8p+4f},
+                  {0x1.2cd00cp+5f, -0x1.332p+6f, 0x1.11dbb4p+5f}}};
+    for (const auto &c : cases) {
+        SetUp();
+        auto samples = test::noise(4000, c.seed, 1, c.div);
+        const std::span row{samples};
+        for (const std::size_t at : {0u, 1u, 3u}) high_pass(row.subspan(at, at + 1)); // cuts do
+        high_pass(row.subspan(7));                                                    // not show
+        EXPECT_EQ(test::hash16(samples), c.hash);
+        EXPECT_TRUE(std::ranges::equal(c.inputs, xv));
+        EXPECT_TRUE(std::ranges::equal(c.outputs, yv));
+    }
+}
+
+TEST_F(HighPass, TakesAwayTheBottomAndKeepsTheTop)
+{
+    std::vector<int16_t> samples(2000, 12000);
+    high_pass(samples);
+    EXPECT_EQ(samples.back(), 0);
+    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = i % 2 ? -20000 : 20000;
+    high_pass(samples);
+    EXPECT_NEAR(std::abs(samples.back()), 20000, 1);
+}
+
+} // namespace tonelink

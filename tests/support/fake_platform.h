@@ -1,0 +1,64 @@
+// A platform that keeps books: every call with its arguments in order, every line of log, what is
+// alive, and what was misused. Results can be scripted call by call; callbacks come from threads of
+// its own. Test programs are linked so that pauses and threads come here, too: a pause lasts no
+// time worth mentioning.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tonelink::test {
+
+/// Whose calls: the test's own thread's, or those of the library's and the device's threads.
+enum class by { all, control, others };
+
+class fake_platform {
+public:
+    // ---- What it is; set before use ----
+    int master_volume = 50;
+    int tv_master_volume = 50; // of the television's own loudspeakers
+    int volume = 9;            // of sound type 1
+    int max_volume = 15;
+    std::optional<bool> av_product{}; // unset: no such key
+    std::string address = "11:22:33:44:AB:CD";
+    bool device_plays = false;  // a prepared output calls its callback until that is removed
+    bool keeps_samples = false; // in `writes`
+    std::vector<std::vector<int16_t>> writes{};
+
+    /// Back to the above, with nothing recorded and nothing scripted. Stops its devices.
+    void reset();
+
+    // ---- Script ----
+    /// The next `count` calls of `name` fail.
+    void fail(const std::string &name, int code, int count = 1);
+    /// The call with this index among all that can fail does; its name, once it has.
+    void fail_any(int index);
+    std::string failed() const;
+    /// Something that happens on each call of `name`, before it takes effect, or on each line of
+    /// log with this text.
+    void on(const std::string &name, std::function<void()> hook);
+
+    // ---- What the world does; returns when it is done ----
+    void run_callback();                  // the device wants data
+    void turn_master_volume(unsigned to); // the user turns it, and the listener hears of it
+    void wait_for_writes(int count);      // to the output made last
+
+    // ---- Books ----
+    /// Calls, one after the other: "audio_out_prepare(out1) pthread_create()".
+    std::string calls(by whom = by::all) const;
+    int count(const std::string &call) const;
+    /// What a function has logged, after the name of its file: "SoundMgr.cpp|ENTER\n|EXIT\n".
+    std::string said(const std::string &function) const;
+    int count_lines(const std::string &text) const;
+    void forget(); // what has been recorded so far
+    /// What is alive or has been misused, as text: empty when all is well.
+    std::string left_over() const;
+};
+
+/// The one platform of the process.
+extern fake_platform platform;
+
+} // namespace tonelink::test

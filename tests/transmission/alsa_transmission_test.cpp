@@ -47,8 +47,8 @@ TEST(AlsaTransmission, IsHeardThroughASoundServer)
     prepare_pairing();
     transmit(families()[0], 1);
     const auto first = recorded(folder.file("first.wav"));
-    constexpr std::size_t kMark = 1000; // behind it, the filter has forgotten its past
-    const auto mark = std::span{first}.subspan(kMark, 100);
+    constexpr std::ptrdiff_t kMark = 1000; // behind it, the filter has forgotten its past
+    const auto mark = std::span{first}.subspan(std::size_t{kMark}, 100);
 
     sound_server server;
     ASSERT_FALSE(HasFailure());
@@ -58,7 +58,7 @@ TEST(AlsaTransmission, IsHeardThroughASoundServer)
     // the samples: of the copies that come, one is whole, to the bit.
     const auto hears_a_copy = [&] {
         const auto heard = server.heard();
-        auto from = heard.begin() + std::min(heard.size(), kMark);
+        auto from = std::next(heard.begin(), std::min<std::ptrdiff_t>(std::ssize(heard), kMark));
         while ((from = std::search(from, heard.end(), mark.begin(), mark.end())) != heard.end()) {
             const auto copy = std::span{from - kMark, heard.end()};
             if (copy.size() >= kBurst && hash_of_burst(copy) == kSecondBurst) return true;

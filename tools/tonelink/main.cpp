@@ -20,7 +20,7 @@ std::string called_name(const CLI::App &program)
     return name;
 }
 
-int complain(const CLI::App &program, std::string what, exit_status status)
+int complain(const CLI::App &program, std::string what, int status)
 {
     for (char &c : what)
         if (c == '\n') c = ' ';
@@ -28,11 +28,15 @@ int complain(const CLI::App &program, std::string what, exit_status status)
     return status;
 }
 
-int run(CLI::App &program, int argc, char **argv)
+/// @param status  what a command has made the exit status, as add_decode_command() says
+int run(CLI::App &program, int argc, char **argv, const int &status)
 {
+    const auto fail = [&](const char *what) {
+        return complain(program, what, status == kDone ? kFailed : status);
+    };
     try {
         program.parse(argc, argv);
-        return kDone;
+        return status;
     } catch (const CLI::Success &help_or_version) {
         program.exit(help_or_version);
         std::cout.flush();
@@ -45,9 +49,9 @@ int run(CLI::App &program, int argc, char **argv)
     } catch (const wrong_usage &error) {
         return complain(program, error.what(), kWrongUsage);
     } catch (const std::bad_alloc &) {
-        return complain(program, "out of memory", kFailed);
+        return fail("out of memory");
     } catch (const std::exception &error) {
-        return complain(program, error.what(), kFailed);
+        return fail(error.what());
     }
 }
 
@@ -56,6 +60,7 @@ int run(CLI::App &program, int argc, char **argv)
 
 int main(int argc, char **argv)
 try {
+    int status = tonelink::tool::kDone;
     CLI::App program{"Short messages as near-ultrasonic sound.", "tonelink"};
     program.set_version_flag("--version", "tonelink " TONELINK_VERSION);
     program.require_subcommand(1);
@@ -64,8 +69,10 @@ try {
     program.footer("'tonelink COMMAND --help' explains a command and shows an example.");
     tonelink::tool::add_send_command(program);
     tonelink::tool::add_encode_command(program);
+    tonelink::tool::add_decode_command(program, status);
+    tonelink::tool::add_listen_command(program);
     tonelink::tool::add_plot_command(program);
-    return tonelink::tool::run(program, argc, argv);
+    return tonelink::tool::run(program, argc, argv, status);
 } catch (const std::exception &error) {
     std::fprintf(stderr, "tonelink: %s\n", error.what());
     return tonelink::tool::kFailed;

@@ -2,6 +2,8 @@
 
 #include <cassert>
 
+#include "report_text.h"
+
 namespace tonelink::tool {
 namespace {
 
@@ -29,6 +31,27 @@ message_bits data_message(std::span<const uint8_t> data, message_length length)
     for (const uint8_t byte : data) append_field(bits, byte, 8);
     bits.resize(static_cast<std::size_t>(length), 0);
     return bits;
+}
+
+uint32_t field_of(const message_bits &message, std::size_t first, std::size_t width)
+{
+    uint32_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value = value << 1 | message[first + i];
+    return value;
+}
+
+std::string octets_of(const message_bits &message)
+{
+    const std::size_t end = message.size();
+    return formatted("%02X:%02X", field_of(message, end - 16, 8), field_of(message, end - 8, 8));
+}
+
+std::string hex_of(const message_bits &message)
+{
+    std::string text;
+    for (std::size_t at = 0; at < message.size(); at += 8)
+        text += formatted("%02X", field_of(message, at, 8));
+    return text;
 }
 
 } // namespace tonelink::tool

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace tonelink::tool {
@@ -34,5 +35,20 @@ message_bits pairing_message(uint32_t pin, const bluetooth_address &address, mes
 
 /// A data message: the bytes in order, then zeros. At most data_capacity() bytes.
 message_bits data_message(std::span<const uint8_t> data, message_length length);
+
+/// The `width` bits from `first` on as a number, at most 32.
+uint32_t field_of(const message_bits &message, std::size_t first, std::size_t width);
+
+/// The PIN of a message, if it is a pairing.
+inline uint32_t pin_of(const message_bits &message)
+{
+    return field_of(message, 0, message.size() - 16);
+}
+
+/// The two address octets of a message, if it is a pairing: "3C:A5".
+std::string octets_of(const message_bits &message);
+
+/// All bytes of a message, two hexadecimal digits each.
+std::string hex_of(const message_bits &message);
 
 } // namespace tonelink::tool

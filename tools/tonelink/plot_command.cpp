@@ -34,12 +34,6 @@ struct plot_options {
 /// Spectra of 12 ms see 170 Hz apart: both little beside a symbol and the band.
 constexpr double kWindowSeconds = 0.012;
 
-/// Which sound is looked at.
-struct sound_source {
-    std::string path;
-    int channel; ///< 0 for the mix of all
-};
-
 /// What one passage over the sound tells, before it is known how a second is to look at it.
 struct survey {
     int sample_rate = 0;
@@ -50,7 +44,7 @@ struct survey {
 
 survey survey_sound(const sound_source &source)
 {
-    sound_reader sound{source.path, source.channel};
+    sound_reader sound{source};
     survey found{sound.sample_rate(), sound.channels(), 0, {}};
     burst_finder finder{static_cast<double>(sound.sample_rate())};
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
@@ -64,7 +58,7 @@ survey survey_sound(const sound_source &source)
 
 spectrogram analyse(const sound_source &source, const spectrogram_shape &shape)
 {
-    sound_reader sound{source.path, source.channel};
+    sound_reader sound{source};
     const auto margin = static_cast<int64_t>(shape.window);
     const int64_t start = std::max<int64_t>(0, shape.first_sample - margin);
     sound.skip(start);
@@ -149,7 +143,7 @@ std::string subtitle_of(const survey &sound, int channel)
 
 void plot(const CLI::App &command, const plot_options &options)
 {
-    sound_source source{options.input, 0};
+    sound_source source{options.input};
     if (command.count("--channel") > 0)
         source.channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
     const auto [width, height] = parse_size(options.size);

@@ -3,14 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 
+#include "live_line.h"
+#include "report_text.h"
 #include "transmission.h"
 
 namespace tonelink::tool {
-
-enum class report_form { text, json };
 
 /// Why a transmission ends.
 enum class stop_reason { count, time, signal, key };
@@ -19,10 +20,6 @@ class send_report {
 public:
     /// @param pin  what a pairing message sends; none for data
     send_report(const transmission_plan &plan, std::optional<uint32_t> pin, report_form form);
-    /// Leaves the cursor of a terminal on a line of its own.
-    ~send_report();
-    send_report(const send_report &) = delete;
-    send_report &operator=(const send_report &) = delete;
 
     // Each throws failure when standard output takes no more.
 
@@ -40,14 +37,10 @@ public:
     void stopped(const progress &at, stop_reason reason);
 
 private:
-    void show_live(std::string line);
-    void clear_live();
-
     transmission_plan plan_;
     std::optional<uint32_t> pin_;
     report_form form_;
-    bool is_terminal_;
-    std::size_t live_length_ = 0; ///< of the line that the cursor stands in
+    live_line live_{stdout};
     std::optional<volumes> told_; ///< the volumes that a program knows
 };
 

@@ -17,15 +17,28 @@ struct close_sound {
 };
 using sound_handle = std::unique_ptr<SNDFILE, close_sound>;
 
+/// Which sound is read, and how.
+struct sound_source {
+    std::string path; ///< "-" is standard input
+    int channel = 0;  ///< 0 mixes all channels, 1 is the first
+    bool raw = false; ///< bare samples: mono, 16 bits, little-endian, 44100 Hz
+};
+
+/// What messages call it.
+std::string name_of(const sound_source &source);
+
 /// Reads a sound file from front to back, its channels mixed to one or all but one left out.
 class sound_reader {
 public:
-    /// @param channel  0 mixes all channels, 1 is the first
-    /// Throws failure for a file that cannot be read or has no such channel.
-    sound_reader(const std::string &path, int channel);
+    /// Throws failure for a file that cannot be read or has no such channel. What comes through a
+    /// pipe is read to its end first, unless it is raw.
+    explicit sound_reader(const sound_source &source);
 
     int sample_rate() const { return format_.samplerate; }
     int channels() const { return format_.channels; }
+
+    /// The sound's length in samples, or 0 where it is not known.
+    int64_t length() const { return format_.seekable ? format_.frames : 0; }
 
     /// Passes over samples.
     void skip(int64_t count);
@@ -35,7 +48,7 @@ public:
     std::span<const float> read();
 
 private:
-    std::string path_;
+    std::string name_;
     SF_INFO format_{};
     sound_handle sound_;
     int channel_;

@@ -2,24 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
-#include <numbers>
 
 namespace tonelink::tool {
 namespace {
-
-/// A Hann window, scaled so that a sine of full scale reaches a power of 1 in its bin.
-std::vector<float> hann_window(std::size_t length)
-{
-    std::vector<float> window(length);
-    const auto size = static_cast<double>(length);
-    for (std::size_t i = 0; i < length; ++i) {
-        const double turn = 2 * std::numbers::pi * (static_cast<double>(i) + 0.5) / size;
-        // The window's sum is length / 2, and half of a sine's amplitude is in the mirrored bin.
-        window[i] = static_cast<float>((0.5 - 0.5 * std::cos(turn)) * 4 / size);
-    }
-    return window;
-}
 
 double decibels(float power)
 {
@@ -38,18 +23,10 @@ std::size_t frames_in_column(const spectrogram_shape &shape)
 } // namespace
 
 spectrogram::spectrogram(const spectrogram_shape &shape, int64_t start)
-    : shape_{shape}, frames_per_column_{frames_in_column(shape)}, window_{hann_window(
-                                                                      shape.window)},
-      pending_start_{start}, input_{fftwf_alloc_real(shape.transform)}, output_{fftwf_alloc_complex(
-                                                                            shape.transform / 2 +
-                                                                            1)},
+    : shape_{shape}, frames_per_column_{frames_in_column(shape)}, pending_start_{start},
+      transform_{shape.window, shape.transform},
       power_(shape.columns * (shape.transform / 2 + 1), 0.0f)
 {
-    if (!input_ || !output_) throw std::bad_alloc{};
-    plan_.reset(fftwf_plan_dft_r2c_1d(static_cast<int>(shape.transform), input_.get(),
-                                      output_.get(), FFTW_ESTIMATE));
-    if (!plan_) throw std::bad_alloc{};
-    std::fill_n(input_.get(), shape.transform, 0.0f);
 }
 
 void spectrogram::put(std::span<const float> samples)
@@ -85,17 +62,13 @@ void spectrogram::transform_frame(std::size_t frame)
     const auto available = static_cast<int64_t>(pending_.size());
     for (std::size_t i = 0; i < shape_.window; ++i) {
         const int64_t at = offset + static_cast<int64_t>(i);
-        const float sample =
-            at >= 0 && at < available ? pending_[static_cast<std::size_t>(at)] : 0.0f;
-        input_[i] = sample * window_[i];
+        transform_.put(i,
+                       at >= 0 && at < available ? pending_[static_cast<std::size_t>(at)] : 0.0f);
     }
-    fftwf_execute(plan_.get());
+    transform_.run();
     float *column = &power_[frame / frames_per_column_ * bins()];
     const float share = 1.0f / static_cast<float>(frames_per_column_);
-    for (std::size_t bin = 0; bin < bins(); ++bin) {
-        const auto &[re, im] = output_[bin];
-        column[bin] += share * (re * re + im * im);
-    }
+    for (std::size_t bin = 0; bin < bins(); ++bin) column[bin] += share * transform_.power(bin);
 }
 
 void spectrogram::drop_passed()

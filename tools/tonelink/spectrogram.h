@@ -2,14 +2,12 @@
 // averaged column by column while they are read, short ones looked at in overlapping steps.
 #pragma once
 
-#include <complex>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
-#include <fftw3.h>
+#include "windowed_transform.h"
 
 namespace tonelink::tool {
 
@@ -46,13 +44,6 @@ public:
     double level_above(double share) const;
 
 private:
-    struct free_fftw {
-        void operator()(void *memory) const { fftwf_free(memory); }
-    };
-    struct destroy_plan {
-        void operator()(fftwf_plan plan) const { fftwf_destroy_plan(plan); }
-    };
-
     int64_t frame_start(std::size_t frame) const;
     void transform_frame(std::size_t frame);
     void drop_passed();
@@ -60,12 +51,9 @@ private:
     spectrogram_shape shape_;
     std::size_t frames_per_column_;
     std::size_t next_frame_ = 0;
-    std::vector<float> window_;
     std::vector<float> pending_; // samples that a frame to come needs
     int64_t pending_start_;
-    std::unique_ptr<float[], free_fftw> input_;
-    std::unique_ptr<fftwf_complex[], free_fftw> output_;
-    std::unique_ptr<fftwf_plan_s, destroy_plan> plan_;
+    windowed_transform transform_;
     std::vector<float> power_; // column after column
 };
 

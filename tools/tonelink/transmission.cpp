@@ -61,13 +61,6 @@ bluetooth_address own_address()
     return parse_address(text.get());
 }
 
-uint32_t field_of(const message_bits &message, std::size_t first, std::size_t width)
-{
-    uint32_t value = 0;
-    for (std::size_t i = 0; i < width; ++i) value = value << 1 | message[first + i];
-    return value;
-}
-
 volumes read_volumes()
 {
     volumes now{};

@@ -24,9 +24,6 @@ struct transmission_plan {
 /// The Bluetooth address of this machine. Throws failure, with the reason, when there is none.
 bluetooth_address own_address();
 
-/// The first `width` bits from `first` on as a number, at most 32.
-uint32_t field_of(const message_bits &message, std::size_t first, std::size_t width);
-
 struct volumes {
     int master; ///< 0 to 100
     int sound;  ///< of sound type 1, which the bursts are played with, 0 to 15

@@ -1,0 +1,52 @@
+#include "heard_messages.h"
+
+#include <algorithm>
+
+namespace tonelink::tool {
+namespace {
+
+/// Positions of one burst are at most this far apart: half a burst. The next copy comes a whole
+/// burst later.
+constexpr int64_t kLongestRun = 11585;
+
+/// From the first sample of a clean burst to the middle of the run of positions that completes it.
+constexpr int64_t kMiddleOfRun = 22990;
+
+} // namespace
+
+int64_t heard_burst::start() const
+{
+    return std::max<int64_t>(0, (first + last) / 2 - kMiddleOfRun);
+}
+
+void heard_messages::accept(const message_bits &message, int64_t sample)
+{
+    const auto line = std::ranges::find(messages_, message, &heard_message_line::message);
+    if (line == messages_.end())
+        messages_.push_back({message, 0, 0, 1});
+    else
+        ++line->positions;
+
+    const auto burst = std::ranges::find_if(open_, [&](const heard_burst &open) {
+        return open.message == message && sample - open.first <= kLongestRun;
+    });
+    if (burst == open_.end())
+        open_.push_back({message, sample, sample});
+    else
+        burst->last = sample;
+}
+
+std::optional<heard_burst> heard_messages::take_burst(int64_t sample)
+{
+    const auto ended = std::ranges::find_if(
+        open_, [&](const heard_burst &open) { return sample - open.first > kLongestRun; });
+    if (ended == open_.end()) return std::nullopt;
+    const heard_burst burst = *ended;
+    open_.erase(ended);
+
+    const auto line = std::ranges::find(messages_, burst.message, &heard_message_line::message);
+    if (line->bursts++ == 0) line->start = burst.start();
+    return burst;
+}
+
+} // namespace tonelink::tool

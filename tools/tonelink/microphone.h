@@ -1,0 +1,38 @@
+// A sound card, or what a desktop makes of one, to listen to.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <alsa/asoundlib.h>
+
+namespace tonelink::tool {
+
+/// Mono, 16 bits, 44100 Hz; ALSA converts what the card has.
+class microphone {
+public:
+    /// Throws failure when the device cannot be opened.
+    explicit microphone(const std::string &device);
+
+    /// What has come meanwhile, after waiting for it for `milliseconds` at most; none when nothing
+    /// has. Valid until the next call. Throws failure when the device is lost.
+    std::span<const int16_t> read(int milliseconds);
+
+    /// How often samples were lost because they were not read in time.
+    int gaps() const { return gaps_; }
+
+private:
+    struct close_pcm {
+        void operator()(snd_pcm_t *pcm) const { snd_pcm_close(pcm); }
+    };
+
+    std::string device_;
+    std::unique_ptr<snd_pcm_t, close_pcm> pcm_;
+    std::vector<int16_t> samples_;
+    int gaps_ = 0;
+};
+
+} // namespace tonelink::tool

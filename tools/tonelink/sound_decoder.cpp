@@ -1,0 +1,47 @@
+#include "sound_decoder.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "errors.h"
+#include "modem/stream_receiver.h"
+
+namespace tonelink::tool {
+namespace {
+
+constexpr std::size_t kSilence = 1280; // as long as a symbol's body
+
+} // namespace
+
+message_lengths parse_lengths(const std::string &text)
+{
+    if (text == "32") return message_lengths::only_32;
+    if (text == "48") return message_lengths::only_48;
+    if (text == "both") return message_lengths::both;
+    throw wrong_usage{"--bits '" + text + "' is not right: it is 32, 48 or both"};
+}
+
+sound_decoder::sound_decoder(message_lengths lengths, acceptance accepted)
+    : lengths_{lengths}, accepted_{std::move(accepted)}, receiver_{
+                                                             std::make_unique<stream_receiver>()}
+{
+    openBandShift(&shifter_, kReceiveShiftHz);
+    if (shifter_.delay.data == nullptr) throw std::bad_alloc{};
+}
+
+sound_decoder::~sound_decoder() { closeBandShift(&shifter_); }
+
+void sound_decoder::put(std::span<const int16_t> samples)
+{
+    receiver_->receive(samples, shifter_, lengths_, [this](const heard_message &heard) {
+        const auto bits = heard.message();
+        accepted_({bits.begin(), bits.end()}, static_cast<int64_t>(heard.position));
+    });
+}
+
+void sound_decoder::finish() { put(std::array<int16_t, kSilence>{}); }
+
+int64_t sound_decoder::position() const { return static_cast<int64_t>(receiver_->position()); }
+
+} // namespace tonelink::tool

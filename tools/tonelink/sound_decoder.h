@@ -1,0 +1,50 @@
+// From samples to messages: the streaming receiver with its shifter, for messages of 32 bits, of 48
+// or of both in one pass.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+
+#include <tonelink/modem.h>
+
+#include "message.h"
+
+namespace tonelink {
+class stream_receiver;
+enum class message_lengths : uint8_t;
+} // namespace tonelink
+
+namespace tonelink::tool {
+
+/// "32", "48" or "both".
+message_lengths parse_lengths(const std::string &text);
+
+class sound_decoder {
+public:
+    /// Is told of each acceptance: the message and the sample of the sound that completed it.
+    using acceptance = std::function<void(const message_bits &, int64_t)>;
+
+    sound_decoder(message_lengths lengths, acceptance accepted);
+    ~sound_decoder();
+    sound_decoder(const sound_decoder &) = delete;
+    sound_decoder &operator=(const sound_decoder &) = delete;
+
+    /// Takes the next samples of the sound.
+    void put(std::span<const int16_t> samples);
+
+    /// Takes the silence behind the sound, which brings out what filters still hold.
+    void finish();
+
+    /// How many samples of the sound have been taken.
+    int64_t position() const;
+
+private:
+    message_lengths lengths_;
+    acceptance accepted_;
+    BandShiftInfo shifter_{};
+    std::unique_ptr<stream_receiver> receiver_;
+};
+
+} // namespace tonelink::tool

@@ -1,0 +1,84 @@
+"""`tonelink listen` as a user runs it, on a device that plays a file back: ALSA's own `file` plug-in."""
+import json
+import os
+import pty
+import signal
+import subprocess
+import unittest
+
+import command_case
+from command_case import CommandCase
+
+PAIRING = ["--pin", "4711", "--address", "00:11:22:33:3C:A5"]
+
+
+class Listen(CommandCase):
+    def setUp(self):
+        super().setUp()
+        self.write("asoundrc", b"""pcm.ear {
+            type file
+            slave.pcm { type null }
+            file "/dev/null"
+            infile "%s"
+            format raw
+        }
+        pcm.default { type null }
+        """ % self.path("heard.raw").encode())
+        os.environ["ALSA_CONFIG_PATH"] = self.path("asoundrc")
+        sound = b"".join(
+            self.succeed("encode", *message, "--raw", "-o", "-")
+            for message in (PAIRING, PAIRING, ["--data", "CAFE01020304"], PAIRING))
+        self.write("heard.raw", bytes(20000) + sound + bytes(2 * 5 * 44100))
+
+    def test_tells_messages_as_they_come(self):
+        lines = self.succeed("listen", "--input", "alsa:ear", "--count", "3").decode().splitlines()
+        self.assertEqual([line.split("  ")[1:] for line in lines],
+                         [["PIN 4711", "3C:A5", "32 bits", "12673CA5"],
+                          ["PIN 3405644034", "03:04", "48 bits", "CAFE01020304"],
+                          ["PIN 4711", "3C:A5", "32 bits", "12673CA5"]])
+        [line] = self.succeed("listen", "--input", "alsa:ear", "--count", "1", "--bits", "48",
+                              "--json").decode().splitlines()
+        heard = json.loads(line)
+        self.assertAlmostEqual(heard.pop("time"), (10000 + 2 * 23170) / 44100, delta=0.01)
+        self.assertEqual(heard, {"bits": 48, "message": "CAFE01020304", "pin": 3405644034,
+                                 "octets": "03:04"})
+
+    def test_stops_when_told_to(self):
+        for stop in (signal.SIGINT, signal.SIGTERM):
+            running = subprocess.Popen([command_case.COMMAND, "listen", "--input", "alsa:ear"],
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            self.assertIn(b"PIN 4711", running.stdout.readline())
+            running.send_signal(stop)
+            self.assertEqual((running.wait(), running.stderr.read()), (0, b""))
+            running.stdout.close()
+            running.stderr.close()
+
+    def test_shows_a_meter_on_a_terminal(self):
+        ours, theirs = pty.openpty()
+        try:
+            self.succeed_on_terminal(theirs, "listen", "--input", "alsa:ear", "--count", "1")
+            os.set_blocking(ours, False)
+            shown = os.read(ours, 1 << 16).decode()
+        finally:
+            os.close(ours)
+            os.close(theirs)
+        self.assertRegex(shown, r"\r18-20 kHz \[\.{30}\] -100 dB")
+        self.assertRegex(shown, r"\r18-20 kHz \[#{15,29}\.+\]  -[0-9]+ dB")
+
+    def succeed_on_terminal(self, terminal, *arguments):
+        done = subprocess.run([command_case.COMMAND, *arguments], stdout=subprocess.PIPE,
+                              stderr=terminal)
+        self.assertEqual(done.returncode, 0)
+
+    def test_refuses(self):
+        for status, text, arguments in (
+                (2, "alsa or alsa:DEVICE", ["--input", "wav:a.wav"]),
+                (2, "alsa or alsa:DEVICE", ["--input", "alsa:"]),
+                (2, "32, 48 or both", ["--bits", "64"]),
+                (2, "--count", ["--count", "0"]),
+                (1, "cannot listen to the ALSA device \"nowhere\"", ["--input", "alsa:nowhere"])):
+            self.complain(status, text, "listen", *arguments)
+
+
+if __name__ == "__main__":
+    command_case.main()

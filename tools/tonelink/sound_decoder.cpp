@@ -5,7 +5,7 @@
 #include <new>
 
 #include "errors.h"
-#include "modem/stream_receiver.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -26,7 +26,7 @@ sound_decoder::sound_decoder(message_lengths lengths, acceptance accepted)
     : lengths_{lengths}, accepted_{std::move(accepted)}, receiver_{
                                                              std::make_unique<stream_receiver>()}
 {
-    openBandShift(&shifter_, kReceiveShiftHz);
+    openBandShift(&shifter_, kBandShiftHz);
     if (shifter_.delay.data == nullptr) throw std::bad_alloc{};
 }
 

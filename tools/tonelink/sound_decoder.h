@@ -10,11 +10,7 @@
 #include <tonelink/modem.h>
 
 #include "message.h"
-
-namespace tonelink {
-class stream_receiver;
-enum class message_lengths : uint8_t;
-} // namespace tonelink
+#include "modem/stream_receiver.h"
 
 namespace tonelink::tool {
 

@@ -1,6 +1,7 @@
 #include "receiver_input.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -54,8 +55,7 @@ TEST_F(ReceiverInput, LeavesSamplesAsTheyAre)
     receiver_input input{{write(samples, 44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16)}};
     const auto all = all_of(input);
     ASSERT_EQ(all.size(), samples.size());
-    for (int s = -32768; s <= 32767; ++s)
-        ASSERT_EQ(all[static_cast<std::size_t>(s + 32768)], s);
+    for (int s = -32768; s <= 32767; ++s) ASSERT_EQ(all[static_cast<std::size_t>(s + 32768)], s);
     EXPECT_EQ(input.progress(), 1.0);
 
     // What is louder than full scale is cut; what is no number is silent.

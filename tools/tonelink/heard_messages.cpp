@@ -10,7 +10,7 @@ namespace {
 constexpr int64_t kLongestRun = 11585;
 
 /// From the first sample of a clean burst to the middle of the run of positions that completes it.
-constexpr int64_t kMiddleOfRun = 22990;
+constexpr int64_t kMiddleOfRun = 23150;
 
 } // namespace
 

@@ -123,7 +123,7 @@ void send_report::playing(const progress &at, bool is_ending)
         print("{\"event\":\"playing\"," + json_of(at) + "}\n");
         return;
     }
-    if (!is_terminal_) return;
+    if (!is_terminal_ || tcgetpgrp(STDOUT_FILENO) != getpgrp()) return; // a shell writes there now
     std::string line = pin_ ? "PIN " + std::to_string(*pin_) + "  " : "";
     line += formatted("%.1f s  ", at.seconds) + copies_text(at.copies);
     line += formatted("  master volume %d, heard at %d of 15", at.now.master, at.now.heard);
@@ -140,8 +140,7 @@ void send_report::stopped(const progress &at, stop_reason reason)
     }
     clear_live();
     print("Sent " + copies_text(at.copies) +
-          formatted(" in %.1f s; the volumes are back: ", at.seconds) +
-          formatted("master %d, sound %d of 15.\n", at.now.master, at.now.sound));
+          formatted(" in %.1f s; sound volume back at %d of 15.\n", at.seconds, at.now.sound));
 }
 
 /// Writes over the line that the cursor stands in, with blanks for what is left of a longer one.

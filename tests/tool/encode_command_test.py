@@ -27,12 +27,14 @@ class Encode(CommandCase):
         return self.succeed(*arguments, "--raw", "-o", "-")
 
     def test_bursts_are_those_of_their_messages(self):
-        # From an independent model of the modem.
+        # From an independent model of the modem and of the output filter.
         for arguments, known in (
-                (PAIRING, "af644da02492bc7795dfb8b9f5af0ba9"),
-                ((*PAIRING, "--bits", "48"), "d6f7445fc144e600e7d394a13842cdbf"),
-                (("encode", "--data", "DeadBeef"), "d307f9002bfc2348b71fc5e0a5454307"),
-                (("encode", "--data", "0123456789AB"), "e833d439981381010aa61091dc66f379")):
+                (PAIRING, "de2661b91f00701ccf0bdc2eac7092b8"),
+                ((*PAIRING, "--bits", "48"), "b27af8e51b359866585ab6d16696c061"),
+                ((*PAIRING, "--unfiltered"), "af644da02492bc7795dfb8b9f5af0ba9"),
+                ((*PAIRING, "--unfiltered", "--bits", "48"), "d6f7445fc144e600e7d394a13842cdbf"),
+                (("encode", "--unfiltered", "--data", "DeadBeef"), "d307f9002bfc2348b71fc5e0a5454307"),
+                (("encode", "--unfiltered", "--data", "0123456789AB"), "e833d439981381010aa61091dc66f379")):
             self.assertEqual(hashlib.sha256(self.raw(*arguments)).hexdigest()[:32], known, arguments)
 
     def test_data_decides_the_length_and_is_padded(self):
@@ -74,13 +76,17 @@ class Encode(CommandCase):
                          burst + 2 * (bytes(2 * 4410) + burst))
 
     def test_level_is_the_peak(self):
-        full = samples_of(self.raw(*DATA))
-        self.assertIn(max(map(abs, full)), (32767, 32768))
-        for level in ("-6", "-20", "-40.5", "-90"):
-            gain = 10 ** (float(level) / 20)
-            quiet = samples_of(self.raw(*DATA, "--level", level))
-            self.assertTrue(all(abs(b - a * gain) <= 0.5001 for a, b in zip(full, quiet)), level)
-        self.assertEqual(samples_of(self.raw(*DATA, "--level", "0")), full)
+        for filtering in ((), ("--unfiltered",)):
+            full = samples_of(self.raw(*DATA, *filtering))
+            for level in ("0", "-6", "-20", "-40.5", "-90"):
+                peak = 32767 * 10 ** (float(level) / 20)
+                gain = peak / max(map(abs, full))
+                scaled = samples_of(self.raw(*DATA, *filtering, "--level", level))
+                self.assertEqual(max(map(abs, scaled)), round(peak), level)
+                self.assertTrue(all(abs(b - a * gain) <= 0.5001 for a, b in zip(full, scaled)), level)
+
+    def test_text_is_data(self):
+        self.assertEqual(self.raw("encode", "--text", "h\xe9llo"), self.raw("encode", "--data", "68C3A96C6C6F"))
 
     def test_wrong_usage_says_what_is_right(self):
         sound = ("-o", "burst.wav")
@@ -93,6 +99,7 @@ class Encode(CommandCase):
                 ("right together", "encode", *PAIRING[3:], *sound),
                 ("right together", "encode", *sound),
                 ("not both", *PAIRING, "--data", "00", *sound),
+                ("not both", *PAIRING, "--text", "a", *sound),
                 ("CAFE0123", "encode", "--data", "xyz", *sound),
                 ("up to 6 for 48", "encode", "--data", "00112233445566", *sound),
                 ("up to 4 are right for 32", "encode", "--data", "0011223344", "--bits", "32", *sound),

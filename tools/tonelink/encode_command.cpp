@@ -1,6 +1,8 @@
 // `tonelink encode`: a message as a sound file, the burst that a phone would hear.
+#include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <new>
@@ -9,10 +11,12 @@
 #include <vector>
 
 #include <tonelink/modem.h>
+#include <tonelink/transmit.h>
 
 #include "arguments.h"
 #include "command.h"
 #include "errors.h"
+#include "message_options.h"
 #include "output_file.h"
 #include "sound_file.h"
 
@@ -26,43 +30,14 @@ constexpr const char *kExamples = R"(Examples:
 
 /// The arguments as they were typed; empty where an option was not given.
 struct encode_options {
-    std::string pin;
-    std::string address;
-    std::string data;
-    std::string bits;
+    message_options message;
     std::string copies = "1";
     std::string gap_ms = "0";
-    std::string level_db = "0";
+    std::string level_db;
     std::string output;
+    bool unfiltered = false;
     bool raw = false;
 };
-
-/// The message that the options ask for, a pairing or data.
-message_bits message_of(const CLI::App &command, const encode_options &options)
-{
-    std::optional<message_length> length;
-    if (command.count("--bits") > 0) length = parse_bits(options.bits);
-
-    if (command.count("--data") > 0) {
-        if (command.count("--pin") > 0 || command.count("--address") > 0)
-            throw wrong_usage{
-                "--data is sent instead of --pin and --address; either is right, not both"};
-        const auto data = parse_data(options.data);
-        if (!length)
-            length = data.size() <= data_capacity(message_length::short_32)
-                         ? message_length::short_32
-                         : message_length::long_48;
-        if (data.size() > data_capacity(*length))
-            throw wrong_usage{"--data has " + std::to_string(data.size()) + " bytes; " +
-                              "up to 4 are right for 32 bits, up to 6 for 48"};
-        return data_message(data, *length);
-    }
-    if (command.count("--pin") == 0 || command.count("--address") == 0)
-        throw wrong_usage{"nothing to send: --pin and --address are right together, or --data"};
-    length = length.value_or(message_length::short_32);
-    return pairing_message(parse_pin(options.pin, *length), parse_address(options.address),
-                           *length);
-}
 
 sound_format format_of(const encode_options &options)
 {
@@ -80,7 +55,8 @@ struct close_modem {
     void operator()(snfc_state *modem) const { close_snfc(&modem); }
 };
 
-std::vector<int16_t> make_burst(const message_bits &message)
+/// The burst as the modem makes it, its peak at full scale.
+std::vector<int16_t> modem_burst(const message_bits &message)
 {
     snfc_state *opened = nullptr;
     if (open_snfc(&opened) != 1) throw std::bad_alloc{};
@@ -93,10 +69,27 @@ std::vector<int16_t> make_burst(const message_bits &message)
     return {samples, samples + *length};
 }
 
-/// Scales a burst, whose peak is full scale, to a peak of `level_db` dBFS.
+/// The burst as a transmission plays it: through the output filter.
+std::vector<int16_t> transmitted_burst(const message_bits &message)
+{
+    tonelink_tx_h record{};
+    tonelink_tx_h *handle = &record;
+    if (tonelink_tx_open(&handle) != 0) throw std::bad_alloc{};
+    const auto close = [](tonelink_tx_h *opened) { tonelink_tx_close(&opened); };
+    const std::unique_ptr<tonelink_tx_h, decltype(close)> closer{handle};
+    tonelink_tx_put_bin(handle, message.data(), static_cast<uint32_t>(message.size()));
+    if (tonelink_tx_generate(handle, static_cast<int32_t>(message.size())) != 0)
+        throw std::bad_alloc{};
+    return {record.burst, record.burst + *record.burst_length};
+}
+
+/// Scales the samples to a peak of `level_db` dBFS.
 void set_level(std::vector<int16_t> &samples, double level_db)
 {
-    const double gain = std::pow(10, level_db / 20);
+    constexpr double kFullScale = 32767;
+    int peak = 0;
+    for (const int16_t sample : samples) peak = std::max(peak, std::abs(sample));
+    const double gain = kFullScale * std::pow(10, level_db / 20) / peak;
     for (int16_t &sample : samples) sample = static_cast<int16_t>(std::lround(sample * gain));
 }
 
@@ -113,15 +106,21 @@ void write_copies(sound_writer &sound, const std::vector<int16_t> &burst, uint64
 
 void encode(const CLI::App &command, const encode_options &options)
 {
-    const message_bits message = message_of(command, options);
+    const message_choice choice = choose_message(command, options.message);
+    if (!choice.data && !(choice.pin && choice.address))
+        throw wrong_usage{
+            "nothing to send: --pin and --address are right together, or --data, or --text"};
+    const message_bits message = message_of(choice);
     const uint64_t copies = parse_count("--copies", options.copies, 1, 1'000'000);
     const double gap_ms = parse_number("--gap", options.gap_ms, 0, 60'000);
-    const double level_db = parse_number("--level", options.level_db, -90, 0);
+    std::optional<double> level_db;
+    if (command.count("--level") > 0) level_db = parse_number("--level", options.level_db, -90, 0);
     const sound_format format = format_of(options);
     refuse_terminal(options.output);
 
-    std::vector<int16_t> burst = make_burst(message);
-    set_level(burst, level_db);
+    std::vector<int16_t> burst =
+        options.unfiltered ? modem_burst(message) : transmitted_burst(message);
+    if (level_db) set_level(burst, *level_db);
     const auto gap = static_cast<std::size_t>(std::lround(gap_ms * 44.1));
     // A WAV file counts its bytes in 32 bits, its header's few included.
     if (format == sound_format::wav && copies * (burst.size() + gap) * sizeof(int16_t) > 0xFFFFF000)
@@ -142,19 +141,17 @@ void add_encode_command(CLI::App &program)
     CLI::App *command = program.add_subcommand("encode", "Write a message as a sound file");
     command->footer(kExamples);
 
+    add_message_options(*command, options->message);
     const auto option = [command](const char *name, std::string &value, const char *type,
                                   const char *meaning) {
         return command->add_option(name, value, meaning)->type_name(type);
     };
-    option("--pin", options->pin, "N",
-           "PIN to pair with: 0 to 65535, with --bits 48 to 4294967295");
-    option("--address", options->address, "AA:BB:CC:DD:EE:FF",
-           "Bluetooth address to pair with; its last two octets are sent");
-    option("--data", options->data, "HEX", "Send these bytes instead: 1 to 6, in hexadecimal");
-    option("--bits", options->bits, "32|48", "Message length; 32 unless the data needs 48");
     option("--copies", options->copies, "N", "How often the burst is repeated (default 1)");
     option("--gap", options->gap_ms, "MS", "Silence between copies in milliseconds (default 0)");
-    option("--level", options->level_db, "DBFS", "Peak level, -90 to 0 (default 0, full scale)");
+    option("--level", options->level_db, "DBFS",
+           "Scale to this peak, -90 to 0; without it, as a transmission at full volume");
+    command->add_flag("--unfiltered", options->unfiltered,
+                      "Leave out the output filter of transmissions: the modem's own burst");
     command->add_flag("--raw", options->raw,
                       "Write bare samples: 16 bits, little-endian, mono, 44100 Hz");
     option("-o,--output", options->output, "FILE",

@@ -62,6 +62,7 @@ try {
     program.get_formatter()->column_width(30);
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     program.footer("'tonelink COMMAND --help' explains a command and shows an example.");
+    tonelink::tool::add_send_command(program);
     tonelink::tool::add_encode_command(program);
     tonelink::tool::add_plot_command(program);
     return tonelink::tool::run(program, argc, argv);

@@ -1,0 +1,66 @@
+// What a person or another program does while a command runs: signals that ask it to stop, and
+// keys.
+#pragma once
+
+#include <csignal>
+
+#include <termios.h>
+
+namespace tonelink::tool {
+
+/// Takes the signals that ask a program to stop (SIGINT, SIGTERM, SIGHUP) as events for as long as
+/// it lives, but for those that were ignored before. Made before any thread is started, so that
+/// none is interrupted.
+class stop_signals {
+public:
+    stop_signals();
+    ~stop_signals();
+    stop_signals(const stop_signals &) = delete;
+    stop_signals &operator=(const stop_signals &) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+    /// The signal that has come, SIGCONT included, or 0.
+    int take() const;
+
+private:
+    sigset_t before_{};
+    int descriptor_ = -1;
+};
+
+enum class event { none, signal, quit, louder, softer };
+
+/// Takes keys one by one, without showing them, while standard input is a terminal and this program
+/// in its foreground.
+class keyboard {
+public:
+    keyboard();
+    ~keyboard();
+    keyboard(const keyboard &) = delete;
+    keyboard &operator=(const keyboard &) = delete;
+
+    /// Whether keys can be read now. Makes the terminal give single keys if a shell has had it.
+    bool is_there();
+
+    /// To be told when the program goes on after it was stopped, as a shell does on Ctrl-Z.
+    void resumed() { has_terminal_ = false; }
+
+    /// What the next byte asks for: + = and the arrows up and right for louder, - _ and the other
+    /// arrows for softer, q to quit, as does a terminal that is gone. An arrow is three bytes, of
+    /// which the last one counts.
+    event next();
+
+private:
+    enum class escape { none, begun, arrow };
+
+    bool is_terminal_ = false;
+    bool has_terminal_ = false; ///< set for single keys, as far as is known
+    termios before_{};
+    escape escape_ = escape::none;
+};
+
+/// The next event, or none after `milliseconds` at most. Throws failure when standard output is a
+/// pipe whose reader has gone.
+event wait_for_event(const stop_signals &signals, keyboard &keys, int milliseconds);
+
+} // namespace tonelink::tool

@@ -1,5 +1,6 @@
 """Runs `tonelink send` with right and wrong arguments. Usage: send_command_test.py COMMAND"""
 import array
+import fcntl
 import json
 import os
 import pty
@@ -7,6 +8,7 @@ import re
 import select
 import signal
 import subprocess
+import termios
 import wave
 
 import command_case
@@ -134,10 +136,20 @@ class Send(CommandCase):
             raw = self.burst(*PAIRING, "--unfiltered") if player == "standalone" else burst
             self.check_copies("%d%s.wav" % (number, player), events[-1]["copies"], raw, level)
 
+    def test_a_reader_that_goes_away_ends_it(self):
+        running = self.begin(*PAIRING, "--json", *FAST, "--output", "wav:a.wav")
+        running.stdout.readline()
+        running.stdout.readline()
+        running.stdout.close()
+        self.assertRegex(running.stderr.read().decode(), "^tonelink send: .*standard output.*\n$")
+        self.assertEqual(running.wait(), 1)
+        with wave.open(self.path("a.wav")) as sound:
+            self.assertEqual(sound.getnframes() % (5 * BURST), 0)
+
     def test_text_has_no_control_characters(self):
         output = self.succeed("send", *PAIRING, *FAST, "--for", "0.1", "--output", "none").decode()
         self.assertRegex(output, r"^Sending PIN 4711, as message 12673CA5\.\n"
-                                 r"Sent \d+ copies in [0-9.]+ s; .*\bsound 8 of 15\.\n$")
+                                 r"Sent \d+ copies in [0-9.]+ s; sound volume back at 8 of 15\.\n$")
 
     def read_until(self, descriptor, wanted):
         """What a terminal shows, up to the wanted expression."""
@@ -147,19 +159,24 @@ class Send(CommandCase):
             shown += os.read(descriptor, 4096)
         return shown
 
-    def test_keys_turn_the_volume_and_quit(self):
+    def begin_on_terminal(self, *arguments):
+        """The command with a terminal of its own, of which the test has the other end; and a check
+        that the terminal is set as before."""
         ours, theirs = pty.openpty()
+        before = termios.tcgetattr(theirs)
         self.addCleanup(os.close, ours)
+        self.addCleanup(os.close, theirs)
 
-        def own_terminal():  # the command's group has to be the terminal's foreground
+        def own_terminal():
             os.setsid()
-            import fcntl
-            import termios
             fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
-        running = self.begin(*PAIRING, "--output", "wav:a.wav", stdin=theirs, stdout=theirs,
-                             stderr=theirs, preexec_fn=own_terminal)
-        os.close(theirs)
+        running = self.begin(*arguments, stdin=theirs, stdout=theirs, stderr=theirs,
+                             preexec_fn=own_terminal)
+        return running, ours, lambda: self.assertEqual(termios.tcgetattr(theirs), before)
+
+    def test_keys_turn_the_volume_and_quit(self):
+        running, ours, check_terminal = self.begin_on_terminal(*PAIRING, "--output", "wav:a.wav")
         self.read_until(ours, rb"PIN 4711 .* copies .*volume 20, heard at 11 ")
         for keys, wanted in ((b"+", rb"volume 25, heard at 7 "),
                              (b"\033[A\033OC", rb"volume 35, heard at 7 "),
@@ -169,14 +186,23 @@ class Send(CommandCase):
             self.read_until(ours, wanted)
         os.write(ours, b"q")
         shown = self.read_until(ours, rb"Sent .*\n")
-        self.assertIn(b"sound 8 of 15", shown)
+        self.assertIn(b"back at 8 of 15", shown)
         self.assertNotIn(b"\033", shown)
         self.assertEqual(running.wait(), 0)
+        check_terminal()
         with wave.open(self.path("a.wav")) as sound:
             samples = array.array("h", sound.readframes(sound.getnframes()))
         burst = self.burst(*PAIRING)
         self.assertEqual(samples[:441], at_level(burst, 11)[:441])
         self.assertEqual(samples[-441:], at_level(burst, 15)[-441:])
+
+    def test_ctrl_c_on_a_terminal_stops(self):
+        running, ours, check_terminal = self.begin_on_terminal(*PAIRING, *FAST, "--output", "none")
+        self.read_until(ours, rb"PIN 4711 .* copies .*volume")
+        os.write(ours, b"\x03")
+        self.read_until(ours, rb"Sent .*\n")
+        self.assertEqual(running.wait(), 0)
+        check_terminal()
 
     def test_a_refused_start_says_why(self):
         wav = ("--output", "wav:a.wav")

@@ -13,9 +13,9 @@ TEST(Transmission, KnowsWhenTheLastWriteBegins)
         return static_cast<double>(samples_before_last_write(copies, copies_a_write)) /
                kBurstSamples;
     };
-    for (const uint64_t copies : {1, 4, 5}) EXPECT_EQ(copies_before(copies, 5), 0) << copies;
-    for (const uint64_t copies : {6, 9, 10}) EXPECT_EQ(copies_before(copies, 5), 5) << copies;
-    for (const uint64_t copies : {1, 2, 3}) EXPECT_EQ(copies_before(copies, 1), copies - 1);
+    for (const uint64_t copies : {1u, 4u, 5u}) EXPECT_EQ(copies_before(copies, 5), 0) << copies;
+    for (const uint64_t copies : {6u, 9u, 10u}) EXPECT_EQ(copies_before(copies, 5), 5) << copies;
+    for (const uint64_t copies : {1u, 2u, 3u}) EXPECT_EQ(copies_before(copies, 1), copies - 1);
 }
 
 } // namespace

@@ -148,7 +148,7 @@ private:
         constexpr std::size_t kWidth = 40;
         std::string bar(kWidth, '.');
         std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * kWidth), '#');
-        live_.show("decoding [" + bar + formatted("] %.0f %%", share * 100));
+        live_.show(joined(0, "decoding [", bar, "] ", share * 100, " %"));
     }
 
     void print_file(const decoding &file)

@@ -15,8 +15,8 @@ std::string prefix_of(const std::string &file) { return file.empty() ? "" : file
 /// What the message says, whichever of the two it is: a pairing or data.
 std::string meaning_of(const message_bits &message)
 {
-    return formatted("PIN %lu  %s  %zu bits  %s", static_cast<unsigned long>(pin_of(message)),
-                     octets_of(message).c_str(), message.size(), hex_of(message).c_str());
+    return joined(0, "PIN ", pin_of(message), "  ", octets_of(message), "  ", message.size(),
+                  " bits  ", hex_of(message));
 }
 
 std::string often(const heard_message_line &heard)
@@ -31,30 +31,27 @@ std::string often(const heard_message_line &heard)
 std::string json_head(const message_bits &message, int64_t sample, const std::string &file)
 {
     const std::string name = file.empty() ? "" : "\"file\":" + json_string(file) + ",";
-    return "{" + name +
-           formatted(R"("time":%.3f,"bits":%zu,"message":"%s","pin":%lu,"octets":"%s")",
-                     seconds_of(sample), message.size(), hex_of(message).c_str(),
-                     static_cast<unsigned long>(pin_of(message)), octets_of(message).c_str());
+    return joined(3, '{', name, R"("time":)", seconds_of(sample), R"(,"bits":)", message.size(),
+                  R"(,"message":")", hex_of(message), R"(","pin":)", pin_of(message),
+                  R"(,"octets":")", octets_of(message), '"');
 }
 
 } // namespace
 
 std::string time_text(int64_t sample)
 {
-    const auto ms = std::llround(seconds_of(sample) * 1000);
-    const std::string rest = formatted("%02lld.%03lld", ms / 1000 % 60, ms % 1000);
-    const auto minutes = ms / 60'000;
-    if (minutes < 60) return formatted("%lld:", minutes) + rest;
-    return formatted("%lld:%02lld:", minutes / 60, minutes % 60) + rest;
+    const auto ms = static_cast<uint64_t>(std::llround(seconds_of(sample) * 1000));
+    const std::string rest = ":" + padded(ms / 1000 % 60, 2) + "." + padded(ms % 1000, 3);
+    const uint64_t minutes = ms / 60'000;
+    if (minutes < 60) return std::to_string(minutes) + rest;
+    return std::to_string(minutes / 60) + ":" + padded(minutes % 60, 2) + rest;
 }
 
 std::string line_of(const heard_message_line &heard, const std::string &file, report_form form)
 {
     if (form == report_form::json)
         return json_head(heard.message, heard.start, file) +
-               formatted(",\"bursts\":%lld,\"positions\":%lld}\n",
-                         static_cast<long long>(heard.bursts),
-                         static_cast<long long>(heard.positions));
+               joined(0, R"(,"bursts":)", heard.bursts, R"(,"positions":)", heard.positions, "}\n");
     return prefix_of(file) + time_text(heard.start) + "  " + meaning_of(heard.message) + "  " +
            often(heard) + "\n";
 }
@@ -70,7 +67,7 @@ std::string line_of_acceptance(const message_bits &message, int64_t sample, cons
 {
     if (form == report_form::json)
         return json_head(message, sample, file) +
-               formatted(",\"sample\":%lld}\n", static_cast<long long>(sample));
+               joined(0, R"(,"sample":)", sample, "}\n");
     return prefix_of(file) + time_text(sample) + "  " + meaning_of(message) + "\n";
 }
 

@@ -55,7 +55,7 @@ int stop_signals::take() const
 keyboard::keyboard()
 {
     is_terminal_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0;
-    take_over();
+    is_there();
 }
 
 keyboard::~keyboard()
@@ -64,16 +64,19 @@ keyboard::~keyboard()
     if (is_there()) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
 }
 
-bool keyboard::is_there() const { return is_terminal_ && tcgetpgrp(STDIN_FILENO) == getpgrp(); }
-
-void keyboard::take_over()
+bool keyboard::is_there()
 {
-    if (!is_there()) return; // a program in the background would be stopped for it
-    termios keys = before_;
-    keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO); // Ctrl-C stays a signal
-    keys.c_cc[VMIN] = 1;
-    keys.c_cc[VTIME] = 0;
-    tcsetattr(STDIN_FILENO, TCSANOW, &keys);
+    // A program in the background would be stopped for touching the terminal.
+    const bool is_in_front = is_terminal_ && tcgetpgrp(STDIN_FILENO) == getpgrp();
+    if (is_in_front && !has_terminal_) {
+        termios keys = before_;
+        keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO); // Ctrl-C stays a signal
+        keys.c_cc[VMIN] = 1;
+        keys.c_cc[VTIME] = 0;
+        tcsetattr(STDIN_FILENO, TCSANOW, &keys);
+    }
+    has_terminal_ = is_in_front;
+    return is_in_front;
 }
 
 event keyboard::next()
@@ -107,14 +110,17 @@ event keyboard::next()
 
 event wait_for_event(const stop_signals &signals, keyboard &keys, int milliseconds)
 {
-    pollfd sources[] = {{signals.descriptor(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
-    if (poll(sources, keys.is_there() ? 2 : 1, milliseconds) <= 0) return event::none;
+    // Of standard output, poll() tells without being asked when its reader has gone.
+    pollfd sources[] = {
+        {signals.descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {STDIN_FILENO, POLLIN, 0}};
+    if (poll(sources, keys.is_there() ? 3 : 2, milliseconds) <= 0) return event::none;
     if (sources[0].revents != 0) {
         if (signals.take() != SIGCONT) return event::signal;
-        keys.take_over();
+        keys.resumed();
         return event::none;
     }
-    return sources[1].revents != 0 ? keys.next() : event::none;
+    if ((sources[1].revents & POLLERR) != 0) throw failure{"nobody reads standard output any more"};
+    return sources[2].revents != 0 ? keys.next() : event::none;
 }
 
 } // namespace tonelink::tool

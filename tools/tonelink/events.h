@@ -39,11 +39,11 @@ public:
     keyboard(const keyboard &) = delete;
     keyboard &operator=(const keyboard &) = delete;
 
-    /// Whether keys can be read now.
-    bool is_there() const;
+    /// Whether keys can be read now. Makes the terminal give single keys if a shell has had it.
+    bool is_there();
 
-    /// Makes the terminal give single keys, again when a shell has had it meanwhile.
-    void take_over();
+    /// To be told when the program goes on after it was stopped, as a shell does on Ctrl-Z.
+    void resumed() { has_terminal_ = false; }
 
     /// What the next byte asks for: + = and the arrows up and right for louder, - _ and the other
     /// arrows for softer, q to quit, as does a terminal that is gone. An arrow is three bytes, of
@@ -54,11 +54,13 @@ private:
     enum class escape { none, begun, arrow };
 
     bool is_terminal_ = false;
+    bool has_terminal_ = false; ///< set for single keys, as far as is known
     termios before_{};
     escape escape_ = escape::none;
 };
 
-/// The next event, or none after `milliseconds` at most.
+/// The next event, or none after `milliseconds` at most. Throws failure when standard output is a
+/// pipe whose reader has gone.
 event wait_for_event(const stop_signals &signals, keyboard &keys, int milliseconds);
 
 } // namespace tonelink::tool

@@ -89,8 +89,8 @@ private:
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
         std::string bar(kWidth, '.');
         std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * kWidth), '#');
-        std::string line = "18-20 kHz [" + bar + formatted("] %4.0f dB", level);
-        if (last_) line += "  last: " + hex_of(last_->message) + formatted(", %d times", bursts_);
+        std::string line = joined(0, "18-20 kHz [", bar, "] ", std::setw(4), level, " dB");
+        if (last_) line += joined(0, "  last: ", hex_of(last_->message), ", ", bursts_, " times");
         live_.show(line);
     }
 

@@ -28,9 +28,14 @@ live_line::~live_line()
     if (length_ > 0) std::fputc('\n', stream_);
 }
 
+bool live_line::is_there() const
+{
+    return is_terminal_ && tcgetpgrp(fileno(stream_)) == getpgrp();
+}
+
 void live_line::show(std::string line)
 {
-    if (!is_terminal_) return;
+    if (!is_there()) return;
     line.resize(std::min(line.size(), columns_of(stream_) - 1));
     const std::size_t length = line.size();
     if (length < length_) line.resize(length_, ' '); // blanks for what is left of a longer one

@@ -16,8 +16,9 @@ public:
     live_line(const live_line &) = delete;
     live_line &operator=(const live_line &) = delete;
 
-    /// Whether the stream is a terminal; nothing is ever shown elsewhere.
-    bool is_there() const { return is_terminal_; }
+    /// Whether the stream is a terminal with this program in its foreground; nothing is shown
+    /// elsewhere.
+    bool is_there() const;
 
     /// Writes over what was shown before, as wide as the terminal at most.
     void show(std::string line);

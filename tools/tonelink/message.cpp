@@ -43,14 +43,15 @@ uint32_t field_of(const message_bits &message, std::size_t first, std::size_t wi
 std::string octets_of(const message_bits &message)
 {
     const std::size_t end = message.size();
-    return formatted("%02X:%02X", field_of(message, end - 16, 8), field_of(message, end - 8, 8));
+    return padded_hex(field_of(message, end - 16, 8), 2) + ":" +
+           padded_hex(field_of(message, end - 8, 8), 2);
 }
 
 std::string hex_of(const message_bits &message)
 {
     std::string text;
     for (std::size_t at = 0; at < message.size(); at += 8)
-        text += formatted("%02X", field_of(message, at, 8));
+        text += padded_hex(field_of(message, at, 8), 2);
     return text;
 }
 

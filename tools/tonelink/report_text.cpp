@@ -1,7 +1,5 @@
 #include "report_text.h"
 
-#include <array>
-#include <cstdarg>
 #include <cstdio>
 
 #include <glib.h>
@@ -10,14 +8,14 @@
 
 namespace tonelink::tool {
 
-std::string formatted(const char *format, ...)
+std::string padded(uint64_t number, int width)
 {
-    std::array<char, 200> line{};
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(line.data(), line.size(), format, values);
-    va_end(values);
-    return line.data();
+    return joined(0, std::setfill('0'), std::setw(width), number);
+}
+
+std::string padded_hex(uint64_t number, int width)
+{
+    return joined(0, std::hex, std::uppercase, std::setfill('0'), std::setw(width), number);
 }
 
 std::string json_string(const std::string &text)
@@ -27,7 +25,7 @@ std::string json_string(const std::string &text)
     for (const char *c = valid; *c != '\0'; ++c) {
         if (*c == '"' || *c == '\\') quoted += '\\';
         const auto byte = static_cast<unsigned char>(*c);
-        quoted += byte < 0x20 ? formatted("\\u%04x", byte) : std::string{*c};
+        quoted += byte < 0x20 ? "\\u" + padded_hex(byte, 4) : std::string{*c};
     }
     g_free(valid);
     return quoted + '"';

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <iomanip>
+#include <sstream>
 #include <string>
 
 namespace tonelink::tool {
@@ -9,8 +11,18 @@ namespace tonelink::tool {
 /// For a person, or for a program: an object of JSON a line.
 enum class report_form { text, json };
 
-/// As printf() would print it, at most 199 characters.
-[[gnu::format(printf, 1, 2)]] std::string formatted(const char *format, ...);
+/// The values one after the other, numbers with a fraction at `decimals` places.
+template <class... Values> std::string joined(int decimals, const Values &...values)
+{
+    std::ostringstream line;
+    line << std::fixed << std::setprecision(decimals);
+    (line << ... << values);
+    return line.str();
+}
+
+/// A number with zeros in front, `width` digits at least; in hexadecimal with capitals.
+std::string padded(uint64_t number, int width);
+std::string padded_hex(uint64_t number, int width);
 
 /// A text as a string of JSON, with its quotes. Bytes that are no UTF-8 become U+FFFD.
 std::string json_string(const std::string &text);

@@ -181,7 +181,7 @@ void send(const CLI::App &command, const send_options &options)
     choice = choose_pairing(choice);
     plan.transmission.message = message_of(choice);
 
-    // A reader that goes away is told as a failure, once the volumes are back.
+    // A reader that goes away is a failure like others, told once the volumes are back.
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
     const volumes before = read_volumes();

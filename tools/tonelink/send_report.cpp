@@ -34,15 +34,15 @@ std::string copies_text(uint64_t copies)
 std::string json_of(const volumes &now)
 {
     const std::string floor = now.floor < 0 ? "null" : std::to_string(now.floor);
-    return formatted("\"master_volume\":%d,\"sound_volume\":%d,\"floor\":%s,\"heard_volume\":%d",
-                     now.master, now.sound, floor.c_str(), now.heard);
+    return joined(0, R"("master_volume":)", now.master, R"(,"sound_volume":)", now.sound,
+                  R"(,"floor":)", floor, R"(,"heard_volume":)", now.heard);
 }
 
 std::string json_of(const send_report::progress &at)
 {
-    return formatted("\"seconds\":%.3f,\"copies\":%llu,", at.seconds,
-                     static_cast<unsigned long long>(at.copies)) +
-           json_of(at.now);
+    constexpr int kMilliseconds = 3;
+    return joined(kMilliseconds, R"("seconds":)", at.seconds, R"(,"copies":)", at.copies, ',',
+                  json_of(at.now));
 }
 
 } // namespace
@@ -57,11 +57,10 @@ void send_report::started(const volumes &before, bool has_keys)
 {
     const std::string message = hex_of(plan_.message);
     if (form_ == report_form::json) {
-        std::string line = formatted(R"({"event":"started","message":"%s","bits":%zu)",
-                                     message.c_str(), plan_.message.size());
-        if (pin_) line += formatted(",\"pin\":%lu", static_cast<unsigned long>(*pin_));
-        line += formatted(R"(,"player":"%s","rate":%d,)", name_of(plan_.by), plan_.rate);
-        print(line + json_of(before) + "}\n");
+        const std::string pin = pin_ ? R"(,"pin":)" + std::to_string(*pin_) : "";
+        print(joined(0, R"({"event":"started","message":")", message, R"(","bits":)",
+                     plan_.message.size(), pin, R"(,"player":")", name_of(plan_.by), R"(","rate":)",
+                     plan_.rate, ',', json_of(before), "}\n"));
         return;
     }
     const std::string what = pin_ ? "PIN " + std::to_string(*pin_) : "data";
@@ -75,13 +74,14 @@ void send_report::playing(const progress &at, bool is_ending)
     if (form_ == report_form::json) {
         if (told_ == at.now) return;
         told_ = at.now;
-        print("{\"event\":\"playing\"," + json_of(at) + "}\n");
+        print(joined(0, R"({"event":"playing",)", json_of(at), "}\n"));
         return;
     }
     if (!live_.is_there()) return;
-    std::string line = pin_ ? "PIN " + std::to_string(*pin_) + "  " : "";
-    line += formatted("%.1f s  ", at.seconds) + copies_text(at.copies);
-    line += formatted("  master volume %d, heard at %d of 15", at.now.master, at.now.heard);
+    const std::string pin = pin_ ? joined(0, "PIN ", *pin_, "  ") : "";
+    std::string line =
+        joined(1, pin, at.seconds, " s  ", copies_text(at.copies), "  master volume ",
+               at.now.master, ", heard at ", at.now.heard, " of 15");
     if (is_ending) line += "  finishing";
     live_.show(line);
 }
@@ -89,14 +89,13 @@ void send_report::playing(const progress &at, bool is_ending)
 void send_report::stopped(const progress &at, stop_reason reason)
 {
     if (form_ == report_form::json) {
-        print(formatted(R"({"event":"stopped","reason":"%s",)", name_of(reason)) + json_of(at) +
-              "}\n");
+        print(joined(0, R"({"event":"stopped","reason":")", name_of(reason), R"(",)", json_of(at),
+                     "}\n"));
         return;
     }
     live_.clear();
-    print("Sent " + copies_text(at.copies) +
-          formatted(" in %.1f s; the volumes are back: ", at.seconds) +
-          formatted("master %d, sound %d of 15.\n", at.now.master, at.now.sound));
+    print(joined(1, "Sent ", copies_text(at.copies), " in ", at.seconds,
+                 " s; sound volume back at ", at.now.sound, " of 15.\n"));
 }
 
 } // namespace tonelink::tool

@@ -41,10 +41,10 @@ std::string json_head(const message_bits &message, int64_t sample, const std::st
 std::string time_text(int64_t sample)
 {
     const auto ms = static_cast<uint64_t>(std::llround(seconds_of(sample) * 1000));
-    const std::string rest = ":" + padded(ms / 1000 % 60, 2) + "." + padded(ms % 1000, 3);
     const uint64_t minutes = ms / 60'000;
-    if (minutes < 60) return std::to_string(minutes) + rest;
-    return std::to_string(minutes / 60) + ":" + padded(minutes % 60, 2) + rest;
+    const std::string before = minutes < 60 ? std::to_string(minutes)
+                                            : joined(0, minutes / 60, ':', padded(minutes % 60, 2));
+    return joined(0, before, ':', padded(ms / 1000 % 60, 2), '.', padded(ms % 1000, 3));
 }
 
 std::string line_of(const heard_message_line &heard, const std::string &file, report_form form)
@@ -66,8 +66,7 @@ std::string line_of_acceptance(const message_bits &message, int64_t sample, cons
                                report_form form)
 {
     if (form == report_form::json)
-        return json_head(message, sample, file) +
-               joined(0, R"(,"sample":)", sample, "}\n");
+        return json_head(message, sample, file) + joined(0, R"(,"sample":)", sample, "}\n");
     return prefix_of(file) + time_text(sample) + "  " + meaning_of(message) + "\n";
 }
 

@@ -30,7 +30,8 @@ live_line::~live_line()
 
 bool live_line::is_there() const
 {
-    return is_terminal_ && tcgetpgrp(fileno(stream_)) == getpgrp();
+    const pid_t foreground = tcgetpgrp(fileno(stream_)); // -1 on a terminal that controls others
+    return is_terminal_ && (foreground < 0 || foreground == getpgrp());
 }
 
 void live_line::show(std::string line)

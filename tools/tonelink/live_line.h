@@ -16,8 +16,8 @@ public:
     live_line(const live_line &) = delete;
     live_line &operator=(const live_line &) = delete;
 
-    /// Whether the stream is a terminal with this program in its foreground; nothing is shown
-    /// elsewhere.
+    /// Whether the stream is a terminal, and not one in whose background this program is; nothing
+    /// is shown elsewhere.
     bool is_there() const;
 
     /// Writes over what was shown before, as wide as the terminal at most.

@@ -151,13 +151,14 @@ TONELINK_API int32_t close_snfc(snfc_state **state);
 
 /**
  * Clears the receiver for a new search: status, stream histories and the memory of the previous
- * message. The last message, the counters, the gain and all of the transmit side stay.
+ * message, so that the next message heard is new. The last message and its bits, `decode_count`,
+ * the records of the last call, the gain, both shifters and all of the transmit side stay.
  * @return 1, or -2 when `*state` is null
  */
 TONELINK_API int32_t reset_snfc(snfc_state **state);
 
 /**
- * Hands out the last message decoded.
+ * Hands out the last message decoded, which a reset and calls that hear nothing leave as it is.
  * @param bits_out    receives a pointer to the message bits, which stays the state's and is valid
  *                    until the next message or the close
  * @param length_out  receives their number, 32 or 48
@@ -183,6 +184,37 @@ TONELINK_API int32_t check_snfc(snfc_state **state, uint8_t **bits_out, int32_t 
  */
 TONELINK_API int32_t get_burst_snfc(snfc_state **state, const uint8_t *bits, int32_t nbits,
                                     int16_t **burst_out, int32_t **length_out);
+
+/* ---- Receiver ----------------------------------------------------------------------------- */
+
+/**
+ * Looks for bursts in the next block of received audio. Consecutive blocks make up one stream: a
+ * burst may lie across any number of them. A burst is found at a run of positions, 80 samples
+ * apart; each gives a record of four words, so that a burst and every repetition of it gives some
+ * ten to fifteen.
+ *
+ * Word 0: 1 for a message that differs from the one before, 0 for a repeat. Words 1 and 2: the high
+ * and the low 32 bits of the message's value, bit 0 being its most significant. Word 3: index in
+ * this block of the sample with which the burst was complete.
+ *
+ * The call sleeps 1.5 s before its first sample and before sample `count` / 2; for an odd `count`
+ * also before the last (for a `count` of 1 once). Blocks should have even lengths: after an odd one
+ * the receiver takes the stream for another, and a burst that lies across is likely to be missed.
+ * @param state               address of an open state
+ * @param samples             `count` samples, mono, 44100 Hz; not changed
+ * @param count               number of samples; with 0 or less nothing is received
+ * @param results_out         receives the address of the records, null when there are none
+ * @param results_length_out  receives the address of their number of words, 4 a record. Both stay
+ *                            the state's and are valid until the next call or the close
+ * @param nbits               length of the messages to look for, 32 or 48
+ * @return 1 when a new message was heard, 0 when only repeats were, -1 when nothing was; -2 when
+ *         `*state` is null; -3 for another `nbits`; -4 without memory. After -2, -3 and -4 nothing
+ * is stored and the stream has not moved on Threads: one at a time in the process, as all states
+ * share sInfoRx.
+ */
+TONELINK_API int32_t receiver_snfc(snfc_state **state, const int16_t *samples, int32_t count,
+                                   int32_t **results_out, int32_t **results_length_out,
+                                   int32_t nbits);
 
 #ifdef __cplusplus
 }

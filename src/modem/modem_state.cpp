@@ -2,8 +2,12 @@
 // open starts them afresh, and they are released with the last state.
 #include "modem/modem_state.h"
 
+#include <algorithm>
+
 #include "modem/band_shift.h"
 #include "modem/burst_format.h"
+#include "toolkit/containers.h"
+#include "toolkit/scoped_vector.h"
 
 namespace tonelink {
 
@@ -11,20 +15,15 @@ namespace {
 
 int32_t open_states = 0; // that share the band shifters
 
-/// Gives an empty state its receive buffers: all zero, so that nothing depends on old memory.
-bool make_receive_buffers(snfc_state &state)
+/// Gives `v` an array of `n` zeros unless it has one of that length. Without memory it stays as it
+/// is.
+template <class Vector> bool restore(Vector &v, std::size_t n)
 {
-    cvec16_set_length(&state.spectrum_history, static_cast<int32_t>(kFrameHistory * kUsedBins));
-    vec16_set_length(&state.exponent_history, static_cast<int32_t>(kFrameHistory));
-    vec16_set_length(&state.fft_input, static_cast<int32_t>(kBodySamples));
-    vec16_set_length(&state.dns_delay, static_cast<int32_t>(kDecimationTaps));
-    if (state.spectrum_history.length == 0 || state.exponent_history.length == 0 ||
-        state.fft_input.length == 0 || state.dns_delay.length == 0)
-        return false;
-    cvec16_clear(&state.spectrum_history);
-    vec16_clear(&state.exponent_history);
-    vec16_clear(&state.fft_input);
-    vec16_clear(&state.dns_delay);
+    if (v.data != nullptr && v.length == static_cast<int32_t>(n)) return true;
+    scoped_vector<Vector> zeros;
+    if (!make_room<Vector>(zeros, static_cast<int64_t>(n))) return false;
+    std::fill_n(zeros.data, n, element_of<Vector>{});
+    std::swap<Vector>(v, zeros);
     return true;
 }
 
@@ -64,6 +63,13 @@ void release(snfc_state *state)
 
 } // namespace
 
+bool restore_receive_buffers(snfc_state &state)
+{
+    return restore(state.spectrum_history, kFrameHistory * kUsedBins) &&
+           restore(state.exponent_history, kFrameHistory) &&
+           restore(state.fft_input, kBodySamples) && restore(state.dns_delay, kDecimationTaps);
+}
+
 } // namespace tonelink
 
 int32_t open_snfc(snfc_state **state)
@@ -77,7 +83,7 @@ int32_t open_snfc(snfc_state **state)
     opened->spectral_inversion = 1;
     opened->rx_status = -1;
     opened->agc_gain = 256; // unity
-    if (!make_receive_buffers(*opened) || !reopen_shifters()) {
+    if (!restore_receive_buffers(*opened) || !reopen_shifters()) {
         release(opened);
         return modem_result::no_memory;
     }

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "tonelink/modem.h"
+
 namespace tonelink {
 
 /// Result codes of the modem's operations.
@@ -17,5 +19,9 @@ inline constexpr int32_t no_memory = -4;
 inline constexpr std::size_t kFrameHistory =
     271; // hops from a burst's first symbol to its last, and 1
 inline constexpr std::size_t kDecimationTaps = 37;
+
+/// Gives a state the receive buffers that it lacks, or has in another length, with zeros in them,
+/// so that nothing depends on old memory. Returns whether it has all now.
+bool restore_receive_buffers(snfc_state &state);
 
 } // namespace tonelink

@@ -1,0 +1,27 @@
+// The end of the channel code on the way back: from the decoded bits of a candidate to its message,
+// and whether that is one. The CRC is the receiver's only detector.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "modem/channel_encoder.h"
+
+namespace tonelink {
+
+/// What a candidate carries: message bits, one per byte, and the CRC that came with them.
+template <std::size_t Bits> struct received_message {
+    std::array<uint8_t, Bits> bits;
+    uint32_t crc; // 24 bits
+};
+
+/// Undoes permutation and whitening of decoded bits. The tail is not looked at.
+template <std::size_t Bits> received_message<Bits> de_getCrc24(const encoder_input<Bits> &decoded);
+
+/// Whether the CRC is the message's.
+template <std::size_t Bits> bool is_accepted(const received_message<Bits> &received)
+{
+    return message_crc<Bits>(received.bits) == received.crc;
+}
+
+} // namespace tonelink

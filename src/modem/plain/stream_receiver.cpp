@@ -3,17 +3,18 @@
 #include <algorithm>
 
 #include "modem/channel_decoder.h"
+#include "modem/filter_taps.h"
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
+#include "modem/plain/band_shift.h"
+#include "modem/vector_stages.h"
 
 namespace tonelink::plain {
 
 namespace {
 
 constexpr int32_t kDecimation = 10;
-constexpr std::size_t kHop = 8; // samples from one spectrum to the next
-constexpr std::size_t kSymbolHops = kSymbolSamples / kHop;
-static_assert(kSymbolHops == 18 && kSymbolHops * (kSymbols - 1) + 1 == kFrameHistory);
+static_assert(kSymbolHops * (kSymbols - 1) + 1 == kFrameHistory);
 
 template <std::size_t Bits>
 void try_candidate(const soft_channel &soft, uint64_t position, message_sink sink)
@@ -61,7 +62,7 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
 {
     for (const int16_t sample : audio) {
         int16_t shifted = sample;
-        makeBandShift(&shifted, 1, &shifter);
+        shift_band(&shifted, 1, shifter);
         if (position_ % 2 == 1) shifted = low16(-shifted);
         receive_shifted({&shifted, 1}, lengths, sink);
     }
@@ -134,8 +135,8 @@ candidate stream_receiver::oldest_symbols() const
 /// Drops the samples that the next spectrum does without.
 void stream_receiver::slide()
 {
-    std::copy(input_.begin() + kHop, input_.end(), input_.begin());
-    fill_ = kBodySamples - kHop;
+    std::copy(input_.begin() + kHopSamples, input_.end(), input_.begin());
+    fill_ = kBodySamples - kHopSamples;
 }
 
 } // namespace tonelink::plain

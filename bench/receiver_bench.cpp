@@ -125,32 +125,24 @@ void stage_of_hops(benchmark::State &state, const vector_stages *stages, Stage s
                                                         benchmark::Counter::kInvert);
 }
 
-void quadratures(benchmark::State &state, const vector_stages *stages)
-{
-    std::array<int16_t, 128 + kShiftBlock + kShiftSlack> input{};
-    std::array<int16_t, kShiftBlock + kShiftSlack> output{};
-    std::copy_n(recording().begin(), input.size(), input.begin());
-    for (auto _ : state)
-        for (std::size_t at = 0; at < kSecond; at += kShiftBlock) {
-            stages->filter_quadratures(input.data(), std::min(kShiftBlock, kSecond - at),
-                                       output.data());
-            benchmark::ClobberMemory();
-        }
-}
-
-template <void (*shift)(int16_t *, int32_t, BandShiftInfo &)>
-void band_shift(benchmark::State &state)
+void band_shift_with(benchmark::State &state, const vector_stages *stages)
 {
     std::vector<int16_t> samples = recording();
     open_shifter shifter;
     for (auto _ : state) {
-        shift(samples.data(), static_cast<int32_t>(samples.size()), shifter);
+        shift_band(samples, shifter, *stages);
         benchmark::ClobberMemory();
     }
 }
-void shift_fast(int16_t *samples, int32_t count, BandShiftInfo &info)
+
+void band_shift_plain(benchmark::State &state)
 {
-    makeBandShift(samples, count, &info);
+    std::vector<int16_t> samples = recording();
+    open_shifter shifter;
+    for (auto _ : state) {
+        plain::shift_band(samples.data(), static_cast<int32_t>(samples.size()), shifter);
+        benchmark::ClobberMemory();
+    }
 }
 
 void decoder_plain(benchmark::State &state)
@@ -209,8 +201,8 @@ const bool registered = [] {
                 stage_of_hops(state, stages, work);
             })->Unit(benchmark::kMicrosecond);
         };
-        RegisterBenchmark(name("stage quadratures").c_str(), [=](benchmark::State &state) {
-            quadratures(state, stages);
+        RegisterBenchmark(name("stage band shift").c_str(), [=](benchmark::State &state) {
+            band_shift_with(state, stages);
         })->Unit(benchmark::kMicrosecond);
         stage("stage transforms", [](workbench &b, std::size_t column, std::size_t count) {
             b.stages.transform_hops(b.baseband, count, b.spectra, column);
@@ -232,9 +224,7 @@ const bool registered = [] {
             benchmark::DoNotOptimize(find_accepted(b.short_decisions, count));
         });
     }
-    RegisterBenchmark("stage band shift", band_shift<shift_fast>)->Unit(benchmark::kMicrosecond);
-    RegisterBenchmark("stage band shift, plain", band_shift<plain::shift_band>)
-        ->Unit(benchmark::kMicrosecond);
+    RegisterBenchmark("stage band shift, plain", band_shift_plain)->Unit(benchmark::kMicrosecond);
     RegisterBenchmark("one decoding, plain", decoder_plain)->Arg(32)->Arg(48);
     RegisterBenchmark("one demodulation, plain", demodulator_plain);
     RegisterBenchmark("one transform, plain", transform_plain);

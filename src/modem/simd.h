@@ -96,6 +96,10 @@ TONELINK_INLINE words shift_left(words a, int count)
 {
     return (words)((unsigned_words)a << static_cast<uint32_t>(count));
 }
+TONELINK_INLINE halves shift_left(halves a, int count)
+{
+    return (halves)((unsigned_halves)a << static_cast<uint16_t>(count));
+}
 
 // ---- Masks: -1 or 0 in each lane, or in each half ----
 

@@ -56,9 +56,11 @@ inline constexpr std::size_t kShiftSlack = 64; // samples behind a block that ma
 struct vector_stages {
     const char *name;
 
-    /// Quadratures of up to kShiftBlock samples: entry i is made from entries i to i + 128 of
-    /// `input`. What lies up to kShiftSlack samples behind may be read and written, too.
-    void (*filter_quadratures)(const int16_t *input, std::size_t count, int16_t *quadratures);
+    /// Shifts up to kShiftBlock samples. Output i is made from entries i to i + 128 of `input` and
+    /// from the oscillator's cosine and sine; a cosine of 32768 is given as -32768. What lies up to
+    /// kShiftSlack samples behind the block may be read and written, too.
+    void (*shift_samples)(const int16_t *input, std::size_t count, const int16_t *cosines,
+                          const int16_t *sines, bool down, int16_t *output);
 
     /// Spectra and exponents of `count` hops into the columns from `column` on.
     void (*transform_hops)(const baseband_rows &samples, std::size_t count, spectrum_rows &spectra,

@@ -3,16 +3,16 @@
 // simd.h included, lies in the namespace of that width, and none of the standard library is called.
 #include "modem/vector_stages.h"
 
+#include "modem/lanes/band_shift.h"
 #include "modem/lanes/demodulator.h"
 #include "modem/lanes/hop_transform.h"
 #include "modem/lanes/path_search.h"
-#include "modem/lanes/quadrature_filter.h"
 
 namespace tonelink::TONELINK_SIMD {
 
 extern constexpr vector_stages stages = {
     TONELINK_LANES == 8 ? "8 lanes" : "4 lanes",
-    filter_quadratures,
+    shift_samples,
     transform_hops,
     demodulate,
     search_paths<32>,

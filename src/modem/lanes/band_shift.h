@@ -9,7 +9,7 @@
 
 namespace tonelink::TONELINK_SIMD {
 
-namespace quadrature {
+namespace band_shift {
 
 inline constexpr std::size_t kVectors = 4; // of pairs of outputs, taken at a time
 inline constexpr std::size_t kBlockPairs = kVectors * kLanes;
@@ -88,22 +88,48 @@ TONELINK_INLINE void add_taps(const tap_pair &taps, const int32_t *for_even, con
     }
 }
 
-} // namespace quadrature
-
-inline void filter_quadratures(const int16_t *input, std::size_t count, int16_t *quadratures)
+/// Bits 15 to 30 of each half's product.
+TONELINK_INLINE halves multiply_q15(halves a, halves b)
 {
-    using namespace quadrature;
+    const auto lower = (unsigned_halves)a * (unsigned_halves)b;
+    return (halves)((unsigned_halves)shift_left(multiply_high(a, b), 1) | lower >> 15);
+}
+
+/// The delayed samples times the cosine. A cosine of 32768 is stored as -32768, which it differs
+/// from by 65536 and so, shifted, by twice the sample; its sine is negative, while that of -32768
+/// is not.
+TONELINK_INLINE halves turn_delayed(halves delayed, halves cosines, halves sines)
+{
+    const halves one = (halves)(cosines == -32768) & (halves)(sines < 0);
+    return add(multiply_q15(delayed, cosines), shift_left(delayed, 1) & one);
+}
+
+} // namespace band_shift
+
+inline void shift_samples(const int16_t *input, std::size_t count, const int16_t *cosines,
+                          const int16_t *sines, bool down, int16_t *output)
+{
+    using namespace band_shift;
     const std::size_t blocks = (count + 2 * kBlockPairs - 1) / (2 * kBlockPairs);
     parity_pairs split;
     split_parities(input, blocks * kBlockPairs + kHilbertTaps / 2 + 1, split);
+    const halves reverse =
+        splat_pair(pair{static_cast<int16_t>(-down), static_cast<int16_t>(-down)});
     for (std::size_t n = 0; n < blocks * kBlockPairs; n += kBlockPairs) {
         output_sums sums{};
         for (const tap_pair &taps : kOddTaps.pairs)
             add_taps(taps, split.odd + n, split.even + n + 1, sums);
         for (const tap_pair &taps : kEvenTaps.pairs)
             add_taps(taps, split.even + n, split.odd + n, sums);
-        for (std::size_t v = 0; v < kVectors; ++v)
-            store(quadratures + 2 * (n + v * kLanes), q15_halves(sums.even[v], sums.odd[v]));
+        for (std::size_t v = 0; v < kVectors; ++v) {
+            const std::size_t i = 2 * (n + v * kLanes);
+            const halves cosine = load<halves>(cosines + i);
+            const halves sine = load<halves>(sines + i);
+            const halves a = turn_delayed(load<halves>(input + i + kHilbertDelay), cosine, sine);
+            const halves b = multiply_q15(q15_halves(sums.even[v], sums.odd[v]), sine);
+            // Both are rounded down before they are added or, for a shift down, subtracted.
+            store(output + i, add(a, subtract(b ^ reverse, reverse)));
+        }
     }
 }
 

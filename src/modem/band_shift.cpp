@@ -6,119 +6,115 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
 
 #include "modem/filter_taps.h"
 #include "modem/fixed_point.h"
+#include "modem/sine.h"
+#include "modem/vector_stages.h"
 
 namespace tonelink {
 
 namespace {
 
 constexpr std::size_t kHistory = kHilbertTaps - 1; // earlier samples that an output depends on
-constexpr std::size_t kBlock = 512;                // samples taken at a time, on the stack
-constexpr std::size_t kLanes = 32;                 // samples filtered side by side
-static_assert(kBlock % kLanes == 0);
 
 /// Earlier samples, then a block: output i depends on entries i to i + 128.
-using straight_buffer = std::array<int16_t, kHistory + kBlock>;
-using block = std::array<int16_t, kBlock>;
-using lane_sums = std::array<int32_t, kLanes>;
+using straight_buffer = std::array<int16_t, kHistory + kShiftBlock + kShiftSlack>;
+using block = std::array<int16_t, kShiftBlock + kShiftSlack>;
 
-/// A tap that is not zero, and its place in the filter.
-struct placed_tap {
-    int16_t value;
-    uint16_t at;
+// The modem's own shifts are 342 entries of the period of 8192 a sample. From any even entry the
+// oscillator then goes through all 4096 even ones, so that a table in that order can be read
+// straight on.
+constexpr int32_t kModemStep = 342;
+constexpr std::size_t kModemTurn = 4096;
+constexpr uint32_t kInverseOfHalfStep = 2563; // 171 x 2563 is 1 modulo 4096
+static_assert(kModemStep / 2 * kInverseOfHalfStep % kModemTurn == 1);
+static_assert(static_cast<int64_t>(kBandShiftHz) * 8192 / 44100 == kModemStep);
+
+/// Cosines and sines in the order in which samples need them.
+struct modem_oscillator {
+    std::array<int16_t, kModemTurn + kShiftSlack> cosines;
+    std::array<int16_t, kModemTurn + kShiftSlack> sines;
 };
-
-/// The taps that are not zero: 76 of 129, half of them before the centre.
-constexpr std::size_t kNonzeroTaps = static_cast<std::size_t>(
-    std::count_if(coef_ht.begin(), coef_ht.end(), [](int16_t tap) { return tap != 0; }));
-constexpr auto kTaps = [] {
-    std::array<placed_tap, kNonzeroTaps> taps{};
-    std::size_t n = 0;
-    for (std::size_t t = 0; t < coef_ht.size(); ++t)
-        if (coef_ht[t] != 0) taps[n++] = {coef_ht[t], static_cast<uint16_t>(t)};
-    return taps;
+constexpr modem_oscillator kModemOscillator = [] {
+    modem_oscillator table{};
+    for (std::size_t i = 0; i < table.sines.size(); ++i) {
+        // The table of sines has one half turn; the other is its negative, with 32768 as -32768.
+        const std::size_t entry = static_cast<std::size_t>(kModemStep) * i % 8192;
+        const int32_t sign = entry < 4096 ? 1 : -1;
+        table.cosines[i] = low16(sign * sine_q15(entry % 4096 + kCosine, 8192));
+        table.sines[i] = low16(sign * sine_q15(entry % 4096, 8192));
+    }
+    return table;
 }();
-constexpr std::span<const placed_tap, kNonzeroTaps / 2> kOlderTaps{kTaps.data(), kNonzeroTaps / 2};
-constexpr std::span<const placed_tap, kNonzeroTaps / 2> kNewerTaps{&kTaps[kNonzeroTaps / 2],
-                                                                   kNonzeroTaps / 2};
 
-/// Products with half of the taps, which sum to 54820 in magnitude: below 2^31.
-lane_sums sum_products(std::span<const placed_tap, kNonzeroTaps / 2> taps,
-                       const int16_t *__restrict input)
-{
-    lane_sums sums{};
-    for (const placed_tap tap : taps)
-        for (std::size_t lane = 0; lane < kLanes; ++lane)
-            sums[lane] += tap.value * input[tap.at + lane];
-    return sums;
-}
-
-/// The quadratures of the samples in the middle of the filter. The two halves together may leave
-/// int32, and wrap.
-void filter_lanes(const int16_t *input, int16_t *quadratures)
-{
-    const lane_sums older = sum_products(kOlderTaps, input);
-    const lane_sums newer = sum_products(kNewerTaps, input);
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        const uint32_t sum =
-            static_cast<uint32_t>(older[lane]) + static_cast<uint32_t>(newer[lane]);
-        quadratures[lane] = low16(static_cast<int32_t>(sum) >> 15);
-    }
-}
-
-/// What the oscillator says for a block of samples.
+/// What the oscillator says for samples to come, and for how many.
 struct rotations {
-    block cosines;
-    block sines;
-    std::array<int32_t, kBlock> negate; // -1 in the half turn that has the table's negative, else 0
+    const int16_t *cosines;
+    const int16_t *sines;
+    std::size_t count;
 };
 
-/// Runs the record's oscillator on by `count` samples, without a branch.
-void rotate(std::size_t count, BandShiftInfo &info, rotations &turned)
+/// Whether the oscillator can be read from the modem's table.
+bool is_modems(const BandShiftInfo &info)
 {
-    int32_t phase = info.phase;
-    int32_t half = info.half != 0 ? 1 : 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto at = static_cast<std::size_t>(phase);
-        turned.cosines[i] = Sinewave[at + kCosine];
-        turned.sines[i] = Sinewave[at];
-        turned.negate[i] = half - 1;
-        phase += info.step;
-        half ^= phase >= kHalfPeriod ? 1 : 0;
-        phase &= kHalfPeriod - 1;
-    }
-    info.phase = phase;
-    info.half = half;
+    return info.step == kModemStep && info.phase % 2 == 0 && info.phase >= 0 &&
+           info.phase < kHalfPeriod;
 }
 
-/// -x where `mask` is -1, x where it is 0.
-constexpr int32_t negate_if(int32_t x, int32_t mask) { return (x ^ mask) - mask; }
-
-/// Shifts the last `count` samples of the buffer into `output`. What lies behind them is filtered
-/// too, up to a whole number of lanes, and left out.
-void shift_block(const straight_buffer &input, std::size_t count, BandShiftInfo &info,
-                 int16_t *output)
+/// Up to `count` rotations from the modem's table. The oscillator moves on by those.
+rotations read_modem_rotations(std::size_t count, BandShiftInfo &info)
 {
-    block quadratures;
-    for (std::size_t i = 0; i < count; i += kLanes) filter_lanes(&input[i], &quadratures[i]);
+    const auto entry = static_cast<uint32_t>(info.phase) + (info.half != 0 ? 0u : 4096u);
+    const std::size_t at = entry / 2 * kInverseOfHalfStep % kModemTurn;
+    count = std::min(count, kModemTurn - at);
+    const std::size_t next = (entry + kModemStep * count) % 8192;
+    info.phase = static_cast<int32_t>(next % 4096);
+    info.half = next < 4096 ? 1 : 0;
+    return {&kModemOscillator.cosines[at], &kModemOscillator.sines[at], count};
+}
 
-    rotations turned;
-    rotate(count, info, turned);
-    const int32_t down = info.freq > 0 ? 0 : -1;
+/// Up to `count` rotations of any oscillator, made in `cosines` and `sines`.
+rotations make_rotations(std::size_t count, BandShiftInfo &info, block &cosines, block &sines)
+{
     for (std::size_t i = 0; i < count; ++i) {
-        // Both products are rounded down before they are added or, for a shift down, subtracted.
-        const int32_t cosine_part = turned.cosines[i] * input[i + kHilbertDelay];
-        const int32_t sine_part = turned.sines[i] * quadratures[i];
-        const int32_t a = negate_if(cosine_part, turned.negate[i]) >> 15;
-        const int32_t b = negate_if(sine_part, turned.negate[i]) >> 15;
-        output[i] = low16(a + negate_if(b, down));
+        const auto at = static_cast<std::size_t>(info.phase);
+        const int32_t sign = info.half != 0 ? 1 : -1;
+        cosines[i] = low16(sign * Sinewave[at + kCosine]);
+        sines[i] = low16(sign * Sinewave[at]);
+        info.phase += info.step;
+        if (info.phase < kHalfPeriod) continue;
+        info.phase &= kHalfPeriod - 1;
+        info.half = info.half != 0 ? 0 : 1;
     }
+    return {cosines.data(), sines.data(), count};
 }
 
 } // namespace
+
+void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages)
+{
+    straight_buffer input{}; // zeros, as what lies behind a short block is read too
+    block cosines{}, sines{}, output;
+    std::copy_n(info.history.data, kHistory, input.begin());
+    while (!samples.empty()) {
+        const std::size_t room = std::min(kShiftBlock, samples.size());
+        const rotations turned = is_modems(info) ? read_modem_rotations(room, info)
+                                                 : make_rotations(room, info, cosines, sines);
+        std::copy_n(samples.begin(), turned.count, &input[kHistory]);
+        stages.shift_samples(input.data(), turned.count, turned.cosines, turned.sines,
+                             info.freq <= 0, output.data());
+        std::copy_n(output.begin(), turned.count, samples.begin());
+        std::copy_n(&input[turned.count], kHistory, input.begin()); // what the next looks back on
+        samples = samples.subspan(turned.count);
+    }
+
+    // The records keep the last input sample twice, and the in-phase delay for itself.
+    std::copy_n(input.begin(), kHistory, info.history.data);
+    info.history.data[kHistory] = input[kHistory - 1];
+    std::copy_n(&input[kHistory - kHilbertDelay], kHilbertDelay, info.delay.data);
+}
+
 } // namespace tonelink
 
 void openBandShift(BandShiftInfo *info, int32_t freq)
@@ -148,21 +144,7 @@ void makeBandShift(int16_t *samples, int32_t count, BandShiftInfo *info)
     using namespace tonelink;
     if (count <= 0 || !is_open(*info)) return;
 
-    straight_buffer input{}; // zeros, as lanes behind a short block are read too
-    std::copy_n(info->history.data, kHistory, input.begin());
-    const int16_t *const end = samples + count;
-    while (samples != end) {
-        const std::size_t size = std::min(kBlock, static_cast<std::size_t>(end - samples));
-        std::copy_n(samples, size, &input[kHistory]);
-        shift_block(input, size, *info, samples);
-        std::copy_n(&input[size], kHistory, input.begin()); // what the next block looks back on
-        samples += size;
-    }
-
-    // The records keep the last input sample twice, and the in-phase delay for itself.
-    std::copy_n(input.begin(), kHistory, info->history.data);
-    info->history.data[kHistory] = input[kHistory - 1];
-    std::copy_n(&input[kHistory - kHilbertDelay], kHilbertDelay, info->delay.data);
+    shift_band({samples, static_cast<std::size_t>(count)}, *info, fastest_stages());
 }
 
 void closeBandShift(BandShiftInfo *info)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "tonelink/modem.h"
 
@@ -20,5 +21,10 @@ inline bool is_open(const BandShiftInfo &info)
     return info.history.length == static_cast<int32_t>(kHilbertTaps) &&
            info.delay.length == static_cast<int32_t>(kHilbertDelay);
 }
+
+struct vector_stages;
+
+/// Does what makeBandShift() does, on an open record, by the given vector stages.
+void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages);
 
 } // namespace tonelink

@@ -6,8 +6,18 @@
 #include <cstdint>
 
 #include "modem/channel_encoder.h"
+#include "modem/vector_stages.h"
 
 namespace tonelink {
+
+/// The candidates of a batch whose message is accepted, one a bit: what is_accepted() says of each,
+/// found while its path is traced back.
+template <std::size_t Bits>
+unsigned find_accepted(const path_decisions<Bits> &decisions, std::size_t count);
+
+/// The decoded bits of one candidate of a batch.
+template <std::size_t Bits>
+encoder_input<Bits> trace_back(const path_decisions<Bits> &decisions, std::size_t lane);
 
 /// What a candidate carries: message bits, one per byte, and the CRC that came with them.
 template <std::size_t Bits> struct received_message {

@@ -14,17 +14,13 @@ void bvec_bit2byte(std::span<const uint8_t> bits, std::span<uint8_t> bytes)
 
 uint32_t crc24(std::span<const uint8_t> bytes)
 {
-    // The polynomial of the FlexRay frame CRC:
-    // x^24 + x^22 + x^20 + x^19 + x^18 + x^16 + x^14 + x^13 + x^11 + x^10 + x^8 + x^7 + x^6 + x^3 +
-    // x + 1
-    constexpr uint32_t kPolynomial = 0x5D6DCB;
     uint32_t crc = 0xFFFFFF;
     for (const uint8_t byte : bytes) {
         crc ^= uint32_t{byte} << 16;
         for (int bit = 0; bit < 8; ++bit) {
             const bool out = (crc & 0x800000) != 0;
             crc = (crc << 1) & 0xFFFFFF;
-            if (out) crc ^= kPolynomial;
+            if (out) crc ^= kCrcPolynomial;
         }
     }
     return crc;

@@ -1,6 +1,8 @@
 #include "modem/code_tables.h"
 
-#include "modem/filter_taps.h"
+#include <iterator>
+
+#include "modem/channel_encoder.h"
 #include "modem/sine.h"
 
 namespace tonelink {
@@ -115,8 +117,98 @@ constexpr std::array<int16_t, kGuardSamples> w_post = [] {
     return ramp;
 }();
 
-constexpr std::array<int16_t, 37> b_flt_dns =
-    mirrored<19>({87, -74, -257, -439, -594, -694, -712, -628, -430, -113, 313, 827, 1399, 1988,
-                  2552, 3047, 3433, 3678, 3763});
+// ---- What the receiver's vector stages make of the above ----------------------------------------
+
+namespace {
+
+constexpr descrambling_factors factors_of(int16_t phase)
+{
+    const auto in_quadrant = static_cast<std::size_t>(phase & 63);
+    int16_t c = phaseReal[in_quadrant];
+    int16_t d = phaseImag[in_quadrant];
+    for (int quadrant = phase >> 6; quadrant > 0; --quadrant) {
+        const int16_t turned = c;
+        c = static_cast<int16_t>(-d);
+        d = turned;
+    }
+    return {{c, d}, {static_cast<int16_t>(-d), c}};
+}
+
+/// Position in the coded bits of each rate-matched bit of a 32-bit message.
+constexpr auto kMatched32 = [] {
+    std::array<std::size_t, kChannelBits> coded{};
+    std::size_t dropped = 0;
+    for (std::size_t position = 0; position < kChannelBits + punct_msg.size() - 1; ++position) {
+        if (position == static_cast<std::size_t>(punct_msg[dropped]))
+            ++dropped;
+        else
+            coded[position - dropped] = position % 248;
+    }
+    return coded;
+}();
+
+/// The same of a 48-bit message.
+constexpr auto kMatched48 = [] {
+    std::array<std::size_t, kChannelBits> coded{};
+    for (std::size_t i = 0; i < coded.size(); ++i)
+        coded[i] = i < 312 ? i : static_cast<std::size_t>(repeat_perm_msg[i - 312]);
+    return coded;
+}();
+
+constexpr soft_slot_table make_slots(const std::array<std::size_t, kChannelBits> &coded)
+{
+    soft_slot_table slots{};
+    for (std::size_t i = 0; i < kChannelBits; ++i) {
+        const std::size_t at = coded[static_cast<std::size_t>(perm_msg[i])];
+        const std::size_t bit = at % kCodeOutputs;
+        slots.of[i] = static_cast<uint8_t>(3 * (at / kCodeOutputs) + (bit == 3 ? 0 : bit));
+    }
+    return slots;
+}
+
+/// One step of the CRC with a zero bit.
+constexpr uint32_t step_crc(uint32_t crc)
+{
+    return (crc << 1 & 0xFFFFFF) ^ ((crc & 0x800000) != 0 ? kCrcPolynomial : 0u);
+}
+
+template <std::size_t Bits>
+constexpr syndrome_table<Bits>
+make_syndromes(const std::array<uint8_t, Bits + kCrcBits> &permutation,
+               const std::array<uint8_t, Bits + kCrcBits> &mask)
+{
+    // What each bit of message and CRC adds. The message goes into its CRC last bit first.
+    std::array<uint32_t, Bits + kCrcBits> columns{};
+    uint32_t column = 0x800000;
+    for (std::size_t i = 0; i < Bits; ++i) columns[i] = column = step_crc(column);
+    for (std::size_t i = 0; i < kCrcBits; ++i) columns[Bits + i] = 0x800000u >> i;
+
+    syndrome_table<Bits> table{};
+    for (std::size_t n = 0; n < table.kNibbles; ++n)
+        for (unsigned nibble = 0; nibble < 16; ++nibble)
+            for (std::size_t bit = 0; bit < 4; ++bit)
+                if ((nibble >> (3 - bit) & 1) != 0)
+                    table.of[n][nibble] ^= columns[permutation[4 * n + bit]];
+    uint32_t start = 0xFFFFFF; // what the CRC makes of zeros
+    for (std::size_t i = 0; i < Bits; ++i) start = step_crc(start);
+    table.wanted = start ^ kCrcFinalXor;
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        if (mask[i] != 0) table.wanted ^= columns[i];
+    return table;
+}
+
+} // namespace
+
+constexpr descrambling_table kDescrambling = [] {
+    descrambling_table table{};
+    for (std::size_t i = 0; i < std::size(table.of); ++i) table.of[i] = factors_of(phi_scr[i]);
+    return table;
+}();
+
+constexpr soft_slot_table kSoftSlots32 = make_slots(kMatched32);
+constexpr soft_slot_table kSoftSlots48 = make_slots(kMatched48);
+
+constexpr syndrome_table<32> kSyndromes32 = make_syndromes<32>(perm_msg_crc_32, mask_crc_msg_32);
+constexpr syndrome_table<48> kSyndromes48 = make_syndromes<48>(perm_msg_crc_48, mask_crc_msg_48);
 
 } // namespace tonelink

@@ -1,6 +1,6 @@
 // The tables of the burst format: what the channel code, the interleaver, the carriers and the
-// receiver's filters are made of. Constant, read by every modem state; the filters of the transmit
-// side are in filter_taps.h.
+// receiver's channel estimate are made of. Constant, read by every modem state; the long filters
+// are in filter_taps.h.
 #pragma once
 
 #include <array>
@@ -54,8 +54,7 @@ inline constexpr auto repeat_perm_msg = [] {
 }();
 static_assert(repeat_perm_msg[11] == 20 && repeat_perm_msg[175] == 310);
 
-// ---- Interleaver and carriers
-// ---------------------------------------------------------------------
+// ---- Interleaver and carriers -------------------------------------------------------------------
 
 /// Channel interleaver: source position of each channel bit.
 extern const std::array<int32_t, kChannelBits> perm_msg;
@@ -83,17 +82,50 @@ extern const std::array<int16_t, kSymbols * kUsedBins> phi_scr;
 extern const std::array<int16_t, 64> phaseReal;
 extern const std::array<int16_t, 64> phaseImag;
 
-// ---- Windows and filters
-// --------------------------------------------------------------------------
+// ---- Windows and filters ------------------------------------------------------------------------
 
 /// Q15 ramps at the burst's ends: halves of a 16-point Hann window without its zero ends.
 extern const std::array<int16_t, kGuardSamples> w_pre;
 extern const std::array<int16_t, kGuardSamples> w_post;
 
-/// Low-pass filter of the receiver's decimator, Q15, gain 0.93.
-extern const std::array<int16_t, 37> b_flt_dns;
-
 /// Q15 weights with which the channel estimate is smoothed across bins: the bin, each neighbour.
 inline constexpr std::array<int16_t, 2> coef_equ_freq = {8192, 1638};
+
+// ---- What the receiver's vector stages make of the above ----------------------------------------
+// As C arrays: indexing them calls no function, which a file compiled for one processor could leave
+// to files compiled for another.
+
+/// The factors that turn a bin back by its scrambling phase v: c x + d y is the real part of the
+/// result, c y - d x the imaginary part, with c and d the cosine and sine of 2 pi v / 256.
+struct descrambling_factors {
+    cplx16 for_real;      // (c, d)
+    cplx16 for_imaginary; // (-d, c)
+};
+inline constexpr std::size_t kScramblingSymbols = 6; // after which the phases repeat
+struct descrambling_table {
+    descrambling_factors of[kScramblingSymbols * kUsedBins];
+};
+extern const descrambling_table kDescrambling;
+
+/// Where the soft value of each data carrier, in the order of transmission, goes: undoes the
+/// interleaver and rate matching, and says which step of the code it speaks to and in what. Slot 3
+/// t is for code bits 0 and 3 of step t, which are always equal, 3 t + 1 for bit 1, 3 t + 2 for
+/// bit 2.
+struct soft_slot_table {
+    uint8_t of[kChannelBits];
+};
+extern const soft_slot_table kSoftSlots32;
+extern const soft_slot_table kSoftSlots48;
+
+/// Acceptance as a sum modulo 2 over the decoded bits: the message's CRC less the received one, for
+/// each nibble of four decoded bits, the first one in bit 3. A candidate is accepted when its
+/// nibbles add up to the wanted value.
+template <std::size_t Bits> struct syndrome_table {
+    static constexpr std::size_t kNibbles = (Bits + kCrcBits) / 4;
+    uint32_t of[kNibbles][16];
+    uint32_t wanted;
+};
+extern const syndrome_table<32> kSyndromes32;
+extern const syndrome_table<48> kSyndromes48;
 
 } // namespace tonelink

@@ -1,6 +1,5 @@
-// The two filters that the transmit side spends its time in, as compile-time values, so that the
-// code around them can leave out taps that are zero and lay the others out in the order they are
-// read.
+// The long filters of both roads, as compile-time values, so that the code around them can leave
+// out taps that are zero and lay the others out in the order they are read.
 #pragma once
 
 #include <array>
@@ -30,6 +29,11 @@ inline constexpr std::array<int16_t, 129> b_flt_ups =
                   71,   19,   -41,  -104, -161, -205, -229, -229, -199, -142, -60,  38,   144,
                   245,  327,  378,  389,  351,  264,  131,  -36,  -224, -412, -576, -693, -740,
                   -699, -558, -312, 35,   469,  969,  1505, 2043, 2548, 2984, 3321, 3533, 3606});
+
+/// Decimation by 10: low-pass filter of the receiver, Q15, gain 0.93.
+inline constexpr std::array<int16_t, 37> b_flt_dns =
+    mirrored<19>({87, -74, -257, -439, -594, -694, -712, -628, -430, -113, 313, 827, 1399, 1988,
+                  2552, 3047, 3433, 3678, 3763});
 
 /// Hilbert transformer of the band shifter, Q15, antisymmetric. |taps| sum to 109640.
 inline constexpr std::array<int16_t, 129> coef_ht = mirrored<65>(

@@ -3,18 +3,18 @@
 #include <algorithm>
 
 #include "modem/channel_decoder.h"
+#include "modem/filter_taps.h"
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
 #include "modem/plain/band_shift.h"
+#include "modem/vector_stages.h"
 
 namespace tonelink::plain {
 
 namespace {
 
 constexpr int32_t kDecimation = 10;
-constexpr std::size_t kHop = 8; // samples from one spectrum to the next
-constexpr std::size_t kSymbolHops = kSymbolSamples / kHop;
-static_assert(kSymbolHops == 18 && kSymbolHops * (kSymbols - 1) + 1 == kFrameHistory);
+static_assert(kSymbolHops * (kSymbols - 1) + 1 == kFrameHistory);
 
 template <std::size_t Bits>
 void try_candidate(const soft_channel &soft, uint64_t position, message_sink sink)
@@ -135,8 +135,8 @@ candidate stream_receiver::oldest_symbols() const
 /// Drops the samples that the next spectrum does without.
 void stream_receiver::slide()
 {
-    std::copy(input_.begin() + kHop, input_.end(), input_.begin());
-    fill_ = kBodySamples - kHop;
+    std::copy(input_.begin() + kHopSamples, input_.end(), input_.begin());
+    fill_ = kBodySamples - kHopSamples;
 }
 
 } // namespace tonelink::plain

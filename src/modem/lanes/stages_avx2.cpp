@@ -1,0 +1,3 @@
+// The vector stages once more, compiled with AVX2: see src/CMakeLists.txt for the flag.
+#define TONELINK_LANES 8
+#include "modem/lanes/stages.cpp"

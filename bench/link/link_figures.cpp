@@ -210,7 +210,7 @@ void part_curves()
 void echo_curves()
 {
     const double power = burst_power();
-    for (const double direct_db : {6.0, 0.0, -6.0})
+    for (const double direct_db : {0.0, -6.0, -12.0})
         print_curve("echo, direct sound " + std::to_string(static_cast<int>(direct_db)) + " dB", 32,
                     steps(0.1, 1.5, 0.2), [=](double seconds, sound &scene, generator &r) {
                         scene = in_room(scene, seconds, direct_db, r);

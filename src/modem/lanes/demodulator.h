@@ -4,7 +4,6 @@
 #pragma once
 
 #include "modem/code_tables.h"
-#include "modem/modulator.h"
 #include "modem/simd.h"
 #include "modem/vector_stages.h"
 
@@ -20,6 +19,9 @@ inline constexpr int32_t kSoftLimit = 500000;
 // upper half.
 static_assert(coef_equ_freq == std::array<int16_t, 2>{1 << 13, 1638});
 inline constexpr int16_t kNeighbourQ16 = 2 * 1638;
+
+/// Index of the first channel bit that a symbol carries.
+constexpr std::size_t first_bit(std::size_t s) { return s * kUsedBins / 2; }
 
 /// Pilots are at even sums of symbol and bin offset.
 constexpr std::size_t first_pilot(std::size_t s) { return s % 2; }
@@ -161,12 +163,12 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
 {
     const symbol_work &symbol = work.symbols[s % 3];
     const pilots_around around = find_pilots(work, s);
-    const std::size_t bits = first_bit_of(s + 1) - first_bit_of(s);
+    const std::size_t bits = first_bit(s + 1) - first_bit(s);
     const int32_t common_shift = work.common_shift;
     for (std::size_t d = 0; d < bits; ++d) {
         int32_t *rows[Targets];
         for (std::size_t t = 0; t < Targets; ++t)
-            rows[t] = targets[t].sums[targets[t].slots[first_bit_of(s) + d]];
+            rows[t] = targets[t].sums[targets[t].slots[first_bit(s) + d]];
         for (std::size_t v = 0; v < Vectors; ++v) {
             halves channel = add(around.one[d][v], around.other[d][v]) >> 2;
             channel = add(channel, add(symbol.neighbours[d][v], symbol.neighbours[d + 1][v]));

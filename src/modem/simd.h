@@ -205,6 +205,32 @@ TONELINK_INLINE halves minimum(halves a, halves b)
 #endif
 }
 
+/// Whether the mask is set in some lane.
+TONELINK_INLINE bool any_lane(words mask)
+{
+#if TONELINK_LANES == 8
+    return _mm256_movemask_epi8((__m256i)mask) != 0;
+#elif defined(__SSE2__)
+    return _mm_movemask_epi8((__m128i)mask) != 0;
+#else
+    return (mask[0] | mask[1] | mask[2] | mask[3]) != 0;
+#endif
+}
+
+/// Each lane limited to -Limit to Limit.
+template <int32_t Limit> TONELINK_INLINE words limit(words a)
+{
+#if TONELINK_LANES == 4 && defined(__SSE2__)
+    // SSE2 compares, but has no minimum of words; as floats they have, and are exact: whatever
+    // needs rounding is beyond the limit, and stays there.
+    static_assert(Limit < 1 << 24);
+    const __m128 lower = _mm_max_ps(_mm_cvtepi32_ps((__m128i)a), _mm_set1_ps(-Limit));
+    return (words)_mm_cvttps_epi32(_mm_min_ps(lower, _mm_set1_ps(Limit)));
+#else
+    return minimum(maximum(a, splat(-Limit)), splat(Limit));
+#endif
+}
+
 /// Each lane to the right by its own count, 0 to 15.
 TONELINK_INLINE words shift_right_each(words a, words counts)
 {

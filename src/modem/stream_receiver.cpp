@@ -29,7 +29,7 @@ int32_t filter_down(const int16_t *oldest)
 }
 
 /// Applies the gain and lets it follow: towards samples of 10000 in magnitude.
-int16_t control_gain(int32_t filtered, int16_t &gain_q8)
+int16_t control_gain(int32_t filtered, int32_t &gain_q8)
 {
     const int32_t gain = std::clamp<int32_t>(gain_q8, 1, 25600);
     const int32_t sample = std::clamp(((filtered >> 15) * gain) >> 8, -30000, 30000);
@@ -97,14 +97,16 @@ void stream_receiver::receive_block(std::span<const int16_t> block, message_leng
                                     message_sink sink)
 {
     std::ranges::copy(block, filter_input_.begin() + kFilterHistory);
+    int32_t gain_q8 = gain_q8_;
     for (std::size_t i = (kDecimation - decim_phase_) % kDecimation; i < block.size();
          i += kDecimation) {
-        const int16_t sample = control_gain(filter_down(&filter_input_[i]), gain_q8_);
+        const int16_t sample = control_gain(filter_down(&filter_input_[i]), gain_q8);
         sample_at(baseband_, fill_++) = sample;
         if (fill_ < kBodySamples + kHopSamples * hops_) continue;
         if (hops_++ == 0) first_hop_position_ = position_ + i;
         if (hops_ == kBatch) finish_hops(lengths, sink);
     }
+    gain_q8_ = low16(gain_q8);
     decim_phase_ = (decim_phase_ + block.size()) % kDecimation;
     position_ += block.size();
     std::copy_n(&filter_input_[block.size()], kFilterHistory, filter_input_.begin());

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "modem/code_tables.h"
-#include "modem/modulator.h"
 #include "modem/simd.h"
 #include "modem/vector_stages.h"
 
@@ -20,6 +19,9 @@ inline constexpr int32_t kSoftLimit = 500000;
 // upper half.
 static_assert(coef_equ_freq == std::array<int16_t, 2>{1 << 13, 1638});
 inline constexpr int16_t kNeighbourQ16 = 2 * 1638;
+
+/// Index of the first channel bit that a symbol carries.
+constexpr std::size_t first_bit(std::size_t s) { return s * kUsedBins / 2; }
 
 /// Pilots are at even sums of symbol and bin offset.
 constexpr std::size_t first_pilot(std::size_t s) { return s % 2; }
@@ -56,17 +58,21 @@ TONELINK_INLINE halves halve_to_zero(halves x) { return subtract(x, x >> 15) >> 
 
 /// What is kept of a symbol until its neighbours have used it.
 struct symbol_work {
-    bin_row pilots;    // descrambled
-    bin_row halved;    // halved towards zero
-    bin_row neighbour; // weighted as neighbours of data bins
-    bin_row data;      // descrambled
+    bin_row pilots; // descrambled
+    bin_row halved; // halved towards zero
+    bin_row data;   // descrambled
+    // Pilots as weighted neighbours of data bins: entry d is the one below data bin d, entry d + 1
+    // the one above. The symbols whose data begin and end the band have none there: zeros.
+    halves neighbours[kPilots + 1][kVectors];
 };
 
 /// The candidates of a batch on their way.
 struct batch_work {
     symbol_work symbols[3]; // symbol s in entry s % 3
+    bin_row nothing;        // zeros
     alignment alignments[kSymbols][kVectors];
     words soft_shift[kVectors]; // 15 less twice the exponent, which leaves a soft value of it
+    int32_t common_shift;       // that of all lanes, or 0 when they differ
 };
 
 inline void find_alignments(const spectrum_rows &spectra, std::size_t column, std::size_t vectors,
@@ -81,80 +87,121 @@ inline void find_alignments(const spectrum_rows &spectra, std::size_t column, st
             work.alignments[s][v] = alignment_of(largest - load(exponents + kSymbolHops * s));
         work.soft_shift[v] = 15 - 2 * largest;
     }
+    work.common_shift = work.soft_shift[0][0];
+    for (std::size_t v = 0; v < vectors; ++v)
+        if (any_lane((words)(work.soft_shift[v] != work.common_shift))) work.common_shift = 0;
 }
 
-/// Aligns and descrambles a symbol, and prepares what its pilots are good for.
-inline void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s,
-                        std::size_t vectors, batch_work &work)
+/// Aligns and descrambles a bin of a symbol in `Vectors` vectors of hops.
+template <std::size_t Vectors, class Use>
+TONELINK_INLINE void descramble(const cplx16 *bins, const descrambling_factors &factors,
+                                const alignment *alignments, Use use)
+{
+    const halves for_real = splat_pair(factors.for_real);
+    const halves for_imaginary = splat_pair(factors.for_imaginary);
+    // The rows are a cache line or two each, and the next symbol's follow in the same order.
+    __builtin_prefetch(bins + kSymbolHops);
+    for (std::size_t v = 0; v < Vectors; ++v) {
+        const halves aligned = align(load<halves>(bins + v * kLanes), alignments[v]);
+        use(v, multiply(aligned, for_real, for_imaginary));
+    }
+}
+
+/// Descrambles a symbol, and prepares what its pilots are good for.
+template <std::size_t Vectors>
+void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s, batch_work &work)
 {
     symbol_work &symbol = work.symbols[s % 3];
     const descrambling_factors *const factors =
         &kDescrambling.of[kUsedBins * (s % kScramblingSymbols)];
-    const auto descramble = [&](std::size_t k, auto use) {
-        const halves for_real = splat_pair(factors[k].for_real);
-        const halves for_imaginary = splat_pair(factors[k].for_imaginary);
-        const cplx16 *const bins = &spectra.bins[k][column + kSymbolHops * s];
-        for (std::size_t v = 0; v < vectors; ++v) {
-            const halves x = align(load<halves>(bins + v * kLanes), work.alignments[s][v]);
-            use(v, multiply(x, for_real, for_imaginary));
-        }
-    };
+    const std::size_t from = column + kSymbolHops * s;
     const halves weight = splat_pair(pair{kNeighbourQ16, kNeighbourQ16});
-    for (std::size_t k = first_pilot(s); k < kUsedBins; k += 2) {
-        descramble(k, [&](std::size_t v, halves pilot) {
-            symbol.pilots[k / 2][v] = pilot;
-            symbol.halved[k / 2][v] = halve_to_zero(pilot);
-            symbol.neighbour[k / 2][v] = multiply_high(pilot, weight);
-        });
+    auto *const neighbours = symbol.neighbours + first_pilot(s);
+    std::size_t k = first_pilot(s);
+    for (std::size_t i = 0; k < kUsedBins; ++i, k += 2) {
+        descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
+                            [&](std::size_t v, halves pilot) {
+                                symbol.pilots[i][v] = pilot;
+                                symbol.halved[i][v] = halve_to_zero(pilot);
+                                neighbours[i][v] = multiply_high(pilot, weight);
+                            });
     }
-    for (std::size_t k = first_data(s); k < kUsedBins; k += 2)
-        descramble(k, [&](std::size_t v, halves data) { symbol.data[k / 2][v] = data; });
+    k = first_data(s);
+    for (std::size_t i = 0; k < kUsedBins; ++i, k += 2)
+        descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
+                            [&](std::size_t v, halves data) { symbol.data[i][v] = data; });
+    if (first_pilot(s) == 0) return;
+    for (std::size_t v = 0; v < Vectors; ++v)
+        symbol.neighbours[0][v] = symbol.neighbours[kPilots][v] = halves{};
 }
 
-/// What the pilots of the symbols before and after say about a bin of data. The first and the last
-/// symbol have one neighbour alone.
-TONELINK_INLINE halves pilots_around(const batch_work &work, std::size_t s, std::size_t k,
-                                     std::size_t v)
+/// The pilots whose sum is what the grid has at a symbol's data bins: the halved ones of the
+/// symbols before and after, or for the first and the last symbol those of its only neighbour.
+struct pilots_around {
+    const bin_row &one;
+    const bin_row &other;
+};
+
+TONELINK_INLINE pilots_around find_pilots(const batch_work &work, std::size_t s)
 {
     const symbol_work &before = work.symbols[(s + 2) % 3];
     const symbol_work &after = work.symbols[(s + 1) % 3];
-    if (s == 0) return after.pilots[k / 2][v];
-    if (s == kSymbols - 1) return before.pilots[k / 2][v];
-    return add(before.halved[k / 2][v], after.halved[k / 2][v]);
+    if (s == 0) return {after.pilots, work.nothing};
+    if (s == kSymbols - 1) return {before.pilots, work.nothing};
+    return {before.halved, after.halved};
 }
 
-/// The soft value of a bin of data.
-TONELINK_INLINE words soft_value(const batch_work &work, std::size_t s, std::size_t k,
-                                 std::size_t v)
-{
-    const symbol_work &symbol = work.symbols[s % 3];
-    halves channel = pilots_around(work, s, k, v) >> 2;
-    if (k > 0) channel = add(channel, symbol.neighbour[(k - 1) / 2][v]);
-    if (k + 1 < kUsedBins) channel = add(channel, symbol.neighbour[(k + 1) / 2][v]);
-    const words product = multiply_add(symbol.data[k / 2][v], channel);
-    const words soft = -shift_right_each(product, work.soft_shift[v]);
-    return minimum(maximum(soft, splat(-kSoftLimit)), splat(kSoftLimit));
-}
-
-/// Adds to a row of sums.
-TONELINK_INLINE void accumulate(int32_t *row, std::size_t v, words soft)
-{
-    int32_t *const at = row + v * kLanes;
-    store(at, load(at) + soft);
-}
+/// Where soft values go: a row of sums for each, of one length or of two.
+struct target {
+    int32_t (*sums)[kBatch];
+    const uint8_t *slots;
+};
 
 /// Gives the soft values of a symbol, whose neighbours have been taken, to the sums.
-inline void give_symbol(const batch_work &work, std::size_t s, std::size_t vectors,
-                        code_sums<32> *short_sums, code_sums<48> *long_sums)
+template <std::size_t Vectors, std::size_t Targets>
+void give_symbol(const batch_work &work, std::size_t s, const target *targets)
 {
-    std::size_t bit = first_bit_of(s);
-    for (std::size_t k = first_data(s); k < kUsedBins; k += 2, ++bit) {
-        for (std::size_t v = 0; v < vectors; ++v) {
-            const words soft = soft_value(work, s, k, v);
-            if (short_sums != nullptr) accumulate(short_sums->sums[kSoftSlots32.of[bit]], v, soft);
-            if (long_sums != nullptr) accumulate(long_sums->sums[kSoftSlots48.of[bit]], v, soft);
+    const symbol_work &symbol = work.symbols[s % 3];
+    const pilots_around around = find_pilots(work, s);
+    const std::size_t bits = first_bit(s + 1) - first_bit(s);
+    const int32_t common_shift = work.common_shift;
+    for (std::size_t d = 0; d < bits; ++d) {
+        int32_t *rows[Targets];
+        for (std::size_t t = 0; t < Targets; ++t)
+            rows[t] = targets[t].sums[targets[t].slots[first_bit(s) + d]];
+        for (std::size_t v = 0; v < Vectors; ++v) {
+            halves channel = add(around.one[d][v], around.other[d][v]) >> 2;
+            channel = add(channel, add(symbol.neighbours[d][v], symbol.neighbours[d + 1][v]));
+            const words product = multiply_add(symbol.data[d][v], channel);
+            const words soft = common_shift != 0 ? product >> common_shift
+                                                 : shift_right_each(product, work.soft_shift[v]);
+            const words limited = limit<kSoftLimit>(soft);
+            for (std::size_t t = 0; t < Targets; ++t)
+                store(rows[t] + v * kLanes, load(rows[t] + v * kLanes) - limited);
         }
     }
+}
+
+template <std::size_t Vectors, std::size_t Targets>
+void demodulate_batch(const spectrum_rows &spectra, std::size_t column, const target *targets)
+{
+    batch_work work;
+    std::memset(work.nothing, 0, sizeof work.nothing);
+    find_alignments(spectra, column, Vectors, work);
+    take_symbol<Vectors>(spectra, column, 0, work);
+    for (std::size_t s = 0; s < kSymbols; ++s) {
+        if (s + 1 < kSymbols) take_symbol<Vectors>(spectra, column, s + 1, work);
+        give_symbol<Vectors, Targets>(work, s, targets);
+    }
+}
+
+template <std::size_t Targets>
+void demodulate_hops(const spectrum_rows &spectra, std::size_t column, std::size_t count,
+                     const target *targets)
+{
+    if (count <= kLanes) return demodulate_batch<1, Targets>(spectra, column, targets);
+    if (count <= 2 * kLanes) return demodulate_batch<2, Targets>(spectra, column, targets);
+    demodulate_batch<kVectors, Targets>(spectra, column, targets);
 }
 
 } // namespace demodulation
@@ -163,17 +210,20 @@ inline void demodulate(const spectrum_rows &spectra, std::size_t column, std::si
                        code_sums<32> *short_sums, code_sums<48> *long_sums)
 {
     using namespace demodulation;
-    const std::size_t vectors = (count + kLanes - 1) / kLanes;
-    if (short_sums != nullptr) std::memset(short_sums, 0, sizeof *short_sums);
-    if (long_sums != nullptr) std::memset(long_sums, 0, sizeof *long_sums);
-
-    batch_work work;
-    find_alignments(spectra, column, vectors, work);
-    take_symbol(spectra, column, 0, vectors, work);
-    for (std::size_t s = 0; s < kSymbols; ++s) {
-        if (s + 1 < kSymbols) take_symbol(spectra, column, s + 1, vectors, work);
-        give_symbol(work, s, vectors, short_sums, long_sums);
+    target targets[2];
+    std::size_t wanted = 0;
+    if (short_sums != nullptr) {
+        std::memset(short_sums, 0, sizeof *short_sums);
+        targets[wanted++] = {short_sums->sums, kSoftSlots32.of};
     }
+    if (long_sums != nullptr) {
+        std::memset(long_sums, 0, sizeof *long_sums);
+        targets[wanted++] = {long_sums->sums, kSoftSlots48.of};
+    }
+    if (wanted == 2)
+        demodulate_hops<2>(spectra, column, count, targets);
+    else if (wanted == 1)
+        demodulate_hops<1>(spectra, column, count, targets);
 }
 
 } // namespace tonelink::TONELINK_SIMD

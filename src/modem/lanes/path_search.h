@@ -55,28 +55,46 @@ constexpr unsigned code_into(unsigned s)
     return (outBits[s] & 1u) << 2 | (outBits[s] >> 1 & 1u) << 1 | (outBits[s] >> 2 & 1u);
 }
 
-/// The two states that predecessors P and P + 32 lead to, 2 P and 2 P + 1. Their branches are
-/// opposites.
-template <unsigned P>
-TONELINK_INLINE void butterfly(const words *old, words *now, const branches &m)
+/// From predecessors P and P + 32 to the two states that they lead to, 2 P and 2 P + 1, in their
+/// places. The branches into those are opposites.
+template <unsigned P> TONELINK_INLINE void butterfly(words &low, words &high, const branches &m)
 {
     constexpr unsigned code = code_into(2 * P);
     static_assert(code_into(2 * P + 1) == 7 - code);
-    const words low = old[P];
-    const words high = old[P + 32];
-    now[2 * P] = maximum(low + m.zero[code], high + m.one[7 - code]);
-    now[2 * P + 1] = maximum(low + m.zero[7 - code], high + m.one[code]);
+    const words even = maximum(low + m.zero[code], high + m.one[7 - code]);
+    const words odd = maximum(low + m.zero[7 - code], high + m.one[code]);
+    low = even;
+    high = odd;
 }
 
-template <unsigned... P> struct predecessors {
-    TONELINK_INLINE static void step(const words *old, words *now, const branches &m)
+/// Two steps for the four states Q + 16 i, which become the states 4 Q + i.
+template <unsigned Q>
+TONELINK_INLINE void two_steps(const words *old, words *now, const branches &first,
+                               const branches &second)
+{
+    words a = old[Q];
+    words b = old[Q + 16];
+    words c = old[Q + 32];
+    words d = old[Q + 48];
+    butterfly<Q>(a, c, first);      // to states 2 Q and 2 Q + 1
+    butterfly<Q + 16>(b, d, first); // to states 2 Q + 32 and 2 Q + 33
+    butterfly<2 * Q>(a, b, second);
+    butterfly<2 * Q + 1>(c, d, second);
+    now[4 * Q] = a;
+    now[4 * Q + 1] = b;
+    now[4 * Q + 2] = c;
+    now[4 * Q + 3] = d;
+}
+
+template <unsigned... Q> struct state_quads {
+    TONELINK_INLINE static void step(const words *old, words *now, const branches &first,
+                                     const branches &second)
     {
-        (butterfly<P>(old, now, m), ...);
+        (two_steps<Q>(old, now, first, second), ...);
     }
 };
 
-using all_predecessors = predecessors<0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17,
-                                      18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31>;
+using all_quads = state_quads<0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15>;
 
 /// The metrics of a vector's candidates.
 struct metrics {
@@ -84,11 +102,20 @@ struct metrics {
 };
 
 /// Two steps, the first of which is step `j` of its group.
-inline void step_twice(metrics &paths, const int32_t (*sums)[kBatch], std::size_t lane, int j)
+inline void step_twice(const metrics &old, metrics &now, const int32_t (*sums)[kBatch],
+                       std::size_t lane, int j)
 {
-    words between[kStates];
-    all_predecessors::step(paths.states, between, branches_of(sums, lane, 1 << j));
-    all_predecessors::step(between, paths.states, branches_of(sums + kStepSums, lane, 2 << j));
+    const branches first = branches_of(sums, lane, 1 << j);
+    const branches second = branches_of(sums + kStepSums, lane, 2 << j);
+    all_quads::step(old.states, now.states, first, second);
+}
+
+/// A group of four steps.
+inline void step_group(metrics &paths, const int32_t (*sums)[kBatch], std::size_t lane)
+{
+    metrics between;
+    step_twice(paths, between, sums, lane, 0);
+    step_twice(between, paths, sums + 2 * kStepSums, lane, 2);
 }
 
 /// Takes the decisions out of the metrics, eight states a word.
@@ -128,16 +155,16 @@ void search_paths(const code_sums<Bits> &code, std::size_t count, path_decisions
         paths.states[0] = splat(kStartBias);
         const int32_t(*sums)[kBatch] = code.sums;
         // The last state tells the last six bits, so that the decisions of six steps are of no use.
-        step_twice(paths, sums, lane, 0);
-        step_twice(paths, sums + 2 * kStepSums, lane, 2);
+        step_group(paths, sums, lane);
         drop_decisions(paths);
-        step_twice(paths, sums + 4 * kStepSums, lane, 0);
-        drop_decisions(paths);
+        metrics after_six;
+        step_twice(paths, after_six, sums + 4 * kStepSums, lane, 0);
+        drop_decisions(after_six);
+        paths = after_six;
         sums += 6 * kStepSums;
         for (std::size_t group = 0; group < path_decisions<Bits>::kGroups; ++group) {
             if (4 * group % kStepsUnnormalised == 0) normalise(paths);
-            step_twice(paths, sums, lane, 0);
-            step_twice(paths, sums + 2 * kStepSums, lane, 2);
+            step_group(paths, sums, lane);
             take_decisions(paths, decisions.words[group], lane);
             sums += 4 * kStepSums;
         }

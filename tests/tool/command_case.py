@@ -54,6 +54,24 @@ class CommandCase(unittest.TestCase):
             self.assertEqual(done.stdout, b"", arguments)
         self.assertEqual(sorted(os.listdir(self.folder)), before, "a file is left")
 
+    def run_with_terminal(self, *arguments):
+        """Standard error is a terminal: returns the exit status, the output and what was shown."""
+        ours, theirs = pty.openpty()
+        with tempfile.TemporaryFile() as output:
+            running = subprocess.Popen([COMMAND, *arguments], cwd=self.folder, stdout=output,
+                                       stdin=subprocess.DEVNULL, stderr=theirs)
+            os.close(theirs)
+            shown = b""
+            try:
+                while block := os.read(ours, 1 << 16):
+                    shown += block
+            except OSError:  # the other end is closed
+                pass
+            os.close(ours)
+            status = running.wait()
+            output.seek(0)
+            return status, output.read(), shown.decode()
+
     def refuse_terminal(self, *arguments):
         """The command writes nothing to a terminal but its complaint."""
         ours, theirs = pty.openpty()

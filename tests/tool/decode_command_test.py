@@ -1,11 +1,9 @@
 """`tonelink decode` as a user runs it."""
 import json
 import os
-import pty
 import re
 import struct
 import subprocess
-import unittest
 import wave
 
 import command_case
@@ -153,16 +151,8 @@ class Decode(CommandCase):
         with wave.open(self.path("long.wav"), "wb") as file:
             file.setparams((1, 2, 48000, 0, "NONE", ""))
             file.writeframes(bytes(2 * 48000 * 60))
-        ours, theirs = pty.openpty()
-        try:
-            done = subprocess.run([command_case.COMMAND, "decode", "long.wav"], cwd=self.folder,
-                                  stdout=subprocess.PIPE, stderr=theirs)
-            os.set_blocking(ours, False)
-            shown = os.read(ours, 1 << 16).decode()
-        finally:
-            os.close(ours)
-            os.close(theirs)
-        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        status, output, shown = self.run_with_terminal("decode", "long.wav")
+        self.assertEqual((status, output), (1, b""))
         self.assertRegex(shown, r"\rdecoding \[#*\.*\] \d+ %")
         self.assertTrue(shown.endswith("\r"), shown[-100:])
 

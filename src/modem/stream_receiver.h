@@ -56,22 +56,22 @@ private:
     const vector_stages *stages_;
     uint64_t position_ = 0;
 
-    // Decimation and gain.
-    std::array<int16_t, kFilterHistory + kBlock + 4>
-        filter_input_{}; // the last samples, then a block
+    // Decimation and gain: the last samples, then a block, and what a filter's last row reads
+    // behind it.
     std::size_t decim_phase_ = 0;
+    std::array<int16_t, kFilterHistory + kBlock + 4> filter_input_{};
     int16_t gain_q8_ = 256;
 
     // Baseband samples: those of the next hop's spectrum, and the hops that wait for theirs.
-    baseband_rows baseband_{};
+    bool had_hop_ = false;            // since the stream was taken up
     std::size_t fill_ = 0;            // samples held
     std::size_t hops_ = 0;            // whose last sample has come
     uint64_t first_hop_position_ = 0; // of the first of them
-    bool had_hop_ = false;            // since the stream was taken up
+    baseband_rows baseband_{};
 
     // Spectra, those of the last 271 hops in the columns before `column_`.
-    spectrum_rows spectra_{};
     std::size_t column_ = kFrameHistory;
+    spectrum_rows spectra_{};
 
     // What a batch goes through; nothing is kept here.
     code_sums<32> short_sums_;

@@ -13,12 +13,11 @@ template <class Signature> class function_ref;
 template <class Result, class... Arguments> class function_ref<Result(Arguments...)> {
 public:
     template <class Callable>
-    requires(!std::is_same_v<std::remove_cvref_t<Callable>, function_ref> &&
-             std::is_invocable_r_v<Result, Callable &, Arguments...>)
-        function_ref(Callable &&callable)
-        : object_{const_cast<void *>(static_cast<const void *>(std::addressof(callable)))},
-          call_{[](void *object, Arguments... arguments) -> Result {
-              return (*static_cast<std::remove_reference_t<Callable> *>(object))(
+    requires std::is_invocable_r_v<Result, const Callable &, Arguments...>
+    function_ref(const Callable &callable)
+        : object_{std::addressof(callable)}, call_{[](const void *object,
+                                                      Arguments... arguments) -> Result {
+              return (*static_cast<const Callable *>(object))(
                   std::forward<Arguments>(arguments)...);
           }}
     {
@@ -30,8 +29,8 @@ public:
     }
 
 private:
-    void *object_;
-    Result (*call_)(void *, Arguments...);
+    const void *object_;
+    Result (*call_)(const void *, Arguments...);
 };
 
 } // namespace tonelink

@@ -1,0 +1,23 @@
+// All vector stages in the width of vectors that the file which includes this is compiled for.
+// Every function here, the inline ones of simd.h included, lies in the namespace of that width, and
+// none of the standard library is called.
+#pragma once
+
+#include "modem/lanes/band_shift.h"
+#include "modem/lanes/demodulator.h"
+#include "modem/lanes/hop_transform.h"
+#include "modem/lanes/path_search.h"
+#include "modem/vector_stages.h"
+
+namespace tonelink::TONELINK_SIMD {
+
+inline constexpr vector_stages kStages = {
+    TONELINK_LANES == 8 ? "8 lanes" : "4 lanes",
+    shift_samples,
+    transform_hops,
+    demodulate,
+    search_paths<32>,
+    search_paths<48>,
+};
+
+} // namespace tonelink::TONELINK_SIMD

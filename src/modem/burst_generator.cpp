@@ -12,22 +12,31 @@ namespace tonelink {
 
 void mirror_spectrum(burst_span burst)
 {
-    for (std::size_t i = 1; i < burst.size(); i += 2) burst[i] = low16(-burst[i]);
+    // In pairs, of which the second is turned: written so that compilers make vectors of it.
+    for (std::size_t i = 0; i < burst.size(); ++i) {
+        const int16_t sign = low16(-static_cast<int32_t>(i & 1));
+        burst[i] = low16((burst[i] ^ sign) - sign);
+    }
 }
 
 int32_t peak_magnitude(std::span<const int16_t, kBurstSamples> burst)
 {
-    int32_t peak = 0;
-    for (const int16_t sample : burst) peak = std::max(peak, magnitude(sample));
-    return peak;
+    int16_t highest = 0;
+    int16_t lowest = 0;
+    for (const int16_t sample : burst) {
+        highest = std::max(highest, sample);
+        lowest = std::min(lowest, sample);
+    }
+    return std::max(magnitude(highest), magnitude(lowest));
 }
 
-void normalise_peak(burst_span burst)
+void normalise_peak(burst_span burst, const vector_stages &stages)
 {
     const int32_t peak = peak_magnitude(burst);
     if (peak == 0) return;
     const int32_t gain_q14 = (1 << 29) / peak; // times the peak at most 2^29
-    for (int16_t &sample : burst) {
+    const std::size_t done = stages.scale_samples(burst.data(), burst.size(), gain_q14);
+    for (int16_t &sample : burst.subspan(done)) {
         // A positive peak of a power of two would become 32768.
         sample = low16(std::min((sample * gain_q14) >> 14, 32767));
     }

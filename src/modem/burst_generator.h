@@ -2,6 +2,7 @@
 #pragma once
 
 #include "modem/burst_format.h"
+#include "modem/vector_stages.h"
 #include "tonelink/modem.h"
 
 namespace tonelink {
@@ -13,7 +14,7 @@ void mirror_spectrum(burst_span burst);
 int32_t peak_magnitude(std::span<const int16_t, kBurstSamples> burst);
 
 /// Scales the burst so that its peak is full scale; silence stays silence.
-void normalise_peak(burst_span burst);
+void normalise_peak(burst_span burst, const vector_stages &stages = fastest_stages());
 
 /// Makes the burst of `message`, 32 or 48 bits, one per byte.
 void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &shifter,

@@ -3,14 +3,12 @@
 #pragma once
 
 #include "modem/burst_format.h"
+#include "modem/vector_stages.h"
 
 namespace tonelink {
 
 /// Amplitudes of the used bins of one symbol, 2 to 62: +32767 for a pilot and a 1, -32767 for a 0.
 using bin_amplitudes = std::array<int16_t, kUsedBins>;
-
-/// The angle 2 pi `index` / 256 as cosine and sine in Q15; 0 <= index < 256.
-cplx16 phase_factor(int16_t index);
 
 /// Index of the first channel bit that symbol `symbol` (0 to 15) carries. Symbols carry 30 and 31
 /// bits in turn.
@@ -24,7 +22,8 @@ bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol);
 symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol);
 
 /// All 16 symbols, mapped, scrambled, transformed and extended, and the zeros behind them.
-frame_samples modulate_symbols(const channel_bits &bits);
+frame_samples modulate_symbols(const channel_bits &bits,
+                               const vector_stages &stages = fastest_stages());
 
 /// Lets the frame rise from zero and fall to it: its first and last 8 symbol samples.
 void ramp_edges(frame_samples &frame);

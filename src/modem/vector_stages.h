@@ -52,6 +52,20 @@ template <std::size_t Bits> struct path_decisions {
 inline constexpr std::size_t kShiftBlock = 512; // samples that the band shifter takes at a time
 inline constexpr std::size_t kShiftSlack = 64; // samples behind a block that may be read or written
 
+/// Spectra of a burst's symbols: a row for each used bin, a column for each symbol.
+struct symbol_rows {
+    alignas(64) cplx16 bins[kUsedBins][kSymbols];
+};
+
+/// Their bodies: a row for each sample, a column for each symbol.
+struct body_rows {
+    alignas(64) int32_t samples[kBodySamples][kSymbols];
+};
+
+/// Frame samples that a phase of the interpolator looks at, the newest one included.
+inline constexpr std::size_t kPhaseTaps = 13;
+inline constexpr std::size_t kFrameSlack = 48; // frame samples that may be read behind the frame
+
 /// One set of forms. Counts of hops are 1 to kBatch; lanes beyond the count come out as they may.
 struct vector_stages {
     const char *name;
@@ -76,6 +90,17 @@ struct vector_stages {
                                path_decisions<32> &decisions);
     void (*search_long_paths)(const code_sums<48> &sums, std::size_t count,
                               path_decisions<48> &decisions);
+
+    /// The inverse transforms of all symbols.
+    void (*transform_symbols)(const symbol_rows &spectra, body_rows &bodies);
+
+    /// Makes ten samples of each of `count` frame samples, of which the first is entry kPhaseTaps -
+    /// 1 of `frame`. What lies up to kFrameSlack entries behind them may be read, too.
+    void (*interpolate)(const int16_t *frame, std::size_t count, int16_t *burst);
+
+    /// Scales samples by a gain of up to 2^29, so that none leaves -32768 to 32768; 32768 is stored
+    /// as 32767. Takes whole vectors alone, and returns how many samples that was.
+    std::size_t (*scale_samples)(int16_t *samples, std::size_t count, int32_t gain_q14);
 };
 
 /// The fastest forms that this processor has.

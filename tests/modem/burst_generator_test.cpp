@@ -107,6 +107,28 @@ TEST(BurstGenerator, ScalesThePeakToFullScale)
     }
 }
 
+TEST(BurstGenerator, ScalesAsTheFormulaInEveryWidth)
+{
+    test::lcg random{41};
+    for (int32_t peak = 32768; peak > 0; peak = peak * 9 / 10) {
+        std::vector<int16_t> samples;
+        for (int i = 0; i < 500; ++i)
+            samples.push_back(static_cast<int16_t>(random.next() * int64_t{peak} / 32768));
+        samples[3] = static_cast<int16_t>(-peak);
+        samples[17] = static_cast<int16_t>(std::min(peak, 32767));
+        const int32_t gain = (1 << 29) / peak;
+        for (const vector_stages *stages : available_stages()) {
+            auto scaled = samples;
+            const std::size_t done = stages->scale_samples(scaled.data(), 499, gain);
+            EXPECT_GT(done, 499u - 32);
+            for (std::size_t i = 0; i < samples.size(); ++i)
+                ASSERT_EQ(scaled[i],
+                          i < done ? std::min((samples[i] * gain) >> 14, 32767) : samples[i])
+                    << stages->name << ", peak " << peak << ", sample " << i;
+        }
+    }
+}
+
 TEST(BurstGenerator, RemembersItsMessage)
 {
     open_modem modem;

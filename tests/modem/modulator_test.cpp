@@ -5,6 +5,7 @@
 #include "modem/channel_encoder.h"
 #include "modem/fixed_fft.h"
 #include "modem/known_bursts.h"
+#include "modem/plain/modulator.h"
 #include "support/signals.h"
 
 namespace tonelink {
@@ -47,6 +48,48 @@ TEST(Modulator, MeetsTheIndependentModelAtEveryStage)
         auto frame = modulate_symbols(channel);
         ramp_edges(frame);
         EXPECT_EQ(hash16(frame), known.frame);
+    }
+}
+
+TEST(Modulator, FastFormsEqualThePlainOne)
+{
+    test::lcg random{31};
+    for (int round = 0; round < 40; ++round) {
+        channel_bits bits;
+        for (uint8_t &bit : bits) bit = random.next() < 0 ? 1 : 0;
+        if (round < 2) bits.fill(static_cast<uint8_t>(round)); // the largest peaks
+        const frame_samples expected = plain::modulate_symbols(bits);
+        for (const vector_stages *stages : available_stages())
+            EXPECT_EQ(modulate_symbols(bits, *stages), expected) << stages->name << ' ' << round;
+    }
+    // Any spectra: of full scale, where every stage halves, and small ones, where few do.
+    for (int round = 0; round < 40; ++round) {
+        symbol_rows rows;
+        for (auto &row : rows.bins)
+            for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
+                const int shift = (round + static_cast<int>(symbol)) % 16;
+                const auto part = [&] {
+                    const int32_t any = random.next();
+                    return static_cast<int16_t>(round % 5 == 0 ? (any < 0 ? -32768 : 32767)
+                                                               : any >> shift);
+                };
+                row[symbol].re = part();
+                row[symbol].im = part();
+            }
+        for (const vector_stages *stages : available_stages()) {
+            body_rows bodies;
+            stages->transform_symbols(rows, bodies);
+            for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
+                symbol_spectrum spectrum{};
+                for (std::size_t k = 0; k < kUsedBins; ++k)
+                    spectrum[kFirstUsedBin + k] = rows.bins[k][symbol];
+                symbol_body body;
+                inverse_symbol_transform(spectrum, body);
+                for (std::size_t n = 0; n < kBodySamples; ++n)
+                    ASSERT_EQ(bodies.samples[n][symbol], body[n])
+                        << stages->name << ", round " << round << ", symbol " << symbol;
+            }
+        }
     }
 }
 

@@ -6,7 +6,10 @@
 #include "modem/lanes/band_shift.h"
 #include "modem/lanes/demodulator.h"
 #include "modem/lanes/hop_transform.h"
+#include "modem/lanes/interpolator.h"
+#include "modem/lanes/normalisation.h"
 #include "modem/lanes/path_search.h"
+#include "modem/lanes/symbol_transform.h"
 #include "modem/vector_stages.h"
 
 namespace tonelink::TONELINK_SIMD {
@@ -18,6 +21,9 @@ inline constexpr vector_stages kStages = {
     demodulate,
     search_paths<32>,
     search_paths<48>,
+    transform_symbols,
+    interpolate,
+    scale_samples,
 };
 
 } // namespace tonelink::TONELINK_SIMD

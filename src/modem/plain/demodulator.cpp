@@ -4,7 +4,7 @@
 
 #include "modem/code_tables.h"
 #include "modem/fixed_point.h"
-#include "modem/modulator.h"
+#include "modem/plain/modulator.h"
 
 namespace tonelink::plain {
 

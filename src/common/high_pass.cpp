@@ -1,6 +1,15 @@
+// The filter is a chain, in which each output waits for the one before. So a block of samples is
+// cut into parts that are filtered side by side. Each part but the first starts some samples early,
+// from rest: by its own first sample the outputs have come so near to the true ones that they round
+// to them. Whether they have is compared with the end of the part before; if not, the chain is gone
+// through from there.
 #include "common/high_pass.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cfloat>
+#include <cstring>
 
 float xv[3];
 float yv[3];
@@ -9,39 +18,182 @@ namespace tonelink {
 
 namespace {
 
-// Second-order Butterworth high-pass by the bilinear transform: corner at 17000 Hz of 44100 Hz,
-// gain 1 at half the sample rate.
-constexpr double kGain = 11.82886719;
-constexpr double kOutputBeforeLast = -0.364264717;
-constexpr double kLastOutput = -1.0261089211;
-
 static_assert(FLT_EVAL_METHOD == 0,
               "the filter's steps round to the precision they are written in");
 
-/// One step of the filter. What is float and what is double is part of the burst's definition.
-float next_output(int16_t sample)
+constexpr std::size_t kParts = 16;
+constexpr std::size_t kLongestPart = 512;
+constexpr std::size_t kRunUp = 64; // samples; the outputs' error falls to 0.6 of it with each
+constexpr std::size_t kTile = 8;   // samples of every part that are filtered at a time
+
+// Its product with any sample rounds to the same float as the sample divided by the gain.
+constexpr double kInverseGain = 1 / kHighPassGain;
+
+/// The last two inputs and outputs of every part, older and newer.
+struct histories {
+    std::array<float, kParts> older_input{}, newer_input{};
+    std::array<double, kParts> older_output{}, newer_output{}; // of float precision
+};
+
+/// The samples of a part's end, or of the filter as the process left it.
+struct chain_state {
+    float older_input, newer_input, older_output, newer_output;
+};
+
+using tile = std::array<std::array<int16_t, kParts>, kTile>; // a row for each sample
+
+chain_state state_of(const histories &h, std::size_t part)
 {
-    xv[0] = xv[1];
-    xv[1] = xv[2];
-    xv[2] = static_cast<float>(sample / kGain);
-    yv[0] = yv[1];
-    yv[1] = yv[2];
-    const float forward = (xv[2] + xv[0]) - (xv[1] + xv[1]);
-    const double sum = static_cast<double>(forward) +
-                       kOutputBeforeLast * static_cast<double>(yv[0]) +
-                       kLastOutput * static_cast<double>(yv[1]);
-    yv[2] = static_cast<float>(sum);
-    return yv[2];
+    return {h.older_input[part], h.newer_input[part], static_cast<float>(h.older_output[part]),
+            static_cast<float>(h.newer_output[part])};
+}
+
+void set_state(histories &h, std::size_t part, const chain_state &state)
+{
+    h.older_input[part] = state.older_input;
+    h.newer_input[part] = state.newer_input;
+    h.older_output[part] = static_cast<double>(state.older_output);
+    h.newer_output[part] = static_cast<double>(state.newer_output);
+}
+
+/// To the bit: zeros of either sign differ.
+bool has_same_outputs(const chain_state &a, const chain_state &b)
+{
+    const auto bits = [](float value) { return std::bit_cast<uint32_t>(value); };
+    return bits(a.older_output) == bits(b.older_output) &&
+           bits(a.newer_output) == bits(b.newer_output);
+}
+
+/// One step of part `p`. What is float and what is double is part of the burst's definition.
+int16_t next_output(int16_t sample, histories &h, std::size_t p)
+{
+    const auto input = static_cast<float>(sample * kInverseGain);
+    const float forward = (input + h.older_input[p]) - (h.newer_input[p] + h.newer_input[p]);
+    const auto output =
+        static_cast<float>(static_cast<double>(forward) + kOutputBeforeLast * h.older_output[p] +
+                           kLastOutput * h.newer_output[p]);
+    h.older_input[p] = h.newer_input[p];
+    h.newer_input[p] = input;
+    h.older_output[p] = h.newer_output[p];
+    h.newer_output[p] = static_cast<double>(output);
+    // Towards zero; what leaves 16 bits wraps, and nothing leaves 32.
+    return static_cast<int16_t>(static_cast<int32_t>(output));
+}
+
+// ---- Between parts, which lie one behind the other, and rows of a tile ----
+
+typedef int16_t eight __attribute__((vector_size(16)));
+
+/// Rows become columns.
+void transpose(std::array<eight, kTile> &rows)
+{
+    for (int round = 0; round < 3; ++round) { // each a perfect shuffle of the rows and in them
+        std::array<eight, kTile> shuffled;
+        for (std::size_t i = 0; i < kTile / 2; ++i) {
+            shuffled[2 * i] =
+                __builtin_shufflevector(rows[i], rows[i + 4], 0, 8, 1, 9, 2, 10, 3, 11);
+            shuffled[2 * i + 1] =
+                __builtin_shufflevector(rows[i], rows[i + 4], 4, 12, 5, 13, 6, 14, 7, 15);
+        }
+        rows = shuffled;
+    }
+}
+
+tile read_tile(const int16_t *first_part, std::size_t stride)
+{
+    tile t;
+    for (std::size_t p = 0; p < kParts; p += kTile) {
+        std::array<eight, kTile> rows;
+        for (std::size_t i = 0; i < kTile; ++i)
+            std::memcpy(&rows[i], first_part + (p + i) * stride, sizeof rows[i]);
+        transpose(rows);
+        for (std::size_t i = 0; i < kTile; ++i) std::memcpy(&t[i][p], &rows[i], sizeof rows[i]);
+    }
+    return t;
+}
+
+void write_tile(const tile &t, int16_t *first_part, std::size_t stride)
+{
+    for (std::size_t p = 0; p < kParts; p += kTile) {
+        std::array<eight, kTile> rows;
+        for (std::size_t i = 0; i < kTile; ++i) std::memcpy(&rows[i], &t[i][p], sizeof rows[i]);
+        transpose(rows);
+        for (std::size_t i = 0; i < kTile; ++i)
+            std::memcpy(first_part + (p + i) * stride, &rows[i], sizeof rows[i]);
+    }
+}
+
+void filter_tile(tile &t, histories &h)
+{
+    for (auto &row : t)
+#pragma GCC unroll 1
+        for (std::size_t p = 0; p < kParts; ++p) row[p] = next_output(row[p], h, p);
+}
+
+/// One sample after the other, from `state` on, which moves on.
+void filter_chain(std::span<int16_t> samples, chain_state &state)
+{
+    histories h;
+    set_state(h, 0, state);
+    for (int16_t &sample : samples) sample = next_output(sample, h, 0);
+    state = state_of(h, 0);
+}
+
+/// All parts of a block, from `state` on, which moves on.
+void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state)
+{
+    std::array<int16_t, kRunUp + kParts * kLongestPart> original; // behind nothing
+    std::fill_n(original.begin(), kRunUp, int16_t{0});
+    std::copy(block.begin(), block.end(), original.begin() + kRunUp);
+
+    histories h;
+    for (std::size_t i = 0; i < kRunUp; i += kTile) {
+        tile t = read_tile(&original[i], part);
+        filter_tile(t, h);
+    }
+    set_state(h, 0, state);
+    const histories starts = h;
+    for (std::size_t i = 0; i < part; i += kTile) {
+        tile t = read_tile(&block[i], part);
+        filter_tile(t, h);
+        write_tile(t, &block[i], part);
+    }
+
+    state = state_of(h, 0);
+    for (std::size_t p = 1; p < kParts; ++p) {
+        if (has_same_outputs(state_of(starts, p), state)) {
+            state = state_of(h, p);
+            continue;
+        }
+        const auto samples = block.subspan(p * part, part);
+        std::copy_n(original.begin() + static_cast<std::ptrdiff_t>(kRunUp + p * part), part,
+                    samples.begin());
+        filter_chain(samples, state);
+    }
 }
 
 } // namespace
 
 void high_pass(std::span<int16_t> samples)
 {
-    for (int16_t &sample : samples) {
-        // Towards zero; what leaves 16 bits wraps, and nothing leaves 32.
-        sample = static_cast<int16_t>(static_cast<int32_t>(next_output(sample)));
+    chain_state state{xv[1], xv[2], yv[1], yv[2]};
+    while (samples.size() > 2 * kParts * kRunUp) {
+        // Leaves one sample at least.
+        const std::size_t whole_tiles = (samples.size() - 1) / kParts / kTile * kTile;
+        const std::size_t part = std::min(whole_tiles, kLongestPart);
+        filter_parts(samples.first(kParts * part), part, state);
+        samples = samples.subspan(kParts * part);
     }
+    // The histories hold one sample more than the filter looks back on.
+    for (int16_t &sample : samples) {
+        xv[0] = state.older_input;
+        yv[0] = state.older_output;
+        filter_chain({&sample, 1}, state);
+    }
+    xv[1] = state.older_input;
+    xv[2] = state.newer_input;
+    yv[1] = state.older_output;
+    yv[2] = state.newer_output;
 }
 
 } // namespace tonelink

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "modem/band_shift.h"
 #include "modem/channel_encoder.h"
 #include "modem/fixed_point.h"
 #include "modem/interpolator.h"
@@ -43,15 +44,15 @@ void normalise_peak(burst_span burst, const vector_stages &stages)
 }
 
 void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &shifter,
-                burst_span burst)
+                burst_span burst, const vector_stages &stages)
 {
-    const channel_bits channel = encode_channel(message); // CRC to interleaver: 488 bits
-    frame_samples frame = modulate_symbols(channel);      // 16 symbols and 13 zeros at 4410 Hz
+    const channel_bits channel = encode_channel(message);    // CRC to interleaver: 488 bits
+    frame_samples frame = modulate_symbols(channel, stages); // 16 symbols and 13 zeros at 4410 Hz
     ramp_edges(frame);
-    interpolate_by_10(frame, burst); // to 44100 Hz
+    interpolate_by_10(frame, burst, stages); // to 44100 Hz
     if (invert) mirror_spectrum(burst);
-    makeBandShift(burst.data(), static_cast<int32_t>(burst.size()), &shifter); // 1841 Hz down
-    normalise_peak(burst);
+    shift_band(burst, shifter, stages); // 1841 Hz down
+    normalise_peak(burst, stages);
 }
 
 namespace {

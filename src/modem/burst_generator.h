@@ -18,6 +18,6 @@ void normalise_peak(burst_span burst, const vector_stages &stages = fastest_stag
 
 /// Makes the burst of `message`, 32 or 48 bits, one per byte.
 void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &shifter,
-                burst_span burst);
+                burst_span burst, const vector_stages &stages = fastest_stages());
 
 } // namespace tonelink

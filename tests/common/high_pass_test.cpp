@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstring>
 
+#include "common/plain/high_pass.h"
 #include "support/library_fixture.h"
 
 namespace tonelink {
@@ -39,6 +41,45 @@ TEST_F(HighPass, MeetsTheKnownAnswers)
         EXPECT_TRUE(std::ranges::equal(c.inputs, xv));
         EXPECT_TRUE(std::ranges::equal(c.outputs, yv));
     }
+}
+
+TEST_F(HighPass, FastFormEqualsThePlainOne)
+{
+    std::vector<std::vector<int16_t>> signals = {test::noise(30000, 1),
+                                                 test::noise(30000, 2, 1, 30000)};
+    signals.emplace_back(30000, 32767);
+    auto &extreme = signals.emplace_back(test::noise(30000, 3));
+    for (auto &s : extreme) s = s < 0 ? int16_t{-32768} : int16_t{32767};
+    // Silence behind a sound: outputs fade for ever, which a part that starts from rest misses.
+    auto &fading = signals.emplace_back(30000, 0);
+    for (const std::size_t at : {0u, 1000u, 9000u, 9001u}) fading[at] = 30000;
+    auto &gaps = signals.emplace_back(test::noise(30000, 4));
+    for (std::size_t i = 0; i < gaps.size(); ++i)
+        if (i / 700 % 2 == 1) gaps[i] = 0;
+
+    for (std::size_t n = 0; n < signals.size(); ++n)
+        for (const std::size_t size : {1u, 2u, 2047u, 2048u, 2049u, 2177u, 8193u, 23170u, 30000u}) {
+            SetUp();
+            auto expected = signals[n];
+            const auto cut = std::span{expected}.first(size);
+            plain::high_pass(cut);
+            plain::high_pass(cut); // from where the first pass has left the histories
+            const std::vector<float> inputs(xv, xv + 3), outputs(yv, yv + 3);
+            SetUp();
+            auto samples = signals[n];
+            high_pass(std::span{samples}.first(size));
+            high_pass(std::span{samples}.first(size));
+            ASSERT_EQ(samples, expected) << n << ", " << size;
+            ASSERT_EQ(std::memcmp(xv, inputs.data(), sizeof xv), 0) << n << ", " << size;
+            ASSERT_EQ(std::memcmp(yv, outputs.data(), sizeof yv), 0) << n << ", " << size;
+        }
+}
+
+TEST_F(HighPass, ReciprocalOfTheGainIsAsGoodAsTheGain)
+{
+    for (int s = -32768; s <= 32767; ++s)
+        ASSERT_EQ(static_cast<float>(s * (1 / kHighPassGain)),
+                  static_cast<float>(s / kHighPassGain));
 }
 
 TEST_F(HighPass, TakesAwayTheBottomAndKeepsTheTop)

@@ -9,6 +9,7 @@
 #include "modem/interpolator.h"
 #include "modem/known_bursts.h"
 #include "modem/modulator.h"
+#include "modem/plain/burst_generator.h"
 #include "support/failing_memory.h"
 #include "support/modem_guard.h"
 #include "support/signals.h"
@@ -104,6 +105,28 @@ TEST(BurstGenerator, ScalesThePeakToFullScale)
         const auto burst = burst_with(c.before);
         normalise_peak(*burst);
         EXPECT_TRUE(*burst == *burst_with(c.after)) << *c.before.begin();
+    }
+}
+
+TEST(BurstGenerator, FastFormsEqualThePlainOne)
+{
+    test::lcg random{40};
+    for (int round = 0; round < 30; ++round) {
+        std::vector<uint8_t> message;
+        for (int i = 0; i < (round % 2 == 0 ? 32 : 48); ++i)
+            message.push_back(random.next() < 0 ? 1 : 0);
+        for (const vector_stages *stages : available_stages()) {
+            BandShiftInfo shifters[2];
+            auto burst = burst_with({});
+            auto expected = burst_with({});
+            for (BandShiftInfo &shifter : shifters) openBandShift(&shifter, -kBandShiftHz);
+            for (int turn = 0; turn < 2; ++turn) { // the second from where the first has ended
+                make_burst(message, round % 3 != 0, shifters[0], *burst, *stages);
+                plain::make_burst(message, round % 3 != 0, shifters[1], *expected);
+                ASSERT_TRUE(*burst == *expected) << stages->name << ", round " << round;
+            }
+            for (BandShiftInfo &shifter : shifters) closeBandShift(&shifter);
+        }
     }
 }
 

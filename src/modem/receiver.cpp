@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "modem/channel_encoder.h"
 #include "modem/fixed_point.h"
@@ -30,23 +31,37 @@ public:
     /// For a block of `count` samples and messages of `bits` bits.
     bool obtain(int32_t count, int32_t bits)
     {
-        void *const room = ac_allocate_memory(sizeof(stream_receiver));
-        if (room == nullptr) return false;
-        receiver.reset(::new (room) stream_receiver);
         // At most a hop for the samples that wait in the state, and one every 80 samples.
         const int64_t hops = count / 80 + int64_t{2};
-        return make_room<vec16>(samples, count) && make_room<vec32>(records, kRecordWords * hops) &&
-               make_room<bvec>(msg_bits, bits) && make_room<bvec>(msg_bytes, bits / 8) &&
-               make_room<bvec>(prev_msg_bytes, bits / 8);
+        return make_receiver() && make_room<vec16>(samples, count) &&
+               make_room<vec32>(records, kRecordWords * hops) && make_room<bvec>(msg_bits, bits) &&
+               make_room<bvec>(msg_bytes, bits / 8) && make_room<bvec>(prev_msg_bytes, bits / 8);
     }
 
-    std::unique_ptr<stream_receiver, memory_release> receiver;
+    stream_receiver *receiver = nullptr;
     scoped_vector<vec16> samples;
     scoped_vector<vec32> records;
     // For a state that has none of this length yet.
     scoped_vector<bvec> msg_bits;
     scoped_vector<bvec> msg_bytes;
     scoped_vector<bvec> prev_msg_bytes;
+
+private:
+    /// A receiver wants to begin with a cache line, of which the allocator knows nothing.
+    bool make_receiver()
+    {
+        static_assert(std::is_trivially_destructible_v<stream_receiver>);
+        std::size_t size = sizeof(stream_receiver) + alignof(stream_receiver);
+        room_.reset(ac_allocate_memory(static_cast<uint32_t>(size)));
+        void *at = room_.get();
+        if (at == nullptr ||
+            std::align(alignof(stream_receiver), sizeof(stream_receiver), at, size) == nullptr)
+            return false;
+        receiver = ::new (at) stream_receiver;
+        return true;
+    }
+
+    std::unique_ptr<void, memory_release> room_;
 };
 
 /// Fields that a caller has set to what no receiver leaves there would lead out of arrays.

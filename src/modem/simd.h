@@ -231,19 +231,43 @@ template <int32_t Limit> TONELINK_INLINE words limit(words a)
 #endif
 }
 
-/// Each lane to the right by its own count, 0 to 15.
-TONELINK_INLINE words shift_right_each(words a, words counts)
-{
+/// How far each lane is to be shifted to the right: 0 to 15.
 #if TONELINK_LANES == 8 || defined(__ARM_NEON)
-    return a >> counts;
+struct lane_shifts {
+    words counts;
+};
+TONELINK_INLINE lane_shifts prepare_shifts(words counts) { return {counts}; }
+TONELINK_INLINE words shift_right_each(words a, const lane_shifts &by) { return a >> by.counts; }
 #else
-    // There is no such instruction: one bit of the counts after the other.
-    a = select((words)((counts & 1) != 0), a >> 1, a);
-    a = select((words)((counts & 2) != 0), a >> 2, a);
-    a = select((words)((counts & 4) != 0), a >> 4, a);
-    return select((words)((counts & 8) != 0), a >> 8, a);
-#endif
+// There is no such instruction. Where two counts are all there are, as for hops in a row, both
+// shifts are made and the right one is taken; else one bit of the counts after the other.
+struct lane_shifts {
+    words counts;
+    words by_most; // mask
+    int32_t least;
+    int32_t most;
+    bool others;
+};
+TONELINK_INLINE lane_shifts prepare_shifts(words counts)
+{
+    int32_t least = counts[0];
+    int32_t most = counts[0];
+    for (std::size_t lane = 1; lane < kLanes; ++lane) {
+        least = counts[lane] < least ? counts[lane] : least;
+        most = counts[lane] > most ? counts[lane] : most;
+    }
+    const words by_most = (words)(counts == most);
+    return {counts, by_most, least, most, any_lane(~(by_most | (words)(counts == least)))};
 }
+TONELINK_INLINE words shift_right_each(words a, const lane_shifts &by)
+{
+    if (!by.others) return select(by.by_most, a >> by.most, a >> by.least);
+    a = select((words)((by.counts & 1) != 0), a >> 1, a);
+    a = select((words)((by.counts & 2) != 0), a >> 2, a);
+    a = select((words)((by.counts & 4) != 0), a >> 4, a);
+    return select((words)((by.counts & 8) != 0), a >> 8, a);
+}
+#endif
 
 // ---- What the stages share ----
 

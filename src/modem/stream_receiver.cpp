@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "modem/band_shift.h"
 #include "modem/channel_decoder.h"
 #include "modem/filter_taps.h"
 #include "modem/fixed_point.h"
@@ -73,7 +74,7 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
     while (!audio.empty()) {
         const auto part = audio.first(std::min(audio.size(), shifted.size()));
         std::ranges::copy(part, shifted.begin());
-        makeBandShift(shifted.data(), static_cast<int32_t>(part.size()), &shifter);
+        if (is_open(shifter)) shift_band(std::span{shifted}.first(part.size()), shifter, *stages_);
         for (std::size_t i = (position_ + 1) % 2; i < part.size(); i += 2)
             shifted[i] = low16(-shifted[i]);
         receive_shifted(std::span{shifted}.first(part.size()), lengths, sink);

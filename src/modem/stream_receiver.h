@@ -14,7 +14,7 @@
 namespace tonelink {
 
 /// Finds messages in a stream of samples at 44100 Hz, which may come in blocks of any size: the
-/// result does not depend on where it is cut. A receiver takes some 170 KB, needs nothing else, and
+/// result does not depend on where it is cut. A receiver takes some 145 KB, needs nothing else, and
 /// may be copied. It starts as a modem state that has just been opened.
 ///
 ///     BandShiftInfo shifter;

@@ -71,8 +71,7 @@ struct batch_work {
     symbol_work symbols[3]; // symbol s in entry s % 3
     bin_row nothing;        // zeros
     alignment alignments[kSymbols][kVectors];
-    words soft_shift[kVectors]; // 15 less twice the exponent, which leaves a soft value of it
-    int32_t common_shift;       // that of all lanes, or 0 when they differ
+    lane_shifts soft_shifts[kVectors]; // 15 less twice the exponent, which leaves a soft value
 };
 
 inline void find_alignments(const spectrum_rows &spectra, std::size_t column, std::size_t vectors,
@@ -85,11 +84,8 @@ inline void find_alignments(const spectrum_rows &spectra, std::size_t column, st
             largest = maximum(largest, load(exponents + kSymbolHops * s));
         for (std::size_t s = 0; s < kSymbols; ++s)
             work.alignments[s][v] = alignment_of(largest - load(exponents + kSymbolHops * s));
-        work.soft_shift[v] = 15 - 2 * largest;
+        work.soft_shifts[v] = prepare_shifts(15 - 2 * largest);
     }
-    work.common_shift = work.soft_shift[0][0];
-    for (std::size_t v = 0; v < vectors; ++v)
-        if (any_lane((words)(work.soft_shift[v] != work.common_shift))) work.common_shift = 0;
 }
 
 /// Aligns and descrambles a bin of a symbol in `Vectors` vectors of hops.
@@ -164,7 +160,6 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
     const symbol_work &symbol = work.symbols[s % 3];
     const pilots_around around = find_pilots(work, s);
     const std::size_t bits = first_bit(s + 1) - first_bit(s);
-    const int32_t common_shift = work.common_shift;
     for (std::size_t d = 0; d < bits; ++d) {
         int32_t *rows[Targets];
         for (std::size_t t = 0; t < Targets; ++t)
@@ -173,8 +168,7 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
             halves channel = add(around.one[d][v], around.other[d][v]) >> 2;
             channel = add(channel, add(symbol.neighbours[d][v], symbol.neighbours[d + 1][v]));
             const words product = multiply_add(symbol.data[d][v], channel);
-            const words soft = common_shift != 0 ? product >> common_shift
-                                                 : shift_right_each(product, work.soft_shift[v]);
+            const words soft = shift_right_each(product, work.soft_shifts[v]);
             const words limited = limit<kSoftLimit>(soft);
             for (std::size_t t = 0; t < Targets; ++t)
                 store(rows[t] + v * kLanes, load(rows[t] + v * kLanes) - limited);

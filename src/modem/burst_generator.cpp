@@ -1,6 +1,8 @@
 #include "modem/burst_generator.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 #include "modem/band_shift.h"
 #include "modem/channel_encoder.h"
@@ -11,12 +13,16 @@
 
 namespace tonelink {
 
+static_assert(std::endian::native == std::endian::little && kBurstSamples % 2 == 0);
+
 void mirror_spectrum(burst_span burst)
 {
-    // In pairs, of which the second is turned: written so that compilers make vectors of it.
-    for (std::size_t i = 0; i < burst.size(); ++i) {
-        const int16_t sign = low16(-static_cast<int32_t>(i & 1));
-        burst[i] = low16((burst[i] ^ sign) - sign);
+    // Two samples a word, of which the second is in the upper half: -x is ~x + 1 there.
+    for (std::size_t i = 0; i < burst.size(); i += 2) {
+        uint32_t word;
+        std::memcpy(&word, &burst[i], sizeof word);
+        word = (word ^ 0xFFFF0000u) + 0x10000u;
+        std::memcpy(&burst[i], &word, sizeof word);
     }
 }
 

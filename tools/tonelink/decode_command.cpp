@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "arguments.h"
@@ -54,6 +55,8 @@ struct decode_plan {
 
 /// One file on its way: what becomes of it, and how far it is.
 struct decoding {
+    explicit decoding(sound_source which) : source{std::move(which)} {}
+
     sound_source source;
     std::atomic<double> progress{0};
     std::string lines{};

@@ -50,7 +50,7 @@ void draw_bar(canvas &page, double left, double right, double top, const sound_b
         page.fill(left + 1.5, top + 1.5, width - 3, kHeight - 3, rgb(0xffffff));
 }
 
-/// What the kinds of bars stand for, at the right above the sound, where there are both.
+/// What the kinds of bars stand for, at the right above the sound, unless all are solid.
 void draw_bar_legend(canvas &page, const panel &area, double y,
                      const std::vector<sound_burst> &bursts)
 {
@@ -68,6 +68,7 @@ void draw_bar_legend(canvas &page, const panel &area, double y,
     }
 }
 
+/// With two words "2: 12673CA5", with one the message, with none the number.
 std::string short_name(std::size_t number, const sound_burst &burst, int words)
 {
     const std::string count = std::to_string(number + 1);

@@ -38,9 +38,10 @@ TEST(BurstPicture, BarsStandOverTheBurstsAlone)
     test::sound samples(3 * 44100);
     test::mix(samples, test::burst_of(1), 44100);
     for (const auto &[width, height] : {std::pair{1600, 1000}, std::pair{900, 1200}}) {
-        const picture_layout layout{width, height, false};
+        const picture_layout layout{width, height, picture_parts::overview};
         const spectrogram levels = analysed(samples, layout.columns());
-        const canvas page = draw_picture({"burst", "", &levels, {{1.0, 1.0}}, nullptr, 0}, layout);
+        const canvas page =
+            draw_picture({"burst", "", &levels, {{1.0, 1.0, message_bits(32)}}}, layout);
         panel area = layout.overview;
         area.from_s = 0;
         area.to_s = 3;
@@ -52,13 +53,86 @@ TEST(BurstPicture, BarsStandOverTheBurstsAlone)
     }
 }
 
+TEST(BurstPicture, BarsAreSolidWhereTheBurstWasDecodedAndHollowWhereNot)
+{
+    const picture_layout layout{1600, 1000, picture_parts::overview};
+    const spectrogram levels = analysed(test::sound(5 * 44100), layout.columns());
+    // One that the sound begins within, one that it ends within; both have their bars cut.
+    const std::vector<sound_burst> bursts{
+        {-0.2, 0, message_bits(32)}, {1.0, 1.0, message_bits(48)}, {2.0, 1.0, {}}, {4.7, 1.0, {}}};
+    const canvas page = draw_picture({"bursts", "", &levels, bursts}, layout);
+    panel area = layout.overview;
+    area.from_s = 0;
+    area.to_s = 5;
+    const auto bar = [&](double seconds, double below_top) {
+        return pixel(page, layout.scale, area.x(seconds), area.top - 13 + below_top);
+    };
+    for (const double decoded : {0.1, 1.2})
+        for (const double y : {1.0, 3.5, 6.0}) EXPECT_EQ(bar(decoded, y), 0x1f77b4u) << decoded;
+    for (const double found : {2.2, 4.8}) {
+        EXPECT_EQ(bar(found, 3.5), kWhite) << found;
+        for (const double y : {0.5, 6.5}) EXPECT_NE(bar(found, y), kWhite) << found << ' ' << y;
+    }
+    for (const double outside : {-0.1, 0.5, 1.7, 3.0, 5.1})
+        EXPECT_EQ(bar(outside, 3.5), kWhite) << outside;
+}
+
+TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
+{
+    test::sound samples(44100);
+    const spectrogram levels = analysed(samples, 100);
+    carrier_estimate carriers{0, 1, true, {}};
+    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
+            auto &point = carriers.points[static_cast<std::size_t>(symbol - 1)]
+                                         [static_cast<std::size_t>(carrier - kFirstCarrier)];
+            // Pilots below, data above; the carriers of symbol 5 are lost.
+            point.ideal = is_pilot(symbol, carrier) ? 1 : -1;
+            point.value = {point.ideal, is_pilot(symbol, carrier) ? -0.5 : 0.5};
+            if (symbol == 5) point.value = {0.5, 9};
+        }
+    }
+    for (const auto &[width, height] : {std::pair{1600, 1000}, std::pair{1600, 1600}}) {
+        SCOPED_TRACE(height);
+        const picture_layout layout{width, height, picture_parts::constellation};
+        EXPECT_EQ(layout.has_closeup(), height == 1600);
+        burst_picture picture{"burst", "", &levels, {{0, 1, message_bits(32)}}};
+        picture.carriers = &carriers;
+        const canvas page = draw_picture(picture, layout);
+        const constellation_layout &parts = layout.constellation;
+        const auto at = [&](double re, double im) {
+            return pixel(page, layout.scale, parts.x(re), parts.y(im));
+        };
+        const uint32_t data = at(-1, 0.5), pilots = at(1, -0.5);
+        EXPECT_GT(data & 0xFF, data >> 16) << "blue";
+        EXPECT_GT(pilots >> 16, pilots & 0xFF) << "orange";
+        EXPECT_EQ(at(-1, -0.5), kWhite);
+        EXPECT_EQ(at(1, 0.5), kWhite);
+        EXPECT_NE(pixel(page, layout.scale, parts.x(0.5), parts.y(2) + 2), kWhite)
+            << "what lies beyond is at the rim";
+
+        const auto lightness = [&](double symbol, int carrier) {
+            const int whole = static_cast<int>(symbol);
+            const double x =
+                parts.error_x(whole) + (symbol - whole) * (parts.error_x(2) - parts.error_x(1));
+            const double y = (parts.error_y(carrier) + parts.error_y(carrier + 1)) / 2;
+            return (pixel(page, layout.scale, x, y) >> 8) & 0xFF; // green
+        };
+        for (const int carrier : {2, 3, 31, 62}) {
+            EXPECT_GT(lightness(5.5, carrier), 240u) << carrier;
+            EXPECT_LT(lightness(4.5, carrier), 200u) << carrier;
+            EXPECT_LT(lightness(6.5, carrier), 200u) << carrier;
+        }
+    }
+}
+
 TEST(BurstPicture, LoudIsLightAndQuietIsDark)
 {
     test::sound samples(3 * 44100);
     test::mix(samples, test::burst_of(1), 44100);
-    const picture_layout layout{1600, 1000, false};
+    const picture_layout layout{1600, 1000, picture_parts::overview};
     const spectrogram levels = analysed(samples, layout.columns());
-    const canvas page = draw_picture({"burst", "", &levels, {}, nullptr, 0}, layout);
+    const canvas page = draw_picture({"burst", "", &levels, {}}, layout);
     panel area = layout.overview;
     area.from_s = 0;
     area.to_s = 3;

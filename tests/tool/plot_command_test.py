@@ -42,6 +42,30 @@ class Plot(CommandCase):
             self.succeed("plot", name, "-o", "picture.png")
             self.assertEqual(png_size(self.read("picture.png")), (1600, 1000), name)
 
+    def test_constellation_is_drawn_where_there_is_a_burst(self):
+        """At any rate and length, cut at either end, and not at all where there is none."""
+        self.succeed("encode", "--data", "CAFE", "-o", "burst.wav")
+        self.succeed("encode", "--text", "TV-042", "--copies", "3", "--unfiltered", "-o", "long.wav")
+        with wave.open(self.path("burst.wav")) as sound:
+            samples = array.array("h", sound.readframes(sound.getnframes()))
+        self.sound("beginning.wav", samples[:22500])
+        self.sound("end.wav", samples[3000:])
+        for name in ("burst.wav", "long.wav", "beginning.wav", "end.wav"):
+            self.assertNotEqual(self.succeed("decode", name), b"", name)
+            self.succeed("plot", name, "--constellation", "-o", "picture.png")
+            self.assertEqual(png_size(self.read("picture.png")), (1600, 1600), name)
+        for size in ("640x400", "800x2000"):
+            picture = self.succeed("plot", "burst.wav", "--constellation", "--size", size,
+                                   "-o", "-")
+            self.assertEqual(png_size(picture), tuple(map(int, size.split("x"))))
+
+        self.sound("silence.wav", [0] * 44100)
+        self.sound("slow.wav", [100, 0, -100, 0] * 500, 1000)
+        self.sound("slowest.wav", [100, 0, -100, 0] * 500, 100)
+        for name in ("silence.wav", "slow.wav", "slowest.wav"):
+            self.succeed("plot", name, "--constellation", "-o", "picture.png")
+            self.assertEqual(png_size(self.read("picture.png")), (1600, 1000), name)
+
     def test_help(self):
         self.assertIn(b"Example", self.succeed("plot", "--help"))
 

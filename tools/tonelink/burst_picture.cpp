@@ -3,23 +3,16 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "burst_layout.h"
 
 namespace tonelink::tool {
 namespace {
 
-constexpr colour kMark = rgb(0x1f77b4);
 constexpr colour kLens = rgb(0x1f77b4, 0.07);
 
 constexpr double kHighestShown = 24'000; // above it there is nothing to see for people or bursts
-
-/// A line over a spectrogram: dark with a light rim, so that it shows on every colour.
-void draw_mark(canvas &page, double x0, double y0, double x1, double y1)
-{
-    page.line(x0, y0, x1, y1, rgb(0xffffff, 0.45), 3);
-    page.line(x0, y0, x1, y1, rgb(0x06304f), 1.2);
-}
 
 /// From the peak down to where the quiet tenth of the picture is, in whole tens of decibels.
 colour_scale scale_for(const spectrogram &overview, const spectrogram *closeup)
@@ -45,27 +38,106 @@ void mark_band(canvas &page, const panel &area)
     }
 }
 
-/// A numbered bar above each burst and, where there is room, the joints of its symbols in the band.
-void mark_bursts(canvas &page, const panel &area, const std::vector<found_burst> &bursts)
+colour ink_of(const sound_burst &burst) { return burst.is_decoded() ? kMark : kUndecoded; }
+
+/// A solid bar for a decoded burst, a hollow one for a burst that was only found.
+void draw_bar(canvas &page, double left, double right, double top, const sound_burst &burst)
 {
-    const double symbol_width = area.x(kSymbolSeconds) - area.x(0);
-    for (std::size_t i = 0; i < bursts.size(); ++i) {
-        const double start = area.x(bursts[i].start_s + symbol_start_s(1));
-        const double end = area.x(bursts[i].start_s + symbol_start_s(kSymbols + 1));
-        page.fill(start, area.top - 11, std::max(1.0, end - start), 5, kMark);
-        if (end - start > 40)
-            page.text((start + end) / 2, area.top - 26, "burst " + std::to_string(i + 1),
-                      {.size = 16, .ink = kMark, .side = align::centre});
-        if (symbol_width < 12) continue;
-        for (int n = 1; n <= kSymbols + 1; ++n) {
-            const double x = area.x(bursts[i].start_s + symbol_start_s(n));
-            draw_mark(page, x, area.y(kBandHigh), x, area.y(kBandLow));
+    constexpr double kHeight = 7;
+    const double width = std::max(1.0, right - left);
+    page.fill(left, top, width, kHeight, ink_of(burst));
+    if (!burst.is_decoded() && width > 4)
+        page.fill(left + 1.5, top + 1.5, width - 3, kHeight - 3, rgb(0xffffff));
+}
+
+/// What the kinds of bars stand for, at the right above the sound, unless all are solid.
+void draw_bar_legend(canvas &page, const panel &area, double y,
+                     const std::vector<sound_burst> &bursts)
+{
+    constexpr double kBar = 30;
+    const sound_burst decoded{0, 0, message_bits(32)}, found{};
+    if (std::ranges::all_of(bursts, &sound_burst::is_decoded)) return;
+    double x = area.right();
+    for (const auto &[burst, text] :
+         {std::pair{found, "found, not decoded"}, {decoded, "decoded"}}) {
+        const text_style style{.size = 16, .ink = ink_of(burst), .side = align::right};
+        page.text(x, y, text, style);
+        x -= page.width_of(text, style) + 8;
+        draw_bar(page, x - kBar, x, y - 3.5, burst);
+        x -= kBar + 24;
+    }
+}
+
+/// With two words "2: 12673CA5", with one the message, with none the number.
+std::string short_name(std::size_t number, const sound_burst &burst, int words)
+{
+    const std::string count = std::to_string(number + 1);
+    if (words == 0) return count;
+    if (words == 1) return burst.is_decoded() ? hex_of(burst.message) : count;
+    return burst.is_decoded() ? count + ": " + hex_of(burst.message) : "burst " + count;
+}
+
+/// Where a burst's symbols begin and end in the picture, as far as the sound holds them.
+struct bar_ends {
+    double start, end;
+    double middle() const { return (start + end) / 2; }
+};
+
+bar_ends ends_of(const panel &area, const sound_burst &burst)
+{
+    return {std::max(area.left, area.x(burst.start_s + symbol_start_s(1))),
+            std::min(area.right(), area.x(burst.start_s + symbol_start_s(kSymbols + 1)))};
+}
+
+/// The names of all bursts with as many words as leave room between neighbours, if any do.
+std::vector<std::string> fitting_names(const canvas &page, const panel &area,
+                                       const std::vector<sound_burst> &bursts,
+                                       const text_style &style)
+{
+    constexpr double kGap = 14;
+    for (const int words : {2, 1, 0}) {
+        std::vector<std::string> names;
+        bool fits = true;
+        double last_end = 0;
+        for (std::size_t i = 0; fits && i < bursts.size(); ++i) {
+            names.push_back(short_name(i, bursts[i], words));
+            const double middle = ends_of(area, bursts[i]).middle();
+            const double half = page.width_of(names.back(), style) / 2;
+            fits = middle - half >= last_end + kGap;
+            last_end = middle + half;
         }
+        if (fits) return names;
+    }
+    return {};
+}
+
+/// The joints of a burst's symbols in the band.
+void mark_joints(canvas &page, const panel &area, const sound_burst &burst)
+{
+    for (int n = 1; n <= kSymbols + 1; ++n) {
+        const double x = area.x(burst.start_s + symbol_start_s(n));
+        if (x >= area.left && x <= area.right())
+            draw_mark(page, x, area.y(kBandHigh), x, area.y(kBandLow));
+    }
+}
+
+/// A bar above each burst with its message and, where there is room, the joints of its symbols.
+void mark_bursts(canvas &page, const panel &area, const std::vector<sound_burst> &bursts)
+{
+    text_style style{.size = 16, .side = align::centre};
+    const auto names = fitting_names(page, area, bursts, style);
+    const bool has_room = area.x(kSymbolSeconds) - area.x(0) >= 12;
+    for (std::size_t i = 0; i < bursts.size(); ++i) {
+        const bar_ends ends = ends_of(area, bursts[i]);
+        style.ink = ink_of(bursts[i]);
+        draw_bar(page, ends.start, ends.end, area.top - 13, bursts[i]);
+        if (!names.empty()) page.text(ends.middle(), area.top - 28, names[i], style);
+        if (has_room) mark_joints(page, area, bursts[i]);
     }
 }
 
 /// The symbols' numbers above the panel, their joints, and at each joint the symbol's pilots.
-void mark_symbols(canvas &page, const panel &area, const found_burst &burst)
+void mark_symbols(canvas &page, const panel &area, const sound_burst &burst)
 {
     page.text(area.left - 12, area.top - 16, "symbol",
               {.size = 16, .ink = kMark, .side = align::right});
@@ -111,6 +183,23 @@ void draw_lens(canvas &page, const panel &overview, const panel &closeup)
     cairo_fill(context);
 }
 
+/// "burst 2: 12673CA5".
+std::string name_of(const burst_picture &picture)
+{
+    const sound_burst &burst = picture.bursts[picture.nearest];
+    return "burst " + std::to_string(picture.nearest + 1) +
+           (burst.is_decoded() ? ": " + hex_of(burst.message) : ", not decoded");
+}
+
+/// The same and, as nobody knows whether it is a pairing or data, ", or PIN 4711 3C:A5".
+std::string full_name_of(const burst_picture &picture)
+{
+    const message_bits &message = picture.bursts[picture.nearest].message;
+    if (message.empty()) return name_of(picture);
+    return name_of(picture) + ", or PIN " + std::to_string(pin_of(message)) + " " +
+           octets_of(message);
+}
+
 void draw_closeup(canvas &page, const panel &area, const burst_picture &picture,
                   const colour_scale &colours)
 {
@@ -119,7 +208,8 @@ void draw_closeup(canvas &page, const panel &area, const burst_picture &picture,
     mark_symbols(page, area, picture.bursts[picture.nearest]);
     draw_carrier_axis(page, area);
     const double below = area.bottom() + 48;
-    page.text(area.left, below, "burst " + std::to_string(picture.nearest + 1), {.ink = kMark});
+    page.text(area.left, below, full_name_of(picture),
+              {.ink = ink_of(picture.bursts[picture.nearest]), .width = area.width / 2 - 60});
     page.text(area.right(), below, "short marks: the symbol's pilots",
               {.ink = kMark, .side = align::right});
 }
@@ -151,19 +241,29 @@ panel closeup_panel(const burst_picture &picture, const picture_layout &layout)
 
 } // namespace
 
-picture_layout::picture_layout(int width_in_px, int height_in_px, bool with_closeup)
+picture_layout::picture_layout(int width_in_px, int height_in_px, picture_parts parts)
     : width_px{width_in_px}, height_px{height_in_px}, scale{std::min(width_px / 1600.0,
                                                                      height_px / 1000.0)},
       width{width_px / scale}, height{height_px / scale}
 {
     constexpr double kLeft = 120, kRight = 230, kTop = 150, kBottom = 80, kBetween = 120;
-    const double room = height - kTop - kBottom;
+    constexpr double kEnoughForThree = 1400;
+    const bool with_closeup = parts == picture_parts::closeup ||
+                              (parts == picture_parts::constellation && height >= kEnoughForThree);
+    double room = height - kTop - kBottom;
     overview.left = closeup.left = kLeft;
     overview.width = closeup.width = width - kLeft - kRight;
+    if (parts == picture_parts::constellation) {
+        constexpr double kTwoRows = 0.62, kThreeRows = 0.44;
+        const double part = std::min((room - kBetween) * (with_closeup ? kThreeRows : kTwoRows),
+                                     constellation_layout::greatest_height(overview.width));
+        constellation = {kLeft, overview.right(), height - kBottom - part, part};
+        room -= part + kBetween;
+    }
     overview.top = kTop;
     overview.height = with_closeup ? (room - kBetween) * 0.46 : room;
     closeup.top = overview.bottom() + kBetween;
-    closeup.height = with_closeup ? height - kBottom - closeup.top : 0;
+    closeup.height = with_closeup ? kTop + room - closeup.top : 0;
 }
 
 std::size_t picture_layout::columns() const
@@ -192,7 +292,10 @@ canvas draw_picture(const burst_picture &picture, const picture_layout &layout)
     draw_axes(page, overview);
     mark_band(page, overview);
     mark_bursts(page, overview, picture.bursts);
-    draw_colour_bar(page, layout.width - 110, overview.top, bottom - overview.top, colours);
+    draw_bar_legend(page, overview, 84, picture.bursts);
+    draw_colour_bar(page, layout.width - 110, overview.top, bottom - overview.top, colours, "dBFS");
+    if (picture.carriers)
+        draw_constellation(page, layout.constellation, *picture.carriers, name_of(picture));
     return page;
 }
 

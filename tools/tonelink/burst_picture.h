@@ -1,31 +1,38 @@
 // The picture that `tonelink plot` draws: the spectrogram of a whole sound, with the band and the
-// bursts in it marked, and below it one burst from near, symbol by symbol.
+// bursts in it marked, and below it one burst from near, symbol by symbol and carrier by carrier.
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "burst_finder.h"
 #include "canvas.h"
+#include "carrier_estimate.h"
+#include "constellation_picture.h"
 #include "panel.h"
+#include "sound_survey.h"
 #include "spectrogram.h"
 
 namespace tonelink::tool {
 
+/// The whole sound alone; with a burst from near; or with a burst's carriers, and the burst from
+/// near between both where the picture is high enough.
+enum class picture_parts { overview, closeup, constellation };
+
 /// The sizes of the parts, known before the sound is analysed: a column for each pixel.
 class picture_layout {
 public:
-    picture_layout(int width, int height, bool with_closeup);
+    picture_layout(int width, int height, picture_parts parts);
 
     std::size_t columns() const;
+    bool has_closeup() const { return closeup.height > 0; }
 
     int width_px, height_px;
     double scale;         ///< pixels to a unit
     double width, height; ///< in units
     panel overview{};     ///< without axes yet
     panel closeup{};
+    constellation_layout constellation{};
 };
 
 /// What is drawn.
@@ -33,9 +40,10 @@ struct burst_picture {
     std::string title;
     std::string subtitle;
     const spectrogram *overview;
-    std::vector<found_burst> bursts;
-    const spectrogram *closeup = nullptr; ///< of bursts[nearest], or null
-    std::size_t nearest = 0;
+    std::vector<sound_burst> bursts;
+    std::size_t nearest = 0;                    ///< which of them is shown from near
+    const spectrogram *closeup = nullptr;       ///< of it, or null
+    const carrier_estimate *carriers = nullptr; ///< of it, or null
 };
 
 /// What the closeup shows beside the burst itself.

@@ -37,6 +37,40 @@ struct free_glib {
     void operator()(char *text) const { g_free(text); }
 };
 
+using text_layout = std::unique_ptr<PangoLayout, unref_pango>;
+
+text_layout layout_of(cairo_t *context, const std::string &line, const text_style &style)
+{
+    text_layout layout{pango_cairo_create_layout(context)};
+    const std::unique_ptr<PangoFontDescription, unref_pango> font{pango_font_description_new()};
+    pango_font_description_set_family(font.get(), "DejaVu Sans");
+    pango_font_description_set_absolute_size(font.get(), style.size * PANGO_SCALE);
+    pango_font_description_set_weight(font.get(),
+                                      style.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+    pango_layout_set_font_description(layout.get(), font.get());
+    pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
+    // A file's name may be no UTF-8; what is wrong in it becomes a replacement character.
+    const std::unique_ptr<char, free_glib> valid{
+        g_utf8_make_valid(line.data(), static_cast<gssize>(line.size()))};
+    pango_layout_set_text(layout.get(), valid.get(), -1);
+    if (style.width > 0) {
+        pango_layout_set_width(layout.get(), static_cast<int>(style.width * PANGO_SCALE));
+        pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_MIDDLE);
+    }
+    return layout;
+}
+
+struct text_size {
+    double width, height;
+};
+
+text_size size_of(PangoLayout &layout)
+{
+    PangoRectangle extents{};
+    pango_layout_get_extents(&layout, nullptr, &extents);
+    return {extents.width / double{PANGO_SCALE}, extents.height / double{PANGO_SCALE}};
+}
+
 } // namespace
 
 canvas::canvas(int width, int height, double scale)
@@ -73,29 +107,22 @@ void canvas::line(double x0, double y0, double x1, double y1, const colour &ink,
     cairo_stroke(context_.get());
 }
 
+void canvas::dot(double x, double y, double radius, const colour &ink)
+{
+    set_ink(context_.get(), ink);
+    cairo_arc(context_.get(), x, y, radius, 0, 2 * G_PI);
+    cairo_fill(context_.get());
+}
+
+double canvas::width_of(const std::string &line, const text_style &style) const
+{
+    return size_of(*layout_of(context_.get(), line, style)).width;
+}
+
 void canvas::text(double x, double y, const std::string &line, const text_style &style)
 {
-    const std::unique_ptr<PangoLayout, unref_pango> layout{
-        pango_cairo_create_layout(context_.get())};
-    const std::unique_ptr<PangoFontDescription, unref_pango> font{pango_font_description_new()};
-    pango_font_description_set_family(font.get(), "DejaVu Sans");
-    pango_font_description_set_absolute_size(font.get(), style.size * PANGO_SCALE);
-    pango_font_description_set_weight(font.get(),
-                                      style.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
-    pango_layout_set_font_description(layout.get(), font.get());
-    pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
-    // A file's name may be no UTF-8; what is wrong in it becomes a replacement character.
-    const std::unique_ptr<char, free_glib> valid{
-        g_utf8_make_valid(line.data(), static_cast<gssize>(line.size()))};
-    pango_layout_set_text(layout.get(), valid.get(), -1);
-    if (style.width > 0) {
-        pango_layout_set_width(layout.get(), static_cast<int>(style.width * PANGO_SCALE));
-        pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_MIDDLE);
-    }
-    PangoRectangle extents{};
-    pango_layout_get_extents(layout.get(), nullptr, &extents);
-    const double width = extents.width / double{PANGO_SCALE};
-    const double height = extents.height / double{PANGO_SCALE};
+    const auto layout = layout_of(context_.get(), line, style);
+    const auto [width, height] = size_of(*layout);
     const double shift = style.side == align::left    ? 0
                          : style.side == align::right ? width
                                                       : width / 2;

@@ -50,6 +50,11 @@ public:
     void frame(double x, double y, double width, double height, const colour &ink, double line);
     void line(double x0, double y0, double x1, double y1, const colour &ink, double width);
 
+    void dot(double x, double y, double radius, const colour &ink);
+
+    /// How wide a line of text is.
+    double width_of(const std::string &line, const text_style &style) const;
+
     /// One line of text, its middle at height `y`.
     void text(double x, double y, const std::string &line, const text_style &style);
 

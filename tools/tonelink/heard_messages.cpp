@@ -14,10 +14,9 @@ constexpr int64_t kMiddleOfRun = 23150;
 
 } // namespace
 
-int64_t heard_burst::start() const
-{
-    return std::max<int64_t>(0, (first + last) / 2 - kMiddleOfRun);
-}
+int64_t heard_burst::first_sample() const { return (first + last) / 2 - kMiddleOfRun; }
+
+int64_t heard_burst::start() const { return std::max<int64_t>(0, first_sample()); }
 
 void heard_messages::accept(const message_bits &message, int64_t sample)
 {

@@ -16,7 +16,10 @@ struct heard_burst {
     int64_t first; ///< sample of the sound that completed it first
     int64_t last;  ///< and last
 
-    /// About the sample with which the burst began.
+    /// About the sample with which the burst began; negative where the sound begins within it.
+    int64_t first_sample() const;
+
+    /// The same, 0 where the sound begins within it.
     int64_t start() const;
 };
 

@@ -127,8 +127,14 @@ void draw_axes(canvas &page, const panel &area)
     draw_frequency_axis(page, area);
 }
 
+void draw_mark(canvas &page, double x0, double y0, double x1, double y1)
+{
+    page.line(x0, y0, x1, y1, rgb(0xffffff, 0.45), 3);
+    page.line(x0, y0, x1, y1, rgb(0x06304f), 1.2);
+}
+
 void draw_colour_bar(canvas &page, double left, double top, double height,
-                     const colour_scale &colours)
+                     const colour_scale &colours, const std::string &unit)
 {
     constexpr int kSteps = 64;
     constexpr double kWidth = 18;
@@ -142,14 +148,14 @@ void draw_colour_bar(canvas &page, double left, double top, double height,
     cairo_rectangle(page.context(), left, top, kWidth, height);
     cairo_fill(page.context());
     page.frame(left, top, kWidth, height, kInk, 1.2);
-    const ticks levels{colours.bottom, colours.top, 9};
+    const ticks levels{colours.bottom, colours.top, std::clamp(height / 40, 2.0, 9.0)};
     for (int64_t tick = levels.first; tick <= levels.last; ++tick) {
         const double share = (colours.top - levels.value(tick)) / (colours.top - colours.bottom);
         const double y = top + share * height;
         page.line(left + kWidth, y, left + kWidth + 5, y, kInk, 1.2);
         page.text(left + kWidth + 56, y, levels.text(tick), {.size = 16, .side = align::right});
     }
-    page.text(left + kWidth / 2, top - 16, "dBFS",
+    page.text(left + kWidth / 2, top - 16, unit,
               {.size = 16, .ink = kFaintInk, .side = align::centre});
 }
 

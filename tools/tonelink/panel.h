@@ -11,6 +11,8 @@ namespace tonelink::tool {
 
 inline constexpr colour kInk = rgb(0x222222);
 inline constexpr colour kFaintInk = rgb(0x666666);
+inline constexpr colour kMark = rgb(0x1f77b4);      // of bursts
+inline constexpr colour kUndecoded = rgb(0xb2560d); // of those that were not decoded
 
 /// A part of the canvas where time runs to the right and frequency upwards.
 struct panel {
@@ -40,8 +42,11 @@ void paint_spectrogram(canvas &page, const panel &area, const spectrogram &level
 /// Frames the panel; seconds below it, kHz to its left.
 void draw_axes(canvas &page, const panel &area);
 
-/// The scale as a bar with its levels to the right.
+/// A line over colours: dark with a light rim, so that it shows on all of them.
+void draw_mark(canvas &page, double x0, double y0, double x1, double y1);
+
+/// The scale as a bar with its levels to the right and their unit above.
 void draw_colour_bar(canvas &page, double left, double top, double height,
-                     const colour_scale &colours);
+                     const colour_scale &colours, const std::string &unit);
 
 } // namespace tonelink::tool

@@ -12,10 +12,13 @@
 #include "burst_finder.h"
 #include "burst_layout.h"
 #include "burst_picture.h"
+#include "carrier_estimate.h"
 #include "command.h"
 #include "errors.h"
 #include "output_file.h"
+#include "receiver_input.h"
 #include "sound_file.h"
+#include "sound_survey.h"
 #include "spectrogram.h"
 
 namespace tonelink::tool {
@@ -28,33 +31,15 @@ struct plot_options {
     std::string input;
     std::string output;
     std::string channel;
-    std::string size = "1600x1000";
+    std::string size;
+    bool constellation = false;
 };
+
+constexpr picture_size kSize{1600, 1000};
+constexpr picture_size kSizeWithConstellation{1600, 1600};
 
 /// Spectra of 12 ms see 170 Hz apart: both little beside a symbol and the band.
 constexpr double kWindowSeconds = 0.012;
-
-/// What one passage over the sound tells, before it is known how a second is to look at it.
-struct survey {
-    int sample_rate = 0;
-    int channels = 0;
-    int64_t samples = 0;
-    std::vector<found_burst> bursts;
-};
-
-survey survey_sound(const sound_source &source)
-{
-    sound_reader sound{source};
-    survey found{sound.sample_rate(), sound.channels(), 0, {}};
-    burst_finder finder{static_cast<double>(sound.sample_rate())};
-    for (auto block = sound.read(); !block.empty(); block = sound.read()) {
-        finder.put(block);
-        found.samples += static_cast<int64_t>(block.size());
-    }
-    if (found.samples == 0) throw failure{source.path + " holds no samples"};
-    found.bursts = finder.finish();
-    return found;
-}
 
 spectrogram analyse(const sound_source &source, const spectrogram_shape &shape)
 {
@@ -73,7 +58,7 @@ spectrogram analyse(const sound_source &source, const spectrogram_shape &shape)
 }
 
 /// The whole sound. The transform, some power of two, is at least twice as long as the window.
-spectrogram_shape overview_of(const survey &sound, std::size_t columns)
+spectrogram_shape overview_of(const sound_survey &sound, std::size_t columns)
 {
     constexpr double kShortest = 16, kLongest = 8192; // for the oddest sample rates
     const auto window = static_cast<std::size_t>(
@@ -87,7 +72,8 @@ spectrogram_shape overview_of(const survey &sound, std::size_t columns)
 }
 
 /// One burst, with a longer transform for the fewer bins of its band.
-spectrogram_shape closeup_of(const survey &sound, const found_burst &burst, std::size_t columns)
+spectrogram_shape closeup_of(const sound_survey &sound, const sound_burst &burst,
+                             std::size_t columns)
 {
     spectrogram_shape shape = overview_of(sound, columns);
     const double first = burst.start_s - kCloseupMarginSeconds;
@@ -98,16 +84,40 @@ spectrogram_shape closeup_of(const survey &sound, const found_burst &burst, std:
     return shape;
 }
 
-/// The first burst that is about as clear as the clearest.
-std::size_t clearest(const std::vector<found_burst> &bursts)
+/// The samples of a burst at 44100 Hz, with some around it, and where in them it begins.
+struct burst_samples {
+    std::vector<int16_t> samples;
+    double start;
+};
+
+burst_samples cut_burst(const sound_source &source, int sample_rate, const sound_burst &burst)
+{
+    constexpr double kMarginSeconds = 0.02;
+    const auto skipped = std::llround(std::max(0.0, burst.start_s - kMarginSeconds) * sample_rate);
+    const double start = (burst.start_s - static_cast<double>(skipped) / sample_rate) * kDesignRate;
+    const auto end = static_cast<std::size_t>(
+        std::max(0.0, start + kBurstSamples + kMarginSeconds * kDesignRate));
+    receiver_input input{source};
+    input.skip(skipped);
+    burst_samples cut{{}, start};
+    for (auto block = input.read(); !block.empty() && cut.samples.size() < end;
+         block = input.read())
+        cut.samples.insert(cut.samples.end(), block.begin(), block.end());
+    return cut;
+}
+
+/// The first burst that is about as clear as the clearest, of those that were decoded if any were.
+std::size_t clearest(const sound_survey &sound)
 {
     constexpr double kAbout = 0.02;
+    const bool any_decoded = sound.decoded() > 0;
     double best = 0;
-    for (const found_burst &burst : bursts) best = std::max(best, burst.fit);
-    const auto first = std::find_if(bursts.begin(), bursts.end(), [best](const found_burst &burst) {
-        return burst.fit >= best - kAbout;
+    for (const sound_burst &burst : sound.bursts)
+        if (burst.is_decoded() == any_decoded) best = std::max(best, burst.fit);
+    const auto first = std::ranges::find_if(sound.bursts, [&](const sound_burst &burst) {
+        return burst.is_decoded() == any_decoded && burst.fit >= best - kAbout;
     });
-    return static_cast<std::size_t>(first - bursts.begin());
+    return static_cast<std::size_t>(first - sound.bursts.begin());
 }
 
 std::string channel_text(int channels, int channel)
@@ -126,19 +136,63 @@ std::string duration_text(double seconds)
            decimal(std::floor(std::fmod(seconds, 60)), 0) + " s";
 }
 
-std::string subtitle_of(const survey &sound, int channel)
+std::string count_of(const sound_survey &sound)
+{
+    const std::size_t bursts = sound.bursts.size(), decoded = sound.decoded();
+    if (!burst_finder::has_band(sound.sample_rate)) return "the sample rate is too low for bursts";
+    if (bursts == 0) return "no burst found";
+    if (bursts == 1) return decoded == 1 ? "1 burst, decoded" : "1 burst found, not decoded";
+    return std::to_string(bursts) + " bursts, " +
+           (decoded == bursts ? "all"
+            : decoded == 0    ? "none"
+                              : std::to_string(decoded)) +
+           " decoded";
+}
+
+std::string subtitle_of(const sound_survey &sound, const sound_source &source, bool constellation)
 {
     const std::string duration =
         duration_text(static_cast<double>(sound.samples) / sound.sample_rate);
-    std::string bursts = "no burst found";
-    if (!burst_finder::has_band(sound.sample_rate))
-        bursts = "the sample rate is too low for bursts";
-    else if (sound.bursts.size() == 1)
-        bursts = "1 burst found";
-    else if (sound.bursts.size() > 1)
-        bursts = std::to_string(sound.bursts.size()) + " bursts found";
-    return std::to_string(sound.sample_rate) + " Hz, " + channel_text(sound.channels, channel) +
-           ", " + duration + "  \u00b7  " + bursts;
+    const bool is_missing = constellation && sound.bursts.empty();
+    return std::to_string(sound.sample_rate) + " Hz, " +
+           channel_text(sound.channels, source.channel) + ", " + duration + "  \u00b7  " +
+           count_of(sound) + (is_missing ? ", so no constellation is shown" : "");
+}
+
+/// Which parts the picture of a sound has.
+picture_parts parts_of(const sound_survey &sound, bool constellation)
+{
+    if (sound.bursts.empty()) return picture_parts::overview;
+    return constellation ? picture_parts::constellation : picture_parts::closeup;
+}
+
+/// @param size  without one, the picture is high enough for its parts
+canvas draw_sound(const sound_source &source, const sound_survey &sound,
+                  const std::optional<picture_size> &size, bool constellation)
+{
+    const picture_parts parts = parts_of(sound, constellation);
+    const auto [width, height] =
+        size.value_or(parts == picture_parts::constellation ? kSizeWithConstellation : kSize);
+    const picture_layout layout{width, height, parts};
+    const spectrogram overview = analyse(source, overview_of(sound, layout.columns()));
+    burst_picture picture{std::filesystem::path{source.path}.filename(),
+                          subtitle_of(sound, source, constellation), &overview, sound.bursts};
+    std::optional<spectrogram> closeup;
+    std::optional<carrier_estimate> carriers;
+    if (!sound.bursts.empty()) {
+        picture.nearest = clearest(sound);
+        const sound_burst &nearest = sound.bursts[picture.nearest];
+        if (layout.has_closeup()) {
+            closeup = analyse(source, closeup_of(sound, nearest, layout.columns()));
+            picture.closeup = &*closeup;
+        }
+        if (constellation) {
+            const auto [samples, start] = cut_burst(source, sound.sample_rate, nearest);
+            carriers = estimate_carriers(samples, start, nearest.message);
+            picture.carriers = &*carriers;
+        }
+    }
+    return draw_picture(picture, layout);
 }
 
 void plot(const CLI::App &command, const plot_options &options)
@@ -146,26 +200,16 @@ void plot(const CLI::App &command, const plot_options &options)
     sound_source source{options.input};
     if (command.count("--channel") > 0)
         source.channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
-    const auto [width, height] = parse_size(options.size);
+    std::optional<picture_size> size;
+    if (command.count("--size") > 0) size = parse_size(options.size);
     if (options.output != "-" && std::filesystem::path{options.output}.extension() != ".png")
         throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
     refuse_terminal(options.output);
     if (options.input == "-" || std::filesystem::is_fifo(options.input))
         throw wrong_usage{"cannot plot from a pipe, as the sound is read twice; a file is right"};
 
-    const survey sound = survey_sound(source);
-    const picture_layout layout{width, height, !sound.bursts.empty()};
-    const spectrogram overview = analyse(source, overview_of(sound, layout.columns()));
-    burst_picture picture{std::filesystem::path{options.input}.filename(),
-                          subtitle_of(sound, source.channel), &overview, sound.bursts};
-    std::optional<spectrogram> closeup;
-    if (!sound.bursts.empty()) {
-        picture.nearest = clearest(sound.bursts);
-        const found_burst &nearest = sound.bursts[picture.nearest];
-        closeup = analyse(source, closeup_of(sound, nearest, layout.columns()));
-        picture.closeup = &*closeup;
-    }
-    const canvas page = draw_picture(picture, layout);
+    const sound_survey sound = survey_sound(source);
+    const canvas page = draw_sound(source, sound, size, options.constellation);
     output_file output{options.output};
     page.write_png(output);
     output.commit();
@@ -190,7 +234,11 @@ void add_plot_command(CLI::App &program)
         ->add_option("--channel", options->channel,
                      "Look at one channel alone, 1 for the first (default: a mix of all)")
         ->type_name("N");
-    command->add_option("--size", options->size, "Pixels of the picture (default 1600x1000)")
+    command->add_flag("--constellation", options->constellation,
+                      "Show the carriers of the clearest burst: as points, and the error of each");
+    command
+        ->add_option("--size", options->size,
+                     "Pixels of the picture (default 1600x1000, 1600x1600 with --constellation)")
         ->type_name("WxH");
     command->callback([command, options] { plot(*command, *options); });
 }

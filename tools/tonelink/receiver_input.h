@@ -20,6 +20,9 @@ public:
     /// Throws failure, like sound_reader.
     explicit receiver_input(const sound_source &source);
 
+    /// Passes over samples at the file's own rate, before the first read().
+    void skip(int64_t count) { sound_.skip(count); }
+
     /// The next samples, none at the end. Valid until the next call.
     std::span<const int16_t> read();
 

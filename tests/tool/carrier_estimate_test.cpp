@@ -1,0 +1,163 @@
+#include "carrier_estimate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/signals.h"
+#include "test_sounds.h"
+
+namespace tonelink::tool {
+namespace {
+
+constexpr uint32_t kMessage = 0x12673CA5;
+constexpr std::size_t kLead = 1000;
+
+const message_bits kBits = [] {
+    message_bits bits;
+    for (int bit = 31; bit >= 0; --bit) bits.push_back((kMessage >> bit) & 1u);
+    return bits;
+}();
+
+/// The burst with silence around it, not too loud for noise and echoes.
+test::sound padded_burst(float gain = 0.25f)
+{
+    test::sound samples(kLead);
+    test::mix(samples, test::burst_of(kMessage), kLead, gain);
+    samples.resize(samples.size() + 1000);
+    return samples;
+}
+
+std::vector<int16_t> as_16_bits(const test::sound &samples)
+{
+    std::vector<int16_t> integers;
+    for (const float sample : samples)
+        integers.push_back(
+            static_cast<int16_t>(std::lrint(std::clamp(sample * 32768, -32768.0f, 32767.0f))));
+    return integers;
+}
+
+carrier_estimate estimate(const test::sound &samples, double start, const message_bits &message)
+{
+    return estimate_carriers(as_16_bits(samples), start, message);
+}
+
+/// The power of noise in the samples that add_noise() adds at a level.
+double noise_power(double snr_db)
+{
+    test::sound samples(200000);
+    test::add_noise(samples, snr_db, /*seed=*/9);
+    double sum = 0;
+    for (const float sample : samples) sum += double{sample} * double{sample};
+    return sum / static_cast<double>(samples.size());
+}
+
+/// The mean of noise to signal over the carriers of a burst of gain 1 in white noise, from the
+/// power of each symbol's body, which its 61 carriers share.
+double expected_error_db(double snr_db)
+{
+    const auto burst = test::burst_of(kMessage);
+    const double noise = noise_power(snr_db);
+    double sum = 0;
+    for (int symbol = 0; symbol < kSymbols; ++symbol) {
+        const auto body = static_cast<std::size_t>(kFirstSymbolSample + kExtensionSamples +
+                                                   symbol * kSymbolSamples);
+        double energy = 0;
+        for (std::size_t i = 0; i < kBodySamples; ++i)
+            energy += double{burst[body + i]} * double{burst[body + i]};
+        // A sine has its power in two bins of the transform, noise spreads over all of them.
+        sum += noise / (energy / kCarriers / 2);
+    }
+    return 10 * std::log10(sum / kSymbols);
+}
+
+TEST(CarrierEstimate, ACleanBurstIsCleanFromWhereverItStarts)
+{
+    for (const double late : {0.0, 33.3, 80.0, -80.0, 200.0, -200.0}) {
+        SCOPED_TRACE(late);
+        const auto burst = estimate(padded_burst(), kLead + late, kBits);
+        EXPECT_NEAR(burst.start, kLead, 0.05);
+        EXPECT_NEAR(burst.pitch_ppm(), 0, 0.05);
+        EXPECT_LT(burst.data_error_db(), -40);
+        EXPECT_LT(burst.pilot_error_db(), -40);
+        EXPECT_EQ(burst.wrong_data(), 0);
+    }
+}
+
+TEST(CarrierEstimate, SignsAreTheMessagesWhereItIsKnown)
+{
+    const auto known = estimate(padded_burst(), kLead, kBits);
+    const auto guessed = estimate(padded_burst(), kLead, {});
+    for (int symbol = 1; symbol <= kSymbols; ++symbol)
+        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier)
+            EXPECT_EQ(known.at(symbol, carrier).ideal, guessed.at(symbol, carrier).ideal);
+    const auto wrong = estimate(padded_burst(), kLead, message_bits(48, 1));
+    EXPECT_NEAR(wrong.wrong_data(), 244, 60);
+    EXPECT_GT(wrong.data_error_db(), 0);
+    EXPECT_LT(wrong.pilot_error_db(), -40);
+}
+
+TEST(CarrierEstimate, AnotherClockIsMeasuredAndMadeGood)
+{
+    for (const double ppm : {20.0, -100.0, 400.0, -700.0}) {
+        SCOPED_TRACE(ppm);
+        const auto sound = test::resampled(padded_burst(), kDesignRate / (1 + ppm * 1e-6));
+        const auto burst = estimate(sound, kLead + 50, kBits);
+        EXPECT_NEAR(burst.pitch_ppm(), ppm, 0.1);
+        EXPECT_LT(burst.error_db(), -36);
+    }
+}
+
+TEST(CarrierEstimate, TheErrorIsThatOfTheNoise)
+{
+    constexpr int kTrials = 6;
+    for (const double snr_db : {15.0, 20.0, 30.0}) {
+        SCOPED_TRACE(snr_db);
+        double data_db = 0, pilots_db = 0;
+        for (uint32_t trial = 1; trial <= kTrials; ++trial) {
+            test::sound sound(kLead);
+            test::mix(sound, test::burst_of(kMessage), kLead);
+            test::add_noise(sound, snr_db, 7919 * trial);
+            for (float &sample : sound) sample /= 4;
+            const auto burst = estimate(sound, kLead + 50, kBits);
+            data_db += burst.data_error_db() / kTrials;
+            pilots_db += burst.pilot_error_db() / kTrials;
+        }
+        // The noise of the pilots adds 0.6 dB, at ten pilots a carrier and less sure at the edges;
+        // what is taken out of each symbol as a whole adds 0.2, weak outer carriers 0.1.
+        EXPECT_NEAR(data_db, expected_error_db(snr_db) + 0.9, 0.4);
+        EXPECT_NEAR(pilots_db, expected_error_db(snr_db) + 0.9, 0.4);
+    }
+}
+
+TEST(CarrierEstimate, AnEchoWithinTheExtensionsIsTakenOut)
+{
+    test::sound sound = padded_burst();
+    test::mix(sound, padded_burst(), 80, 0.5f);
+    const auto burst = estimate(sound, kLead, kBits);
+    EXPECT_LT(burst.error_db(), -30);
+    EXPECT_EQ(burst.wrong_data(), 0);
+}
+
+TEST(CarrierEstimate, WhatIsCutOffIsAllWrongAndTheRestIsNot)
+{
+    constexpr int kCut = 3 * kSymbolSamples + kFirstSymbolSample; // three symbols
+    test::sound sound = test::burst_of(kMessage);
+    sound.erase(sound.begin(), sound.begin() + kCut);
+    const auto burst = estimate(sound, -kCut + 60, kBits);
+    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
+            if (symbol <= 3)
+                EXPECT_EQ(burst.at(symbol, carrier).error(), 1);
+            else
+                EXPECT_LT(burst.at(symbol, carrier).error(), 0.01) << symbol << ' ' << carrier;
+        }
+    }
+    const auto silence = estimate({}, 0, {});
+    EXPECT_EQ(silence.error_db(), 0);
+}
+
+} // namespace
+} // namespace tonelink::tool

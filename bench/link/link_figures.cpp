@@ -2,7 +2,7 @@
 // after the other, and how often it is mistaken about sounds without bursts. Prints JSON, the same
 // each time.
 //
-//     link_figures [QUICK]   any argument: a twentieth of the work, to see that it runs
+//     link_figures [FIGURE...]   noise, clock, level, part, echo, mistakes; all without any
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -31,8 +31,8 @@ constexpr std::size_t kSilenceBefore = 2000;
 constexpr std::size_t kSilenceAfter = 3000;
 constexpr std::size_t kMessages = 100;
 
-int trials = 200; // for each point
-int minutes = 60; // of each everyday sound
+constexpr int kTrials = 200; // for each point
+constexpr int kMinutes = 60; // of each everyday sound
 
 struct sent_burst {
     std::vector<uint8_t> message;
@@ -115,7 +115,7 @@ using channel = std::function<void(sound &, generator &)>;
 double share_decoded(std::size_t bits, const channel &impair)
 {
     std::atomic<int> decoded{0};
-    side_by_side(static_cast<std::size_t>(trials), [&](std::size_t trial) {
+    side_by_side(std::size_t{kTrials}, [&](std::size_t trial) {
         generator random{1000 * bits + trial};
         const sent_burst &burst = bursts_of(bits)[trial % kMessages];
         sound scene(kSilenceBefore + random() % 80, 0);
@@ -124,7 +124,7 @@ double share_decoded(std::size_t bits, const channel &impair)
         impair(scene, random);
         if (is_decoded(burst, to_16_bits(scene))) ++decoded;
     });
-    return static_cast<double>(decoded) / trials;
+    return static_cast<double>(decoded) / kTrials;
 }
 
 double burst_power() // of all of them about the same
@@ -236,40 +236,46 @@ template <class Source> void print_false_acceptances(const char *name)
 {
     std::atomic<int> heard_32{0};
     std::atomic<int> heard_48{0};
-    side_by_side(static_cast<std::size_t>(minutes), [&](std::size_t minute) {
+    side_by_side(std::size_t{kMinutes}, [&](std::size_t minute) {
         const auto [short_ones, long_ones] = false_acceptances<Source>(minute);
         heard_32 += short_ones;
         heard_48 += long_ones;
     });
     std::printf(
         "  {\"sound\": \"%s\", \"minutes\": %d, \"accepted_32\": %d, \"accepted_48\": %d},\n", name,
-        minutes, heard_32.load(), heard_48.load());
+        kMinutes, heard_32.load(), heard_48.load());
     std::fflush(stdout);
 }
 
-void print_all()
-{
-    std::printf("[\n");
-    noise_curves();
-    clock_curves();
-    level_curves();
-    part_curves();
-    echo_curves();
-    print_false_acceptances<noise_source>("noise");
-    print_false_acceptances<speech_source>("speech");
-    print_false_acceptances<music_source>("music");
-    std::printf("  {\"trials\": %d}\n]\n", trials);
-}
+struct figure {
+    const char *name;
+    void (*print)();
+};
+
+constexpr figure kFigures[] = {
+    {"noise", noise_curves},
+    {"clock", clock_curves},
+    {"level", level_curves},
+    {"part", part_curves},
+    {"echo", echo_curves},
+    {"mistakes",
+     [] {
+         print_false_acceptances<noise_source>("noise");
+         print_false_acceptances<speech_source>("speech");
+         print_false_acceptances<music_source>("music");
+     }},
+};
 
 } // namespace
 
 } // namespace tonelink::bench
 
-int main(int argc, char **)
+int main(int argc, char **argv)
 {
-    if (argc > 1) {
-        tonelink::bench::trials /= 20;
-        tonelink::bench::minutes /= 20;
-    }
-    tonelink::bench::print_all();
+    using namespace tonelink::bench;
+    const std::vector<std::string> wanted(argv + 1, argv + argc);
+    std::printf("[\n");
+    for (const figure &f : kFigures)
+        if (wanted.empty() || std::ranges::find(wanted, f.name) != wanted.end()) f.print();
+    std::printf("  {\"trials\": %d}\n]\n", kTrials);
 }

@@ -1,0 +1,194 @@
+#!/usr/bin/env python3
+"""Writes docs/performance.md and its picture from what the benchmarks have measured.
+
+    draw_performance.py BUILD   BUILD/bench/*.json, the libraries and the compiler's name are read
+"""
+import json
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+import matplotlib
+
+matplotlib.use("svg")
+import matplotlib.pyplot as plt  # noqa: E402
+
+HERE = Path(__file__).parent
+BUILD = Path(sys.argv[1])
+COLOURS = ["#2a788e", "#f4a259", "#7a3b69", "#5b8c5a", "#bc4b51", "#8cb3c2", "#d9dfe4", "#22303c"]
+WIDTHS = {"4 lanes": "4 lanes", "8 lanes": "8 lanes (AVX2)"}
+plt.rcParams.update({"svg.hashsalt": "performance", "svg.fonttype": "none",
+                     "font.family": "DejaVu Sans", "figure.figsize": (8, 3)})
+
+
+def measured(name):
+    """Microseconds of processor time of each benchmark, and all that was measured."""
+    data = json.loads((BUILD / "bench" / name).read_text())
+    unit = {"ns": 1e-3, "us": 1, "ms": 1e3}
+    rows = {b["name"]: b["cpu_time"] * unit[b["time_unit"]] for b in data["benchmarks"]}
+    return rows, data
+
+
+def number(value):
+    return f"{value:.0f}" if value >= 100 else f"{value:.1f}" if value >= 10 else f"{value:.2f}"
+
+
+def table(head, rows):
+    return "\n".join(["| " + " | ".join(head) + " |", "|---" * len(head) + "|"] +
+                     ["| " + " | ".join(row) + " |" for row in rows])
+
+
+def compared(rows, label, plain, fast):
+    """A row: the plain time, and each fast one with its ratio."""
+    cells = [label, number(rows[plain]) if plain else ""]
+    for name in fast:
+        time = rows.get(name)
+        ratio = f" ({rows[plain] / time:.1f})" if time and plain else ""
+        cells.append(number(time) + ratio if time else "")
+    return cells
+
+
+def draw_shares(name, bars):
+    """Bars of stages, one under the other: (label, [(stage, microseconds)])."""
+    figure, axes = plt.subplots()
+    stages = list(dict.fromkeys(stage for _, parts in bars for stage, _ in parts))
+    for y, (label, parts) in enumerate(reversed(bars)):
+        left, total = 0, sum(time for _, time in parts)
+        for stage, time in parts:
+            axes.barh(y, 100 * time / total, left=left, color=COLOURS[stages.index(stage)],
+                      label=stage if y == 0 else None, edgecolor="white")
+            left += 100 * time / total
+    axes.set_yticks(range(len(bars)), [label for label, _ in reversed(bars)])
+    axes.set_xlabel("share of the time (%)")
+    axes.set_xlim(0, 100)
+    for side in ("top", "right", "left"):
+        axes.spines[side].set_visible(False)
+    handles = [plt.Rectangle((0, 0), 1, 1, color=COLOURS[i]) for i in range(len(stages))]
+    axes.legend(handles, stages, frameon=False, ncols=4, loc="lower center",
+                bbox_to_anchor=(0.5, 1), fontsize="small")
+    figure.tight_layout()
+    figure.savefig(HERE / f"{name}.svg", metadata={"Date": None})
+    plt.close(figure)
+
+
+def library_facts():
+    library = next((BUILD / "src").glob("libtonelink-api.so.*.*.*"))
+    platform = next((BUILD / "platform").rglob("libtonelink-platform.so.0"))
+    with tempfile.TemporaryDirectory() as folder:
+        stripped = Path(folder) / "stripped"
+        subprocess.run(["strip", "-o", stripped, library], check=True)
+        size = stripped.stat().st_size
+    load = f"""
+import ctypes, time
+ctypes.CDLL({str(platform)!r}, ctypes.RTLD_GLOBAL)
+begin = time.perf_counter()
+ctypes.CDLL({str(library)!r})
+print(1e6 * (time.perf_counter() - begin))
+"""
+    times = [float(subprocess.run([sys.executable, "-c", load], check=True, capture_output=True,
+                                  text=True).stdout) for _ in range(21)]
+    return size, statistics.median(times)
+
+
+def machine(data):
+    cpu = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
+    compiler = re.search(r"CMAKE_CXX_COMPILER:[A-Z]+=(.*)", (BUILD / "CMakeCache.txt").read_text())
+    version = subprocess.run([compiler[1], "--version"], check=True, capture_output=True,
+                             text=True).stdout.splitlines()[0]
+    return f"{cpu[1] if cpu else 'unknown processor'}, {data['context']['mhz_per_cpu']} MHz; " \
+           f"{version}, -O3; {data['context']['date'][:10]}"
+
+
+def main():
+    burst, burst_data = measured("burst.json")
+    receiver, _ = measured("receiver.json")
+    _, start_data = measured("start.json")
+    widths = [w for w in WIDTHS if f"burst/{w}" in burst]
+    heads = ["plain"] + [WIDTHS[w] for w in widths]
+
+    def burst_row(stage, common=False):
+        fast = [stage if common else f"{stage}/{w}" for w in widths]
+        plain = f"{stage}/plain"
+        return compared(burst, stage.removeprefix("stage "), plain if plain in burst else None, fast)
+
+    burst_stages = [("stage channel coding", True), ("stage modulation", False),
+                    ("stage interpolation", False), ("stage mirroring", True),
+                    ("stage band shift", False), ("stage normalisation", False),
+                    ("stage output filter", True)]
+    receiver_stages = ["band shift", "transforms", "demodulation, 32 bits", "path search, 32 bits",
+                       "trace back, 32 bits"]
+    draw_shares("performance-burst", [
+        (WIDTHS[w], [(s.removeprefix("stage "), burst[s if common else f"{s}/{w}"])
+                     for s, common in burst_stages]) for w in widths])
+    draw_shares("performance-receiver", [
+        (WIDTHS[w], [(s, receiver[f"stage {s}, {w}"]) for s in receiver_stages]) for w in widths])
+
+    blocks = []
+    for what in ("32 bits", "48 bits", "both lengths"):
+        for size in (80, 441, 4410, 44100):
+            times = [receiver[f"receiver {what}, {w}/{size}"] for w in widths]
+            blocks.append([what, str(size)] + [f"{number(t)} ({1e6 / t:.0f})" for t in times])
+    plain_second = receiver["receiver_plain/44100"]
+    starts = {b["name"].split("/")[0]: b for b in start_data["benchmarks"]}
+    size, load = library_facts()
+
+    (HERE.parent / "performance.md").write_text(f"""# Performance
+
+Measured by `script/bench` on {machine(burst_data)}.
+Times are microseconds of processor time on one core; the ratio to the plain form, measured in the same run, stands in parentheses. The library has its vector stages twice and takes
+AVX2 where the processor has it.
+
+## A burst
+
+48 bits, with the output filter of a transmission: 525.4 ms of sound.
+
+{table(["", *heads], [burst_row("burst"), *(burst_row(*s) for s in burst_stages)])}
+
+![Shares of the stages of a burst](pictures/performance-burst.svg)
+
+{table(["from the start of a transmission to its first samples", "median", "share of the burst"],
+       [[how, number(starts[f"start_to_first_write_by_{name}"]["median_us"]),
+         f"{100 * starts[f'start_to_first_write_by_{name}']['share_of_burst']:.0f} %"]
+        for how, name in (("by the output's callback", "callback"), ("by the writer thread", "thread"))])}
+
+The audio output answers at once. A busy machine lets the new thread wait.
+
+## A second of received sound
+
+By the plain forms, messages of 32 bits: {number(plain_second)} us. In vectors, by the size of the blocks, and in
+parentheses as a multiple of real time:
+
+{table(["messages", "block", *heads[1:]], blocks)}
+
+Plain to fast, 32 bits in blocks of 44100: {", ".join(
+    f"{plain_second / receiver[f'receiver 32 bits, {w}/44100']:.1f} with {WIDTHS[w]}" for w in widths)}.
+
+{table(["stage", *heads[1:]], [[s] + [number(receiver[f"stage {s}, {w}"]) for w in widths]
+                               for s in receiver_stages])}
+
+![Shares of the stages of the receiver](pictures/performance-receiver.svg)
+
+{table(["one candidate by the plain forms", "us"],
+       [[label, number(receiver[name])] for label, name in (
+           ("transform", "one transform, plain"), ("demodulation", "one demodulation, plain"),
+           ("decoding, 32 bits", "one decoding, plain/32"),
+           ("decoding, 48 bits", "one decoding, plain/48"))])}
+
+## Memory and size
+
+| what | how much |
+|---|---|
+| modem state | 67 KB of spectra and 46 KB for its burst; 2 KB for both shifters, which all states share |
+| making a burst | no heap beyond the state; at most 24 KB of stack |
+| a transmission | the state, and 226 KB for five copies of the burst |
+| streaming receiver | 145 KB, nothing else; 35 KB of stack |
+| a call of `receiver_snfc` | 145 KB, a copy of its block, and room for the records |
+| stripped library | {size / 1024:.0f} KB |
+| loading it | {load:.0f} us, symbols resolved |
+""")
+
+
+main()

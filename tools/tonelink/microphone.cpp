@@ -11,12 +11,12 @@ constexpr unsigned int kRate = 44100;
 constexpr unsigned int kLatencyUs = 200'000;
 constexpr std::size_t kBlock = 2205; // 50 ms
 
-void be_silent(const char *, int, const char *, int, const char *, ...) {}
+void be_silent(const char *, int, const char *, int, const char *, va_list) {}
 
 snd_pcm_t *open_device(const std::string &device)
 {
-    // ALSA explains failures on standard error, in lines of its own.
-    snd_lib_error_set_handler(be_silent);
+    // ALSA explains failures on standard error, in lines of its own; not so on this thread.
+    snd_lib_error_set_local(be_silent);
     snd_pcm_t *pcm = nullptr;
     int error = snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK);
     if (error >= 0)

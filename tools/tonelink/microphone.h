@@ -1,13 +1,26 @@
 // A sound card, or what a desktop makes of one, to listen to.
 #pragma once
 
+#include <cassert>
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+// One of its declarations lies outside the extern "C" that it has of its own. What it includes must
+// not come into this one: it is above.
+extern "C" {
 #include <alsa/asoundlib.h>
+}
 
 namespace tonelink::tool {
 

@@ -117,11 +117,12 @@ public:
         std::vector<std::future<void>> workers;
         for (std::size_t i = 0; i < std::min(cores, files_.size()); ++i)
             workers.push_back(std::async(std::launch::async, [this] { work(); }));
-        for (std::size_t i = 0; i < files_.size(); ++i) {
-            while (!is_done(i)) show_progress();
-            print_file(*files_[i]);
+        try {
+            print_all();
+        } catch (...) {
+            next_ = files_.size(); // nobody waits for the rest
+            throw;
         }
-        for (auto &worker : workers) worker.get();
         return status_;
     }
 
@@ -141,6 +142,14 @@ private:
     {
         std::unique_lock lock{mutex_};
         return done_.wait_for(lock, kTick, [&] { return files_[i]->is_done; });
+    }
+
+    void print_all()
+    {
+        for (std::size_t i = 0; i < files_.size(); ++i) {
+            while (!is_done(i)) show_progress();
+            print_file(*files_[i]);
+        }
     }
 
     void show_progress()

@@ -71,7 +71,7 @@ void draw_bar_legend(canvas &page, const panel &area, double y,
 /// With two words "2: 12673CA5", with one the message, with none the number.
 std::string short_name(std::size_t number, const sound_burst &burst, int words)
 {
-    const std::string count = std::to_string(number + 1);
+    std::string count = std::to_string(number + 1);
     if (words == 0) return count;
     if (words == 1) return burst.is_decoded() ? hex_of(burst.message) : count;
     return burst.is_decoded() ? count + ": " + hex_of(burst.message) : "burst " + count;

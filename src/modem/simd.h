@@ -170,6 +170,20 @@ TONELINK_INLINE words maximum(words a, words b)
     return select((words)(a > b), a, b);
 #endif
 }
+
+/// The larger of words from kLowestFloatBits to kHighestFloatBits: those of positive floats of full
+/// precision, which compare as their bits do. SSE2 has a maximum for floats alone.
+inline constexpr int32_t kLowestFloatBits = 0x00800000;
+inline constexpr int32_t kHighestFloatBits = 0x7F7FFFFF;
+TONELINK_INLINE words maximum_as_floats(words a, words b)
+{
+#if TONELINK_LANES == 4 && defined(__SSE2__)
+    return (words)_mm_max_ps((__m128)a, (__m128)b);
+#else
+    return maximum(a, b);
+#endif
+}
+
 TONELINK_INLINE halves maximum(halves a, halves b)
 {
 #if TONELINK_LANES == 8

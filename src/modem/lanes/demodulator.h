@@ -27,8 +27,9 @@ constexpr std::size_t first_bit(std::size_t s) { return s * kUsedBins / 2; }
 constexpr std::size_t first_pilot(std::size_t s) { return s % 2; }
 constexpr std::size_t first_data(std::size_t s) { return 1 - s % 2; }
 
-/// Halves of all lanes of a batch for each pilot, or each data bin, of a symbol.
-typedef halves bin_row[kPilots][kVectors];
+/// Halves of all lanes of a batch for a bin, and for each pilot, or each data bin, of a symbol.
+typedef halves batch_halves[kVectors];
+typedef batch_halves bin_row[kPilots];
 
 /// How each lane of a symbol comes to the largest exponent of the lane's burst.
 struct alignment {
@@ -58,12 +59,11 @@ TONELINK_INLINE halves halve_to_zero(halves x) { return subtract(x, x >> 15) >> 
 
 /// What is kept of a symbol until its neighbours have used it.
 struct symbol_work {
-    bin_row pilots; // descrambled
-    bin_row halved; // halved towards zero
+    // Pilots descrambled: entry d is the one below data bin d, entry d + 1 the one above. The
+    // symbols whose data begin and end the band have none there: zeros.
+    batch_halves pilots[kPilots + 1];
+    bin_row halved; // pilots halved towards zero
     bin_row data;   // descrambled
-    // Pilots as weighted neighbours of data bins: entry d is the one below data bin d, entry d + 1
-    // the one above. The symbols whose data begin and end the band have none there: zeros.
-    halves neighbours[kPilots + 1][kVectors];
 };
 
 /// The candidates of a batch on their way.
@@ -111,15 +111,13 @@ void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s
     const descrambling_factors *const factors =
         &kDescrambling.of[kUsedBins * (s % kScramblingSymbols)];
     const std::size_t from = column + kSymbolHops * s;
-    const halves weight = splat_pair(pair{kNeighbourQ16, kNeighbourQ16});
-    auto *const neighbours = symbol.neighbours + first_pilot(s);
+    batch_halves *const pilots = symbol.pilots + first_pilot(s);
     std::size_t k = first_pilot(s);
     for (std::size_t i = 0; k < kUsedBins; ++i, k += 2) {
         descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
                             [&](std::size_t v, halves pilot) {
-                                symbol.pilots[i][v] = pilot;
+                                pilots[i][v] = pilot;
                                 symbol.halved[i][v] = halve_to_zero(pilot);
-                                neighbours[i][v] = multiply_high(pilot, weight);
                             });
     }
     k = first_data(s);
@@ -128,22 +126,22 @@ void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s
                             [&](std::size_t v, halves data) { symbol.data[i][v] = data; });
     if (first_pilot(s) == 0) return;
     for (std::size_t v = 0; v < Vectors; ++v)
-        symbol.neighbours[0][v] = symbol.neighbours[kPilots][v] = halves{};
+        symbol.pilots[0][v] = symbol.pilots[kPilots][v] = halves{};
 }
 
 /// The pilots whose sum is what the grid has at a symbol's data bins: the halved ones of the
 /// symbols before and after, or for the first and the last symbol those of its only neighbour.
 struct pilots_around {
-    const bin_row &one;
-    const bin_row &other;
+    const batch_halves *one;
+    const batch_halves *other;
 };
 
 TONELINK_INLINE pilots_around find_pilots(const batch_work &work, std::size_t s)
 {
     const symbol_work &before = work.symbols[(s + 2) % 3];
     const symbol_work &after = work.symbols[(s + 1) % 3];
-    if (s == 0) return {after.pilots, work.nothing};
-    if (s == kSymbols - 1) return {before.pilots, work.nothing};
+    if (s == 0) return {after.pilots + first_pilot(s + 1), work.nothing};
+    if (s == kSymbols - 1) return {before.pilots + first_pilot(s - 1), work.nothing};
     return {before.halved, after.halved};
 }
 
@@ -160,13 +158,19 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
     const symbol_work &symbol = work.symbols[s % 3];
     const pilots_around around = find_pilots(work, s);
     const std::size_t bits = first_bit(s + 1) - first_bit(s);
+    const halves weight = splat_pair(pair{kNeighbourQ16, kNeighbourQ16});
+    halves below[Vectors];
+    for (std::size_t v = 0; v < Vectors; ++v)
+        below[v] = multiply_high(symbol.pilots[0][v], weight);
     for (std::size_t d = 0; d < bits; ++d) {
         int32_t *rows[Targets];
         for (std::size_t t = 0; t < Targets; ++t)
             rows[t] = targets[t].sums[targets[t].slots[first_bit(s) + d]];
         for (std::size_t v = 0; v < Vectors; ++v) {
+            const halves above = multiply_high(symbol.pilots[d + 1][v], weight);
             halves channel = add(around.one[d][v], around.other[d][v]) >> 2;
-            channel = add(channel, add(symbol.neighbours[d][v], symbol.neighbours[d + 1][v]));
+            channel = add(channel, add(below[v], above));
+            below[v] = above;
             const words product = multiply_add(symbol.data[d][v], channel);
             const words soft = shift_right_each(product, work.soft_shifts[v]);
             const words limited = limit<kSoftLimit>(soft);

@@ -96,7 +96,6 @@ TONELINK_INLINE void descramble(const cplx16 *bins, const descrambling_factors &
     const halves for_real = splat_pair(factors.for_real);
     const halves for_imaginary = splat_pair(factors.for_imaginary);
     // The rows are a cache line or two each, and the next symbol's follow in the same order.
-    __builtin_prefetch(bins + kSymbolHops);
     for (std::size_t v = 0; v < Vectors; ++v) {
         const halves aligned = align(load<halves>(bins + v * kLanes), alignments[v]);
         use(v, multiply(aligned, for_real, for_imaginary));
@@ -160,8 +159,7 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
     const std::size_t bits = first_bit(s + 1) - first_bit(s);
     const halves weight = splat_pair(pair{kNeighbourQ16, kNeighbourQ16});
     halves below[Vectors];
-    for (std::size_t v = 0; v < Vectors; ++v)
-        below[v] = multiply_high(symbol.pilots[0][v], weight);
+    for (std::size_t v = 0; v < Vectors; ++v) below[v] = multiply_high(symbol.pilots[0][v], weight);
     for (std::size_t d = 0; d < bits; ++d) {
         int32_t *rows[Targets];
         for (std::size_t t = 0; t < Targets; ++t)

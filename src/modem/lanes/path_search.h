@@ -54,7 +54,8 @@ template <unsigned Code> TONELINK_INLINE words advance(words metric, const branc
         return metric - m.agreement[7 - Code];
 }
 
-/// Code bits 0, 1 and 2, the first one highest, of the branch into state s from the predecessor whose oldest bit is 0.
+/// Code bits 0, 1 and 2, the first one highest, of the branch into state s from the predecessor
+/// whose oldest bit is 0.
 constexpr unsigned code_into(unsigned s)
 {
     return (outBits[s] & 1u) << 2 | (outBits[s] >> 1 & 1u) << 1 | (outBits[s] >> 2 & 1u);

@@ -18,6 +18,7 @@
 #include "modem/plain/burst_generator.h"
 #include "modem/plain/interpolator.h"
 #include "modem/plain/modulator.h"
+#include "modem/spectrum_mirror.h"
 #include "tonelink/modem.h"
 
 namespace {
@@ -102,7 +103,7 @@ void add_common_forms()
 {
     add("stage channel coding",
         [](workbench &b) { benchmark::DoNotOptimize(encode_channel(b.bits)); });
-    add("stage mirroring", [](workbench &b) { mirror_spectrum(b.burst); });
+    add("stage mirroring", [](workbench &b) { mirror_spectrum(b.burst, 1); });
     add("stage output filter", [](workbench &b) {
         auto burst = b.burst;
         high_pass(burst);

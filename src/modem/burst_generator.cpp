@@ -1,8 +1,6 @@
 #include "modem/burst_generator.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 
 #include "modem/band_shift.h"
 #include "modem/channel_encoder.h"
@@ -10,21 +8,9 @@
 #include "modem/interpolator.h"
 #include "modem/modem_state.h"
 #include "modem/modulator.h"
+#include "modem/spectrum_mirror.h"
 
 namespace tonelink {
-
-static_assert(std::endian::native == std::endian::little && kBurstSamples % 2 == 0);
-
-void mirror_spectrum(burst_span burst)
-{
-    // Two samples a word, of which the second is in the upper half: -x is ~x + 1 there.
-    for (std::size_t i = 0; i < burst.size(); i += 2) {
-        uint32_t word;
-        std::memcpy(&word, &burst[i], sizeof word);
-        word = (word ^ 0xFFFF0000u) + 0x10000u;
-        std::memcpy(&burst[i], &word, sizeof word);
-    }
-}
 
 int32_t peak_magnitude(std::span<const int16_t, kBurstSamples> burst)
 {
@@ -56,7 +42,7 @@ void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &sh
     frame_samples frame = modulate_symbols(channel, stages); // 16 symbols and 13 zeros at 4410 Hz
     ramp_edges(frame);
     interpolate_by_10(frame, burst, stages); // to 44100 Hz
-    if (invert) mirror_spectrum(burst);
+    if (invert) mirror_spectrum(burst, 1);
     shift_band(burst, shifter, stages); // 1841 Hz down
     normalise_peak(burst, stages);
 }

@@ -7,9 +7,6 @@
 
 namespace tonelink {
 
-/// Negates every second sample: a component at f moves to half the sample rate less f.
-void mirror_spectrum(burst_span burst);
-
 /// The largest magnitude, 0 to 32768.
 int32_t peak_magnitude(std::span<const int16_t, kBurstSamples> burst);
 

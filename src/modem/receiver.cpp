@@ -8,8 +8,8 @@
 #include <type_traits>
 
 #include "modem/channel_encoder.h"
-#include "modem/fixed_point.h"
 #include "modem/modem_state.h"
+#include "modem/spectrum_mirror.h"
 #include "modem/stream_receiver.h"
 #include "toolkit/containers.h"
 #include "toolkit/scoped_vector.h"
@@ -82,8 +82,8 @@ void shift_and_mirror(const int16_t *block, const snfc_state &state, vec16 &copy
     makeBandShift(copy.data, copy.length, &sInfoRx);
     if (state.spectral_inversion == 0) return;
     // The pattern starts afresh with each block, whatever its length.
-    for (int32_t i = state.invert_phase != 0 ? 0 : 1; i < copy.length; i += 2)
-        copy.data[i] = low16(-copy.data[i]);
+    mirror_spectrum({copy.data, static_cast<std::size_t>(copy.length)},
+                    state.invert_phase != 0 ? 0 : 1);
 }
 
 /// Gives `v` the array of `room`, which holds `length` bytes, unless it has one of that length.

@@ -7,6 +7,7 @@
 #include "modem/channel_decoder.h"
 #include "modem/filter_taps.h"
 #include "modem/fixed_point.h"
+#include "modem/spectrum_mirror.h"
 
 namespace tonelink {
 
@@ -74,10 +75,10 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
     while (!audio.empty()) {
         const auto part = audio.first(std::min(audio.size(), shifted.size()));
         std::ranges::copy(part, shifted.begin());
-        if (is_open(shifter)) shift_band(std::span{shifted}.first(part.size()), shifter, *stages_);
-        for (std::size_t i = (position_ + 1) % 2; i < part.size(); i += 2)
-            shifted[i] = low16(-shifted[i]);
-        receive_shifted(std::span{shifted}.first(part.size()), lengths, sink);
+        const auto samples = std::span{shifted}.first(part.size());
+        if (is_open(shifter)) shift_band(samples, shifter, *stages_);
+        mirror_spectrum(samples, (position_ + 1) % 2);
+        receive_shifted(samples, lengths, sink);
         audio = audio.subspan(part.size());
     }
 }

@@ -10,6 +10,7 @@
 #include "modem/known_bursts.h"
 #include "modem/modulator.h"
 #include "modem/plain/burst_generator.h"
+#include "modem/spectrum_mirror.h"
 #include "support/failing_memory.h"
 #include "support/modem_guard.h"
 #include "support/signals.h"
@@ -65,7 +66,7 @@ TEST(BurstGenerator, MeetsTheIndependentModelAtItsLastStages)
         ramp_edges(frame);
         auto burst = std::make_unique<burst_array>();
         interpolate_by_10(frame, *burst);
-        mirror_spectrum(*burst);
+        mirror_spectrum(*burst, 1);
         EXPECT_EQ(hash16(*burst), known.mirrored);
         BandShiftInfo shifter;
         openBandShift(&shifter, -kBandShiftHz);

@@ -88,7 +88,7 @@ void add_forms(const vector_stages &stages)
     const std::string width = std::string{"/"} + stages.name;
     add("burst" + width, [&](workbench &b) {
         make_burst(b.bits, true, b.shifter, b.burst, stages);
-        high_pass(b.burst);
+        high_pass(b.burst, stages);
     });
     add("stage modulation" + width,
         [&](workbench &b) { benchmark::DoNotOptimize(modulate_symbols(b.channel, stages)); });
@@ -96,6 +96,10 @@ void add_forms(const vector_stages &stages)
         [&](workbench &b) { interpolate_by_10(b.frame, b.burst, stages); });
     add("stage band shift" + width, [&](workbench &b) { shift_band(b.burst, b.shifter, stages); });
     add("stage normalisation" + width, [&](workbench &b) { normalise_peak(b.burst, stages); });
+    add("stage output filter" + width, [&](workbench &b) {
+        auto burst = b.burst;
+        high_pass(burst, stages);
+    });
 }
 
 /// Stages that are the same in every width.
@@ -104,10 +108,6 @@ void add_common_forms()
     add("stage channel coding",
         [](workbench &b) { benchmark::DoNotOptimize(encode_channel(b.bits)); });
     add("stage mirroring", [](workbench &b) { mirror_spectrum(b.burst, 1); });
-    add("stage output filter", [](workbench &b) {
-        auto burst = b.burst;
-        high_pass(burst);
-    });
 }
 
 } // namespace

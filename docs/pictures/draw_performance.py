@@ -117,7 +117,7 @@ def main():
     burst_stages = [("stage channel coding", True), ("stage modulation", False),
                     ("stage interpolation", False), ("stage mirroring", True),
                     ("stage band shift", False), ("stage normalisation", False),
-                    ("stage output filter", True)]
+                    ("stage output filter", False)]
     receiver_stages = ["band shift", "transforms", "demodulation, 32 bits", "path search, 32 bits",
                        "trace back, 32 bits"]
     draw_shares("performance-burst", [

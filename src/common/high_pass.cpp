@@ -8,8 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cfloat>
 #include <cstring>
+
+#include "modem/lanes/output_filter.h"
 
 float xv[3];
 float yv[3];
@@ -18,37 +19,27 @@ namespace tonelink {
 
 namespace {
 
-static_assert(FLT_EVAL_METHOD == 0,
-              "the filter's steps round to the precision they are written in");
-
-constexpr std::size_t kParts = 16;
+constexpr std::size_t kParts = kFilterParts;
 constexpr std::size_t kLongestPart = 512;
 constexpr std::size_t kRunUp = 64; // samples; the outputs' error falls to 0.6 of it with each
 constexpr std::size_t kTile = 8;   // samples of every part that are filtered at a time
-
-// Its product with any sample rounds to the same float as the sample divided by the gain.
-constexpr double kInverseGain = 1 / kHighPassGain;
-
-/// The last two inputs and outputs of every part, older and newer.
-struct histories {
-    std::array<float, kParts> older_input{}, newer_input{};
-    std::array<double, kParts> older_output{}, newer_output{}; // of float precision
-};
 
 /// The samples of a part's end, or of the filter as the process left it.
 struct chain_state {
     float older_input, newer_input, older_output, newer_output;
 };
 
-using tile = std::array<std::array<int16_t, kParts>, kTile>; // a row for each sample
+struct tile {
+    filter_row rows[kTile]; // a row for each sample
+};
 
-chain_state state_of(const histories &h, std::size_t part)
+chain_state state_of(const filter_histories &h, std::size_t part)
 {
     return {h.older_input[part], h.newer_input[part], static_cast<float>(h.older_output[part]),
             static_cast<float>(h.newer_output[part])};
 }
 
-void set_state(histories &h, std::size_t part, const chain_state &state)
+void set_state(filter_histories &h, std::size_t part, const chain_state &state)
 {
     h.older_input[part] = state.older_input;
     h.newer_input[part] = state.newer_input;
@@ -62,22 +53,6 @@ bool has_same_outputs(const chain_state &a, const chain_state &b)
     const auto bits = [](float value) { return std::bit_cast<uint32_t>(value); };
     return bits(a.older_output) == bits(b.older_output) &&
            bits(a.newer_output) == bits(b.newer_output);
-}
-
-/// One step of part `p`. What is float and what is double is part of the burst's definition.
-int16_t next_output(int16_t sample, histories &h, std::size_t p)
-{
-    const auto input = static_cast<float>(sample * kInverseGain);
-    const float forward = (input + h.older_input[p]) - (h.newer_input[p] + h.newer_input[p]);
-    const auto output =
-        static_cast<float>(static_cast<double>(forward) + kOutputBeforeLast * h.older_output[p] +
-                           kLastOutput * h.newer_output[p]);
-    h.older_input[p] = h.newer_input[p];
-    h.newer_input[p] = input;
-    h.older_output[p] = h.newer_output[p];
-    h.newer_output[p] = static_cast<double>(output);
-    // Towards zero; what leaves 16 bits wraps, and nothing leaves 32.
-    return static_cast<int16_t>(static_cast<int32_t>(output));
 }
 
 // ---- Between parts, which lie one behind the other, and rows of a tile ----
@@ -107,7 +82,8 @@ tile read_tile(const int16_t *first_part, std::size_t stride)
         for (std::size_t i = 0; i < kTile; ++i)
             std::memcpy(&rows[i], first_part + (p + i) * stride, sizeof rows[i]);
         transpose(rows);
-        for (std::size_t i = 0; i < kTile; ++i) std::memcpy(&t[i][p], &rows[i], sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i)
+            std::memcpy(&t.rows[i][p], &rows[i], sizeof rows[i]);
     }
     return t;
 }
@@ -116,46 +92,41 @@ void write_tile(const tile &t, int16_t *first_part, std::size_t stride)
 {
     for (std::size_t p = 0; p < kParts; p += kTile) {
         std::array<eight, kTile> rows;
-        for (std::size_t i = 0; i < kTile; ++i) std::memcpy(&rows[i], &t[i][p], sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i)
+            std::memcpy(&rows[i], &t.rows[i][p], sizeof rows[i]);
         transpose(rows);
         for (std::size_t i = 0; i < kTile; ++i)
             std::memcpy(first_part + (p + i) * stride, &rows[i], sizeof rows[i]);
     }
 }
 
-void filter_tile(tile &t, histories &h)
-{
-    for (auto &row : t)
-#pragma GCC unroll 1
-        for (std::size_t p = 0; p < kParts; ++p) row[p] = next_output(row[p], h, p);
-}
-
 /// One sample after the other, from `state` on, which moves on.
 void filter_chain(std::span<int16_t> samples, chain_state &state)
 {
-    histories h;
+    filter_histories h{};
     set_state(h, 0, state);
-    for (int16_t &sample : samples) sample = next_output(sample, h, 0);
+    for (int16_t &sample : samples) sample = lanes4::output_filter::next_output(sample, h, 0);
     state = state_of(h, 0);
 }
 
 /// All parts of a block, from `state` on, which moves on.
-void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state)
+void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state,
+                  const vector_stages &stages)
 {
     std::array<int16_t, kRunUp + kParts * kLongestPart> original; // behind nothing
     std::fill_n(original.begin(), kRunUp, int16_t{0});
     std::copy(block.begin(), block.end(), original.begin() + kRunUp);
 
-    histories h;
+    filter_histories h{};
     for (std::size_t i = 0; i < kRunUp; i += kTile) {
         tile t = read_tile(&original[i], part);
-        filter_tile(t, h);
+        stages.filter_rows(t.rows, kTile, h);
     }
     set_state(h, 0, state);
-    const histories starts = h;
+    const filter_histories starts = h;
     for (std::size_t i = 0; i < part; i += kTile) {
         tile t = read_tile(&block[i], part);
-        filter_tile(t, h);
+        stages.filter_rows(t.rows, kTile, h);
         write_tile(t, &block[i], part);
     }
 
@@ -174,14 +145,14 @@ void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state
 
 } // namespace
 
-void high_pass(std::span<int16_t> samples)
+void high_pass(std::span<int16_t> samples, const vector_stages &stages)
 {
     chain_state state{xv[1], xv[2], yv[1], yv[2]};
     while (samples.size() > 2 * kParts * kRunUp) {
         // Leaves one sample at least.
         const std::size_t whole_tiles = (samples.size() - 1) / kParts / kTile * kTile;
         const std::size_t part = std::min(whole_tiles, kLongestPart);
-        filter_parts(samples.first(kParts * part), part, state);
+        filter_parts(samples.first(kParts * part), part, state, stages);
         samples = samples.subspan(kParts * part);
     }
     // The histories hold one sample more than the filter looks back on.

@@ -1,5 +1,5 @@
-// The long filters of both roads, as compile-time values, so that the code around them can leave
-// out taps that are zero and lay the others out in the order they are read.
+// The filters of both roads, as compile-time values, so that the code around them can leave out
+// taps that are zero and lay the others out in the order they are read.
 #pragma once
 
 #include <array>
@@ -42,5 +42,11 @@ inline constexpr std::array<int16_t, 129> coef_ht = mirrored<65>(
      0,   -692,  0, -759,  0,  -837,  0, -930,  0, -1040,  0, -1175, 0,  -1344, 0, -1565, 0, -1863,
      0,   -2290, 0, -2958, 0,  -4157, 0, -6944, 0, -20857, 0},
     -1);
+
+// The output filter: second-order Butterworth high-pass by the bilinear transform, corner at 17000
+// Hz of 44100 Hz, gain 1 at half the sample rate.
+inline constexpr double kHighPassGain = 11.82886719;
+inline constexpr double kOutputBeforeLast = -0.364264717;
+inline constexpr double kLastOutput = -1.0261089211;
 
 } // namespace tonelink

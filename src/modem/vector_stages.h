@@ -66,6 +66,18 @@ struct body_rows {
 inline constexpr std::size_t kPhaseTaps = 13;
 inline constexpr std::size_t kFrameSlack = 48; // frame samples that may be read behind the frame
 
+/// The output filter goes through a block in parts, one sample of each at a time: a row.
+inline constexpr std::size_t kFilterParts = 16;
+typedef int16_t filter_row[kFilterParts];
+
+/// The last two inputs and outputs of every part, older and newer.
+struct filter_histories {
+    float older_input[kFilterParts];
+    float newer_input[kFilterParts];
+    double older_output[kFilterParts]; // of float precision
+    double newer_output[kFilterParts];
+};
+
 /// One set of forms. Counts of hops are 1 to kBatch; lanes beyond the count come out as they may.
 struct vector_stages {
     const char *name;
@@ -101,6 +113,9 @@ struct vector_stages {
     /// Scales samples by a gain of up to 2^29, so that none leaves -32768 to 32768; 32768 is stored
     /// as 32767. Takes whole vectors alone, and returns how many samples that was.
     std::size_t (*scale_samples)(int16_t *samples, std::size_t count, int32_t gain_q14);
+
+    /// Filters rows in place; the histories run on.
+    void (*filter_rows)(filter_row *rows, std::size_t count, filter_histories &histories);
 };
 
 /// The fastest forms that this processor has.

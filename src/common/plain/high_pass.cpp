@@ -2,6 +2,8 @@
 
 #include <cfloat>
 
+#include "modem/filter_taps.h"
+
 namespace tonelink::plain {
 
 namespace {

@@ -8,6 +8,7 @@
 #include "modem/lanes/hop_transform.h"
 #include "modem/lanes/interpolator.h"
 #include "modem/lanes/normalisation.h"
+#include "modem/lanes/output_filter.h"
 #include "modem/lanes/path_search.h"
 #include "modem/lanes/symbol_transform.h"
 #include "modem/vector_stages.h"
@@ -24,6 +25,7 @@ inline constexpr vector_stages kStages = {
     transform_symbols,
     interpolate,
     scale_samples,
+    filter_rows,
 };
 
 } // namespace tonelink::TONELINK_SIMD

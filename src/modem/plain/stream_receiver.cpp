@@ -28,21 +28,6 @@ void try_candidate(const soft_channel &soft, uint64_t position, message_sink sin
 
 } // namespace
 
-void stream_receiver::take_up(const snfc_state &state)
-{
-    std::copy_n(state.dns_delay.data, delay_.size(), delay_.begin());
-    phase_ = state.decim_phase;
-    gain_q8_ = state.agc_gain;
-    std::copy_n(state.fft_input.data, input_.size(), input_.begin());
-    fill_ = static_cast<std::size_t>(state.fft_fill);
-    for (std::size_t f = 0; f < kFrameHistory; ++f) {
-        std::copy_n(&state.spectrum_history.data[kUsedBins * f], kUsedBins, spectra_[f].begin());
-        exponents_[f] = state.exponent_history.data[f];
-    }
-    end_ = kFrameHistory;
-    position_ = 0;
-}
-
 void stream_receiver::hand_back(snfc_state &state) const
 {
     std::ranges::copy(delay_, state.dns_delay.data);

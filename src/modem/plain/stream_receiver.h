@@ -14,10 +14,9 @@
 
 namespace tonelink::plain {
 
-/// Does what tonelink::stream_receiver does.
+/// Does what tonelink::stream_receiver does, from the start of a stream.
 class stream_receiver {
 public:
-    void take_up(const snfc_state &state);
     void hand_back(snfc_state &state) const;
     void receive(std::span<const int16_t> audio, BandShiftInfo &shifter, message_lengths lengths,
                  message_sink sink);

@@ -60,6 +60,8 @@ void add(const std::string &name, const std::function<void(workbench &)> &work)
             work(bench);
             benchmark::ClobberMemory();
         }
+        state.counters["real_time"] =
+            benchmark::Counter(kBurstSeconds, benchmark::Counter::kIsIterationInvariantRate);
     })->Unit(benchmark::kMicrosecond);
 }
 

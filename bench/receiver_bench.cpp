@@ -1,5 +1,6 @@
 // What receiving costs: the whole of it as a multiple of real time, by block size and by vector
-// width, and by its plain form in the same run; and each of its stages for one second of audio.
+// width, and by its plain form in the same run; and each of its stages, by both forms, for a second
+// of audio.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -56,6 +57,13 @@ void count_real_time(benchmark::State &state)
 {
     state.counters["real_time"] =
         benchmark::Counter(1, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+void count_hops(benchmark::State &state)
+{
+    state.counters["ns_a_hop"] = benchmark::Counter(static_cast<double>(kHopsASecond) * 1e-9,
+                                                    benchmark::Counter::kIsIterationInvariantRate |
+                                                        benchmark::Counter::kInvert);
 }
 
 template <class Receiver>
@@ -120,9 +128,7 @@ void stage_of_hops(benchmark::State &state, const vector_stages *stages, Stage s
     for (auto _ : state)
         for (std::size_t hop = 0; hop + kBatch <= kHopsASecond + kBatch; hop += kBatch)
             stage(*bench, (hop / kBatch) % 8 * kBatch, std::min(kBatch, kHopsASecond - hop));
-    state.counters["ns_a_hop"] = benchmark::Counter(static_cast<double>(kHopsASecond) * 1e-9,
-                                                    benchmark::Counter::kIsIterationInvariantRate |
-                                                        benchmark::Counter::kInvert);
+    count_hops(state);
 }
 
 void band_shift_with(benchmark::State &state, const vector_stages *stages)
@@ -145,37 +151,61 @@ void band_shift_plain(benchmark::State &state)
     }
 }
 
-void decoder_plain(benchmark::State &state)
+/// Decimation and gain, and what lies between the other stages, which are left out.
+void decimation(benchmark::State &state)
 {
-    plain::soft_channel soft;
-    for (std::size_t i = 0; i < soft.size(); ++i)
-        soft[i] = recording()[i] * static_cast<int32_t>(state.range(0));
-    for (auto _ : state) {
-        if (state.range(0) == 48)
-            benchmark::DoNotOptimize(plain::viterbi_decoder<48>(plain::de_repeat(soft)));
-        else
-            benchmark::DoNotOptimize(plain::viterbi_decoder<32>(plain::de_puncture(soft)));
-    }
+    constexpr message_lengths none{};
+    vector_stages stages = fastest_stages();
+    stages.transform_hops = [](const auto &, std::size_t, auto &, std::size_t) {};
+    stages.demodulate = [](const auto &, std::size_t, std::size_t, auto *, auto *) {};
+    const auto receiver = std::make_unique<stream_receiver>(stages);
+    for (auto _ : state) receiver->receive_shifted(recording(), none, [](const auto &) {});
 }
 
-void demodulator_plain(benchmark::State &state)
-{
+/// What a hop's plain stages start from.
+struct hop {
+    symbol_body body;
     plain::candidate burst;
-    for (std::size_t i = 0; i < burst.bins.size(); ++i)
-        burst.bins[i] = {recording()[i], recording()[2 * i]};
-    burst.exponents.fill(3);
-    for (auto _ : state) benchmark::DoNotOptimize(plain::demodulate(burst));
+    plain::soft_channel soft;
+};
+
+/// Some hops that differ: on a single one, the processor would learn where each branch goes.
+std::vector<hop> different_hops()
+{
+    std::vector<hop> hops(32);
+    const int16_t *sample = recording().data();
+    for (hop &h : hops) {
+        std::copy_n(sample, h.body.size(), h.body.begin());
+        for (cplx16 &bin : h.burst.bins) {
+            bin = {sample[0], sample[1]};
+            ++sample;
+        }
+        h.burst.exponents.fill(3);
+        h.soft = plain::demodulate(h.burst);
+    }
+    return hops;
 }
 
-void transform_plain(benchmark::State &state)
+/// Runs a plain stage over a second's hops.
+template <class Stage> void plain_stage_of_hops(benchmark::State &state, Stage stage)
 {
-    std::array<int16_t, kBodySamples> body;
-    std::copy_n(recording().begin(), body.size(), body.begin());
+    const auto hops = different_hops();
+    for (auto _ : state)
+        for (std::size_t i = 0; i < kHopsASecond; ++i)
+            benchmark::DoNotOptimize(stage(hops[i % hops.size()]));
+    count_hops(state);
+}
+
+template <std::size_t Bits> auto decode_plain(const hop &h)
+{
+    return plain::viterbi_decoder<Bits>(plain::recover_rate<Bits>(h.soft));
+}
+
+symbol_spectrum transform_plain(const hop &h)
+{
     symbol_spectrum spectrum;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(forward_symbol_transform(body, spectrum));
-        benchmark::ClobberMemory();
-    }
+    forward_symbol_transform(h.body, spectrum);
+    return spectrum;
 }
 
 /// The fast forms, of every width that this processor has.
@@ -224,10 +254,17 @@ const bool registered = [] {
             benchmark::DoNotOptimize(find_accepted(b.short_decisions, count));
         });
     }
+    RegisterBenchmark("stage decimation and gain", decimation)->Unit(benchmark::kMicrosecond);
     RegisterBenchmark("stage band shift, plain", band_shift_plain)->Unit(benchmark::kMicrosecond);
-    RegisterBenchmark("one decoding, plain", decoder_plain)->Arg(32)->Arg(48);
-    RegisterBenchmark("one demodulation, plain", demodulator_plain);
-    RegisterBenchmark("one transform, plain", transform_plain);
+    const auto stage = [](const char *what, auto work) {
+        RegisterBenchmark(what, [=](benchmark::State &state) {
+            plain_stage_of_hops(state, work);
+        })->Unit(benchmark::kMicrosecond);
+    };
+    stage("stage transforms, plain", transform_plain);
+    stage("stage demodulation, plain", [](const hop &h) { return plain::demodulate(h.burst); });
+    stage("stage decoding, 32 bits, plain", decode_plain<32>);
+    stage("stage decoding, 48 bits, plain", decode_plain<48>);
     return true;
 }();
 

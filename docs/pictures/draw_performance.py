@@ -122,8 +122,13 @@ def main():
                     ("stage interpolation", False), ("stage mirroring", True),
                     ("stage band shift", False), ("stage normalisation", False),
                     ("stage output filter", False)]
-    receiver_stages = ["band shift", "transforms", "demodulation, 32 bits", "path search, 32 bits",
-                       "trace back, 32 bits"]
+    for w in widths:
+        receiver[f"stage decoding, 32 bits, {w}"] = \
+            receiver[f"stage path search, 32 bits, {w}"] + receiver[f"stage trace back, 32 bits, {w}"]
+        receiver[f"stage decimation and gain, {w}"] = receiver["stage decimation and gain"]
+        receiver["stage demodulation, 32 bits, plain"] = receiver["stage demodulation, plain"]
+    receiver_stages = ["band shift", "decimation and gain", "transforms", "demodulation, 32 bits",
+                       "decoding, 32 bits"]
     draw_shares("performance-burst", [
         (WIDTHS[w], [(s.removeprefix("stage "), burst[s if common else f"{s}/{w}"])
                      for s, common in burst_stages]) for w in widths])
@@ -136,6 +141,16 @@ def main():
             times = [receiver[f"receiver {what}, {w}/{size}"] for w in widths]
             blocks.append([what, str(size)] + [f"{number(t)} ({1e6 / t:.0f})" for t in times])
     plain_second = receiver["receiver_plain/44100"]
+
+    def stage_row(stage):
+        plain = f"stage {stage}, plain"
+        return compared(receiver, stage, plain if plain in receiver else None,
+                        [f"stage {stage}, {w}" for w in widths])
+
+    lasts = 1000 * float(burst_data["context"]["a burst lasts"].split()[0])
+    multiples = ["times real time"] + [f"{lasts / burst[f'burst/{w}']:.0f}"
+                                       for w in ("plain", *widths)]
+
     starts = {b["name"].split("/")[0]: b for b in start_data["benchmarks"]}
     size, load = library_facts()
 
@@ -150,7 +165,7 @@ stages twice and takes AVX2 where the processor has it.
 
 48 bits, with the output filter of a transmission: 525.4 ms of sound.
 
-{table(["", *heads], [burst_row("burst"), *(burst_row(*s) for s in burst_stages)])}
+{table(["", *heads], [burst_row("burst"), multiples, *(burst_row(*s) for s in burst_stages)])}
 
 ![Shares of the stages of a burst](pictures/performance-burst.svg)
 
@@ -163,24 +178,17 @@ The audio output answers at once. A busy machine lets the new thread wait.
 
 ## A second of received sound
 
-By the plain forms, messages of 32 bits: {number(plain_second)} us. In vectors, by the size of the blocks, and in
-parentheses as a multiple of real time:
+By the plain forms, messages of 32 bits: {number(plain_second)} us, {1e6 / plain_second:.0f} times real time. In vectors,
+by the size of the blocks, and in parentheses as a multiple of real time:
 
 {table(["messages", "block", *heads[1:]], blocks)}
 
 Plain to fast, 32 bits in blocks of 44100: {", ".join(
     f"{plain_second / receiver[f'receiver 32 bits, {w}/44100']:.1f} with {WIDTHS[w]}" for w in widths)}.
 
-{table(["stage", *heads[1:]], [[s] + [number(receiver[f"stage {s}, {w}"]) for w in widths]
-                               for s in receiver_stages])}
+{table(["stage, for a second", *heads], [stage_row(s) for s in receiver_stages])}
 
 ![Shares of the stages of the receiver](pictures/performance-receiver.svg)
-
-{table(["one candidate by the plain forms", "us"],
-       [[label, number(receiver[name])] for label, name in (
-           ("transform", "one transform, plain"), ("demodulation", "one demodulation, plain"),
-           ("decoding, 32 bits", "one decoding, plain/32"),
-           ("decoding, 48 bits", "one decoding, plain/48"))])}
 
 ## Memory and size
 

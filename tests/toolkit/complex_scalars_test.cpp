@@ -5,16 +5,10 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace {
-
-template <class Complex> bool same(Complex a, Complex b) { return a.re == b.re && a.im == b.im; }
-
-template <class Complex> testing::Message shown(Complex a)
-{
-    return testing::Message() << a.re << " + " << a.im << "i";
-}
 
 template <class Complex> struct result {
     const char *what;
@@ -24,8 +18,7 @@ template <class Complex> struct result {
 template <class Complex> void expect_all(const std::vector<result<Complex>> &results)
 {
     for (const auto &[what, actual, expected] : results)
-        EXPECT_TRUE(same(actual, expected))
-            << what << " is " << shown(actual) << ", not " << shown(expected);
+        EXPECT_EQ(std::pair(actual.re, actual.im), std::pair(expected.re, expected.im)) << what;
 }
 
 // What small whole numbers give in all three types alike.

@@ -3,12 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 namespace {
 
-TEST(Memory, BlocksComeAndGo)
+TEST(Memory, BlocksAreFilledAndCompared)
 {
     auto *const block = static_cast<char *>(ac_allocate_memory(6));
     ASSERT_NE(block, nullptr);
@@ -18,30 +17,24 @@ TEST(Memory, BlocksComeAndGo)
     EXPECT_EQ(std::string(block, 6), std::string("t\0\0es\0", 6));
     ac_free_memory(block);
     ac_free_memory(nullptr);
+    EXPECT_EQ(ac_compare_memory("ab", "ac", 1), 0);
+    EXPECT_LT(ac_compare_memory("ab", "ac", 2), 0);
+    EXPECT_GT(ac_compare_memory("a\x80", "a\x7f", 2), 0) << "a byte has no sign";
     const tonelink::test::failing_allocation failure(0);
     EXPECT_EQ(ac_allocate_memory(6), nullptr);
 }
 
-TEST(Memory, ComparesBytesWithoutSign)
-{
-    EXPECT_EQ(ac_compare_memory("ab", "ac", 1), 0);
-    EXPECT_LT(ac_compare_memory("ab", "ac", 2), 0);
-    EXPECT_GT(ac_compare_memory("a\x80", "a\x7f", 2), 0);
-}
-
 TEST(Text, StrcpyNeverGrowsItsDestination)
 {
-    struct row {
+    const struct {
         const char *before, *source;
         std::string after; // all eight bytes
+    } rows[] = {
+        {"abc\0tail", "wxyz", {"wxy\0tail", 8}},   {"abc\0tail", "wxy", {"wxy\0tail", 8}},
+        {"abcdef\0t", "x", {"x\0\0\0\0\0\0t", 8}}, {"abc\0tail", "", {"\0\0\0\0tail", 8}},
+        {"\0bc\0tail", "wxyz", {"\0bc\0tail", 8}},
     };
-    for (const auto &[before, source, after] : {
-             row{"abc\0tail", "wxyz", {"wxy\0tail", 8}},
-             row{"abc\0tail", "wxy", {"wxy\0tail", 8}},
-             row{"abcdef\0t", "x", {"x\0\0\0\0\0\0t", 8}},
-             row{"abc\0tail", "", {"\0\0\0\0tail", 8}},
-             row{"\0bc\0tail", "wxyz", {"\0bc\0tail", 8}},
-         }) {
+    for (const auto &[before, source, after] : rows) {
         std::string text(before, 8);
         EXPECT_EQ(ac_strcpy(text.data(), source), 1);
         EXPECT_EQ(text, after);

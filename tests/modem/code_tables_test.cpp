@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <numeric>
-
 #include "modem/filter_taps.h"
 #include "support/signals.h"
 #include "tonelink/modem.h"
@@ -46,38 +43,6 @@ TEST(CodeTables, HoldTheFormat)
         {"outBits", hash16(outBits), "4fc753be5e96b97a"},
     };
     for (const auto &table : tables) EXPECT_EQ(table.actual, table.known) << table.name;
-}
-
-template <class Table> bool is_permutation_of_indices(const Table &table)
-{
-    std::vector<int> indices(table.size());
-    std::iota(indices.begin(), indices.end(), 0);
-    return std::is_permutation(table.begin(), table.end(), indices.begin(), indices.end());
-}
-
-TEST(CodeTables, PermutationsLoseNothing)
-{
-    EXPECT_TRUE(is_permutation_of_indices(perm_msg_crc_32));
-    EXPECT_TRUE(is_permutation_of_indices(perm_msg_crc_48));
-    EXPECT_TRUE(is_permutation_of_indices(perm_msg));
-}
-
-TEST(CodeTables, FilterSumsKeepTheirBounds)
-{
-    // The bounds that the arithmetic of the filters relies on.
-    const auto sum_of = [](auto first, auto last) {
-        return std::accumulate(first, last, 0,
-                               [](int sum, int16_t tap) { return sum + std::abs(tap); });
-    };
-    EXPECT_EQ(sum_of(coef_ht.begin(), coef_ht.begin() + 64), 54820);
-    EXPECT_EQ(sum_of(coef_ht.begin() + 65, coef_ht.end()), 54820);
-    EXPECT_EQ(coef_ht[64], 0);
-    for (std::size_t phase = 0; phase < kInterpolation; ++phase) {
-        int sum = 0;
-        for (std::size_t tap = phase; tap < b_flt_ups.size(); tap += kInterpolation)
-            sum += std::abs(b_flt_ups[tap]);
-        EXPECT_LE(sum, 6102) << phase;
-    }
 }
 
 } // namespace tonelink

@@ -54,10 +54,11 @@ template <class Element, class Range> std::string sha256_as(const Range &values)
     return sha256_of_bytes(bytes);
 }
 
-/// The first 16 digits of the SHA-256 over a row of values as int16: 64 bits tell enough.
-template <class Range> std::string hash16(const Range &values)
+/// The first 16 digits of the SHA-256 over a row of values, as int16 or as another type: 64 bits
+/// tell enough.
+template <class Element = std::int16_t, class Range> std::string hash16(const Range &values)
 {
-    return sha256_as<std::int16_t>(values).substr(0, 16);
+    return sha256_as<Element>(values).substr(0, 16);
 }
 
 } // namespace tonelink::test

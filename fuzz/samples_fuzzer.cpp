@@ -4,73 +4,26 @@
 #include <memory>
 
 #include "fuzz/input.h"
-#include "modem/band_shift.h"
 #include "modem/plain/stream_receiver.h"
 #include "modem/stream_receiver.h"
-#include "support/modem_guard.h"
+#include "support/receiving.h"
 
 namespace {
 
 using namespace tonelink;
-using cuts = std::vector<std::size_t>;
+using test::hear;
+using test::reception;
 
 constexpr std::size_t kLongest = 27000;
 
-/// Calls `use` with one block after the other, of the sizes in turn.
-template <class Use> void cut(std::span<const int16_t> sound, const cuts &sizes, Use use)
+/// What the exported function hears, with positions in the whole stream.
+reception hear_exported(std::span<const int16_t> sound, const std::vector<std::size_t> &sizes,
+                        int32_t nbits)
 {
-    for (std::size_t i = 0; !sound.empty(); ++i) {
-        const std::size_t size = std::min(sizes[i % sizes.size()], sound.size());
-        use(sound.first(size));
-        sound = sound.subspan(size);
-    }
-}
-
-struct outcome {
-    std::vector<heard_message> heard;
-    std::vector<int16_t> stream;
-};
-
-/// The documented fields of the stream that a state keeps.
-std::vector<int16_t> stream_of(snfc_state &state)
-{
-    std::vector<int16_t> stream = {static_cast<int16_t>(state.fft_fill),
-                                   static_cast<int16_t>(state.decim_phase), state.agc_gain};
-    const auto add = [&](const int16_t *values, int32_t count) {
-        stream.insert(stream.end(), values, values + count);
-    };
-    add(state.dns_delay.data, state.dns_delay.length);
-    add(state.fft_input.data, state.fft_fill);
-    add(&state.spectrum_history.data->re, 2 * state.spectrum_history.length);
-    add(state.exponent_history.data, state.exponent_history.length);
-    return stream;
-}
-
-template <class Receiver>
-outcome hear(Receiver &receiver, std::span<const int16_t> sound, const cuts &sizes,
-             message_lengths lengths)
-{
-    outcome result;
-    test::open_modem modem;
-    BandShiftInfo shifter;
-    openBandShift(&shifter, kBandShiftHz);
-    cut(sound, sizes, [&](std::span<const int16_t> block) {
-        receiver.receive(block, shifter, lengths,
-                         [&](const heard_message &heard) { result.heard.push_back(heard); });
-    });
-    closeBandShift(&shifter);
-    receiver.hand_back(**&modem);
-    result.stream = stream_of(**&modem);
-    return result;
-}
-
-/// The same through the exported function, with positions in the whole stream.
-outcome hear_exported(std::span<const int16_t> sound, const cuts &sizes, int32_t nbits)
-{
-    outcome result;
+    reception result;
     test::open_modem modem;
     uint64_t position = 0;
-    cut(sound, sizes, [&](std::span<const int16_t> block) {
+    test::in_blocks(sound, sizes, [&](std::span<const int16_t> block) {
         int32_t *records = nullptr;
         int32_t *length = nullptr;
         const int32_t status = receiver_snfc(
@@ -78,19 +31,18 @@ outcome hear_exported(std::span<const int16_t> sound, const cuts &sizes, int32_t
         REQUIRE((status == -1) == (*length == 0));
         for (int32_t i = 0; i < *length; i += 4) {
             REQUIRE(records[i + 3] >= 0 && static_cast<std::size_t>(records[i + 3]) < block.size());
-            heard_message heard{position + static_cast<uint64_t>(records[i + 3]),
-                                static_cast<std::size_t>(nbits),
-                                {}};
-            const uint64_t value = static_cast<uint64_t>(static_cast<uint32_t>(records[i + 1]))
-                                       << 32 |
-                                   static_cast<uint32_t>(records[i + 2]);
-            for (std::size_t bit = 0; bit < heard.length; ++bit)
-                heard.bits[bit] = value >> (heard.length - 1 - bit) & 1;
+            heard_message heard;
+            heard.position = position + static_cast<uint64_t>(records[i + 3]);
+            heard.length = static_cast<std::size_t>(nbits);
+            for (std::size_t bit = 0; bit < heard.length; ++bit) {
+                const std::size_t place = heard.length - 1 - bit; // in the value of 64 bits
+                heard.bits[bit] = records[place < 32 ? i + 2 : i + 1] >> place % 32 & 1;
+            }
             result.heard.push_back(heard);
         }
         position += block.size();
     });
-    result.stream = stream_of(**&modem);
+    result.stream = test::stream_of(**&modem);
     return result;
 }
 
@@ -100,7 +52,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
 {
     fuzz::input from{data, size};
     const auto lengths = static_cast<message_lengths>(1 + from.byte() % 3);
-    cuts sizes, even_sizes;
+    std::vector<std::size_t> sizes, even_sizes;
     for (int i = 0; i < 5; ++i) {
         sizes.push_back(1 + from.below(i < 2 ? 200 : 6000));
         even_sizes.push_back(sizes.back() + sizes.back() % 2);
@@ -108,17 +60,13 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
     const std::vector<int16_t> sound = fuzz::make_sound(from, kLongest);
 
     const auto plain = std::make_unique<plain::stream_receiver>();
-    const outcome expected = hear(*plain, sound, {kLongest}, lengths);
+    const reception expected = hear(*plain, sound, {kLongest}, lengths);
     for (const vector_stages *const stages : available_stages()) {
         const auto fast = std::make_unique<stream_receiver>(*stages);
-        const outcome heard = hear(*fast, sound, sizes, lengths);
-        REQUIRE(heard.heard == expected.heard);
-        REQUIRE(heard.stream == expected.stream);
+        REQUIRE(hear(*fast, sound, sizes, lengths) == expected);
     }
     if (lengths == message_lengths::both) return 0;
-    const outcome exported =
-        hear_exported(sound, even_sizes, lengths == message_lengths::only_32 ? 32 : 48);
-    REQUIRE(exported.heard == expected.heard);
-    REQUIRE(exported.stream == expected.stream);
+    const int32_t nbits = lengths == message_lengths::only_32 ? 32 : 48;
+    REQUIRE(hear_exported(sound, even_sizes, nbits) == expected);
     return 0;
 }

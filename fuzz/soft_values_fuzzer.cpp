@@ -3,9 +3,7 @@
 #include <algorithm>
 
 #include "fuzz/input.h"
-#include "modem/channel_decoder.h"
-#include "modem/plain/channel_decoder.h"
-#include "modem/vector_stages.h"
+#include "support/decoding.h"
 
 namespace {
 
@@ -29,39 +27,13 @@ plain::soft_channel read_soft_values(fuzz::input &from)
     return soft;
 }
 
-void search(const vector_stages &stages, const code_sums<32> &sums, std::size_t count,
-            path_decisions<32> &decisions)
-{
-    stages.search_short_paths(sums, count, decisions);
-}
-void search(const vector_stages &stages, const code_sums<48> &sums, std::size_t count,
-            path_decisions<48> &decisions)
-{
-    stages.search_long_paths(sums, count, decisions);
-}
-
 template <std::size_t Bits> void decode(fuzz::input &from, std::size_t count)
 {
-    code_sums<Bits> sums{};
-    std::vector<encoder_input<Bits>> expected;
-    unsigned accepted = 0;
-    for (std::size_t lane = 0; lane < count; ++lane) {
-        const auto code = plain::recover_rate<Bits>(read_soft_values(from));
-        for (std::size_t t = 0; t < sums.kSteps; ++t) {
-            sums.sums[3 * t][lane] = code[4 * t] + code[4 * t + 3];
-            sums.sums[3 * t + 1][lane] = code[4 * t + 1];
-            sums.sums[3 * t + 2][lane] = code[4 * t + 2];
-        }
-        expected.push_back(plain::viterbi_decoder<Bits>(code));
-        if (is_accepted(de_getCrc24<Bits>(expected.back()))) accepted |= 1u << lane;
-    }
-    for (const vector_stages *const stages : available_stages()) {
-        path_decisions<Bits> decisions;
-        search(*stages, sums, count, decisions);
-        for (std::size_t lane = 0; lane < count; ++lane)
-            REQUIRE(trace_back(decisions, lane) == expected[lane]);
-        REQUIRE(find_accepted(decisions, count) == accepted);
-    }
+    std::vector<plain::soft_code<Bits>> codes;
+    for (std::size_t lane = 0; lane < count; ++lane)
+        codes.push_back(plain::recover_rate<Bits>(read_soft_values(from)));
+    for (const vector_stages *const stages : available_stages())
+        REQUIRE(test::decides_as_plain<Bits>(*stages, codes));
 }
 
 } // namespace

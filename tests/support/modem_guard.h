@@ -1,4 +1,4 @@
-// A modem state that is open as long as it lives.
+// A modem state and a band shifter that are open as long as they live.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +35,22 @@ public:
 
 private:
     snfc_state *state_ = nullptr;
+};
+
+struct open_shifter : BandShiftInfo {
+    explicit open_shifter(int32_t hertz) { openBandShift(this, hertz); }
+    open_shifter(const open_shifter &) = delete;
+    open_shifter &operator=(const open_shifter &) = delete;
+    ~open_shifter() { closeBandShift(this); }
+
+    /// All that it takes from one block to the next.
+    std::vector<int32_t> memory() const
+    {
+        std::vector<int32_t> all = {phase, half};
+        all.insert(all.end(), delay.data, delay.data + delay.length);
+        all.insert(all.end(), history.data, history.data + history.length);
+        return all;
+    }
 };
 
 } // namespace tonelink::test

@@ -87,26 +87,6 @@ TEST(Transforms, RefuseSizesOutOfRangeAndLeaveOnePoint)
     EXPECT_TRUE(re == -32768 && im == 14001);
 }
 
-TEST(Transforms, HalveAboveTheirThreshold)
-{
-    const struct {
-        int16_t value;
-        int32_t forward;
-        int32_t inverse;
-    } cases[] = {{14000, 0, 0}, {14001, 1, 0}, {-14001, 1, 0},
-                 {16383, 1, 0}, {16384, 1, 1}, {-32768, 2, 1}};
-    for (const auto &c : cases) {
-        for (const std::size_t place : {5u, 8u + 5u}) {
-            // One value alone: no stage makes it grow, and -32768 counts as 32768.
-            std::array<int16_t, 16> data{};
-            data[place] = c.value;
-            auto again = data;
-            EXPECT_EQ(fix_fft(&data[0], &data[8], 3, 0), c.forward) << c.value << ' ' << place;
-            EXPECT_EQ(fix_ifft(&again[0], &again[8], 3), c.inverse) << c.value << ' ' << place;
-        }
-    }
-}
-
 TEST(SymbolTransform, GivesVectorsTheirLength)
 {
     scoped_vector<vec16> samples;

@@ -15,18 +15,6 @@ using test::kKnownBursts;
 using test::open_modem;
 using test::stream_of;
 
-namespace {
-
-/// The stream of a state that has heard nothing: zeros, but for the gain.
-std::vector<int32_t> silent_stream(int32_t gain)
-{
-    std::vector<int32_t> stream(3 + 37 + 2 * 16531 + 271, 0);
-    stream[2] = gain;
-    return stream;
-}
-
-} // namespace
-
 TEST(ModemState, OpensSilentAndClosesOnce)
 {
     snfc_state *state = nullptr;
@@ -42,7 +30,7 @@ TEST(ModemState, OpensSilentAndClosesOnce)
           state->burst_samples.length, state->msg_bytes.length, state->msg_bits.length,
           state->prev_msg_bytes.length, state->results.length})
         EXPECT_EQ(zero, 0);
-    EXPECT_EQ(stream_of(*state), silent_stream(256));
+    EXPECT_EQ(stream_of(*state), test::silent_stream(256));
     EXPECT_EQ(state->fft_input.length, 128);
     EXPECT_EQ(sInfoTx.freq, -1845);
     EXPECT_EQ(sInfoRx.freq, 1845);
@@ -51,39 +39,6 @@ TEST(ModemState, OpensSilentAndClosesOnce)
     EXPECT_EQ(state, nullptr);
     EXPECT_EQ(close_snfc(&state), -2);
     EXPECT_FALSE(is_open(sInfoTx) || is_open(sInfoRx));
-}
-
-TEST(ModemState, ResetForgetsTheSearchAndKeepsTheRest)
-{
-    snfc_state *none = nullptr;
-    uint8_t *bits = nullptr;
-    int32_t length = 77;
-    EXPECT_EQ(reset_snfc(&none), -2);
-    EXPECT_EQ(check_snfc(&none, &bits, &length), -1);
-
-    open_modem modem;
-    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
-    EXPECT_TRUE(bits == nullptr && length == 77);
-
-    const auto burst = modem.burst(kKnownBursts[0].bits);
-    int32_t *records = nullptr, *words = nullptr;
-    ASSERT_EQ(receiver_snfc(&modem, burst.data(), 23165, &records, &words, 32), 1);
-    EXPECT_TRUE(modem->fft_fill > 0 && modem->decim_phase == 5 && modem->repeat_count > 0);
-    const snfc_state before = **&modem;
-    EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
-    EXPECT_TRUE(bits == modem->msg_bits.data && length == 32);
-
-    EXPECT_EQ(reset_snfc(&modem), 1);
-    EXPECT_EQ(modem->rx_status, -1);
-    EXPECT_EQ(stream_of(**&modem), silent_stream(before.agc_gain));
-    EXPECT_TRUE(modem->prev_msg_bytes.length == 0 && modem->msg_bytes.length == 0);
-    EXPECT_EQ(modem->repeat_count, 0);
-    EXPECT_EQ(modem->decode_count, before.decode_count);
-    EXPECT_EQ(modem->results.length, before.results.length);
-    EXPECT_EQ(modem.burst(kKnownBursts[0].bits), burst); // remembered
-    bits = nullptr;
-    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
-    EXPECT_TRUE(bits == modem->msg_bits.data && length == 32);
 }
 
 TEST(ModemState, SecondStateSharesTheShifters)

@@ -30,19 +30,27 @@ const char *const data48 = test::kKnownBursts[3].bits;
 using samples = std::vector<int16_t>;
 
 struct call_result {
-    int32_t status;
+    int32_t status = 0;
+    int32_t *words = nullptr;
+    int32_t *length = nullptr;
     std::vector<int32_t> records;
 };
 
+call_result call_receiver(snfc_state **state, const int16_t *block, int32_t count, int32_t nbits)
+{
+    call_result call;
+    call.status = receiver_snfc(state, block, count, &call.words, &call.length, nbits);
+    if (call.words != nullptr) call.records.assign(call.words, call.words + *call.length);
+    return call;
+}
+
 call_result receive(open_modem &modem, std::span<const int16_t> block, int32_t nbits)
 {
-    int32_t *records = nullptr;
-    int32_t *length = nullptr;
-    const int32_t status = receiver_snfc(&modem, block.data(), static_cast<int32_t>(block.size()),
-                                         &records, &length, nbits);
-    EXPECT_TRUE(length == &modem->results.length && records == modem->results.data);
-    EXPECT_EQ(records == nullptr, *length == 0);
-    return {status, {records, records + *length}};
+    const auto call =
+        call_receiver(&modem, block.data(), static_cast<int32_t>(block.size()), nbits);
+    EXPECT_TRUE(call.length == &modem->results.length && call.words == modem->results.data);
+    EXPECT_EQ(*call.length, static_cast<int32_t>(call.records.size()));
+    return call;
 }
 
 /// Receives a block; what the call says and leaves behind is added as the known answers hash it.
@@ -115,17 +123,34 @@ TEST(Receiver, TellsNewMessagesFromRepeats)
     EXPECT_EQ(modem->repeat_count, 13 + static_cast<int>(again.records.size()) / 4);
 }
 
-TEST(Receiver, AfterAResetTheSameMessageIsNew)
+TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
 {
     const samples signal = scene{54000, {{data32, 600, 3}, {data32, 28000, 3}}}.samples();
     open_modem modem;
+    uint8_t *bits = nullptr;
+    int32_t length = 77;
+    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
+    EXPECT_TRUE(bits == nullptr && length == 77);
+    const samples burst = modem.burst(pair32);
     std::vector<int32_t> told;
     receive(modem, std::span{signal}.first(27000), 32, told);
+    EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
+    modem->decim_phase = 7; // as after a block of another length
+    const snfc_state before = **&modem;
+
     EXPECT_EQ(reset_snfc(&modem), 1);
+    EXPECT_EQ(stream_of(**&modem), test::silent_stream(before.agc_gain));
+    EXPECT_EQ(modem->repeat_count, 0);
+    EXPECT_TRUE(modem->prev_msg_bytes.length == 0 && modem->msg_bytes.length == 0);
+    EXPECT_EQ(modem->decode_count, before.decode_count);
+    EXPECT_EQ(modem->results.length, before.results.length);
+    EXPECT_EQ(modem.burst(pair32), burst); // remembered
+    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
+    EXPECT_TRUE(bits == modem->msg_bits.data && length == 32);
+
+    // The same message is a new one.
     receive(modem, std::span{signal}.last(27000), 32, told);
     EXPECT_EQ(test::hash16<int32_t>(told), "74822c3eab36cf0d");
-    uint8_t *bits = nullptr;
-    int32_t length = 0;
     EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
 }
 
@@ -236,35 +261,36 @@ TEST(Receiver, FieldsAreInTheirDocumentedOrder)
 TEST(Receiver, RefusesWithNothingChanged)
 {
     const samples signal(100, 1000);
-    int32_t *records = nullptr;
-    int32_t *length = nullptr;
     snfc_state *none = nullptr;
-    EXPECT_EQ(receiver_snfc(&none, signal.data(), 100, &records, &length, 32), -2);
+    EXPECT_EQ(call_receiver(&none, signal.data(), 100, 32).status, -2);
+    EXPECT_EQ(reset_snfc(&none), -2);
+    EXPECT_EQ(check_snfc(&none, nullptr, nullptr), -1);
 
     open_modem modem;
     modem->rx_status = 1;
     const auto before = stream_of(**&modem);
     test::platform.reset();
-    for (const int32_t nbits : {0, 16, 33, 64, -32})
-        EXPECT_EQ(receiver_snfc(&modem, signal.data(), 100, &records, &length, nbits), -3);
+    for (const int32_t nbits : {0, 16, 33, 64, -32}) {
+        const auto call = call_receiver(&modem, signal.data(), 100, nbits);
+        EXPECT_EQ(call.status, -3) << nbits;
+        EXPECT_TRUE(call.words == nullptr && call.length == nullptr) << nbits;
+    }
     EXPECT_EQ(stream_of(**&modem), before);
     EXPECT_EQ(modem->rx_status, 1);
     EXPECT_EQ(test::platform.calls(), "");
-    EXPECT_TRUE(records == nullptr && length == nullptr);
 }
 
 TEST(Receiver, WithoutSamplesForgetsTheLastRecordsAlone)
 {
     open_modem modem;
-    receive(modem, scene{26000, {{pair32, 1000}}}.samples(), 32);
-    ASSERT_GT(modem->results.length, 0);
+    const auto heard = receive(modem, scene{26000, {{pair32, 1000}}}.samples(), 32);
+    ASSERT_GT(heard.records.size(), 0u);
     const auto before = stream_of(**&modem);
     const int32_t phase = sInfoRx.phase;
     for (const int32_t count : {0, -7}) {
-        int32_t *records = nullptr;
-        int32_t *length = nullptr;
-        EXPECT_EQ(receiver_snfc(&modem, nullptr, count, &records, &length, 32), -1);
-        EXPECT_TRUE(records == nullptr && *length == 0);
+        const auto call = call_receiver(&modem, nullptr, count, 32);
+        EXPECT_EQ(call.status, -1);
+        EXPECT_TRUE(call.words == nullptr && *call.length == 0);
     }
     EXPECT_EQ(stream_of(**&modem), before);
     EXPECT_EQ(sInfoRx.phase, phase);
@@ -274,27 +300,25 @@ TEST(Receiver, WithoutSamplesForgetsTheLastRecordsAlone)
 TEST(Receiver, WithoutMemoryTheStreamStandsStill)
 {
     const samples signal = scene{52000, {{data48, 1000, 2}, {pair32, 26000, 2}}}.samples();
-    const auto [first, second] =
-        std::pair{std::span{signal}.first(26000), std::span{signal}.last(26000)};
+    const int16_t *const rest = &signal[26000];
     open_modem undisturbed;
-    receive(undisturbed, first, 48);
-    const call_result expected = receive(undisturbed, second, 32);
+    receive(undisturbed, std::span{signal}.first(26000), 48);
+    const auto expected = call_receiver(&undisturbed, rest, 26000, 32);
 
     open_modem modem;
-    receive(modem, first, 48);
+    receive(modem, std::span{signal}.first(26000), 48);
     std::size_t n = 0;
     for (;; ++n) {
         const auto before = stream_of(**&modem);
         const int32_t phase = sInfoRx.phase;
-        int32_t *records = nullptr, *length = nullptr;
         const test::failing_allocation failure{n};
-        const int32_t status = receiver_snfc(&modem, second.data(), 26000, &records, &length, 32);
+        const auto call = call_receiver(&modem, rest, 26000, 32);
         if (!failure.happened()) {
-            EXPECT_EQ(std::vector(records, records + *length), expected.records);
+            EXPECT_EQ(call.records, expected.records);
             break;
         }
-        EXPECT_EQ(status, -4) << n;
-        EXPECT_TRUE(records == nullptr && length == nullptr) << n;
+        EXPECT_EQ(call.status, -4) << n;
+        EXPECT_TRUE(call.words == nullptr && call.length == nullptr) << n;
         EXPECT_EQ(stream_of(**&modem), before) << n;
         EXPECT_EQ(sInfoRx.phase, phase) << n;
         EXPECT_EQ(modem->rx_status, 1) << n;

@@ -150,11 +150,11 @@ TEST_P(VectorStages, TransformSymbolsAsThePlainForm)
     // Of full scale, where every stage halves, and small ones, where few do.
     edge_source source{31};
     for (int round = 0; round < 40; ++round) {
-        const int kind = round % 5 == 0 ? 1 : 0;
+        const int kind = round % kKinds;
         symbol_rows rows;
         for (auto &row : rows.bins) {
             for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
-                const int shift = kind == 1 ? 0 : (round + static_cast<int>(symbol)) % 16;
+                const int shift = (round / kKinds + static_cast<int>(symbol)) % 16;
                 row[symbol].re = static_cast<int16_t>(source.next(kind) >> shift);
                 row[symbol].im = static_cast<int16_t>(source.next(kind) >> shift);
             }
@@ -196,7 +196,7 @@ TEST_P(VectorStages, NormaliseAsThePlainForm)
         for (int16_t &sample : fast)
             sample = static_cast<int16_t>(source.next(0) * int64_t{peak} / 32768);
         fast[3] = static_cast<int16_t>(-peak);
-        fast[17] = static_cast<int16_t>(std::min(peak, 32767));
+        fast[17] = fast.back() = static_cast<int16_t>(std::min(peak, 32767));
         burst_array slow = fast;
         normalise_peak(fast, *GetParam());
         plain::normalise_peak(slow);

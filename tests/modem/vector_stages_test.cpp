@@ -31,7 +31,7 @@ namespace {
 using samples = std::vector<int16_t>;
 using burst_array = std::array<int16_t, kBurstSamples>;
 
-/// Values that look for the edges: any, full scale, small, or around a threshold.
+/// Values that look for the edges: any, full scale, small, or few of them around a threshold.
 class edge_source {
 public:
     explicit edge_source(uint32_t seed) : random_{seed} {}
@@ -43,7 +43,9 @@ public:
         case 0: return static_cast<int16_t>(any);
         case 1: return any < 0 ? int16_t{-32768} : int16_t{32767};
         case 2: return static_cast<int16_t>(any >> 12);
-        default: return static_cast<int16_t>((any < 0 ? -14000 : 14000) + any % 3);
+        default:
+            if (any % 128 != 0) return static_cast<int16_t>(any >> 12);
+            return static_cast<int16_t>((any < 0 ? -14000 : 14000) + any / 128 % 2);
         }
     }
     uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_.next() + 32768) % limit; }
@@ -226,8 +228,8 @@ TEST_P(VectorStages, TransformHopsAsThePlainForm)
         baseband_rows rows;
         std::array<int16_t, 8 * baseband_rows::kPlaces> stream;
         for (std::size_t n = 0; n < stream.size(); ++n) {
-            // Level and kind change within a batch, so that lanes halve at different stages.
-            const int kind = static_cast<int>(n / 64 + static_cast<std::size_t>(round)) % kKinds;
+            // The kind changes within some batches, so that lanes halve at different stages.
+            const int kind = (static_cast<int>(n / 64) * (round % 2) + round / 2) % kKinds;
             stream[n] = static_cast<int16_t>(source.next(kind) >> (round / kKinds % 3 * 2));
             cplx16 &pair = rows.pairs[n / 2 % 4][n / 8];
             (n % 2 == 0 ? pair.re : pair.im) = stream[n];

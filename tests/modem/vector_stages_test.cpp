@@ -96,13 +96,12 @@ template <std::size_t Bits> plain::soft_code<Bits> soft_code_of(edge_source &sou
     return plain::recover_rate<Bits>(soft);
 }
 
-/// Those of a message, at a level.
-template <std::size_t Bits> plain::soft_code<Bits> soft_code_of_message(int32_t level)
+/// Those of what enters the encoder, at a level.
+template <std::size_t Bits>
+plain::soft_code<Bits> soft_code_of(const encoder_input<Bits> &input, int32_t level)
 {
-    const std::string message = test::kKnownBursts[Bits == 32 ? 0 : 1].bits;
-    const auto coded = encode_convolutional<Bits>(test::encoder_input_of<Bits>(message));
     plain::soft_code<Bits> code;
-    std::ranges::transform(coded, code.begin(),
+    std::ranges::transform(encode_convolutional<Bits>(input), code.begin(),
                            [=](uint8_t bit) { return bit != 0 ? -level : level; });
     return code;
 }
@@ -110,12 +109,20 @@ template <std::size_t Bits> plain::soft_code<Bits> soft_code_of_message(int32_t 
 template <std::size_t Bits> void expect_plain_decisions(const vector_stages &stages)
 {
     edge_source source{Bits};
+    auto message = test::encoder_input_of<Bits>(test::kKnownBursts[Bits == 32 ? 0 : 1].bits);
     for (int round = 0; round < 60; ++round) {
+        const int32_t level = round % 2 == 0 ? 1000000 : 1; // the largest, or the smallest
         std::vector<plain::soft_code<Bits>> codes;
         for (std::size_t lane = 0; lane < count_of(round); ++lane)
-            codes.push_back(lane % 5 == 3 ? soft_code_of_message<Bits>(round % 2 == 0 ? 1000000 : 1)
+            codes.push_back(lane % 5 == 3 ? soft_code_of<Bits>(message, level)
                                           : soft_code_of<Bits>(source, round % kKinds));
         EXPECT_TRUE(test::decides_as_plain<Bits>(stages, codes)) << Bits << ", round " << round;
+    }
+    for (std::size_t i = 0; i < Bits + kCrcBits; ++i) { // by one bit no message
+        message[i] ^= 1;
+        const std::vector codes = {soft_code_of<Bits>(message, 1)};
+        EXPECT_TRUE(test::decides_as_plain<Bits>(stages, codes)) << Bits << ", bit " << i;
+        message[i] ^= 1;
     }
 }
 

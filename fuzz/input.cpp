@@ -13,14 +13,10 @@ namespace {
 
 const std::vector<int16_t> &known_burst(std::size_t index)
 {
-    static const auto bursts = [] {
-        std::array<std::vector<int16_t>, 4> made;
-        for (std::size_t i = 0; i < made.size(); ++i) {
-            test::open_modem modem;
-            made[i] = modem.burst(test::kKnownBursts[i].bits);
-        }
-        return made;
-    }();
+    const auto made = [](std::size_t i) {
+        return test::open_modem{}.burst(test::kKnownBursts[i].bits);
+    };
+    static const std::array bursts = {made(0), made(1), made(2), made(3)};
     return bursts[index];
 }
 

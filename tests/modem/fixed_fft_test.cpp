@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+
 #include "support/signals.h"
 #include "tonelink/modem.h"
 #include "toolkit/scoped_vector.h"
@@ -91,6 +94,8 @@ TEST(SymbolTransform, GivesVectorsTheirLength)
 {
     scoped_vector<vec16> samples;
     scoped_vector<cvec16> bins;
+    vec16_set_length(&samples, 128);
+    std::fill_n(samples.data, 128, int16_t{1}); // memory that is likely to be handed out again
     vec16_set_length(&samples, 5);
     EXPECT_EQ(snfc_fft_fxp(&samples, &bins), 0); // of 128 zeros
     EXPECT_EQ(samples.length, 128);

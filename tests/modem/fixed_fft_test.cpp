@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "support/failing_memory.h"
 #include "support/signals.h"
 #include "tonelink/modem.h"
 #include "toolkit/scoped_vector.h"
@@ -101,6 +102,17 @@ TEST(SymbolTransform, GivesVectorsTheirLength)
     EXPECT_EQ(samples.length, 128);
     ASSERT_EQ(bins.length, 64);
     for (int32_t k = 0; k < 64; ++k) EXPECT_TRUE(bins.data[k].re == 0 && bins.data[k].im == 0) << k;
+}
+
+TEST(SymbolTransform, SaysWhenThereIsNoMemory)
+{
+    for (const std::size_t n : {0u, 1u}) {
+        scoped_vector<vec16> samples;
+        scoped_vector<cvec16> bins;
+        const test::failing_allocation failure{n};
+        EXPECT_EQ(snfc_fft_fxp(&samples, &bins), -1);
+        EXPECT_TRUE(failure.happened());
+    }
 }
 
 } // namespace tonelink

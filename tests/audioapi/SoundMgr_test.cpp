@@ -195,7 +195,7 @@ TEST_F(TransmissionControl, SendsWhatWasPrepared)
 
     m_pin_Type = 1;
     EXPECT_EQ(start_audio_transmitting_type(1), -1); // no address for a random PIN
-    EXPECT_EQ(platform.count_lines("Failed to get BD Address"), 1);
+    EXPECT_EQ(platform.count("Failed to get BD Address"), 1);
 }
 
 TEST_F(TransmissionControl, RefusesStarts)
@@ -275,7 +275,7 @@ TEST_F(TransmissionControl, StopsBeforeTheFirstCallback)
             EXPECT_EQ(stop(), 0);
             EXPECT_EQ(platform.left_over(), "listener; ");
             EXPECT_EQ(platform.volume, 9);
-            EXPECT_EQ(platform.count_lines("\n StopTransmitting Fail \n\n"), 1);
+            EXPECT_EQ(platform.count("\n StopTransmitting Fail \n\n"), 1);
         }
     // With a device that is on its way to it.
     for (int round = 0; round < 100; ++round) {

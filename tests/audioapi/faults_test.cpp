@@ -117,7 +117,7 @@ TEST_F(Transmissions, SurviveEachPlatformCallFailing)
             const auto expected = expected_of(f, call);
             EXPECT_EQ(result, std::pair(expected.start, expected.stop));
             if (expected.text) {
-                EXPECT_EQ(platform.count_lines(expected.text), 1);
+                EXPECT_EQ(platform.count(expected.text), 1);
             }
             EXPECT_EQ(platform.left_over(), expected.left_over);
             const bool is_of_volume = call.ends_with("et_volume");

@@ -108,7 +108,7 @@ TEST_F(VolumePolicy, FollowsTheMasterVolume)
     }
     platform.fail("sound_manager_get_volume", -1);
     _sound_manager_master_volume_changed_cb(60, nullptr);
-    EXPECT_EQ(platform.count_lines("BLEAPP USED_SOUND_TYPE set vol[3] \n\n"), 2);
+    EXPECT_EQ(platform.count("BLEAPP USED_SOUND_TYPE set vol[3] \n\n"), 2);
 }
 
 } // namespace tonelink

@@ -71,10 +71,9 @@ TEST_F(AudioOutput, ReportsWhatFailed)
         platform.fail(c.call, c.code);
         Initialize(44100, &out);
         EXPECT_EQ(out, nullptr);
-        EXPECT_EQ(
-            platform.count_lines(std::string{"### audio_out_create Fail ret = [AUDIO_IO_ERROR_"} +
+        EXPECT_EQ(platform.count(std::string{"### audio_out_create Fail ret = [AUDIO_IO_ERROR_"} +
                                  c.name + "] \n\n"),
-            1);
+                  1);
     }
     platform.reset();
     const test::failing_allocation failing{0};
@@ -94,9 +93,9 @@ TEST_F(AudioOutput, WrappersLogFailures)
     SubmitAudioBuffer(nullptr, 0, out);
     Stop(out); // destroys although the device does not stop; and the output stays alive
     EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
-    EXPECT_EQ(platform.count_lines(
-                  "### audio_out_prepare Fail ret = [AUDIO_IO_ERROR_INVALID_PARAMETER] \n\n"),
-              1);
+    EXPECT_EQ(
+        platform.count("### audio_out_prepare Fail ret = [AUDIO_IO_ERROR_INVALID_PARAMETER] \n\n"),
+        1);
     EXPECT_EQ(platform.said("SubmitAudioBuffer"),
               "AudioOutput.cpp|### Enter : audio_out_write \n\n"
               "|### audio_out_write Fail ret = [-26214397] \n\n"

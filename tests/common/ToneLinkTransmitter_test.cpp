@@ -77,7 +77,7 @@ TEST_F(StandaloneTransmitter, KeepsTheOldBurstWhenThereIsNoNewOne)
         EXPECT_EQ(buf_length, c.length);
         EXPECT_EQ(buf, old);
     }
-    EXPECT_EQ(platform.count_lines("### exit : GenerateMessage\n\n"), 0);
+    EXPECT_EQ(platform.count("### exit : GenerateMessage\n\n"), 0);
     std::size_t index = 0;
     for (;; ++index) {
         const test::failing_allocation failing{index};
@@ -155,8 +155,8 @@ TEST_F(StandaloneTransmitter, PlaysOnWithoutOutputThreadOrSamples)
         platform.wait_for_writes(2);
         EXPECT_EQ(StopTransmitting(), 1);
         EXPECT_GE(platform.count("audio_out_write(null, 46340)"), 2);
-        EXPECT_EQ(platform.count_lines("### audio_out_h output handle == NULL \n\n"), 1);
-        EXPECT_EQ(platform.count_lines("### repeat_thread_func audio_out_h output = NULL\n\n"), 1);
+        EXPECT_EQ(platform.count("### audio_out_h output handle == NULL \n\n"), 1);
+        EXPECT_EQ(platform.count("### repeat_thread_func audio_out_h output = NULL\n\n"), 1);
     }
     platform.reset();
     platform.fail("audio_out_destroy", -1);

@@ -83,9 +83,9 @@ TEST_F(FormatMsg, LaysOutPinTexts)
         format_msg_pin(row.data(), c.text);
         const auto value = std::bitset<32>(static_cast<uint32_t>(c.value)).to_string();
         EXPECT_EQ(bits(48), value + c.octets) << c.text;
-        EXPECT_GE(platform.count_lines(std::to_string(c.value)), 1);
+        EXPECT_GE(platform.count(std::to_string(c.value)), 1);
     }
-    EXPECT_EQ(platform.count_lines("bin_arr[47]-->1"), 1);
+    EXPECT_EQ(platform.count("bin_arr[47]-->1"), 1);
 }
 
 TEST_F(FormatMsg, LaysOutData)
@@ -104,7 +104,7 @@ TEST_F(FormatMsg, LaysOutData)
         platform.forget();
         format_msgm(row.data(), data, c.length, c.packet_type);
         EXPECT_EQ(bits(64), all.substr(0, c.written) + kZeros.substr(0, 64 - c.written));
-        EXPECT_EQ(platform.count_lines("Error in length so truncating buffer"), c.is_short);
+        EXPECT_EQ(platform.count("Error in length so truncating buffer"), c.is_short);
         const auto last = "bin_arr[" + std::to_string(c.written - 1) + "]-->";
         EXPECT_EQ(platform.said("format_msgm").find(last) != std::string::npos, c.written > 0);
     }

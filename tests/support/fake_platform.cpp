@@ -56,16 +56,11 @@ struct entry {
     std::string function{};
 };
 
-struct failing_calls {
-    int count;
-    int code;
-};
-
 /// What reset() clears.
 struct books {
     std::thread::id control{};
     std::vector<entry> entries{};
-    std::map<std::string, failing_calls> failures{};
+    std::map<std::string, std::pair<int, int>> failures{}; // how many to come, and their code
     std::map<std::string, std::function<void()>> hooks{};
     std::string misuse{};
     // Kept, so that the use of a dead one is seen.

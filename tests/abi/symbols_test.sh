@@ -1,13 +1,13 @@
 #!/bin/sh
-# Holds the built library to what it promises: exported are the names in the list and no other, the
-# soname is right, and nothing but the C library is needed. What sanitizers add is passed over.
-# Arguments: the library, the list of names, nm, readelf.
+# Holds the built library to what it promises: exported are the names in the list and no other, none
+# of them gives way to a program's own thing of that name, the soname is right, and nothing but the C
+# library is needed. What sanitizers add is passed over.
+# Arguments: the library, the list of names, readelf.
 set -eu
 export LC_ALL=C
 library=$1
 symbols=$2
-nm=$3
-readelf=$4
+readelf=$3
 
 failed=0
 complain() {
@@ -20,12 +20,22 @@ trap 'rm -rf "$work"' EXIT
 
 sort -u "$symbols" >"$work/listed"
 cmp -s "$work/listed" "$symbols" || complain "$symbols is not sorted"
-"$nm" --dynamic --defined-only "$library" | awk '{ print $NF }' | grep -v '^__odr_asan' | sort >"$work/exported"
+"$readelf" --dyn-syms --wide "$library" |
+    awk '$1 ~ /^[0-9]+:$/ && $5 != "LOCAL" && $7 != "UND" && $8 !~ /^__odr_asan/ { print $8, $4, $6 }' |
+    sort >"$work/symbols"
+cut -d ' ' -f 1 "$work/symbols" >"$work/exported"
 [ -s "$work/exported" ] || complain "nothing is exported"
 missing=$(comm -13 "$work/exported" "$work/listed")
 [ -z "$missing" ] || complain "listed, but not exported:" $missing
 extra=$(comm -23 "$work/exported" "$work/listed")
 [ -z "$extra" ] || complain "exported, but not listed:" $extra
+
+# The library keeps to its own functions when they are protected; and to its own variables when they
+# are, and its code has the loader find none of them.
+open=$(grep -v ' PROTECTED$' "$work/symbols") && complain "not protected:" $open
+"$readelf" --relocs --wide "$library" | awk '$3 ~ /GLOB_DA/ { print $5 }' | sort >"$work/asked_for"
+open=$(awk '$2 == "OBJECT" { print $1 }' "$work/symbols" | comm -12 - "$work/asked_for")
+[ -z "$open" ] || complain "left to the loader:" $open
 
 "$readelf" --dynamic --wide "$library" >"$work/dynamic"
 soname=$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' "$work/dynamic")

@@ -3,13 +3,11 @@
 #include "support/library_fixture.h"
 #include "tonelink/service.h"
 
-namespace tonelink {
-
-using test::platform;
+namespace tonelink::test {
 
 namespace {
 
-class ManagedEntryPoints : public test::library_test {
+class ManagedEntryPoints : public library_test {
 protected:
     /// Length in bits of the running transmission's message; ends it.
     static int32_t bits_of_running()
@@ -21,7 +19,7 @@ protected:
     }
 };
 
-const std::string kFile = "SoundMgrManaged.cpp|";
+const std::string kFile = "SoundMgrManaged.cpp";
 
 } // namespace
 
@@ -33,17 +31,17 @@ TEST_F(ManagedEntryPoints, TakeUnknownPacketTypesForTheFirst)
         ASSERT_EQ(start_audio_transmitting_async_type_managed(type), 1);
         EXPECT_EQ(bits_of_running(), type == 2 ? 48 : 32);
     }
-    EXPECT_EQ(platform.said("start_audio_transmitting_async_type_managed"),
-              kFile + "ENTER\n|Starting Audio Transmission from managed API"
-                      "|Start Transmission returned 1 ");
     ASSERT_EQ(start_audiodata_transmission_managed(data, 6, 5), 1);
     EXPECT_EQ(pin_array[37], 0); // a fifth byte, which packet type 1 does not hold
     EXPECT_EQ(bits_of_running(), 32);
-    EXPECT_EQ(platform.said("start_audiodata_transmission_managed"),
-              kFile + "ENTER\n|Start Transmission Packet Type 1 Return val 1  |EXIT\n");
+    expect_log(kFile, {{"start_audio_transmitting_async_type_managed",
+                        "ENTER\n|Starting Audio Transmission from managed API"
+                        "|Start Transmission returned 1 "},
+                       {"start_audiodata_transmission_managed",
+                        "ENTER\n|Start Transmission Packet Type 1 Return val 1  |EXIT\n"}});
 }
 
-TEST_F(ManagedEntryPoints, SendThePreparedMessageFromThenOn)
+TEST_F(ManagedEntryPoints, PrepareTheNextTransmission)
 {
     set_pin_in_ultrasound_managed(5000, "0:0:0:0:AB:CD");
     EXPECT_EQ(set_tx_samplerate_managed(22050), 1);
@@ -51,10 +49,16 @@ TEST_F(ManagedEntryPoints, SendThePreparedMessageFromThenOn)
     EXPECT_TRUE(std::ranges::equal(tx_handler->message, std::span{pin_array}.first(48)));
     EXPECT_EQ(set_tx_samplerate_managed(44100), 0);
     bits_of_running();
+    EXPECT_EQ(set_tx_sample_rate(48000), 1);
+    ASSERT_EQ(start_audio_transmitting(), 1);
+    stop_audio_transmitting();
     EXPECT_EQ(platform.count("audio_out_create_new(22050, 128, 113)"), 1);
-    for (const auto *name :
-         {"set_pin_in_ultrasound_managed", "stop_audio_transmitting_async_managed"})
-        EXPECT_EQ(platform.said(name), kFile + "ENTER\n|EXIT\n");
+    EXPECT_EQ(platform.count("audio_out_create_new(48000, 128, 113)"), 1);
+    expect_log("SoundMgr.cpp", {{"set_tx_sample_rate", "Setting sample rate to [22050]"
+                                                       "|Transmission has already started"
+                                                       "|Setting sample rate to [48000]"}});
+    expect_log(kFile, {{"set_pin_in_ultrasound_managed", "ENTER\n|EXIT\n"},
+                       {"stop_audio_transmitting_async_managed", "ENTER\n|EXIT\n"}});
 }
 
 TEST_F(ManagedEntryPoints, AnswerForAReceiverThatIsNotThere)
@@ -64,11 +68,11 @@ TEST_F(ManagedEntryPoints, AnswerForAReceiverThatIsNotThere)
     set_audio_receivingcb_managed();
     EXPECT_EQ(tonelink_rx_is_running_managed(), 0);
     EXPECT_EQ(audio_rx_from_buffer_managed(), 1);
-    for (const auto *name : {"start_audiodata_receiving_managed", "set_audio_receivingcb_managed"})
-        EXPECT_EQ(platform.said(name), kFile + "ENTER\n|EXIT\n");
-    for (const auto *name : {"stop_audiodata_receiving_managed", "tonelink_rx_is_running_managed",
-                             "audio_rx_from_buffer_managed"})
-        EXPECT_EQ(platform.said(name), kFile + "ENTER\n");
+    expect_log(kFile, {{"start_audiodata_receiving_managed", "ENTER\n|EXIT\n"},
+                       {"set_audio_receivingcb_managed", "ENTER\n|EXIT\n"},
+                       {"stop_audiodata_receiving_managed", "ENTER\n"},
+                       {"tonelink_rx_is_running_managed", "ENTER\n"},
+                       {"audio_rx_from_buffer_managed", "ENTER\n"}});
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

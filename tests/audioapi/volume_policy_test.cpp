@@ -2,13 +2,13 @@
 
 #include "support/library_fixture.h"
 
-namespace tonelink {
-
-using test::platform;
+namespace tonelink::test {
 
 namespace {
 
-class VolumePolicy : public test::library_test {};
+using VolumePolicy = library_test;
+
+const std::string kFile = "SoundMgr.cpp";
 
 } // namespace
 
@@ -18,29 +18,15 @@ TEST_F(VolumePolicy, ReadsAndSetsTheMasterVolume)
     EXPECT_EQ(get_tv_volume(), 33);
     platform.fail("sound_manager_get_master_volume", -1);
     EXPECT_EQ(get_tv_volume(), -1);
-    EXPECT_EQ(platform.said("get_tv_volume"),
-              "SoundMgr.cpp| TV volume is [33]|[call sound_manager_get_master_volume() failed"
-              "| TV volume is [-1]");
     set_tv_volume(44);
     EXPECT_EQ(platform.master_volume, 44);
     platform.fail("sound_manager_set_master_volume", -5);
     set_tv_volume(45);
-    EXPECT_EQ(platform.said("set_tv_volume"),
-              "SoundMgr.cpp|Set TV volume to [44]|sound_manager_set_master_volume failed(-5)");
-}
-
-TEST_F(VolumePolicy, KnowsTheProduct)
-{
-    for (const auto key : {std::optional<bool>{}, {false}, {true}}) {
-        platform.forget();
-        platform.av_product = key;
-        EXPECT_EQ(IsAVProduct(), key == true);
-        EXPECT_EQ(platform.said("IsAVProduct"), key == true
-                                                    ? "SoundMgr.cpp|ENTER\n|AV product|EXIT\n"
-                                                    : "SoundMgr.cpp|ENTER\n|EXIT\n");
-    }
-    EXPECT_EQ(platform.calls(),
-              "system_info_get_custom_bool(com.orvane/featureconf/tonelink.set_volume_av_type)");
+    expect_log(kFile, {{"get_tv_volume", " TV volume is [33]"
+                                         "|[call sound_manager_get_master_volume() failed"
+                                         "| TV volume is [-1]"},
+                       {"set_tv_volume",
+                        "Set TV volume to [44]|sound_manager_set_master_volume failed(-5)"}});
 }
 
 TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
@@ -64,8 +50,8 @@ TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
         {50, "sound_manager_get_master_volume", "", " ###### get master volume error \n\n", 1},
         {10, unset, unset + "()", unset + " unsuccessuful", 1},
         {0, "", unset + "()", unset + " successuful", 0},
-        {5, "", set + "(10)", " ###### " + set + " success 10 \n\n", 1},
-        {100, "", unset + "()", unset + " successuful", 0},
+        {1, "", set + "(10)", " ###### " + set + " success 10 \n\n", 1},
+        {10, "", unset + "()", unset + " successuful", 0},
     };
     for (const auto &step : steps) {
         platform.forget();
@@ -75,7 +61,7 @@ TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
         EXPECT_EQ(platform.calls(),
                   "sound_manager_get_master_volume()" + (step.call.empty() ? "" : " " + step.call));
         EXPECT_EQ(platform.said("get_set_tv_volume"),
-                  step.text.empty() ? "" : "SoundMgr.cpp|" + step.text);
+                  step.text.empty() ? "" : kFile + "|" + step.text);
         EXPECT_EQ(is_ultra_volume_changed, step.is_set);
     }
 }
@@ -85,30 +71,30 @@ TEST_F(VolumePolicy, FollowsTheMasterVolume)
     const struct {
         unsigned master;
         bool av;
-        int volume;
-        bool sets; // sound type 1
-    } steps[] = {{35, false, 7, true},  {36, false, 7, false},
-                 {5, false, 15, true},  {6, false, 15, false},
-                 {1, true, 14, true},   {0, true, 0, true},
-                 {95, false, 0, false}, {4000000000u, false, 0, false},
-                 {60, false, 3, true}};
+        int volume; // of sound type 1
+    } steps[] = {{35, false, 7}, {36, false, 7},          {5, false, 15},
+                 {6, false, 15}, {1, true, 14},           {0, true, 0},
+                 {95, false, 0}, {4000000000u, false, 0}, {60, false, 3}};
     for (const auto &step : steps) {
         platform.forget();
         platform.av_product = step.av;
         platform.master_volume = static_cast<int>(step.master);
-        auto said = "SoundMgr.cpp|BLEAPP USED_SOUND_TYPE get_volume[" +
-                    std::to_string(platform.volume) + "] get_max_volume[15] Master Volume [" +
+        const bool sets = platform.volume != step.volume;
+        auto said = "BLEAPP USED_SOUND_TYPE get_volume[" + std::to_string(platform.volume) +
+                    "] get_max_volume[15] Master Volume [" +
                     std::to_string(platform.master_volume) + "]\n\n";
         _sound_manager_master_volume_changed_cb(step.master, nullptr);
         EXPECT_EQ(platform.volume, step.volume);
-        if (step.sets)
+        if (sets)
             said += "|BLEAPP USED_SOUND_TYPE set vol[" + std::to_string(step.volume) + "] \n\n";
-        EXPECT_EQ(platform.said("_sound_manager_master_volume_changed_cb"), said);
+        expect_log(kFile,
+                   {{"_sound_manager_master_volume_changed_cb", said},
+                    {"IsAVProduct", step.av ? "ENTER\n|AV product|EXIT\n" : "ENTER\n|EXIT\n"}});
         EXPECT_EQ(is_ultra_volume_changed, step.master >= 1 && step.master <= 9);
     }
     platform.fail("sound_manager_get_volume", -1);
     _sound_manager_master_volume_changed_cb(60, nullptr);
-    EXPECT_EQ(platform.count_lines("BLEAPP USED_SOUND_TYPE set vol[3] \n\n"), 2);
+    EXPECT_EQ(platform.count("BLEAPP USED_SOUND_TYPE set vol[3] \n\n"), 2);
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

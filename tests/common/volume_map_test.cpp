@@ -4,7 +4,7 @@
 
 #include <climits>
 
-namespace tonelink {
+namespace tonelink::test {
 
 TEST(VolumeMap, HasTheDocumentedBands)
 {
@@ -26,4 +26,4 @@ TEST(VolumeMap, HasTheDocumentedBands)
         }
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

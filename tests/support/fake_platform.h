@@ -49,10 +49,10 @@ public:
     // ---- Books ----
     /// Calls, one after the other: "audio_out_prepare(out1) pthread_create()".
     std::string calls(by whom = by::all) const;
-    int count(const std::string &call) const;
+    /// How often a call was made or a line of log written.
+    int count(const std::string &text) const;
     /// What a function has logged, after the name of its file: "SoundMgr.cpp|ENTER\n|EXIT\n".
     std::string said(const std::string &function) const;
-    int count_lines(const std::string &text) const;
     void forget(); // what has been recorded so far
     /// What is alive or has been misused, as text: empty when all is well.
     std::string left_over() const;

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audioapi/SoundMgr.h"
@@ -41,6 +43,15 @@ protected:
         EXPECT_EQ(b_audio_write_, 0);
         EXPECT_EQ(noti_reset_volume, 0);
         EXPECT_EQ(is_ultra_volume_changed, 0);
+    }
+
+    using log_lines = std::initializer_list<std::pair<const char *, std::string>>;
+
+    /// Compares what functions of a file have logged, line by line.
+    static void expect_log(const std::string &file, log_lines expected)
+    {
+        for (const auto &[function, lines] : expected)
+            EXPECT_EQ(platform.said(function), file + '|' + lines) << function;
     }
 };
 

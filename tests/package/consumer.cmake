@@ -1,5 +1,5 @@
 cmake_minimum_required(VERSION 3.25)
 project(consumer LANGUAGES C)
 find_package(tonelink REQUIRED)
-add_executable(burst burst.c)
-target_link_libraries(burst PRIVATE tonelink::tonelink)
+add_executable(program program.c)
+target_link_libraries(program PRIVATE tonelink::tonelink)

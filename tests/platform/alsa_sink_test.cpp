@@ -3,12 +3,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include <alsa/asoundlib.h>
 #include <dlfcn.h>
 
-#include "scratch_folder.h"
+#include "support/signals.h"
 #include "test_output.h"
 
 namespace {
@@ -27,8 +26,7 @@ extern "C" snd_pcm_sframes_t snd_pcm_writei(snd_pcm_t *pcm, const void *buffer,
         reinterpret_cast<decltype(&snd_pcm_writei)>(dlsym(RTLD_NEXT, "snd_pcm_writei"));
     ++writes;
     // An error that does not last is answered once, in the midst of a sound.
-    if (next_answer == -EPIPE && writes % 5 == 0) return -EPIPE;
-    if (next_answer < 0 && next_answer != -EPIPE) return next_answer;
+    if (next_answer == -EPIPE ? writes % 5 == 0 : next_answer < 0) return next_answer;
     return real(pcm, buffer, size);
 }
 
@@ -36,34 +34,24 @@ namespace tonelink::test {
 
 namespace {
 
+constexpr int kNotOpened = -26214399;
+
 class AlsaSink : public testing::Test {
 protected:
     void SetUp() override
     {
-        const auto definition = [&](const char *name) {
-            return "pcm." + std::string{name} +
-                   " {\n type file\n slave.pcm { type null }\n file \"" + raw +
-                   "\"\n format raw\n}\n";
-        };
+        const auto file_plugin =
+            " {\n type file\n slave.pcm { type null }\n file \"" + raw + "\"\n format raw\n}\n";
         const auto configuration =
-            folder.write("asoundrc", definition("test") + definition("default"));
+            folder.write("asoundrc", "pcm.test" + file_plugin + "pcm.default" + file_plugin);
         setenv("ALSA_CONFIG_PATH", configuration.c_str(), 1);
         ASSERT_EQ(tonelink_host_set_audio("alsa:test"), 0);
         ASSERT_EQ(sound_manager_set_volume(1, 15), 0);
-        next_answer = 0;
-        writes = 0;
-    }
-
-    static std::string as_bytes(const sample_row &samples)
-    {
-        std::string bytes(2 * samples.size(), '\0');
-        std::memcpy(bytes.data(), samples.data(), bytes.size());
-        return bytes;
     }
 
     const scratch_folder folder;
     const std::string raw = folder.file("sound.raw");
-    const sample_row sound = test_sound(4 * kRate + 123);
+    const sample_row sound = noise(4 * kRate + 123, /*seed=*/1);
 };
 
 } // namespace
@@ -74,24 +62,16 @@ TEST_F(AlsaSink, HoldsWhatWasWritten)
     for (const char *choice : {"alsa:test", "alsa", static_cast<const char *>(nullptr)}) {
         std::filesystem::remove(raw);
         ASSERT_EQ(tonelink_host_set_audio(choice), 0);
-        {
-            const test_output out;
-            ASSERT_EQ(audio_out_prepare(out), 0) << last_error();
-            ASSERT_EQ(out.write(sound), static_cast<int>(2 * sound.size()));
-        }
-        EXPECT_EQ(bytes_of(raw), as_bytes(sound));
+        play(sound);
+        EXPECT_EQ(raw_samples(raw), sound);
     }
 }
 
 TEST_F(AlsaSink, PlaysOnAfterTheDeviceHasRunEmpty)
 {
     next_answer = -EPIPE;
-    {
-        const test_output out;
-        ASSERT_EQ(audio_out_prepare(out), 0) << last_error();
-        ASSERT_EQ(out.write(sound), static_cast<int>(2 * sound.size()));
-    }
-    EXPECT_EQ(bytes_of(raw), as_bytes(sound));
+    play(sound);
+    EXPECT_EQ(raw_samples(raw), sound);
 }
 
 TEST_F(AlsaSink, LostDeviceIsToldOnceAndStays)
@@ -99,10 +79,10 @@ TEST_F(AlsaSink, LostDeviceIsToldOnceAndStays)
     const test_output out;
     ASSERT_EQ(audio_out_prepare(out), 0) << last_error();
     next_answer = -ENODEV;
-    EXPECT_EQ(out.write(sound), -26214399);
+    EXPECT_EQ(out.write(sound), kNotOpened);
     EXPECT_EQ(last_error(), "cannot play to the ALSA device \"test\": No such device");
     const int writes_before = writes;
-    EXPECT_EQ(out.write(sound), -26214399);
+    EXPECT_EQ(out.write(sound), kNotOpened);
     EXPECT_EQ(writes, writes_before);
     EXPECT_EQ(audio_out_unprepare(out), 0);
     next_answer = 0;
@@ -115,20 +95,8 @@ TEST_F(AlsaSink, DeviceThatTakesNothingIsGivenUp)
     const test_output out;
     ASSERT_EQ(audio_out_prepare(out), 0) << last_error();
     next_answer = -EINTR; // after which ALSA has one try again, for ever
-    EXPECT_EQ(out.write(sound), -26214399);
+    EXPECT_EQ(out.write(sound), kNotOpened);
     EXPECT_LT(writes, 100);
-}
-
-TEST_F(AlsaSink, UnknownDeviceFailsWithWordsOfItsOwn)
-{
-    ASSERT_EQ(tonelink_host_set_audio("alsa:gramophone:0,1"), 0);
-    const test_output out;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(audio_out_prepare(out), -26214399);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // nor does ALSA print any
-    EXPECT_EQ(last_error(),
-              "cannot open the ALSA device \"gramophone:0,1\": No such file or directory"
-              "; TONELINK_AUDIO=wav:PATH or null needs no sound card");
 }
 
 } // namespace tonelink::test

@@ -1,121 +1,111 @@
-// The adapter's address from BlueZ: a stand-in for it on a bus of the test's own.
+// The device address: given by hand, or the adapter's from BlueZ, for which a stand-in runs on a
+// bus of the test's own.
 
 #include <cstdlib>
 #include <optional>
 
 #include "child_process.h"
-#include "scratch_folder.h"
 #include "test_output.h"
 
 namespace tonelink::test {
 
 namespace {
 
+constexpr int kInvalidParameter = -22;
 constexpr int kNotEnabled = -29359870;
 
-class BluetoothAdapter : public testing::Test {
+class Bluetooth : public testing::Test {
 protected:
     void SetUp() override
     {
         unsetenv("TONELINK_BT_ADDRESS");
-        setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_address.c_str(), 1);
     }
 
-    void start_bus()
+    /// Runs a program until it answers to its name on the bus.
+    void start(std::optional<child_process> &program, const std::string &command,
+               const std::string &name) const
     {
-        const auto configuration = folder.write(
-            "bus.conf",
-            "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\""
-            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-            "<busconfig><type>system</type><listen>" +
-                address +
-                "</listen>"
-                "<auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\"/>"
-                "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n");
-        const auto log = folder.file("bus.log");
-        bus.emplace(std::vector<std::string>{"dbus-daemon", "--config-file=" + configuration,
-                                             "--nofork", "--nopidfile", "--nosyslog"},
-                    environment{}, log);
-        ASSERT_TRUE(wait_for(*bus,
-                             [&] {
-                                 return ask("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                            "org.freedesktop.DBus.GetId", {});
-                             }))
-            << "no bus (packages dbus, libglib2.0-bin): " << bytes_of(log)
-            << bytes_of(folder.file("gdbus.log"));
+        program.emplace(command + log);
+        ASSERT_TRUE(program->wait_for([&] {
+            return ask("--dest " + name + " --method org.freedesktop.DBus.Peer.Ping");
+        })) << bytes_of(folder.file("log"))
+            << "(packages dbus, libglib2.0-bin, python3-dbusmock)";
     }
 
-    void start_bluez()
+    bool ask(const std::string &what) const
     {
-        const auto log = folder.file("bluez.log");
-        bluez.emplace(std::vector<std::string>{"/usr/bin/python3", "-m", "dbusmock", "--template",
-                                               "bluez5", "--system"},
-                      environment{}, log);
-        ASSERT_TRUE(wait_for(
-            *bluez,
-            [&] { return ask("org.bluez", "/org/bluez", "org.freedesktop.DBus.Peer.Ping", {}); }))
-            << "no stand-in for BlueZ (package python3-dbusmock): " << bytes_of(log)
-            << bytes_of(folder.file("gdbus.log"));
+        const auto line = "gdbus call --system --object-path / " + what + log;
+        return std::system(line.c_str()) == 0;
     }
 
-    void add_adapter(const std::string &name)
+    /// The address, or the result code.
+    static std::string address()
     {
-        ASSERT_TRUE(ask("org.bluez", "/", "org.bluez.Mock.AddAdapter", {name, "a machine"}))
-            << bytes_of(folder.file("gdbus.log"));
+        char *text = nullptr;
+        const int result = bt_adapter_get_address(&text);
+        EXPECT_EQ(result == 0, text != nullptr);
+        const std::string answer = result == 0 ? text : std::to_string(result);
+        std::free(text);
+        return answer;
     }
 
-    bool ask(const std::string &name, const std::string &path, const std::string &method,
-             const std::vector<std::string> &arguments) const
+    static void expect_no_adapter(const std::string &why)
     {
-        std::vector<std::string> command = {"gdbus",         "call", "--system", "--dest", name,
-                                            "--object-path", path,   "--method", method};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        return run(command, {}, folder.file("gdbus.log"));
+        EXPECT_EQ(address(), std::to_string(kNotEnabled));
+        EXPECT_EQ(last_error(), "no Bluetooth adapter: " + why +
+                                    "; TONELINK_BT_ADDRESS=AA:BB:CC:DD:EE:FF can stand in");
     }
 
     const scratch_folder folder;
-    const std::string address = "unix:path=" + folder.file("bus");
-    std::optional<child_process> bus;
-    std::optional<child_process> bluez;
+    const std::string bus_address = "unix:path=" + folder.file("bus");
+    const std::string log = " >>" + folder.file("log") + " 2>&1";
 };
 
 } // namespace
 
-TEST_F(BluetoothAdapter, IsTheFirstThatBlueZKnows)
+TEST_F(Bluetooth, AddressIsThatOfTheFirstAdapterThatBlueZKnows)
 {
-    ASSERT_NO_FATAL_FAILURE(start_bus());
-    ASSERT_NO_FATAL_FAILURE(start_bluez());
-    char *text = nullptr;
-    EXPECT_EQ(bt_adapter_get_address(&text), kNotEnabled);
-    EXPECT_EQ(last_error(), "no Bluetooth adapter: BlueZ knows of none; "
-                            "TONELINK_BT_ADDRESS=AA:BB:CC:DD:EE:FF can stand in");
+    expect_no_adapter("no system bus: No such file or directory");
+    std::optional<child_process> bus;
+    ASSERT_NO_FATAL_FAILURE(
+        start(bus, "dbus-daemon --session --nofork --nopidfile --nosyslog --address=" + bus_address,
+              "org.freedesktop.DBus"));
+    expect_no_adapter("BlueZ does not run");
+    std::optional<child_process> bluez;
+    ASSERT_NO_FATAL_FAILURE(
+        start(bluez, "/usr/bin/python3 -m dbusmock --template bluez5 --system", "org.bluez"));
+    expect_no_adapter("BlueZ knows of none");
 
     // The stand-in makes the address of hciN from its last digit.
-    struct expectation {
-        const char *added, *address;
-    };
     for (const auto &[added, expected] :
-         {expectation{"hci10", "00:01:02:03:04:05"}, expectation{"hci2", "02:03:04:05:06:07"},
-          expectation{"hci3", "02:03:04:05:06:07"}, expectation{"hci1", "01:02:03:04:05:06"}}) {
-        ASSERT_NO_FATAL_FAILURE(add_adapter(added));
-        ASSERT_EQ(bt_adapter_get_address(&text), 0) << last_error();
-        EXPECT_STREQ(text, expected) << "with " << added;
-        std::free(text);
-        text = nullptr;
+         {std::pair{"hci10", "00:01:02:03:04:05"}, std::pair{"hci2", "02:03:04:05:06:07"},
+          std::pair{"hci3", "02:03:04:05:06:07"}, std::pair{"hci1", "01:02:03:04:05:06"}}) {
+        const auto name = std::string{added};
+        ASSERT_TRUE(ask("--dest org.bluez --method org.bluez.Mock.AddAdapter " + name + " machine"))
+            << bytes_of(folder.file("log"));
+        EXPECT_EQ(address(), expected) << "with " << added << ": " << last_error();
     }
 }
 
-TEST_F(BluetoothAdapter, NeedsBlueZAndABus)
+TEST_F(Bluetooth, AddressCanBeGiven)
 {
-    char *text = nullptr;
-    EXPECT_EQ(bt_adapter_get_address(&text), kNotEnabled);
-    EXPECT_EQ(last_error(), "no Bluetooth adapter: no system bus: No such file or directory; "
-                            "TONELINK_BT_ADDRESS=AA:BB:CC:DD:EE:FF can stand in");
-    ASSERT_NO_FATAL_FAILURE(start_bus());
-    EXPECT_EQ(bt_adapter_get_address(&text), kNotEnabled);
-    EXPECT_EQ(last_error(), "no Bluetooth adapter: BlueZ does not run; "
-                            "TONELINK_BT_ADDRESS=AA:BB:CC:DD:EE:FF can stand in");
-    EXPECT_EQ(text, nullptr);
+    setenv("TONELINK_BT_ADDRESS", "00:1a:7D:da:71:0f", 1);
+    EXPECT_EQ(address(), "00:1A:7D:DA:71:0F");
+    EXPECT_EQ(tonelink_host_set_bluetooth_address("AA:BB:CC:DD:EE:FF"), 0);
+    EXPECT_EQ(address(), "AA:BB:CC:DD:EE:FF");
+    EXPECT_EQ(tonelink_host_set_bluetooth_address(nullptr), 0);
+    EXPECT_EQ(address(), "00:1A:7D:DA:71:0F");
+
+    for (const char *unusable : {"AA:BB:CC:DD:EE", "AA:BB:CC:DD:EE:FF:", "AA-BB-CC-DD-EE-FF",
+                                 "AA:BB:CC:DD:EE:FG", "A:BB:CC:DD:EE:FFF", "hci0"}) {
+        EXPECT_EQ(tonelink_host_set_bluetooth_address(unusable), kInvalidParameter) << unusable;
+        setenv("TONELINK_BT_ADDRESS", unusable, 1);
+        EXPECT_EQ(address(), std::to_string(kInvalidParameter)) << unusable;
+    }
+    EXPECT_EQ(last_error(),
+              "TONELINK_BT_ADDRESS is \"hci0\"; it can be an address like AA:BB:CC:DD:EE:FF");
+    EXPECT_EQ(bt_adapter_get_address(nullptr), kInvalidParameter);
 }
 
 } // namespace tonelink::test

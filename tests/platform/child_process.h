@@ -1,41 +1,54 @@
 // A program that a test runs beside itself, and ends by its id.
 #pragma once
 
-#include <functional>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
 #include <string>
-#include <vector>
+#include <thread>
 
-#include <sys/types.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tonelink::test {
 
-/// A variable of the child's environment, as NAME=value.
-using environment = std::vector<std::string>;
-
 class child_process {
 public:
-    /// Starts a program that is found in PATH. What it prints goes to the file `output`.
-    child_process(const std::vector<std::string> &command, const environment &added,
-                  const std::string &output);
+    /// Starts a program by a line of the shell.
+    explicit child_process(const std::string &command)
+    {
+        const std::string line = "exec " + command;
+        id_ = fork();
+        if (id_ < 0) throw std::runtime_error{"cannot fork"};
+        if (id_ > 0) return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // also when the test is killed
+        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+        _exit(127);
+    }
     child_process(const child_process &) = delete;
     child_process &operator=(const child_process &) = delete;
-    ~child_process() { end(); }
+    ~child_process()
+    {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
 
-    /// Ends it with SIGTERM, or SIGKILL if that does not help, and waits for it.
-    void end();
-
-    /// Whether it has ended by itself.
-    bool has_ended();
+    /// Polls until `ready`, for a minute or somewhat more, or while the program runs.
+    template <class Condition> bool wait_for(Condition ready) const
+    {
+        for (int polls = 0; polls < 3000; ++polls) {
+            if (ready()) return true;
+            siginfo_t ended{};
+            waitid(P_PID, static_cast<id_t>(id_), &ended, WEXITED | WNOHANG | WNOWAIT);
+            if (ended.si_pid != 0) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds{20});
+        }
+        return false;
+    }
 
 private:
     pid_t id_ = -1;
 };
-
-/// Runs a program to its end; true for exit status 0.
-bool run(const std::vector<std::string> &command, const environment &added,
-         const std::string &output);
-
-/// Polls until `ready`, for a minute at most or while `child` lives.
-bool wait_for(child_process &child, const std::function<bool()> &ready);
 
 } // namespace tonelink::test

@@ -1,16 +1,21 @@
-// An audio output in a test, and what a WAV file holds of it.
+// An audio output in a test, and what a file holds of it.
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sndfile.h>
+#include <sndfile.hh>
 
+#include "scratch_folder.h"
 #include "tonelink_platform/host.h"
 
 namespace tonelink::test {
@@ -33,44 +38,62 @@ public:
 
     operator audio_out_h() const { return out_; }
 
-    int write(const sample_row &samples) const
+    int write(std::span<const std::int16_t> samples) const
     {
-        return audio_out_write(out_, samples.data(), static_cast<unsigned int>(2 * samples.size()));
+        return audio_out_write(out_, samples.data(),
+                               static_cast<unsigned int>(samples.size_bytes()));
     }
 
 private:
     audio_out_h out_ = nullptr;
 };
 
-/// A row that no shift makes equal to itself: noise from a fixed seed, never 0.
-inline sample_row test_sound(std::size_t count)
+inline std::string last_error()
 {
-    sample_row samples;
-    std::uint32_t state = 1;
-    while (samples.size() < count) {
-        state = state * 1103515245u + 12345u;
-        const auto sample = static_cast<std::int16_t>(state >> 16);
-        if (sample != 0) samples.push_back(sample);
-    }
-    return samples;
+    std::string text(tonelink_host_get_last_error(nullptr, 0), '\0');
+    tonelink_host_get_last_error(text.data(), text.size() + 1);
+    return text;
+}
+
+/// Plays a row on an output of its own; a failed test when it cannot be played.
+inline void play(const sample_row &samples, int rate = kRate)
+{
+    const test_output out{rate};
+    EXPECT_EQ(audio_out_prepare(out), 0) << last_error();
+    EXPECT_EQ(out.write(samples), static_cast<int>(2 * samples.size()));
 }
 
 /// The samples of a mono WAV file of this rate; a failed test when it is none.
 inline sample_row recorded(const std::string &path, int rate = kRate)
 {
-    SF_INFO info{};
-    SNDFILE *file = sf_open(path.c_str(), SFM_READ, &info);
-    if (file == nullptr) {
-        ADD_FAILURE() << path << " cannot be read: " << sf_strerror(nullptr);
-        return {};
-    }
-    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    EXPECT_EQ(info.channels, 1);
-    EXPECT_EQ(info.samplerate, rate);
-    sample_row samples(static_cast<std::size_t>(info.frames));
-    EXPECT_EQ(sf_read_short(file, samples.data(), info.frames), info.frames);
-    sf_close(file);
+    SndfileHandle file{path};
+    EXPECT_EQ(file.error(), 0) << path << ": " << file.strError();
+    EXPECT_EQ(file.format(), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    EXPECT_EQ(file.channels(), 1);
+    EXPECT_EQ(file.samplerate(), rate);
+    sample_row samples(static_cast<std::size_t>(file.frames()));
+    EXPECT_EQ(file.read(samples.data(), file.frames()), file.frames());
     return samples;
+}
+
+/// The samples of a file that holds nothing else; none when it is not there.
+inline sample_row raw_samples(const std::string &path)
+{
+    const auto bytes = bytes_of(path);
+    sample_row samples(bytes.size() / 2);
+    std::memcpy(samples.data(), bytes.data(), 2 * samples.size());
+    return samples;
+}
+
+template <class Condition> void wait_until(Condition holds)
+{
+    while (!holds()) std::this_thread::sleep_for(std::chrono::milliseconds{1});
+}
+
+/// Waits until the device has taken so many samples of the process.
+inline void wait_for_samples(std::uint64_t count)
+{
+    wait_until([&] { return tonelink_host_get_samples_played() >= count; });
 }
 
 /// Threads of the host platform that are alive.
@@ -78,17 +101,8 @@ inline std::ptrdiff_t host_threads()
 {
     const std::filesystem::directory_iterator threads{"/proc/self/task"};
     return std::count_if(begin(threads), end(threads), [](const auto &thread) {
-        std::string name;
-        std::getline(std::ifstream{thread.path() / "comm"}, name);
-        return name.starts_with("tonelink-");
+        return bytes_of(thread.path() / "comm").starts_with("tonelink-");
     });
-}
-
-inline std::string last_error()
-{
-    std::string text(tonelink_host_get_last_error(nullptr, 0), '\0');
-    tonelink_host_get_last_error(text.data(), text.size() + 1);
-    return text;
 }
 
 } // namespace tonelink::test

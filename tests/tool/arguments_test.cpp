@@ -1,37 +1,12 @@
 #include "arguments.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "errors.h"
 #include "message.h"
-#include "support/signals.h"
 
 namespace tonelink::tool {
 namespace {
-
-using test::text_of;
-
-TEST(Message, HoldsPinAndLastTwoOctets)
-{
-    const bluetooth_address address = parse_address("00:11:22:33:ab:CD");
-    const std::string last = "1010101111001101";
-    EXPECT_EQ(text_of(pairing_message(5000, address, message_length::short_32)),
-              "0001001110001000" + last);
-    EXPECT_EQ(text_of(pairing_message(5000, address, message_length::long_48)),
-              std::string(16, '0') + "0001001110001000" + last);
-    EXPECT_EQ(text_of(pairing_message(4294967295, address, message_length::long_48)),
-              std::string(32, '1') + last);
-}
-
-TEST(Message, HoldsDataThenZeros)
-{
-    EXPECT_EQ(text_of(data_message(parse_data("80fF01"), message_length::short_32)),
-              "10000000111111110000000100000000");
-    EXPECT_EQ(text_of(data_message(parse_data("80fF01"), message_length::long_48)),
-              "100000001111111100000001" + std::string(24, '0'));
-}
 
 TEST(Arguments, PinMustFitItsMessage)
 {

@@ -33,26 +33,6 @@ spectrogram analysed(const test::sound &samples, std::size_t columns)
 
 constexpr uint32_t kWhite = 0xFFFFFF;
 
-TEST(BurstPicture, BarsStandOverTheBurstsAlone)
-{
-    test::sound samples(3 * 44100);
-    test::mix(samples, test::burst_of(1), 44100);
-    for (const auto &[width, height] : {std::pair{1600, 1000}, std::pair{900, 1200}}) {
-        const picture_layout layout{width, height, picture_parts::overview};
-        const spectrogram levels = analysed(samples, layout.columns());
-        const canvas page =
-            draw_picture({"burst", "", &levels, {{1.0, 1.0, message_bits(32)}}}, layout);
-        panel area = layout.overview;
-        area.from_s = 0;
-        area.to_s = 3;
-        const double bar = area.top - 8.5;
-        for (const double inside : {1.01, 1.25, 1.52})
-            EXPECT_NE(pixel(page, layout.scale, area.x(inside), bar), kWhite) << inside;
-        for (const double outside : {0.5, 0.98, 1.55, 2.5})
-            EXPECT_EQ(pixel(page, layout.scale, area.x(outside), bar), kWhite) << outside;
-    }
-}
-
 TEST(BurstPicture, BarsAreSolidWhereTheBurstWasDecodedAndHollowWhereNot)
 {
     const picture_layout layout{1600, 1000, picture_parts::overview};

@@ -1,5 +1,8 @@
 """What the tests of the built command share: running it in an empty folder and judging its end."""
+import array
+import contextlib
 import os
+import pathlib
 import pty
 import resource
 import signal
@@ -7,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import wave
 
 COMMAND = None
 
@@ -17,23 +21,26 @@ class CommandCase(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
+        self.folder = pathlib.Path(folder.name)
 
     def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
+        return (self.folder / name).read_bytes()
 
-    def write(self, name, content):
-        with open(self.path(name), "wb") as file:
-            file.write(content)
+    def read_sound(self, name):
+        """The samples of a mono WAV file, and its sample rate."""
+        with wave.open(str(self.folder / name)) as file:
+            samples = array.array("h", file.readframes(file.getnframes()))
+            self.assertEqual(file.getparams()[:4], (1, 2, file.getframerate(), len(samples)), name)
+            return samples, file.getframerate()
+
+    def write_sound(self, name, samples, rate=44100, channels=1):
+        with wave.open(str(self.folder / name), "wb") as file:
+            file.setparams((channels, 2, rate, 0, "NONE", ""))
+            file.writeframes(array.array("h", samples).tobytes())
 
     def run_command(self, *arguments, **options):
-        options.setdefault("stdout", subprocess.PIPE)
         return subprocess.run([COMMAND, *arguments], cwd=self.folder, stderr=subprocess.PIPE,
-                              stdin=subprocess.DEVNULL, **options)
+                              **{"stdout": subprocess.PIPE, "input": b"", **options})
 
     def succeed(self, *arguments, **options):
         done = self.run_command(*arguments, **options)
@@ -46,31 +53,23 @@ class CommandCase(unittest.TestCase):
         done = self.run_command(*arguments, **options)
         line = done.stderr.decode()
         self.assertEqual(done.returncode, status, (arguments, line))
-        self.assertTrue(line.startswith("tonelink"), line)
-        self.assertEqual(line.count("\n"), 1, line)
-        self.assertTrue(line.endswith("\n"), line)
+        self.assertRegex(line, r"\Atonelink.*\n\Z")
         self.assertIn(text, line)
-        if done.stdout is not None:
-            self.assertEqual(done.stdout, b"", arguments)
+        self.assertFalse(done.stdout, arguments)
         self.assertEqual(sorted(os.listdir(self.folder)), before, "a file is left")
 
     def run_with_terminal(self, *arguments):
         """Standard error is a terminal: returns the exit status, the output and what was shown."""
         ours, theirs = pty.openpty()
-        with tempfile.TemporaryFile() as output:
-            running = subprocess.Popen([COMMAND, *arguments], cwd=self.folder, stdout=output,
-                                       stdin=subprocess.DEVNULL, stderr=theirs)
+        with subprocess.Popen([COMMAND, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=theirs) as running:
             os.close(theirs)
             shown = b""
-            try:
+            with contextlib.suppress(OSError):  # the other end is closed
                 while block := os.read(ours, 1 << 16):
                     shown += block
-            except OSError:  # the other end is closed
-                pass
             os.close(ours)
-            status = running.wait()
-            output.seek(0)
-            return status, output.read(), shown.decode()
+            return running.wait(), running.stdout.read(), shown.decode()
 
     def refuse_terminal(self, *arguments):
         """The command writes nothing to a terminal but its complaint."""

@@ -13,20 +13,20 @@ PAIRING = ["--pin", "4711", "--address", "00:11:22:33:3C:A5"]
 class Listen(CommandCase):
     def setUp(self):
         super().setUp()
-        self.write("asoundrc", b"""pcm.ear {
+        configuration = self.folder / "asoundrc"
+        configuration.write_text("""pcm.ear {
             type file
             slave.pcm { type null }
             file "/dev/null"
-            infile "%s"
+            infile "%s/heard.raw"
             format raw
         }
-        pcm.default { type null }
-        """ % self.path("heard.raw").encode())
-        os.environ["ALSA_CONFIG_PATH"] = self.path("asoundrc")
+        """ % self.folder)
+        os.environ["ALSA_CONFIG_PATH"] = str(configuration)
         sound = b"".join(
             self.succeed("encode", *message, "--raw", "-o", "-")
             for message in (PAIRING, PAIRING, ["--data", "CAFE01020304"], PAIRING))
-        self.write("heard.raw", bytes(20000) + sound + bytes(2 * 5 * 44100))
+        (self.folder / "heard.raw").write_bytes(bytes(20000) + sound + bytes(2 * 5 * 44100))
 
     def test_tells_messages_as_they_come(self):
         lines = self.succeed("listen", "--input", "alsa:ear", "--count", "3").decode().splitlines()
@@ -34,22 +34,19 @@ class Listen(CommandCase):
                          [["PIN 4711", "3C:A5", "32 bits", "12673CA5"],
                           ["PIN 3405644034", "03:04", "48 bits", "CAFE01020304"],
                           ["PIN 4711", "3C:A5", "32 bits", "12673CA5"]])
-        [line] = self.succeed("listen", "--input", "alsa:ear", "--count", "1", "--bits", "48",
-                              "--json").decode().splitlines()
-        heard = json.loads(line)
+        heard = json.loads(self.succeed("listen", "--input", "alsa:ear", "--count", "1",
+                                        "--bits", "48", "--json"))
         self.assertAlmostEqual(heard.pop("time"), (10000 + 2 * 23170) / 44100, delta=0.01)
         self.assertEqual(heard, {"bits": 48, "message": "CAFE01020304", "pin": 3405644034,
                                  "octets": "03:04"})
 
     def test_stops_when_told_to(self):
         for stop in (signal.SIGINT, signal.SIGTERM):
-            running = subprocess.Popen([command_case.COMMAND, "listen", "--input", "alsa:ear"],
-                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-            self.assertIn(b"PIN 4711", running.stdout.readline())
-            running.send_signal(stop)
-            self.assertEqual((running.wait(), running.stderr.read()), (0, b""))
-            running.stdout.close()
-            running.stderr.close()
+            with subprocess.Popen([command_case.COMMAND, "listen", "--input", "alsa:ear"],
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
+                self.assertIn(b"PIN 4711", running.stdout.readline())
+                running.send_signal(stop)
+                self.assertEqual((running.wait(), running.stderr.read()), (0, b""))
 
     def test_shows_a_meter_on_a_terminal(self):
         status, _, shown = self.run_with_terminal("listen", "--input", "alsa:ear", "--count", "1")
@@ -58,14 +55,13 @@ class Listen(CommandCase):
         self.assertRegex(shown, r"\r18-20 kHz \[#{15,29}\.+\]  -[0-9]+ dB")
 
     def test_refuses(self):
-        for status, text, arguments in (
-                (2, "alsa or alsa:DEVICE", ["--input", "wav:a.wav"]),
-                (2, "alsa or alsa:DEVICE", ["--input", "alsa:"]),
-                (2, "32, 48 or both", ["--bits", "64"]),
-                (2, "--count", ["--count", "0"]),
-                (1, "cannot listen to the ALSA device \"nowhere\"", ["--input", "alsa:nowhere"])):
+        for status, text, *arguments in (
+                (2, "alsa or alsa:DEVICE", "--input", "wav:a.wav"),
+                (2, "alsa or alsa:DEVICE", "--input", "alsa:"),
+                (2, "32, 48 or both", "--bits", "64"),
+                (2, "--count", "--count", "0"),
+                (1, "cannot listen to the ALSA device \"nowhere\"", "--input", "alsa:nowhere")):
             self.complain(status, text, "listen", *arguments)
 
 
-if __name__ == "__main__":
-    command_case.main()
+command_case.main()

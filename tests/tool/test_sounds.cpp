@@ -1,30 +1,25 @@
 #include "test_sounds.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cmath>
 #include <numeric>
 #include <stdexcept>
 
 #include <samplerate.h>
-#include <tonelink/modem.h>
 
 #include "burst_layout.h"
-#include "support/signals.h"
+#include "support/modem_guard.h"
 
 namespace tonelink::test {
 
 sound burst_of(uint32_t message)
 {
-    std::vector<uint8_t> bits;
-    for (int bit = 31; bit >= 0; --bit) bits.push_back((message >> bit) & 1u);
-    snfc_state *modem = nullptr;
-    int16_t *samples = nullptr;
-    int32_t *length = nullptr;
-    if (open_snfc(&modem) != 1 || get_burst_snfc(&modem, bits.data(), 32, &samples, &length) != 1)
-        throw std::runtime_error{"no burst"};
-    sound burst(samples, samples + *length);
+    open_modem modem;
+    const auto samples = modem.burst(std::bitset<32>{message}.to_string());
+    if (samples.empty()) throw std::runtime_error{"no burst"};
+    sound burst(samples.begin(), samples.end());
     for (float &sample : burst) sample /= 32768;
-    close_snfc(&modem);
     return burst;
 }
 

@@ -192,7 +192,7 @@ TEST_F(AudioOutput, CallbackCanRemoveItselfAndNothingElse)
     ASSERT_EQ(audio_out_prepare(out), 0);
     for (int round = 1; round <= 2; ++round) { // and it can be set again
         ASSERT_EQ(set_callback(out, call), 0);
-        wait_until([&] { return calls == round; });
+        wait_until([&] { return calls >= round; });
         // Gone already; this waits all the same.
         EXPECT_EQ(audio_out_unset_stream_cb(out), kInvalidOperation);
         EXPECT_EQ(results,

@@ -34,17 +34,17 @@ public:
         waitpid(id_, nullptr, 0);
     }
 
-    /// Polls until `ready`, for a minute or somewhat more, or while the program runs.
+    /// Polls until `ready`, for a minute at most or while the program runs.
     template <class Condition> bool wait_for(Condition ready) const
     {
-        for (int polls = 0; polls < 3000; ++polls) {
-            if (ready()) return true;
-            siginfo_t ended{};
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
+        siginfo_t ended{};
+        while (!ready()) {
             waitid(P_PID, static_cast<id_t>(id_), &ended, WEXITED | WNOHANG | WNOWAIT);
-            if (ended.si_pid != 0) return false;
+            if (ended.si_pid != 0 || std::chrono::steady_clock::now() > deadline) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds{20});
         }
-        return false;
+        return true;
     }
 
 private:

@@ -35,7 +35,7 @@ void expect_starts(const std::vector<found_burst> &found, const std::vector<std:
     ASSERT_EQ(found.size(), starts.size());
     for (std::size_t i = 0; i < found.size(); ++i)
         EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kDesignRate,
-                    kMillisecond / 2);
+                    kMillisecond / 3);
 }
 
 TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)

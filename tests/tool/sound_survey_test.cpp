@@ -41,5 +41,22 @@ TEST(SoundSurvey, PutsTogetherWhatWasFoundAndWhatWasDecoded)
     }
 }
 
+TEST(HeardMessages, BurstsOfTwoMessagesStayApart)
+{
+    const message_bits a(32, 1), b(48, 1);
+    heard_messages heard;
+    heard.accept(a, 50000);
+    heard.accept(b, 50080);
+    heard.accept(a, 50160);
+    EXPECT_FALSE(heard.take_burst(61585)); // may go on
+    const auto first = heard.take_burst(61586);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->message, a);
+    EXPECT_EQ(first->last, 50160);
+    const auto second = heard.take_burst(INT64_MAX);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->message, b);
+}
+
 } // namespace
 } // namespace tonelink::tool

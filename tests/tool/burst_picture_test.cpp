@@ -83,6 +83,8 @@ TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
         const auto at = [&](double re, double im) {
             return pixel(page, layout.scale, parts.x(re), parts.y(im));
         };
+        EXPECT_LT(parts.x(-1), parts.x(1));
+        EXPECT_LT(parts.y(1), parts.y(-1)) << "the quadrature points upwards";
         const uint32_t data = at(-1, 0.5), pilots = at(1, -0.5);
         EXPECT_GT(data & 0xFF, data >> 16) << "blue";
         EXPECT_GT(pilots >> 16, pilots & 0xFF) << "orange";

@@ -1,5 +1,7 @@
 // Whole transmissions of every family with one fault after the other, and a thousand of each
 // without.
+#include <ostream>
+
 #include <malloc.h>
 
 #include "support/failing_memory.h"
@@ -33,6 +35,8 @@ struct family {
         }
         return {started, stop()};
     }
+
+    friend void PrintTo(const family &f, std::ostream *stream) { *stream << f.name; }
 };
 
 int32_t start_standalone()
@@ -140,19 +144,21 @@ TEST_F(Transmissions, SurviveEachAllocationFailing)
     }
 }
 
-TEST_F(Transmissions, LeaveNothingBehindInAThousandCycles)
+class ThousandTransmissions : public library_test, public testing::WithParamInterface<family> {};
+
+TEST_P(ThousandTransmissions, LeaveNothingBehind)
 {
-    for (const auto &f : kFamilies) {
-        std::size_t bytes = 0;
-        for (int cycle = 0; cycle < 1000; ++cycle) {
-            platform.reset();
-            if (cycle == 100) bytes = mallinfo2().uordblks;
-            ASSERT_EQ(f.transmit(), kPlayed);
-            ASSERT_EQ(platform.left_over(), "");
-        }
+    std::size_t bytes = 0;
+    for (int cycle = 0; cycle < 1000; ++cycle) {
         platform.reset();
-        EXPECT_LT(mallinfo2().uordblks, bytes + 900 * 8); // less than the smallest block a cycle
+        if (cycle == 100) bytes = mallinfo2().uordblks;
+        ASSERT_EQ(GetParam().transmit(), kPlayed);
+        ASSERT_EQ(platform.left_over(), "");
     }
+    platform.reset();
+    EXPECT_LT(mallinfo2().uordblks, bytes + 900 * 8); // less than the smallest block a cycle
 }
+
+INSTANTIATE_TEST_SUITE_P(Families, ThousandTransmissions, testing::ValuesIn(kFamilies));
 
 } // namespace tonelink::test

@@ -11,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <pthread.h>
-#include <regex>
 #include <sstream>
 #include <thread>
 #include <unistd.h>
@@ -411,17 +410,20 @@ int __dlog_print(int log_id, int priority, const char *tag, const char *format, 
     va_end(arguments);
 
     // "file: function(line) > [function:line] text"
-    static const std::regex prefix{R"(([^:]+): ([^(]+)\((\d+)\) > \[\2:\3\] )"};
-    std::cmatch parts;
-    if (log_id != 0 || priority != 4 || std::strcmp(tag, "TONE_LINK_LOG") != 0 ||
-        !std::regex_search(line, parts, prefix, std::regex_constants::match_continuous)) {
+    char file[64], function[64], function_again[64];
+    int at = 0, at_again = 0, length = 0;
+    std::sscanf(line, "%63[^:]: %63[^(](%d) > [%63[^:]:%d]%n", file, function, &at, function_again,
+                &at_again, &length);
+    if (log_id != 0 || priority != 4 || std::strcmp(tag, "TONE_LINK_LOG") != 0 || length == 0 ||
+        std::strcmp(function, function_again) != 0 || at != at_again || line[length] != ' ') {
         const lock held{mutex};
         now.misuse += std::string{"bad line of log: "} + line + "; ";
         return -1;
     }
-    run_hook(parts.suffix());
+    const std::string text = line + length + 1;
+    run_hook(text);
     const lock held{mutex};
-    now.entries.push_back({is_by_control(), parts.suffix(), parts[1], parts[2]});
+    now.entries.push_back({is_by_control(), text, file, function});
     return 0;
 }
 

@@ -162,19 +162,19 @@ void decimation(benchmark::State &state)
     for (auto _ : state) receiver->receive_shifted(recording(), none, [](const auto &) {});
 }
 
-/// What a hop's plain stages start from.
-struct hop {
+/// What the plain stages of a hop start from.
+struct hop_input {
     symbol_body body;
     plain::candidate burst;
     plain::soft_channel soft;
 };
 
 /// Some hops that differ: on a single one, the processor would learn where each branch goes.
-std::vector<hop> different_hops()
+std::vector<hop_input> different_hops()
 {
-    std::vector<hop> hops(32);
+    std::vector<hop_input> hops(32);
     const int16_t *sample = recording().data();
-    for (hop &h : hops) {
+    for (hop_input &h : hops) {
         std::copy_n(sample, h.body.size(), h.body.begin());
         for (cplx16 &bin : h.burst.bins) {
             bin = {sample[0], sample[1]};
@@ -196,12 +196,12 @@ template <class Stage> void plain_stage_of_hops(benchmark::State &state, Stage s
     count_hops(state);
 }
 
-template <std::size_t Bits> auto decode_plain(const hop &h)
+template <std::size_t Bits> auto decode_plain(const hop_input &h)
 {
     return plain::viterbi_decoder<Bits>(plain::recover_rate<Bits>(h.soft));
 }
 
-symbol_spectrum transform_plain(const hop &h)
+symbol_spectrum transform_plain(const hop_input &h)
 {
     symbol_spectrum spectrum;
     forward_symbol_transform(h.body, spectrum);
@@ -262,7 +262,8 @@ const bool registered = [] {
         })->Unit(benchmark::kMicrosecond);
     };
     stage("stage transforms, plain", transform_plain);
-    stage("stage demodulation, plain", [](const hop &h) { return plain::demodulate(h.burst); });
+    stage("stage demodulation, plain",
+          [](const hop_input &h) { return plain::demodulate(h.burst); });
     stage("stage decoding, 32 bits, plain", decode_plain<32>);
     stage("stage decoding, 48 bits, plain", decode_plain<48>);
     return true;

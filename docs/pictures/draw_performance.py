@@ -122,11 +122,11 @@ def main():
                     ("stage interpolation", False), ("stage mirroring", True),
                     ("stage band shift", False), ("stage normalisation", False),
                     ("stage output filter", False)]
+    receiver["stage demodulation, 32 bits, plain"] = receiver["stage demodulation, plain"]
     for w in widths:
         receiver[f"stage decoding, 32 bits, {w}"] = \
             receiver[f"stage path search, 32 bits, {w}"] + receiver[f"stage trace back, 32 bits, {w}"]
         receiver[f"stage decimation and gain, {w}"] = receiver["stage decimation and gain"]
-        receiver["stage demodulation, 32 bits, plain"] = receiver["stage demodulation, plain"]
     receiver_stages = ["band shift", "decimation and gain", "transforms", "demodulation, 32 bits",
                        "decoding, 32 bits"]
     draw_shares("performance-burst", [
@@ -197,7 +197,7 @@ Plain to fast, 32 bits in blocks of 44100: {", ".join(
 | modem state | 67 KB of spectra and 46 KB for its burst; 2 KB for both shifters, which all states share |
 | making a burst | no heap beyond the state; at most 24 KB of stack |
 | a transmission | the state, and 226 KB for five copies of the burst |
-| streaming receiver | 145 KB, nothing else; 35 KB of stack |
+| streaming receiver | 145 KB, nothing else; 24 KB of stack |
 | a call of `receiver_snfc` | 145 KB, a copy of its block, and room for the records |
 | stripped library | {size / 1024:.0f} KB |
 | loading it | {load:.0f} us, symbols resolved |

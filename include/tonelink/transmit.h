@@ -44,7 +44,11 @@ typedef struct audio_out_s *audio_out_h;
 
 /* ---- Transmitter handle ------------------------------------------------------------------- */
 
-/** All that one transmission holds. The fields are for reading; the caller owns the record. */
+/**
+ * All that one transmission holds. The fields are for reading; the caller owns the record. The
+ * library keeps who plays the handle in the padding behind `keep_writing`: a record in use is not
+ * to be copied.
+ */
 typedef struct tonelink_tx_h {
     pthread_t thread;      /**< the writer thread, while one is running */
     int32_t is_running;    /**< 1 while a player plays */
@@ -55,8 +59,6 @@ typedef struct tonelink_tx_h {
     uint8_t keep_writing;  /**< the writer thread goes on while it is not 0 */
     audio_out_h audio_out; /**< the output, while a player is started */
     int32_t sample_rate;   /**< of the output, in Hz */
-    int32_t player;        /**< private: which player has the handle */
-    int32_t output_stage;  /**< private: how much of the output is still open */
 } tonelink_tx_h;
 
 /**

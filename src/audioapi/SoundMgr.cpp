@@ -30,13 +30,20 @@ struct engine {
     int32_t (*start)(tonelink_tx_h *);
     int32_t (*stop)(tonelink_tx_h *);
     int32_t (*close)(tonelink_tx_h **);
-    const char *started; // for the log
+    void (*log_success)(const char *caller); // of a start
 };
 
+void log_start(const char *caller) { TONELINK_LOG_AS(caller, "\n StartTransmitting Success \n\n"); }
+
+void log_async_start(const char *caller)
+{
+    TONELINK_LOG_AS(caller, "\n StartTransmitting Async Success \n\n");
+}
+
 constexpr engine kWriterThread = {tonelink_tx_start, tonelink_tx_stop, tonelink_tx_close,
-                                  "StartTransmitting Success"};
+                                  log_start};
 constexpr engine kStreamCallback = {tonelink_tx_start_async, tonelink_tx_stop_async,
-                                    tonelink_tx_close_async, "StartTransmitting Async Success"};
+                                    tonelink_tx_close_async, log_async_start};
 
 const engine *current_engine = &kWriterThread; // that plays `tx_handler`
 
@@ -112,7 +119,7 @@ int32_t play_message(const engine &player, const char *caller)
         return kNothingDone;
     }
     current_engine = &player;
-    TONELINK_LOG_AS(caller, "\n %s \n\n", player.started);
+    player.log_success(caller);
     if (!listen_to_master_volume())
         TONELINK_LOG_AS(caller, "sound_manager_set_master_volume_changed_cb failed");
     return kStarted;
@@ -132,6 +139,24 @@ int32_t end_playing(const char *caller)
     }
     discard_handle(current_engine->close);
     return stopped ? kStopped : kNothingDone;
+}
+
+/// A stop, whichever family's: they differ in the order in which they put the volumes back.
+int32_t stop_transmission(void (*put_back_first)(const char *caller),
+                          void (*put_back_last)(const char *caller), const char *caller)
+{
+    TONELINK_LOG_AS(caller, "ENTER\n");
+    int32_t result = kNothingDone;
+    if (handler() == nullptr) {
+        TONELINK_LOG_AS(caller, "Transmitted not started");
+    } else {
+        result = end_playing(caller);
+        put_back_first(caller);
+        put_back_last(caller);
+        forget_volumes();
+    }
+    TONELINK_LOG_AS(caller, "EXIT\n");
+    return result;
 }
 
 } // namespace
@@ -220,34 +245,12 @@ int32_t start_audiodata_transmission(const uint8_t *data, int32_t length, int32_
 
 int32_t stop_audio_transmitting(void)
 {
-    TONELINK_LOG("ENTER\n");
-    int32_t result = kNothingDone;
-    if (handler() == nullptr) {
-        TONELINK_LOG("Transmitted not started");
-    } else {
-        result = end_playing(__func__);
-        remove_floor(__func__);
-        restore_volume(__func__);
-        forget_volumes();
-    }
-    TONELINK_LOG("EXIT\n");
-    return result;
+    return stop_transmission(remove_floor, restore_volume, __func__);
 }
 
 int32_t stop_audio_transmitting_async(void)
 {
-    TONELINK_LOG("ENTER\n");
-    int32_t result = kNothingDone;
-    if (handler() == nullptr) {
-        TONELINK_LOG("Transmitted not started");
-    } else {
-        result = end_playing(__func__);
-        restore_volume(__func__);
-        remove_floor(__func__);
-        forget_volumes();
-    }
-    TONELINK_LOG("EXIT\n");
-    return result;
+    return stop_transmission(restore_volume, remove_floor, __func__);
 }
 
 int32_t set_tx_sample_rate(int32_t rate)

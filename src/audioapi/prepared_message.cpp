@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <limits>
 
 #include "common/format_msg.h"
 #include "common/log.h"
@@ -17,12 +16,10 @@ namespace {
 
 constexpr uint32_t kLongestCustomPin = 19; // bytes, address included
 
-/// The number that a text begins with, or the nearest that 32 bits hold.
+/// The low 32 bits of the number of 64 that a text begins with.
 int32_t decimal_number(const char *text)
 {
-    constexpr std::numeric_limits<int32_t> kInt32;
-    return static_cast<int32_t>(
-        std::clamp<long>(std::strtol(text, nullptr, 10), kInt32.min(), kInt32.max()));
+    return static_cast<int32_t>(static_cast<uint32_t>(std::strtoll(text, nullptr, 10)));
 }
 
 /// Writes the number and the address bytes, most significant first, and logs the row.
@@ -36,7 +33,7 @@ void compose_with_address(int32_t pin, const char *address, int32_t pin_width, c
     TONELINK_LOG_AS(caller, "Pin_Array End");
 }
 
-/// set_pin_Custom_in_ultrasound() but for its first and last line of log.
+/// set_pin_Custom_in_ultrasound() but for its lines of entry and exit.
 int32_t prepare_custom_pin(const char *buffer, int32_t packet_type, int32_t pin_type,
                            int32_t length, bool with_address, const char *caller)
 {
@@ -93,6 +90,6 @@ int32_t set_pin_Custom_in_ultrasound(const char *buffer, int32_t packet_type, in
     TONELINK_LOG("ENTER\n");
     const int32_t result =
         prepare_custom_pin(buffer, packet_type, pin_type, length, with_address != 0, __func__);
-    TONELINK_LOG("EXIT\n");
+    if (result != 0) TONELINK_LOG("EXIT\n");
     return result;
 }

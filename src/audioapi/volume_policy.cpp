@@ -10,7 +10,6 @@
 #include "common/guards.h"
 #include "common/log.h"
 #include "common/transmit_volume.h"
-#include "common/volume_map.h"
 #include "tonelink_platform/sound_manager.h"
 #include "tonelink_platform/system_info.h"
 
@@ -59,10 +58,8 @@ void set_floor(const char *caller)
 /// Sets sound type 1 to what the volume map says for a new master volume.
 void follow_master_volume(unsigned int master, const char *caller)
 {
-    int current = 0;
-    int maximum = 0;
-    sound_manager_get_volume(kUsedSoundType, &current);
-    sound_manager_get_max_volume(kUsedSoundType, &maximum);
+    const int current = read_volume(0);
+    const int maximum = read_max_volume(0);
     TONELINK_LOG_AS(
         caller, "BLEAPP USED_SOUND_TYPE get_volume[%d] get_max_volume[%d] Master Volume [%d]\n\n",
         current, maximum, static_cast<int>(master));
@@ -95,8 +92,7 @@ void forget_volumes()
 void save_volume(const char *caller)
 {
     forget_volumes();
-    int volume = 0;
-    sound_manager_get_volume(kUsedSoundType, &volume);
+    const int volume = read_volume(0);
     std::atomic_ref{noti_reset_volume} = volume;
     TONELINK_LOG_AS(caller, "get_set_tv_volume noti_reset_volume %d ", volume);
 }

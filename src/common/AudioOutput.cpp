@@ -39,6 +39,7 @@ constexpr audio_error kAudioErrors[] = {
 struct output_pair {
     audio_out_h out;
     sound_stream_info_h info;
+    bool is_left; // to destroy_left_outputs()
     output_pair *next;
 };
 
@@ -46,7 +47,6 @@ output_pair *first_pair = nullptr;
 pthread_mutex_t pairs_mutex = PTHREAD_MUTEX_INITIALIZER; // never held while calling out
 
 using pair_ptr = unique_handle<output_pair, ac_free_memory>;
-using stream_info = unique_handle<sound_stream_info_s, sound_manager_destroy_stream_information>;
 
 void keep(pair_ptr pair)
 {
@@ -55,36 +55,55 @@ void keep(pair_ptr pair)
     first_pair = pair.release();
 }
 
-/// Takes the output's pair out of the list; null when it has none.
-pair_ptr take(audio_out_h out)
+/// Takes the first pair that fits out of the list; null when none does.
+template <class Condition> pair_ptr take_if(Condition fits)
 {
     const pthread_lock lock{pairs_mutex};
     for (output_pair **link = &first_pair; *link != nullptr; link = &(*link)->next) {
         output_pair *const pair = *link;
-        if (pair->out != out) continue;
+        if (!fits(*pair)) continue;
         *link = pair->next;
         return pair_ptr{pair};
     }
     return nullptr;
 }
 
-void release(pair_ptr pair)
+pair_ptr take(audio_out_h out)
 {
-    if (pair) sound_manager_destroy_stream_information(pair->info);
+    return take_if([out](const output_pair &pair) { return pair.out == out; });
 }
 
 } // namespace
 
 int32_t destroy_output(audio_out_h out)
 {
-    // Out of the list first: once destroyed, another thread's new output may have the same address.
+    // Out of the list first: once destroyed, another thread's new output may have the same handle.
     pair_ptr pair = take(out);
     const int32_t result = audio_out_destroy(out);
+    if (!pair) return result;
     if (result == 0)
-        release(std::move(pair));
-    else if (pair)
+        sound_manager_destroy_stream_information(pair->info);
+    else
         keep(std::move(pair));
     return result;
+}
+
+void leave_output(audio_out_h out)
+{
+    pair_ptr pair = take(out);
+    if (!pair) return;
+    pair->is_left = true;
+    keep(std::move(pair));
+}
+
+void destroy_left_outputs()
+{
+    pair_ptr pair = take_if([](const output_pair &p) { return p.is_left; });
+    if (!pair) return;
+    const bool is_gone = audio_out_destroy(pair->out) == 0;
+    if (is_gone) sound_manager_destroy_stream_information(pair->info);
+    destroy_left_outputs(); // the others, before one that is refused again is back in the list
+    if (!is_gone) keep(std::move(pair));
 }
 
 } // namespace tonelink
@@ -96,47 +115,49 @@ int32_t audio_create(int32_t rate, audio_out_h *out)
     pair_ptr pair{static_cast<output_pair *>(ac_allocate_memory(sizeof(output_pair)))};
     if (!pair) return kOutOfMemory;
 
-    sound_stream_info_h made = nullptr;
+    sound_stream_info_h info = nullptr;
     int32_t result =
-        sound_manager_create_stream_information(kNotification, nullptr, nullptr, &made);
+        sound_manager_create_stream_information(kNotification, nullptr, nullptr, &info);
     if (result != 0) {
         TONELINK_LOG("sound_manager_create_stream_information failed(%d)\n", result);
         return result;
     }
-    stream_info info{made};
     result = audio_out_create_new(rate, kMono, kSigned16, out);
     if (result != 0) {
         TONELINK_LOG("audio_out_create_new failed(%d)\n", result);
+        sound_manager_destroy_stream_information(info);
         return result;
     }
-    result = audio_out_set_sound_stream_info(*out, info.get());
+    // The program may have destroyed an earlier output of this handle by itself. What was made for
+    // that one is not known to be nobody's: its handle, too, may be in use again.
+    take(*out).reset();
+    result = audio_out_set_sound_stream_info(*out, info);
     if (result == 0) {
-        // The program may have destroyed an earlier output of this address by itself.
-        release(take(*out));
-        *pair = {*out, info.release(), nullptr};
+        *pair = {*out, info, false, nullptr};
         keep(std::move(pair));
     } else {
         TONELINK_LOG("audio_out_set_sound_stream_info failed(%d)\n", result);
-        destroy_output(*out);
-        static_cast<void>(info.release()); // stays: the platform may hold on to what it refuses
+        audio_out_destroy(*out); // `info` stays: the platform may hold on to what it refuses
     }
     TONELINK_LOG("### Exit :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n");
     return result;
 }
 
-void Initialize(int32_t rate, audio_out_h *out)
+int32_t tonelink::initialize_output(int32_t rate, audio_out_h *out)
 {
-    TONELINK_LOG("### Enter : audio_out_create\n\n");
+    constexpr auto kCaller = "Initialize";
+    TONELINK_LOG_AS(kCaller, "### Enter : audio_out_create\n\n");
     const int32_t result = audio_create(rate, out);
-    if (result != 0) {
-        *out = nullptr; // which is how the caller learns of it
-        TONELINK_LOG("### audio_out_create Fail ret = [%s] \n\n",
-                     convert_audio_io_error_to_string(result));
-    } else {
-        TONELINK_LOG("### audio_out_create Success \n\n");
-    }
-    TONELINK_LOG("### Exit : audio_out_create\n");
+    if (result != 0)
+        TONELINK_LOG_AS(kCaller, "### audio_out_create Fail ret = [%s] \n\n",
+                        convert_audio_io_error_to_string(result));
+    else
+        TONELINK_LOG_AS(kCaller, "### audio_out_create Success \n\n");
+    TONELINK_LOG_AS(kCaller, "### Exit : audio_out_create\n");
+    return result;
 }
+
+void Initialize(int32_t rate, audio_out_h *out) { tonelink::initialize_output(rate, out); }
 
 void Start(audio_out_h out)
 {
@@ -150,7 +171,7 @@ void Start(audio_out_h out)
     TONELINK_LOG("### Exit : Audio_end\n\n");
 }
 
-bool tonelink::stop_output(audio_out_h out)
+int32_t tonelink::stop_output(audio_out_h out)
 {
     constexpr auto kCaller = "Stop";
     TONELINK_LOG_AS(kCaller, "### Enter : Audio_Stop\n\n");
@@ -167,7 +188,7 @@ bool tonelink::stop_output(audio_out_h out)
     else
         TONELINK_LOG_AS(kCaller, "### audio_out_destroy Success \n\n");
     TONELINK_LOG_AS(kCaller, "### Exit : Audio_Stop\n\n");
-    return result == 0;
+    return result;
 }
 
 void Stop(audio_out_h out) { tonelink::stop_output(out); }

@@ -9,7 +9,13 @@ namespace tonelink {
 /// outputs go this way. Returns the platform's code.
 int32_t destroy_output(audio_out_h out);
 
-/// Stop(), which tells whether the output is gone.
-bool stop_output(audio_out_h out);
+/// Initialize() and Stop(), which tell how it went: the platform's code of the create or destroy.
+int32_t initialize_output(int32_t rate, audio_out_h *out);
+int32_t stop_output(audio_out_h out);
+
+/// Leaves an output that the platform has refused to destroy to destroy_left_outputs(), which tries
+/// once more for each.
+void leave_output(audio_out_h out);
+void destroy_left_outputs();
 
 } // namespace tonelink

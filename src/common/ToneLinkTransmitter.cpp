@@ -32,16 +32,33 @@ bool has_repeat_thread = false; // to be joined
 
 std::atomic_ref<int32_t> stopped() { return std::atomic_ref{transmitting_stopped}; }
 
-/// Waits for the thread of the last run, which has ended or is told to, and closes its output. An
-/// output that the platform does not give up is tried again the next time.
-void finish_last_run()
+/// Waits for the thread, which has ended or is told to.
+void join_thread()
 {
     if (has_repeat_thread) pthread_join(repeat_thread, nullptr);
     has_repeat_thread = false;
-    if (stop_output(output)) output = nullptr;
 }
 
-bool has_last_run() { return has_repeat_thread || output != nullptr; }
+void close_output()
+{
+    if (stop_output(output) != 0) leave_output(output);
+    output = nullptr;
+}
+
+/// Takes down what a counted run or a refusing platform has left.
+void finish_earlier_runs()
+{
+    destroy_left_outputs();
+    join_thread();
+    if (output != nullptr) close_output();
+}
+
+/// A new output; null when none could be made.
+audio_out_h open_output(int32_t rate)
+{
+    audio_out_h made = nullptr;
+    return initialize_output(rate, &made) == 0 ? made : nullptr;
+}
 
 /// Replaces `buf` by the burst of the message, `repeat` times; see GenerateMessage().
 bool make_buffer(snfc_state *modem, std::span<const uint8_t, kMessageBits> message, int32_t repeat)
@@ -106,13 +123,12 @@ int32_t StartTransmitting(int32_t count, int32_t rate)
 {
     TONELINK_LOG("### Enter : StartTransmitting\n\n");
     if (stopped() == 0) return 0;
-    if (has_last_run()) finish_last_run();
+    finish_earlier_runs();
     stopped() = 0;
     m_samplerate = rate;
     std::atomic_ref{transmit_count} = count;
 
-    output = nullptr;
-    Initialize(rate, &output);
+    output = open_output(rate);
     if (output != nullptr)
         Start(output);
     else
@@ -147,12 +163,10 @@ void *repeat_thread_func(void *)
 int32_t StopTransmitting(void)
 {
     TONELINK_LOG("### Enter : StopTransmitting\n\n");
-    if (stopped().exchange(1) != 0) {
-        if (has_last_run()) finish_last_run();
-        return 0;
-    }
+    if (stopped().exchange(1) != 0) return 0;
     std::atomic_ref{transmit_count} = 0;
-    finish_last_run();
+    join_thread();
+    close_output();
     TONELINK_LOG("### Exit : StopTransmitting\n\n");
     return 1;
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <limits>
 
 #include "common/log.h"
 
@@ -13,27 +12,19 @@ int32_t m_pin_Type = tonelink::kRandomPin;
 
 namespace {
 
-/// Six numbers as they stand in a Bluetooth address.
-using octets = std::array<uint32_t, 6>;
+/// The low 8 bits of six numbers as they stand in a Bluetooth address.
+using octets = std::array<uint8_t, 6>;
 
-/// What 32 bits hold of a hexadecimal number with its sign: beyond them, the largest.
-uint32_t saturated(long long number)
-{
-    constexpr long long kLargest = std::numeric_limits<uint32_t>::max();
-    return number > kLargest || number < -kLargest ? static_cast<uint32_t>(kLargest)
-                                                   : static_cast<uint32_t>(number);
-}
-
-/// Reads up to six hexadecimal numbers with `separator` between them, or, when that is 0, white
-/// space. Numbers that the text does not supply are 0.
+/// Reads up to six hexadecimal numbers of 64 bits with `separator` between them, or, when that is
+/// 0, white space. Numbers that the text does not supply are 0.
 octets read_octets(const char *text, char separator)
 {
     octets numbers{};
-    for (uint32_t &number : numbers) {
+    for (uint8_t &number : numbers) {
         char *end = nullptr;
-        const long long value = std::strtoll(text, &end, 16);
+        const unsigned long long value = std::strtoull(text, &end, 16);
         if (end == text) break;
-        number = saturated(value);
+        number = static_cast<uint8_t>(value);
         if (separator != 0 && *end++ != separator) break;
         text = end;
     }
@@ -104,6 +95,10 @@ void format_msg_pin(uint8_t *bits, const char *pin_text)
 
 void format_msgm(uint8_t *bits, const uint8_t *data, int32_t length, int32_t packet_type)
 {
+    const int32_t capacity = packet_type == 1 ? 4 : packet_type == 2 ? 6 : 0; // bytes
+    if (length < capacity) TONELINK_LOG("Error in length so truncating buffer");
+    const int32_t written = std::min(length, capacity);
+    if (written <= 0) return;
     if (bits == nullptr) {
         TONELINK_LOG("bin_arr is NULL");
         return;
@@ -112,10 +107,7 @@ void format_msgm(uint8_t *bits, const uint8_t *data, int32_t length, int32_t pac
         TONELINK_LOG("data is NULL");
         return;
     }
-    const int32_t capacity = packet_type == 1 ? 4 : packet_type == 2 ? 6 : 0; // bytes
-    if (length < capacity) TONELINK_LOG("Error in length so truncating buffer");
-
-    for (int32_t i = 0; i < std::min(length, capacity); ++i) {
+    for (int32_t i = 0; i < written; ++i) {
         put(bits, data[i], 8 * i, 8);
         log_bits(__func__, bits, 8 * i, 8);
     }

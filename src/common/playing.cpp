@@ -1,9 +1,10 @@
 #include "common/playing.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/AudioOutput.h"
-#include "common/volume_map.h"
+#include "common/transmit_volume.h"
 #include "tonelink_platform/audio_out.h"
 #include "tonelink_platform/sound_manager.h"
 
@@ -12,29 +13,92 @@ int32_t vol_aud_write = 0;
 
 namespace tonelink {
 
+namespace {
+
+/// What the pair says. Three bits more than it needs are fixed, so that hardly any two bytes are a
+/// pair by accident.
+struct content {
+    player who = player::none;
+    output_stage stage = output_stage::closed;
+
+    static constexpr unsigned kMark = 0b101u << 5;
+
+    uint16_t pair() const
+    {
+        const unsigned byte =
+            kMark | static_cast<unsigned>(stage) << 3 | static_cast<unsigned>(who);
+        return static_cast<uint16_t>(byte | (~byte & 0xFFu) << 8);
+    }
+};
+
+content content_of(uint16_t pair)
+{
+    const content said{static_cast<player>(pair & 7u), static_cast<output_stage>(pair >> 3 & 3u)};
+    return said.pair() == pair && said.who <= player::halted ? said : content{};
+}
+
+/// Replaces the content by what `change` makes of it, and returns what it was before.
+template <class Change> content update(const std::atomic_ref<uint16_t> &pair, Change change)
+{
+    uint16_t now = pair;
+    while (!pair.compare_exchange_weak(now, change(content_of(now)).pair())) {
+    }
+    return content_of(now);
+}
+
+} // namespace
+
+player playing_state::has_handle() const { return content_of(pair_).who; }
+
+output_stage playing_state::stage() const { return content_of(pair_).stage; }
+
+void playing_state::clear() const { pair_ = content{}.pair(); }
+
+player playing_state::exchange_player(player next) const
+{
+    return update(pair_, [next](content now) { return content{next, now.stage}; }).who;
+}
+
+bool playing_state::replace_player(player &expected, player next) const
+{
+    const player wanted = expected;
+    expected = update(pair_, [=](content now) {
+                   return now.who == wanted ? content{next, now.stage} : now;
+               }).who;
+    return expected == wanted;
+}
+
+void playing_state::set_stage(output_stage next) const
+{
+    update(pair_, [next](content now) { return content{now.who, next}; });
+}
+
 bool is_taken(tonelink_tx_h &handle)
 {
-    const int32_t now = player_of(handle);
+    const player now = playing_state{handle}.has_handle();
     return running(handle) != 0 || now == player::armed || now == player::stream;
 }
 
 bool begin_callback(tonelink_tx_h &handle)
 {
-    int32_t now = player::armed;
-    if (!player_of(handle).compare_exchange_strong(now, player::stream)) {
-        if (now == player::halted) return false;
-        if (now == player::stream) return true; // marked already; a stop may be clearing the mark
-    }
+    const playing_state state{handle};
+    player now = player::armed;
+    state.replace_player(now, player::stream);
+    if (now == player::halted) return false;
     running(handle) = 1;
-    return true;
+    if (state.has_handle() != player::halted) return true;
+    running(handle) = 0; // a stop has cleared it in between, for good
+    return false;
 }
 
 namespace {
 
 /// Notes how a step down from `stage` went.
-bool stepped_down(tonelink_tx_h &handle, int32_t stage, int32_t result)
+bool stepped_down(tonelink_tx_h &handle, output_stage stage, int32_t result)
 {
-    handle.output_stage = result == 0 ? stage - 1 : std::max(handle.output_stage, stage);
+    const playing_state state{handle};
+    const auto below = static_cast<output_stage>(static_cast<uint8_t>(stage) - 1);
+    state.set_stage(result == 0 ? below : std::max(state.stage(), stage));
     return result == 0;
 }
 
@@ -58,9 +122,10 @@ bool close_output(tonelink_tx_h &handle)
 
 void disarm(tonelink_tx_h &handle)
 {
-    const bool has_played = player_of(handle).exchange(player::halted) == player::stream;
+    const playing_state state{handle};
+    const bool has_played = state.exchange_player(player::halted) == player::stream;
     if (has_played) remove_callback(handle); // which waits until it has ended
-    if (close_output(handle)) player_of(handle) = player::none;
+    if (close_output(handle)) state.set_player(player::none);
     if (!has_played) return;
     running(handle) = 0;
     if (std::atomic_ref{b_audio_write_}.exchange(0) != 0)
@@ -69,13 +134,16 @@ void disarm(tonelink_tx_h &handle)
 
 void abandon_playing(tonelink_tx_h &handle)
 {
-    player_of(handle) = player::halted;
-    const int32_t stage = handle.output_stage;
-    if (stage >= output_stage::called_back) remove_callback(handle);
+    const playing_state state{handle};
+    const player before = state.exchange_player(player::halted);
+    const output_stage stage = state.stage();
+    if (stage >= output_stage::called_back && remove_callback(handle) && before == player::stream)
+        std::atomic_ref{b_audio_write_} = 0;
     if (stage >= output_stage::prepared) unprepare_output(handle);
     if (stage >= output_stage::created) close_output(handle);
     running(handle) = 0;
-    if (handle.output_stage == output_stage::closed) player_of(handle) = player::none;
+    if (state.stage() != output_stage::closed) return;
+    state.set_player(before == player::joined ? player::joined : player::none);
 }
 
 } // namespace tonelink

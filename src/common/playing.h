@@ -6,30 +6,61 @@
 #include "tonelink/transmit.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace tonelink {
 
-/// What `player` says.
-namespace player {
-inline constexpr int32_t none = 0;
-inline constexpr int32_t writer_thread = 1;
-inline constexpr int32_t armed = 2;  // the stream player, before its first callback
-inline constexpr int32_t stream = 3; // the stream player, playing
-inline constexpr int32_t halted = 4; // a stop is under way or has failed: callbacks do nothing
-} // namespace player
+/// Which player has a handle.
+enum class player : uint8_t {
+    none,
+    writer_thread,
+    joined, // none any more: the thread that `thread` names has been joined
+    armed,  // the stream player, before its first callback
+    stream, // the stream player, playing
+    halted, // a stop is under way or has failed: callbacks do nothing
+};
 
-/// What `output_stage` says to be open; each stage includes those before it.
-namespace output_stage {
-inline constexpr int32_t closed = 0;
-inline constexpr int32_t created = 1;
-inline constexpr int32_t prepared = 2;
-inline constexpr int32_t called_back = 3; // the stream callback is set
-} // namespace output_stage
+/// What is open for a handle; each stage includes those before it.
+enum class output_stage : uint8_t {
+    closed,
+    created,
+    prepared,
+    called_back, // the stream callback is set
+};
 
-/// The fields on which threads meet.
+/// The two as they lie in a handle: one byte and its complement, in the padding behind
+/// `keep_writing`, so that the record has its documented fields and no others. A caller may fill
+/// those by hand, with anything in the padding: what is no such pair says that no player has the
+/// handle and nothing is open. Any thread may use it at any time.
+class playing_state {
+public:
+    explicit playing_state(tonelink_tx_h &handle)
+        : pair_{*reinterpret_cast<uint16_t *>(reinterpret_cast<std::byte *>(&handle) + kOffset)}
+    {
+    }
+
+    player has_handle() const;
+    output_stage stage() const;
+
+    /// Says that nobody has the handle and nothing is open.
+    void clear() const;
+    void set_player(player next) const { exchange_player(next); }
+    player exchange_player(player next) const;
+    /// Sets `next` if the player is `expected`, which otherwise becomes what the player is.
+    bool replace_player(player &expected, player next) const;
+    void set_stage(output_stage next) const;
+
+private:
+    static constexpr std::size_t kOffset = offsetof(tonelink_tx_h, keep_writing) + 2;
+    static_assert(kOffset % alignof(uint16_t) == 0);
+    static_assert(kOffset + sizeof(uint16_t) <= offsetof(tonelink_tx_h, audio_out));
+
+    std::atomic_ref<uint16_t> pair_;
+};
+
+/// The documented fields on which threads meet.
 inline auto running(tonelink_tx_h &handle) { return std::atomic_ref{handle.is_running}; }
-inline auto player_of(tonelink_tx_h &handle) { return std::atomic_ref{handle.player}; }
 inline auto keep_writing(tonelink_tx_h &handle) { return std::atomic_ref{handle.keep_writing}; }
 
 /// Whether a player plays the handle or is armed to.
@@ -53,5 +84,5 @@ void abandon_playing(tonelink_tx_h &handle);
 
 } // namespace tonelink
 
-extern uint8_t b_audio_write_; ///< 1 once the first callback after a start has set the volume
+extern uint8_t b_audio_write_; ///< 1 while a callback has set the volume and no stop put it back
 extern int32_t vol_aud_write;  ///< volume of sound type 1 that this callback found

@@ -14,7 +14,6 @@
 #include "common/playing.h"
 #include "common/repeated_burst.h"
 #include "common/transmit_volume.h"
-#include "common/volume_map.h"
 #include "tonelink_platform/audio_out.h"
 #include "tonelink_platform/sound_manager.h"
 
@@ -49,6 +48,14 @@ void write_copies(tonelink_tx_h &handle, const samples_ptr &copies, int32_t leng
     audio_out_write(handle.audio_out, copies.get(), kBytesPerWrite * count);
 }
 
+/// Whether there is a writer thread to be joined: the library's own, or that of a handle which a
+/// caller has filled by hand.
+bool has_thread(tonelink_tx_h &handle)
+{
+    return playing_state{handle}.has_handle() != player::joined &&
+           !pthread_equal(handle.thread, pthread_t{});
+}
+
 /// The body of the writer thread.
 void *tx_function(void *argument)
 {
@@ -59,22 +66,25 @@ void *tx_function(void *argument)
     const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
     if (!copies) return nullptr;
 
-    int prior = 0;
-    set_transmit_volume(product_volume, prior, __func__, "Thread");
+    transmit_volumes volumes = read_transmit_volumes(0, __func__);
+    set_transmit_volume(product_volume, volumes, __func__);
+    TONELINK_LOG("BLEAPP USED_SOUND_TYPE get_volume[%d] get_max_volume[%d] Thread Writing\n\n",
+                 volumes.set, volumes.maximum);
     while (keep_writing(handle) != 0) {
         write_copies(handle, copies, length);
         usleep(kPauseAfterWrite);
     }
-    sound_manager_set_volume(kUsedSoundType, prior);
-    TONELINK_LOG("BLEAPP USED_SOUND_TYPE revert vol[%d] and audio_out_write complete \n\n", prior);
+    sound_manager_set_volume(kUsedSoundType, volumes.prior);
+    TONELINK_LOG("BLEAPP USED_SOUND_TYPE revert vol[%d] and audio_out_write complete \n\n",
+                 volumes.prior);
     return nullptr;
 }
 
 /// Closes the modem of a handle that nothing plays.
 int32_t close_handle(tonelink_tx_h &handle)
 {
-    int32_t now = player::armed;
-    player_of(handle).compare_exchange_strong(now, player::halted);
+    player now = player::armed;
+    playing_state{handle}.replace_player(now, player::halted);
     if (is_taken(handle)) return tx_result::wrong_state;
     abandon_playing(handle);
     if (handle.modem != nullptr) close_snfc(&handle.modem);
@@ -102,8 +112,7 @@ int32_t tonelink_tx_open(tonelink_tx_h **handle)
     opened.keep_writing = 0;
     opened.is_running = 0;
     opened.sample_rate = tx_sampleRate;
-    opened.player = player::none;
-    opened.output_stage = output_stage::closed;
+    playing_state{opened}.clear();
 
     if (open_snfc(&opened.modem) == 1) return tx_result::success;
     tonelink_tx_close(handle);
@@ -162,7 +171,8 @@ int32_t tonelink_tx_start(tonelink_tx_h *handle)
         close_output(*handle);
         return tx_result::output_failed;
     }
-    handle->output_stage = output_stage::prepared;
+    const playing_state state{*handle};
+    state.set_stage(output_stage::prepared);
     keep_writing(*handle) = 1;
     if (pthread_create(&handle->thread, nullptr, tx_function, handle) != 0) {
         keep_writing(*handle) = 0;
@@ -170,7 +180,7 @@ int32_t tonelink_tx_start(tonelink_tx_h *handle)
         close_output(*handle);
         return tx_result::thread_failed;
     }
-    player_of(*handle) = player::writer_thread;
+    state.set_player(player::writer_thread);
     running(*handle) = 1;
     TONELINK_LOG("EXIT\n");
     return tx_result::success;
@@ -180,15 +190,14 @@ int32_t tonelink_tx_stop(tonelink_tx_h *handle)
 {
     TONELINK_LOG("ENTER\n");
     if (handle == nullptr) return tx_result::null_handle;
-    if (running(*handle) != 1 || player_of(*handle) == player::stream)
+    const playing_state state{*handle};
+    if (running(*handle) != 1 || state.has_handle() == player::stream)
         return tx_result::wrong_state;
     keep_writing(*handle) = 0;
     {
         const pthread_lock lock{audio_stop_mutex};
-        // A handle that a caller has filled by hand may have no thread.
-        if (!pthread_equal(handle->thread, pthread_t{})) pthread_join(handle->thread, nullptr);
-        handle->thread = pthread_t{};
-        player_of(*handle) = player::none;
+        if (has_thread(*handle)) pthread_join(handle->thread, nullptr);
+        state.set_player(player::joined);
         running(*handle) = 0;
         if (!unprepare_output(*handle) || !close_output(*handle)) return tx_result::output_failed;
     }
@@ -207,16 +216,16 @@ int32_t tonelink_tx_start_async(tonelink_tx_h *handle)
     abandon_playing(*handle); // what an earlier stop may have left
 
     if (audio_create(handle->sample_rate, &handle->audio_out) != 0) return tx_result::output_failed;
-    // All of this before the first callback, which may come at once.
-    std::atomic_ref{b_audio_write_} = 0;
-    keep_writing(*handle) = 0;
-    handle->output_stage = output_stage::called_back;
-    player_of(*handle) = player::armed;
+    // Before the first callback, which may come at once.
+    const playing_state state{*handle};
+    state.set_stage(output_stage::called_back);
+    state.set_player(player::armed);
     if (audio_out_set_stream_cb(handle->audio_out, _audio_io_stream_write_async_cb, handle) != 0 ||
         audio_out_prepare(handle->audio_out) != 0) {
         disarm(*handle);
         return tx_result::output_failed;
     }
+    keep_writing(*handle) = 0;
     TONELINK_LOG("EXIT\n");
     return tx_result::success;
 }
@@ -225,29 +234,27 @@ int32_t tonelink_tx_stop_async(tonelink_tx_h *handle)
 {
     TONELINK_LOG("ENTER\n");
     if (handle == nullptr) return tx_result::null_handle;
-    if (running(*handle) != 1 || player_of(*handle) == player::writer_thread)
+    const playing_state state{*handle};
+    if (running(*handle) != 1 || state.has_handle() == player::writer_thread)
         return tx_result::wrong_state;
     keep_writing(*handle) = 0;
-    const bool was_stream = player_of(*handle).exchange(player::halted) == player::stream;
+    state.set_player(player::halted);
     running(*handle) = 0;
-    bool volume_saved = false;
     {
         const pthread_lock lock{audio_stop_mutex};
         const bool removed = remove_callback(*handle);
         // Not before: a callback still running would take the present volume for the one to
         // restore.
-        volume_saved = std::atomic_ref{b_audio_write_}.exchange(0) != 0;
+        std::atomic_ref{b_audio_write_} = 0;
         if (!removed) return tx_result::output_failed;
         TONELINK_LOG("ASYNC audio_out_unset_stream_cb and audio_out_unprepare\n");
         if (!unprepare_output(*handle)) return tx_result::output_failed;
         TONELINK_LOG("ASYNC audio_out_unprepare called\n");
         if (!close_output(*handle)) return tx_result::output_failed;
-        player_of(*handle) = player::none;
+        state.set_player(player::none);
     }
     TONELINK_LOG("ASYNC audio_out_destroy called\n");
-    int volume = std::atomic_ref{vol_aud_write};
-    // Callbacks without memory have not come to save a volume: leave it as it is.
-    if (was_stream && !volume_saved) sound_manager_get_volume(kUsedSoundType, &volume);
+    const int32_t volume = std::atomic_ref{vol_aud_write};
     sound_manager_set_volume(kUsedSoundType, volume);
     TONELINK_LOG("Resetting USED_SOUND_TYPE to %d\n", volume);
     TONELINK_LOG("EXIT\n");
@@ -274,9 +281,11 @@ void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
 
     const std::atomic_ref saved_volume{vol_aud_write};
     if (std::atomic_ref{b_audio_write_}.exchange(1) == 0) {
-        int prior = saved_volume;
-        set_transmit_volume(ordinary_product_volume, prior, __func__, "Async");
-        saved_volume = prior;
+        transmit_volumes volumes = read_transmit_volumes(saved_volume, __func__);
+        saved_volume = volumes.prior;
+        set_transmit_volume(ordinary_product_volume, volumes, __func__);
+        TONELINK_LOG("BLEAPP USED_SOUND_TYPE get_volume[%d] get_max_volume[%d] Async Writing\n\n",
+                     volumes.set, volumes.maximum);
     }
     write_copies(handle, copies, length);
     TONELINK_LOG("BLEAPP USED_SOUND_TYPE audio_out_write complete vol is %d\n\n",

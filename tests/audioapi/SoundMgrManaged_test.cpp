@@ -19,7 +19,14 @@ protected:
     }
 };
 
-const std::string kFile = "SoundMgrManaged.cpp";
+/// Compares what functions have logged: ENTER, some lines, and perhaps EXIT.
+void expect_said(const std::string &function, std::vector<std::string> lines)
+{
+    lines.insert(lines.begin(), R"(ENTER\n)");
+    EXPECT_EQ(platform.said(function), log_of("SoundMgrManaged.cpp", function, lines));
+}
+
+const std::string kExit = R"(EXIT\n)";
 
 } // namespace
 
@@ -34,11 +41,10 @@ TEST_F(ManagedEntryPoints, TakeUnknownPacketTypesForTheFirst)
     ASSERT_EQ(start_audiodata_transmission_managed(data, 6, 5), 1);
     EXPECT_EQ(pin_array[37], 0); // a fifth byte, which packet type 1 does not hold
     EXPECT_EQ(bits_of_running(), 32);
-    expect_log(kFile, {{"start_audio_transmitting_async_type_managed",
-                        "ENTER\n|Starting Audio Transmission from managed API"
-                        "|Start Transmission returned 1 "},
-                       {"start_audiodata_transmission_managed",
-                        "ENTER\n|Start Transmission Packet Type 1 Return val 1  |EXIT\n"}});
+    expect_said("start_audio_transmitting_async_type_managed",
+                {"Starting Audio Transmission from managed API", "Start Transmission returned 1 "});
+    expect_said("start_audiodata_transmission_managed",
+                {"Start Transmission Packet Type 1 Return val 1  ", kExit});
 }
 
 TEST_F(ManagedEntryPoints, PrepareTheNextTransmission)
@@ -54,11 +60,12 @@ TEST_F(ManagedEntryPoints, PrepareTheNextTransmission)
     stop_audio_transmitting();
     EXPECT_EQ(platform.count("audio_out_create_new(22050, 128, 113)"), 1);
     EXPECT_EQ(platform.count("audio_out_create_new(48000, 128, 113)"), 1);
-    expect_log("SoundMgr.cpp", {{"set_tx_sample_rate", "Setting sample rate to [22050]"
-                                                       "|Transmission has already started"
-                                                       "|Setting sample rate to [48000]"}});
-    expect_log(kFile, {{"set_pin_in_ultrasound_managed", "ENTER\n|EXIT\n"},
-                       {"stop_audio_transmitting_async_managed", "ENTER\n|EXIT\n"}});
+    EXPECT_EQ(platform.said("set_tx_sample_rate"),
+              log_of("SoundMgr.cpp", "set_tx_sample_rate",
+                     {"Setting sample rate to [22050]", "Transmission has already started",
+                      "Setting sample rate to [48000]"}));
+    expect_said("set_pin_in_ultrasound_managed", {kExit});
+    expect_said("stop_audio_transmitting_async_managed", {kExit});
 }
 
 TEST_F(ManagedEntryPoints, AnswerForAReceiverThatIsNotThere)
@@ -68,11 +75,11 @@ TEST_F(ManagedEntryPoints, AnswerForAReceiverThatIsNotThere)
     set_audio_receivingcb_managed();
     EXPECT_EQ(tonelink_rx_is_running_managed(), 0);
     EXPECT_EQ(audio_rx_from_buffer_managed(), 1);
-    expect_log(kFile, {{"start_audiodata_receiving_managed", "ENTER\n|EXIT\n"},
-                       {"set_audio_receivingcb_managed", "ENTER\n|EXIT\n"},
-                       {"stop_audiodata_receiving_managed", "ENTER\n"},
-                       {"tonelink_rx_is_running_managed", "ENTER\n"},
-                       {"audio_rx_from_buffer_managed", "ENTER\n"}});
+    expect_said("start_audiodata_receiving_managed", {kExit});
+    expect_said("set_audio_receivingcb_managed", {kExit});
+    for (const auto *function : {"stop_audiodata_receiving_managed",
+                                 "tonelink_rx_is_running_managed", "audio_rx_from_buffer_managed"})
+        expect_said(function, {});
 }
 
 } // namespace tonelink::test

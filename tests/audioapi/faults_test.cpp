@@ -113,7 +113,7 @@ TEST_F(Transmissions, SurviveEachPlatformCallFailing)
             EXPECT_TRUE(platform.volume == 9 || call.ends_with("et_volume"));
             platform.forget();
             platform.turn_master_volume(5);
-            EXPECT_EQ(platform.calls(), ""); // a listener left behind does nothing
+            EXPECT_EQ(platform.trace(), ""); // a listener left behind does nothing
 
             platform.volume = 9;
             EXPECT_EQ(f.transmit(), kPlayed);

@@ -27,7 +27,9 @@ template <std::size_t Width> std::string binary(uint64_t value)
     return std::bitset<Width>(value).to_string();
 }
 
-const std::string kFile = "SoundMgr.cpp";
+const char *const kFunction = "set_pin_Custom_in_ultrasound";
+const std::string kUntouched(255, '1');
+const std::string kTooLong = "buffer length greater then size";
 
 } // namespace
 
@@ -39,14 +41,17 @@ TEST_F(PreparedMessage, IsAPinWithAnAddress)
     set_pin_in_ultrasound(5000, "0:0:0:0:AB:CD");
     EXPECT_EQ(m_pin_Type, 2);
     expect_prepared(binary<48>(0x1388ABCD));
-    expect_log(kFile, {{"set_pin_in_ultrasound",
-                        "ENTER\n|set_pin_in_ultrasound mac_address NULL|EXIT\n|ENTER\n|EXIT\n"}});
+    EXPECT_EQ(platform.said("set_pin_in_ultrasound"), R"([SoundMgr.cpp]
+set_pin_in_ultrasound: ENTER\n
+set_pin_in_ultrasound: set_pin_in_ultrasound mac_address NULL
+set_pin_in_ultrasound: EXIT\n
+set_pin_in_ultrasound: ENTER\n
+set_pin_in_ultrasound: EXIT\n
+)");
 }
 
 TEST_F(PreparedMessage, IsAPinText)
 {
-    const std::string untouched(255, '1');
-    const std::string too_long = "buffer length greater then size";
     const struct {
         std::string buffer;
         int32_t packet_type;
@@ -62,40 +67,57 @@ TEST_F(PreparedMessage, IsAPinText)
         {"5000\x00\xFF"s, 2, -1, "***PIN =5000", binary<48>(5000 << 16 | 0xFF)},
         {"5000\x80\x01", 7, 1, "***PIN =5000", binary<16>(0x8001)},
         {"-1", 2, 0, "***PIN =-1", binary<48>(0xFFFFFFFF)},
-        {"99999999999999999\x01\x02", 2, 1, "***PIN =2147483647", binary<48>(0x7FFFFFFF0102)},
-        {"-999999999999999999", 1, 0, "***PIN =-2147483648", binary<32>(0x80000000)},
-        {"999", 1, 0, "***PIN =999|Pin Out of Range", ""},
-        {"\x01\x02", 1, 1, "***PIN =0|Pin Out of Range", ""},
-        {"9", 1, 1, "***PIN =0|Pin Out of Range", ""},
-        {"00000000000000001000", 1, 0, too_long, untouched},
+        // The low 32 bits of a number of 64, the largest of which stands for those beyond.
+        {"4294971296", 1, 0, "***PIN =4000", binary<32>(4000)},
+        {"99999999999999999\x01\x02", 2, 1, "***PIN =1569325055", binary<48>(0x5D89FFFF0102)},
+        {"-4294963296", 1, 0, "***PIN =4000", binary<32>(4000)},
+        {"9999999999999999999", 1, 0, "***PIN =-1", binary<32>(0xFFFFFFFF)},
+        {"4294967296", 1, 0, "***PIN =0", ""},
+        {"999", 1, 0, "***PIN =999", ""},
+        {"\x01\x02", 1, 1, "***PIN =0", ""},
+        {"9", 1, 1, "***PIN =0", ""},
+        {"00000000000000001000", 1, 0, kTooLong, kUntouched},
     };
     for (const auto &c : cases) {
         SetUp();
         const auto length = static_cast<int32_t>(c.buffer.size());
-        const bool is_made = c.bits != untouched && c.bits != "";
+        const bool is_long = c.said == kTooLong;
+        const bool is_made = !is_long && c.bits != "";
         EXPECT_EQ(
             set_pin_Custom_in_ultrasound(c.buffer.data(), c.packet_type, 5, length, c.with_address),
             is_made ? 0 : -1);
         EXPECT_EQ(m_pin_Type, 5);
         expect_prepared(c.bits);
-        auto said = "ENTER\n|" + c.said;
+        std::vector<std::string> lines{R"(ENTER\n)", c.said};
         if (is_made && c.with_address != 0) {
-            said += "|Pin_Array Start";
-            for (const char bit : c.bits) said += {'|', bit};
-            said += "|Pin_Array End";
+            lines.emplace_back("Pin_Array Start");
+            for (const char bit : c.bits) lines.emplace_back(1, bit);
+            lines.emplace_back("Pin_Array End");
         }
-        expect_log(kFile, {{"set_pin_Custom_in_ultrasound", said + "|EXIT\n"}});
+        if (!is_made && !is_long) lines.emplace_back("Pin Out of Range");
+        if (!is_made) lines.emplace_back(R"(EXIT\n)");
+        EXPECT_EQ(platform.trace(), log_of("SoundMgr.cpp", kFunction, lines));
     }
-    SetUp();
-    EXPECT_EQ(set_pin_Custom_in_ultrasound(nullptr, 1, 5, 4, 0), -1);
-    EXPECT_EQ(set_pin_Custom_in_ultrasound("1000", 1, 5, 0, 0), -1);
-    EXPECT_EQ(m_pin_Type, 1);
-    EXPECT_EQ(set_pin_Custom_in_ultrasound("1000", 1, 5, -1, 0), -1);
-    EXPECT_EQ(m_pin_Type, 5);
-    expect_prepared(untouched);
-    const std::string none = "ENTER\n|set_pin_in_ultrasound buffer_set NULL|EXIT\n|";
-    expect_log(kFile,
-               {{"set_pin_Custom_in_ultrasound", none + none + "ENTER\n|" + too_long + "|EXIT\n"}});
+}
+
+TEST_F(PreparedMessage, NeedsABufferAndALength)
+{
+    const struct {
+        const char *buffer;
+        int32_t length;
+        std::string said;
+        int32_t pin_type; // after
+    } cases[] = {{nullptr, 4, "set_pin_in_ultrasound buffer_set NULL", 1},
+                 {"1000", 0, "set_pin_in_ultrasound buffer_set NULL", 1},
+                 {"1000", -1, kTooLong, 5}};
+    for (const auto &c : cases) {
+        SetUp();
+        EXPECT_EQ(set_pin_Custom_in_ultrasound(c.buffer, 1, 5, c.length, 0), -1);
+        EXPECT_EQ(m_pin_Type, c.pin_type);
+        expect_prepared(kUntouched);
+        EXPECT_EQ(platform.trace(),
+                  log_of("SoundMgr.cpp", kFunction, {R"(ENTER\n)", c.said, R"(EXIT\n)"}));
+    }
 }
 
 } // namespace tonelink::test

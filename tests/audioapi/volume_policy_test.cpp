@@ -7,9 +7,6 @@ namespace tonelink::test {
 namespace {
 
 using VolumePolicy = library_test;
-
-const std::string kFile = "SoundMgr.cpp";
-
 } // namespace
 
 TEST_F(VolumePolicy, ReadsAndSetsTheMasterVolume)
@@ -22,11 +19,17 @@ TEST_F(VolumePolicy, ReadsAndSetsTheMasterVolume)
     EXPECT_EQ(platform.master_volume, 44);
     platform.fail("sound_manager_set_master_volume", -5);
     set_tv_volume(45);
-    expect_log(kFile, {{"get_tv_volume", " TV volume is [33]"
-                                         "|[call sound_manager_get_master_volume() failed"
-                                         "| TV volume is [-1]"},
-                       {"set_tv_volume",
-                        "Set TV volume to [44]|sound_manager_set_master_volume failed(-5)"}});
+    EXPECT_EQ(platform.trace(), R"(sound_manager_get_master_volume()
+[SoundMgr.cpp]
+get_tv_volume:  TV volume is [33]
+sound_manager_get_master_volume()
+get_tv_volume: [call sound_manager_get_master_volume() failed
+get_tv_volume:  TV volume is [-1]
+sound_manager_set_master_volume(44)
+set_tv_volume: Set TV volume to [44]
+sound_manager_set_master_volume(45)
+set_tv_volume: sound_manager_set_master_volume failed(-5)
+)");
 }
 
 TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
@@ -43,25 +46,25 @@ TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
         {10, "", "", "", 0},
         {0, "", "", "", 0},
         {-1, "", "", "", 0},
-        {9, set, set + "(10)", " ###### " + set + " error -1", 0},
-        {9, "", set + "(10)", " ###### " + set + " success 10 \n\n", 1},
+        {9, set, set + "(10)", " ###### " + set + " error -7", 0},
+        {9, "", set + "(10)", " ###### " + set + R"( success 10 \n\n)", 1},
         {1, "", "", "", 1},
         {-1, "", "", "", 1},
-        {50, "sound_manager_get_master_volume", "", " ###### get master volume error \n\n", 1},
+        {50, "sound_manager_get_master_volume", "", R"( ###### get master volume error \n\n)", 1},
         {10, unset, unset + "()", unset + " unsuccessuful", 1},
         {0, "", unset + "()", unset + " successuful", 0},
-        {1, "", set + "(10)", " ###### " + set + " success 10 \n\n", 1},
+        {1, "", set + "(10)", " ###### " + set + R"( success 10 \n\n)", 1},
         {10, "", unset + "()", unset + " successuful", 0},
     };
     for (const auto &step : steps) {
         platform.forget();
         platform.master_volume = step.master;
-        platform.fail(step.failing, -1);
+        platform.fail(step.failing, -7);
         get_set_tv_volume();
-        EXPECT_EQ(platform.calls(),
-                  "sound_manager_get_master_volume()" + (step.call.empty() ? "" : " " + step.call));
-        EXPECT_EQ(platform.said("get_set_tv_volume"),
-                  step.text.empty() ? "" : kFile + "|" + step.text);
+        std::string trace = "sound_manager_get_master_volume()\n";
+        if (!step.call.empty()) trace += step.call + "\n";
+        if (!step.text.empty()) trace += "[SoundMgr.cpp]\nget_set_tv_volume: " + step.text + "\n";
+        EXPECT_EQ(platform.trace(), trace);
         EXPECT_EQ(is_ultra_volume_changed, step.is_set);
     }
 }
@@ -80,21 +83,34 @@ TEST_F(VolumePolicy, FollowsTheMasterVolume)
         platform.av_product = step.av;
         platform.master_volume = static_cast<int>(step.master);
         const bool sets = platform.volume != step.volume;
-        auto said = "BLEAPP USED_SOUND_TYPE get_volume[" + std::to_string(platform.volume) +
+        const std::string line = "_sound_manager_master_volume_changed_cb: BLEAPP USED_SOUND_TYPE ";
+        auto said = "[SoundMgr.cpp]\n" + line + "get_volume[" + std::to_string(platform.volume) +
                     "] get_max_volume[15] Master Volume [" +
-                    std::to_string(platform.master_volume) + "]\n\n";
+                    std::to_string(platform.master_volume) + R"(]\n\n)" + "\n";
         _sound_manager_master_volume_changed_cb(step.master, nullptr);
         EXPECT_EQ(platform.volume, step.volume);
-        if (sets)
-            said += "|BLEAPP USED_SOUND_TYPE set vol[" + std::to_string(step.volume) + "] \n\n";
-        expect_log(kFile,
-                   {{"_sound_manager_master_volume_changed_cb", said},
-                    {"IsAVProduct", step.av ? "ENTER\n|AV product|EXIT\n" : "ENTER\n|EXIT\n"}});
+        if (sets) said += line + "set vol[" + std::to_string(step.volume) + R"(] \n\n)" + "\n";
+        EXPECT_EQ(platform.said("_sound_manager_master_volume_changed_cb"), said);
+        EXPECT_EQ(platform.count("AV product"), step.av);
         EXPECT_EQ(is_ultra_volume_changed, step.master >= 1 && step.master <= 9);
     }
+    // What cannot be read counts as 0.
+    platform.forget();
     platform.fail("sound_manager_get_volume", -1);
+    platform.fail("sound_manager_get_max_volume", -1);
+    platform.av_product.reset();
     _sound_manager_master_volume_changed_cb(60, nullptr);
-    EXPECT_EQ(platform.count("BLEAPP USED_SOUND_TYPE set vol[3] \n\n"), 2);
+    EXPECT_EQ(platform.trace(), R"(sound_manager_get_volume(1)
+sound_manager_get_max_volume(1)
+[SoundMgr.cpp]
+_sound_manager_master_volume_changed_cb: BLEAPP USED_SOUND_TYPE get_volume[0] get_max_volume[0] Master Volume [60]\n\n
+IsAVProduct: ENTER\n
+system_info_get_custom_bool(com.orvane/featureconf/tonelink.set_volume_av_type)
+IsAVProduct: EXIT\n
+sound_manager_set_volume(1, 3)
+_sound_manager_master_volume_changed_cb: BLEAPP USED_SOUND_TYPE set vol[3] \n\n
+sound_manager_get_master_volume()
+)");
 }
 
 } // namespace tonelink::test

@@ -23,16 +23,23 @@ protected:
     void TearDown() override
     {
         EXPECT_EQ(transmitting_stopped, 1);
-        StopTransmitting(); // an output that a test has left open on purpose
         library_test::TearDown();
     }
 
     static std::vector<int16_t> row() { return {buf, buf + buf_length}; }
 
+    static void play_to_the_end(int32_t count)
+    {
+        ASSERT_EQ(StartTransmitting(count, 22050), 1);
+        while (std::atomic_ref{transmitting_stopped} == 0) sched_yield();
+    }
+
     static constexpr int32_t kMessage = 0x12673CA5;
 };
 
-const std::string kFile = "ToneLinkTransmitter.cpp";
+const std::string kStop = R"([ToneLinkTransmitter.cpp]
+StopTransmitting: ### Enter : StopTransmitting\n\n
+)";
 
 } // namespace
 
@@ -50,10 +57,14 @@ TEST_F(StandaloneTransmitter, RepeatsTheUnfilteredBurst)
     platform.forget();
     ASSERT_EQ(GenerateMessage(0, 1), 1);
     EXPECT_EQ(row(), negative);
-    std::string said = "### Enter : GenerateMessage\n\n|### msg : [0]\n"
-                       "|### SNFC_N_BITS_MESSAGE : [32]\n";
-    for (int i = 0; i < 32; ++i) said += "|### bitmsg[" + std::to_string(i) + "th] : 0]\n";
-    expect_log(kFile, {{"GenerateMessage", said + "|### exit : GenerateMessage\n\n"}});
+    std::string said = R"([ToneLinkTransmitter.cpp]
+GenerateMessage: ### Enter : GenerateMessage\n\n
+GenerateMessage: ### msg : [0]\n
+GenerateMessage: ### SNFC_N_BITS_MESSAGE : [32]\n
+)";
+    for (int i = 0; i < 32; ++i)
+        said += "GenerateMessage: ### bitmsg[" + std::to_string(i) + "th] : 0]\\n\n";
+    EXPECT_EQ(platform.trace(), said + "GenerateMessage: ### exit : GenerateMessage\\n\\n\n");
 
     std::array<int32_t, 33> digits{};
     bitset(INT32_MIN + 5, digits.data());
@@ -96,54 +107,74 @@ TEST_F(StandaloneTransmitter, PlaysUntilItIsStopped)
     EXPECT_EQ(buf_length, 23170);
     EXPECT_EQ(StopTransmitting(), 1);
     EXPECT_EQ(StopTransmitting(), 0);
+    EXPECT_EQ(output, nullptr);
 
-    std::string calls;
-    for (const auto &samples : platform.writes) {
+    for (const auto &samples : platform.writes)
         EXPECT_EQ(hash16(samples), "af644da02492bc77"); // from an independent model
-        calls += " audio_out_write(out1, 46340) usleep(100000)";
-    }
-    EXPECT_EQ(" " + platform.calls(by::others), calls);
-    EXPECT_EQ(platform.calls(by::control),
-              "sound_manager_create_stream_information(3) audio_out_create_new(22050, 128, 113) "
-              "audio_out_set_sound_stream_info(out1) audio_out_prepare(out1) pthread_create() "
-              "audio_out_unprepare(out1) audio_out_destroy(out1) "
-              "sound_manager_destroy_stream_information(info1)");
-    expect_log(kFile,
-               {{"StartTransmitting", "### Enter : StartTransmitting\n\n"
-                                      "|### Exit : StartTransmitting\n\n"
-                                      "|### Enter : StartTransmitting\n\n"},
-                {"StopTransmitting", "### Enter : StopTransmitting\n\n"
-                                     "|### Exit : StopTransmitting\n\n"
-                                     "|### Enter : StopTransmitting\n\n"},
-                {"repeat_thread_func", "### Enter : repeat_thread_func\n\n"
-                                       "|### repeat_thread_func audio_out_h output Not NULL\n\n"
-                                       "|### exit : repeat_thread_func\n\n"}});
-    expect_log("AudioOutput.cpp",
-               {{"audio_create", "### Enter :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n"
-                                 "|### Exit :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n"},
-                {"Initialize", "### Enter : audio_out_create\n\n|### audio_out_create Success \n\n"
-                               "|### Exit : audio_out_create\n"},
-                {"Start", "### Enter : Audio_Start\n\n|### audio_out_prepare Success \n\n"
-                          "|### Exit : Audio_end\n\n"},
-                {"Stop", "### Enter : Audio_Stop\n\n|### audio_out_unprepare Success \n\n"
-                         "|### audio_out_destroy Success \n\n|### Exit : Audio_Stop\n\n"}});
+    expect_documented("standalone", R"(SubmitAudioBuffer: ### Enter : audio_out_write \n\n
+audio_out_write(out1, 46340)
+SubmitAudioBuffer: ### audio_out_write Success \n\n
+SubmitAudioBuffer: ### Exit : audio_out_write\n\n
+usleep(100000)
+)");
 }
 
-TEST_F(StandaloneTransmitter, PlaysACountAndCleansUpLater)
+TEST_F(StandaloneTransmitter, LeavesACountedRunToTheNextStart)
 {
-    for (const bool restarts : {true, false}) {
-        platform.forget();
-        ASSERT_EQ(StartTransmitting(2, 22050), 1);
-        while (std::atomic_ref{transmitting_stopped} == 0) sched_yield();
-        EXPECT_EQ(platform.count("usleep(100000)"), 2);
-        EXPECT_EQ(GenerateMessage(kMessage, 1), 1);
-        if (restarts) {
+    play_to_the_end(2);
+    EXPECT_EQ(platform.count("usleep(100000)"), 2);
+    EXPECT_EQ(GenerateMessage(kMessage, 1), 1);
+    platform.forget();
+    EXPECT_EQ(StopTransmitting(), 0);
+    EXPECT_EQ(platform.trace(), kStop);
+    EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; 1 threads; ");
+    ASSERT_EQ(StartTransmitting(0, 22050), 1);
+    EXPECT_EQ(platform.count("audio_out_unprepare(out1)"), 1);
+    EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; 1 threads; "); // the new ones
+    EXPECT_EQ(StopTransmitting(), 1);
+
+    // Of a run without an output there is none to close.
+    platform.fail("audio_out_set_sound_stream_info", -1);
+    play_to_the_end(1);
+    platform.forget();
+    ASSERT_EQ(StartTransmitting(0, 22050), 1);
+    EXPECT_EQ(platform.count("### Enter : Audio_Stop\n\n"), 0);
+    EXPECT_EQ(StopTransmitting(), 1);
+    EXPECT_EQ(platform.left_over(), "1 stream infos; "); // which the bind has refused
+    platform.reset();
+}
+
+TEST_F(StandaloneTransmitter, TriesToDestroyARefusedOutputOnceMore)
+{
+    for (const int refusals : {1, 2}) {
+        platform.reset();
+        ASSERT_EQ(StartTransmitting(0, 22050), 1);
+        platform.fail("audio_out_destroy", -1, refusals);
+        EXPECT_EQ(StopTransmitting(), 1);
+        EXPECT_EQ(output, nullptr);
+        EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
+        for (int start = 0; start < refusals; ++start) {
             ASSERT_EQ(StartTransmitting(0, 22050), 1);
-            EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; 1 threads; ");
+            EXPECT_EQ(platform.count("audio_out_unprepare(out1)"), 1);
+            EXPECT_EQ(platform.count("audio_out_destroy(out1)"), 2 + start);
+            EXPECT_EQ(StopTransmitting(), 1);
         }
-        EXPECT_EQ(StopTransmitting(), restarts);
         EXPECT_EQ(platform.left_over(), "");
     }
+}
+
+TEST_F(StandaloneTransmitter, AsksForItsCountEachRound)
+{
+    int writes = 0;
+    platform.on("audio_out_write", [&writes] {
+        std::atomic_ref{transmit_count} = 3;
+        if (++writes == 10) std::atomic_ref{transmitting_stopped} = 1;
+    });
+    play_to_the_end(0);
+    EXPECT_EQ(writes, 3);
+    ASSERT_EQ(StartTransmitting(0, 22050), 1); // takes the run's output down
+    EXPECT_EQ(StopTransmitting(), 1);
+    EXPECT_EQ(transmit_count, 0);
 }
 
 TEST_F(StandaloneTransmitter, PlaysOnWithoutOutputOrSamples)
@@ -153,6 +184,7 @@ TEST_F(StandaloneTransmitter, PlaysOnWithoutOutputOrSamples)
     platform.wait_for_writes(2);
     EXPECT_EQ(StopTransmitting(), 1);
     EXPECT_GE(platform.count("audio_out_write(null, 46340)"), 2);
+    EXPECT_EQ(platform.count("audio_out_unprepare(null)"), 1);
     EXPECT_EQ(platform.count("### audio_out_h output handle == NULL \n\n"), 1);
     EXPECT_EQ(platform.count("### repeat_thread_func audio_out_h output = NULL\n\n"), 1);
 

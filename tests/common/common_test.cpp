@@ -25,9 +25,14 @@ TEST_F(PairingIdentity, DrawsThePinOfTheSecond)
     const auto text = std::to_string(pin);
     set_app_mode(-7);
     EXPECT_EQ(get_app_mode(), -7);
-    expect_log("common.cpp",
-               {{"Generate_Random_PIN", "int pin_num = " + text + "|char random_pin = " + text},
-                {"set_app_mode", "\n application_mode = -7 \n\n"}});
+    EXPECT_EQ(platform.trace(), "[common.cpp]\n"
+                                "Generate_Random_PIN: int pin_num = " +
+                                    text +
+                                    "\n"
+                                    "Generate_Random_PIN: char random_pin = " +
+                                    text +
+                                    "\n"
+                                    "set_app_mode: \\n application_mode = -7 \\n\\n\n");
 }
 
 TEST_F(PairingIdentity, HandsOutTheAddressOrNamesTheError)
@@ -35,8 +40,8 @@ TEST_F(PairingIdentity, HandsOutTheAddressOrNamesTheError)
     char *const address = Get_TV_BD_Addr();
     EXPECT_STREQ(address, "11:22:33:44:AB:CD");
     std::free(address);
+    EXPECT_EQ(platform.count("\n bt_adapter_get_address_=11:22:33:44:AB:CD \n\n"), 1);
     platform.address.clear(); // success, but no text: error 0
-    std::string said = "\n bt_adapter_get_address_=11:22:33:44:AB:CD \n\n";
     const std::pair<uint32_t, std::string> cases[] = {{0xC0000001, "TIMED_OUT"},
                                                       {0xFE400100, "NONE"},
                                                       {0xFE400101, "NOT_INITIALIZED"},
@@ -50,11 +55,13 @@ TEST_F(PairingIdentity, HandsOutTheAddressOrNamesTheError)
                                                       {0xFFFFFFFF, "NONE"},
                                                       {0, "NONE"}};
     for (const auto &[code, name] : cases) {
+        platform.forget();
         platform.fail("bt_adapter_get_address", static_cast<int32_t>(code));
         EXPECT_EQ(Get_TV_BD_Addr(), nullptr);
-        said += "|Error:: bt_adapter_get_address failed " + name + " \n\n";
+        EXPECT_EQ(platform.trace(), "bt_adapter_get_address()\n[common.cpp]\nGet_TV_BD_Addr: "
+                                    "Error:: bt_adapter_get_address failed " +
+                                        name + " \\n\\n\n");
     }
-    expect_log("common.cpp", {{"Get_TV_BD_Addr", said}});
 }
 
 } // namespace tonelink::test

@@ -14,16 +14,16 @@ protected:
     std::string bits(std::size_t count) const { return text_of(std::span{row}.first(count)); }
 };
 
-const std::string kFile = "format_msg.cpp";
 const std::string kZeros(255, '0');
 
-/// What is logged of a row of bits.
-std::string lines_of(const std::string &bits)
+/// What is logged of a message: a text, if there is one, and a row of bits.
+std::string trace_of(const std::string &function, const std::string &text, const std::string &bits)
 {
-    std::string lines;
+    std::vector<std::string> lines;
+    if (!text.empty()) lines.push_back(text);
     for (std::size_t i = 0; i < bits.size(); ++i)
-        lines += "|bin_arr[" + std::to_string(i) + "]-->" + bits[i];
-    return lines;
+        lines.push_back("bin_arr[" + std::to_string(i) + "]-->" + bits[i]);
+    return log_of("format_msg.cpp", function, lines);
 }
 
 } // namespace
@@ -49,13 +49,14 @@ TEST_F(FormatMsg, LaysOutPairingMessages)
     } cases[] = {
         {5000, "11:22:33:44:AB:CD", 32, "00010011100010001010101111001101"},
         {5000, "11:22:33:44:AB:CD", 48, kZeros.substr(0, 16) + "00010011100010001010101111001101"},
-        {0, "0:0:0:0:-10000000000:1", 32, "00000000000000001111111100000001"},
+        {0, "0:0:0:0:-10000000001:1", 32, "00000000000000001111111100000001"},
         {70000, "0:0:0:0:0:0", 32, "0001000101110000" + kZeros.substr(0, 16)},
         {-1, "0:0:0:0:0:80", 48, std::string(32, '1') + "0000000010000000"},
         {1, "11:22:33:44", 32, "00000000000000010000000000000000"},
         {1, "11:22:33:44:AB CD", 32, "00000000000000011010101100000000"},
-        // Above 255: the low 8 bits; beyond 32 bits: the largest; negative: as 32 bits hold it.
-        {1, "0:0:0:0:1FE:10000000000", 32, "00000000000000011111111011111111"},
+        // The low 8 bits of numbers of 64, whose largest stands for those beyond.
+        {1, "0:0:0:0:1FE:8000000000000003", 32, "00000000000000011111111000000011"},
+        {1, "0:0:0:0:10000000000:10000000000000000", 32, "00000000000000010000000011111111"},
         {1, "0:0:0:0:-2:0x1F", 32, "00000000000000011111111000011111"},
         {5000, "11:22:33:44:AB:CD", 16, "1010101111001101"},
         {5000, "", 400, kZeros},
@@ -65,7 +66,7 @@ TEST_F(FormatMsg, LaysOutPairingMessages)
         platform.forget();
         format_msg(row.data(), c.pin, c.address, c.nbits);
         EXPECT_EQ(bits(c.bits.size()), c.bits) << c.address;
-        expect_log(kFile, {{"format_msg", std::to_string(c.pin) + lines_of(c.bits)}});
+        EXPECT_EQ(platform.trace(), trace_of("format_msg", std::to_string(c.pin), c.bits));
     }
 }
 
@@ -87,7 +88,7 @@ TEST_F(FormatMsg, LaysOutPinTexts)
         format_msg_pin(row.data(), c.text);
         const auto value = std::bitset<32>(static_cast<uint32_t>(c.value)).to_string();
         EXPECT_EQ(bits(48), value + std::bitset<16>(c.octets).to_string()) << c.text;
-        expect_log(kFile, {{"format_msg_pin", std::to_string(c.value) + lines_of(bits(48))}});
+        EXPECT_EQ(platform.trace(), trace_of("format_msg_pin", std::to_string(c.value), bits(48)));
     }
 }
 
@@ -108,9 +109,8 @@ TEST_F(FormatMsg, LaysOutData)
         format_msgm(row.data(), data, c.length, c.packet_type);
         const auto written = all.substr(0, c.written);
         EXPECT_EQ(bits(64), written + kZeros.substr(c.written, 64 - c.written));
-        const auto said =
-            (c.is_short ? "|Error in length so truncating buffer" : "") + lines_of(written);
-        EXPECT_EQ(platform.said("format_msgm"), said.empty() ? "" : kFile + said);
+        const auto *const said = c.is_short ? "Error in length so truncating buffer" : "";
+        EXPECT_EQ(platform.trace(), trace_of("format_msgm", said, written));
     }
 }
 
@@ -121,11 +121,27 @@ TEST_F(FormatMsg, RefusesNull)
     format_msg(row.data(), 1, nullptr, 32);
     format_msg_pin(nullptr, "1");
     format_msg_pin(row.data(), nullptr);
-    format_msgm(nullptr, data, 6, 2);
-    format_msgm(row.data(), nullptr, 6, 2);
-    expect_log(kFile, {{"format_msg", "bin_arr is NULL|mac_address is NULL"},
-                       {"format_msg_pin", "bin_arr is NULL|pin is NULL"},
-                       {"format_msgm", "bin_arr is NULL|data is NULL"}});
+    for (const int32_t length : {6, 5, 0, -1}) {
+        format_msgm(nullptr, data, length, 2);
+        format_msgm(row.data(), nullptr, length, 2);
+    }
+    format_msgm(nullptr, nullptr, 6, 3);
+    EXPECT_EQ(platform.trace(), R"([format_msg.cpp]
+format_msg: bin_arr is NULL
+format_msg: mac_address is NULL
+format_msg_pin: bin_arr is NULL
+format_msg_pin: pin is NULL
+format_msgm: bin_arr is NULL
+format_msgm: data is NULL
+format_msgm: Error in length so truncating buffer
+format_msgm: bin_arr is NULL
+format_msgm: Error in length so truncating buffer
+format_msgm: data is NULL
+format_msgm: Error in length so truncating buffer
+format_msgm: Error in length so truncating buffer
+format_msgm: Error in length so truncating buffer
+format_msgm: Error in length so truncating buffer
+)");
     EXPECT_EQ(bits(255), kZeros);
 }
 

@@ -1,5 +1,6 @@
 #include "common/tonelink_tx.h"
 
+#include <cstring>
 #include <latch>
 #include <thread>
 
@@ -40,6 +41,7 @@ void expect_taken(tonelink_tx_h *handle)
 
 void expect_stopped(tonelink_tx_h *handle)
 {
+    EXPECT_EQ(handle->is_running + handle->keep_writing + b_audio_write_, 0);
     EXPECT_EQ(tonelink_tx_stop(handle), 3);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 3);
 }
@@ -98,7 +100,7 @@ TEST_F(TransmitterHandle, RefusesWhatItCannotDo)
     EXPECT_EQ(tonelink_tx_generate(handle, 32), 6);
     EXPECT_EQ(tonelink_tx_start(handle), 7);
     EXPECT_EQ(tonelink_tx_start_async(handle), 7);
-    EXPECT_EQ(platform.calls(), "");
+    EXPECT_EQ(platform.trace().find("audio_out"), std::string::npos);
 }
 
 TEST_F(TransmitterHandle, OpensAndGeneratesOrSaysWhyNot)
@@ -123,23 +125,23 @@ TEST_F(TransmitterHandle, OpensAndGeneratesOrSaysWhyNot)
 TEST_F(TransmitterHandle, StartsOrSaysWhyNot)
 {
     const struct {
-        int32_t (*start)(tonelink_tx_h *);
+        player by;
         const char *failing;
         int32_t result;
-    } cases[] = {{tonelink_tx_start, "audio_out_create_new", 8},
-                 {tonelink_tx_start, "audio_out_prepare", 8},
-                 {tonelink_tx_start, "pthread_create", 9},
-                 {tonelink_tx_start_async, "audio_out_create_new", 8},
-                 {tonelink_tx_start_async, "audio_out_set_stream_cb", 8},
-                 {tonelink_tx_start_async, "audio_out_prepare", 8}};
+        uint8_t keep_writing; // which is 7 before
+    } cases[] = {
+        {kWriter, "audio_out_create_new", 8, 7},    {kWriter, "audio_out_prepare", 8, 7},
+        {kWriter, "pthread_create", 9, 0},          {kStream, "audio_out_create_new", 8, 7},
+        {kStream, "audio_out_set_stream_cb", 8, 7}, {kStream, "audio_out_prepare", 8, 7}};
     for (const auto &c : cases) {
         loaded_handle handle;
+        handle->keep_writing = 7;
         platform.fail(c.failing, -1);
-        EXPECT_EQ(c.start(handle), c.result);
+        EXPECT_EQ(c.by.start(handle), c.result);
         EXPECT_EQ(platform.left_over(), "");
-        EXPECT_EQ(handle->keep_writing, 0);
-        expect_stopped(handle);
-        EXPECT_EQ(c.start(handle), 0); // and is taken down by the close
+        EXPECT_EQ(handle->keep_writing, c.keep_writing);
+        EXPECT_EQ(c.by.start(handle), 0); // and is taken down by the close
+        EXPECT_EQ(handle->keep_writing, c.by.start == tonelink_tx_start);
     }
 }
 
@@ -163,7 +165,6 @@ TEST_F(TransmitterHandle, StopsWhateverFails)
             EXPECT_EQ(by.stop(handle), 8);
             EXPECT_EQ(platform.volume, by.stop == tonelink_tx_stop ? 9 : 5); // not restored
             platform.run_callback(); // one that is still registered does nothing
-            EXPECT_EQ(handle->is_running + b_audio_write_, 0);
             expect_stopped(handle);
             EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
             if (restarts) by.play(handle); // takes it down first
@@ -171,6 +172,70 @@ TEST_F(TransmitterHandle, StopsWhateverFails)
             EXPECT_GE(platform.count("audio_out_unprepare(out1)"), 1);
             EXPECT_EQ(platform.left_over(), "");
         }
+}
+
+TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
+{
+    for (const auto &by : {kWriter, kStream}) {
+        SetUp();
+        loaded_handle handle;
+        by.play(handle);
+        bool is_stopping = true;
+        for (const auto *call : {"pthread_join", "audio_out_unset_stream_cb", "audio_out_unprepare",
+                                 "audio_out_destroy"})
+            platform.on(call, [call, &handle, &is_stopping] {
+                if (!is_stopping) return;
+                EXPECT_TRUE(is_held(audio_stop_mutex)) << call;
+                EXPECT_EQ(handle->is_running, *call == 'p') << call;
+                EXPECT_EQ(handle->keep_writing, 0);
+            });
+        platform.on("Resetting USED_SOUND_TYPE to 9\n",
+                    [] { EXPECT_FALSE(is_held(audio_stop_mutex)); });
+        const pthread_t thread = handle->thread;
+        EXPECT_EQ(by.stop(handle), 0);
+        is_stopping = false;
+        EXPECT_TRUE(pthread_equal(handle->thread, thread));
+        handle->is_running = 1; // by a caller's hand: there is no thread to be joined any more
+        EXPECT_EQ(by.stop(handle), 8);
+        EXPECT_LE(platform.count("pthread_join()"), 1);
+    }
+    platform.reset(); // outputs were used that were gone
+}
+
+TEST_F(TransmitterHandle, SavesTheVolumeOnceForAllThatPlay)
+{
+    for (const bool plays_on : {false, true}) {
+        SetUp();
+        loaded_handle first, second;
+        kStream.play(first);
+        ASSERT_EQ(tonelink_tx_start_async(second), 0);
+        EXPECT_EQ(b_audio_write_, 1);
+        platform.run_callback();
+        EXPECT_EQ(platform.count("sound_manager_get_volume(1)"), 1);
+        EXPECT_EQ(tonelink_tx_stop_async(first), 0);
+        EXPECT_EQ(platform.volume, 9);
+        if (plays_on) platform.run_callback();
+        EXPECT_EQ(platform.volume, plays_on ? 5 : 9);
+        EXPECT_EQ(tonelink_tx_stop_async(second), 0);
+        EXPECT_EQ(platform.volume, 9);
+    }
+    loaded_handle handle; // a volume that cannot be read is the one saved last
+    vol_aud_write = 3;
+    platform.fail("sound_manager_get_volume", -1);
+    kStream.play(handle);
+    EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
+    EXPECT_EQ(platform.volume, 3);
+    for (const auto *unread : {"sound_manager_get_tv_master_volume", "sound_manager_get_volume",
+                               "sound_manager_get_max_volume"})
+        platform.fail(unread, -1, 2);
+    kWriter.play(handle);
+    EXPECT_EQ(tonelink_tx_stop(handle), 0);
+    EXPECT_EQ(platform.said("tx_function"), R"([tonelink_tx.cpp]
+tx_function: TONE_LINK USED_SOUND_TYPE get_volume[0] get_max_volume[0] get_master_volume [0]\n\n
+tx_function: BLEAPP USED_SOUND_TYPE set vol[0] \n\n
+tx_function: BLEAPP USED_SOUND_TYPE get_volume[0] get_max_volume[0] Thread Writing\n\n
+tx_function: BLEAPP USED_SOUND_TYPE revert vol[0] and audio_out_write complete \n\n
+)");
 }
 
 TEST_F(TransmitterHandle, IsNotDisturbedWhileItsThreadWrites)
@@ -193,6 +258,9 @@ TEST_F(TransmitterHandle, IsNotDisturbedWhileItsCallbackIsSet)
     expect_stopped(handle);
     expect_taken(handle);
     platform.run_callback();
+    EXPECT_EQ(handle->is_running, 1);
+    handle->is_running = 0;
+    platform.run_callback(); // marks it as running like the first
     EXPECT_EQ(handle->is_running, 1);
     expect_taken(handle);
     EXPECT_EQ(tonelink_tx_stop(handle), 3);
@@ -223,10 +291,13 @@ TEST_F(TransmitterHandle, WritesNothingWithoutBurstOrMemory)
         const failing_allocation failing{0};
         platform.run_callback();
     }
-    EXPECT_EQ(platform.calls(by::others), "");
+    EXPECT_EQ(platform.trace(by::others), R"([tonelink_tx.cpp]
+_audio_io_stream_write_async_cb: _audio_io_stream_write_async_cb Entry\n
+_audio_io_stream_write_async_cb: Buffer length is 3 23170\n
+)");
     EXPECT_EQ(handle->is_running, 1);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
-    EXPECT_EQ(platform.volume, 9); // no volume was saved, none is restored
+    EXPECT_EQ(platform.volume, 1);
 }
 
 TEST_F(TransmitterHandle, WaitsForACallbackThatIsUnderWay)
@@ -262,20 +333,30 @@ TEST_F(TransmitterHandle, WaitsForACallbackThatIsUnderWay)
 
 TEST_F(TransmitterHandle, TakesHandFilledRecords)
 {
-    // What a caller may do with a zeroed record: the private fields mean nothing special.
+    // Whatever lies between the fields that a caller has filled.
     int16_t samples[] = {1, -2, 3};
     int32_t length = 3;
-    tonelink_tx_h record{};
-    tonelink_tx_h *handle = &record;
-    record.burst = samples;
-    record.burst_length = &length;
-    ASSERT_EQ(audio_create(44100, &record.audio_out), 0);
-    platform.keeps_samples = true;
-    _audio_io_stream_write_async_cb(record.audio_out, 7, &record);
-    EXPECT_EQ(platform.writes, (std::vector<std::vector<int16_t>>{
-                                   {1, -2, 3, 1, -2, 3, 1, -2, 3, 1, -2, 3, 1, -2, 3}}));
-    EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
-    EXPECT_EQ(tonelink_tx_close(&handle), 0);
+    for (int filling = 0; filling < 256; ++filling) {
+        platform.reset();
+        tonelink_tx_h record;
+        tonelink_tx_h *handle = &record;
+        std::memset(static_cast<void *>(handle), filling, sizeof record);
+        record.thread = pthread_t{};
+        record.is_running = 0;
+        record.modem = nullptr;
+        record.burst = samples;
+        record.burst_length = &length;
+        ASSERT_EQ(audio_create(44100, &record.audio_out), 0);
+        platform.keeps_samples = true;
+        _audio_io_stream_write_async_cb(nullptr, 7, handle); // writes to the handle's output
+        ASSERT_EQ(platform.writes, (std::vector<std::vector<int16_t>>{
+                                       {1, -2, 3, 1, -2, 3, 1, -2, 3, 1, -2, 3, 1, -2, 3}}))
+            << filling;
+        ASSERT_EQ(tonelink_tx_start_async(handle), 3) << filling;
+        ASSERT_EQ(tonelink_tx_stop_async(handle), 0) << filling;
+        ASSERT_EQ(tonelink_tx_close(&handle), 0);
+        ASSERT_EQ(platform.left_over(), "");
+    }
 }
 
 } // namespace tonelink::test

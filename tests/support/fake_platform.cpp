@@ -45,7 +45,8 @@ fake_platform platform{.device_plays = FAKE_DEVICE_PLAYS};
 
 namespace {
 
-constexpr int kFailure = -99; // of fail_any()
+constexpr int kFailure = -99;     // of fail_any()
+constexpr int kNoSuchVolume = 77; // what a read that fails stores
 
 /// A call, which comes from no file, or a line of log.
 struct entry {
@@ -83,6 +84,11 @@ bool is_by_control() { return std::this_thread::get_id() == now.control; }
 std::string name_of(const audio_out_s *out)
 {
     return out ? "out" + std::to_string(out->id) : "null";
+}
+
+std::string name_of(const sound_stream_info_s *info)
+{
+    return info ? "info" + std::to_string(info->id) : "null";
 }
 
 /// What the script has for a call or a line of log.
@@ -138,8 +144,34 @@ template <class Effect> int then(int result, Effect take_effect)
     return result;
 }
 
+/// The entries for which `wanted` holds, as trace() says.
+template <class Predicate> std::string rendered(Predicate wanted)
+{
+    std::string all;
+    std::string file;
+    for (const auto &e : now.entries) {
+        if (!wanted(e)) continue;
+        if (!e.file.empty() && e.file != file) all += '[' + (file = e.file) + "]\n";
+        if (!e.file.empty()) all += e.function + ": ";
+        for (const char c : e.text) all += c == '\n' ? "\\n" : std::string{c};
+        all += '\n';
+    }
+    return all;
+}
+
+/// What a recorded call reads; its result.
+int read(int result, int *to, int value)
+{
+    const lock held{mutex};
+    *to = result == 0 ? value : kNoSuchVolume;
+    return result;
+}
+
 template <class Record> Record *make_in(std::vector<std::unique_ptr<Record>> &records)
 {
+    if (platform.reuses_handles)
+        for (const auto &dead : records)
+            if (!dead->alive) return dead->alive = true, dead.get();
     records.push_back(std::make_unique<Record>(Record{.id = records.size() + 1}));
     return records.back().get();
 }
@@ -208,32 +240,24 @@ void fake_platform::wait_for_writes(int count)
     written.wait(held, [count] { return now.write_count >= count; });
 }
 
-std::string fake_platform::calls(by whom) const
+std::string fake_platform::trace(by whom) const
 {
     const lock held{mutex};
-    std::string all;
-    for (const auto &e : now.entries)
-        if (e.file.empty() && (whom == by::all || e.by_control == (whom == by::control)))
-            all += (all.empty() ? "" : " ") + e.text;
-    return all;
+    return rendered([whom](const entry &e) {
+        return whom == by::all || e.by_control == (whom == by::control);
+    });
+}
+
+std::string fake_platform::said(const std::string &function) const
+{
+    const lock held{mutex};
+    return rendered([&function](const entry &e) { return e.function == function; });
 }
 
 int fake_platform::count(const std::string &text) const
 {
     const lock held{mutex};
     return static_cast<int>(std::ranges::count(now.entries, text, &entry::text));
-}
-
-std::string fake_platform::said(const std::string &function) const
-{
-    const lock held{mutex};
-    std::string all;
-    for (const auto &e : now.entries) {
-        if (e.function != function) continue;
-        if (all.empty()) all = e.file;
-        all += (all.starts_with(e.file) ? "|" : "|in another file: ") + e.text;
-    }
-    return all;
 }
 
 void fake_platform::forget()
@@ -268,7 +292,7 @@ int audio_out_create_new(int rate, int channel, int sample_type, audio_out_h *ou
 
 int audio_out_set_sound_stream_info(audio_out_h out, sound_stream_info_h info)
 {
-    return then(record_on(__func__, out), [=] { out->info = info; });
+    return then(record_on(__func__, out, name_of(info)), [=] { out->info = info; });
 }
 
 int audio_out_prepare(audio_out_h out)
@@ -295,7 +319,10 @@ int audio_out_destroy(audio_out_h out)
 {
     const int result = record_on(__func__, out);
     if (result == 0) out->device = {};
-    return then(result, [out] { out->alive = false; });
+    return then(result, [out] {
+        out->alive = false;
+        if (platform.reuses_handles) out->info->alive = false;
+    });
 }
 
 int audio_out_write(audio_out_h out, const void *buffer, unsigned int bytes)
@@ -327,12 +354,15 @@ int audio_out_unset_stream_cb(audio_out_h out)
 
 int sound_manager_create_stream_information(int type, void *, void *, sound_stream_info_h *info)
 {
-    return then(record(__func__, type), [info] { *info = make_in(now.infos); });
+    return then(record(__func__, type), [info] {
+        if (platform.has_stream_info) *info = make_in(now.infos);
+    });
 }
 
 int sound_manager_destroy_stream_information(sound_stream_info_h info)
 {
-    return then(record(__func__, "info" + std::to_string(info->id)), [info] {
+    return then(record(__func__, name_of(info)), [info] {
+        if (info == nullptr) return;
         if (!info->alive) now.misuse += "dead stream info destroyed; ";
         for (const auto &out : now.outputs)
             if (out->alive && out->info == info)
@@ -343,7 +373,7 @@ int sound_manager_destroy_stream_information(sound_stream_info_h info)
 
 int sound_manager_get_volume(int type, int *value)
 {
-    return then(record(__func__, type), [=] { *value = platform.volume; });
+    return read(record(__func__, type), value, platform.volume);
 }
 
 int sound_manager_set_volume(int type, int value)
@@ -353,12 +383,12 @@ int sound_manager_set_volume(int type, int value)
 
 int sound_manager_get_max_volume(int type, int *value)
 {
-    return then(record(__func__, type), [=] { *value = platform.max_volume; });
+    return read(record(__func__, type), value, platform.max_volume);
 }
 
 int sound_manager_get_master_volume(int *value)
 {
-    return then(record(__func__), [=] { *value = platform.master_volume; });
+    return read(record(__func__), value, platform.master_volume);
 }
 
 int sound_manager_set_master_volume(int value)
@@ -368,7 +398,7 @@ int sound_manager_set_master_volume(int value)
 
 int sound_manager_get_tv_master_volume(int *value)
 {
-    return then(record(__func__), [=] { *value = platform.tv_master_volume; });
+    return read(record(__func__), value, platform.tv_master_volume);
 }
 
 int sound_manager_set_ultrasound_volume_min(int value) { return record(__func__, value); }
@@ -449,6 +479,7 @@ int __real_pthread_join(pthread_t, void **);
 int __wrap_pthread_join(pthread_t thread, void **result);
 int __wrap_pthread_join(pthread_t thread, void **result)
 {
+    record("pthread_join");
     return then(__real_pthread_join(thread, result), [] { --threads; });
 }
 }

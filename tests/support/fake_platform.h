@@ -24,8 +24,11 @@ public:
     int max_volume = 15;
     std::optional<bool> av_product{}; // unset: no such key
     std::string address = "11:22:33:44:AB:CD";
-    bool device_plays = false;  // a prepared output calls its callback until that is removed
-    bool keeps_samples = false; // in `writes`
+    bool device_plays = false;   // a prepared output calls its callback until that is removed
+    bool keeps_samples = false;  // in `writes`
+    bool has_stream_info = true; // else its handle is null
+    bool reuses_handles = false; // of outputs that are gone, and of the stream information that
+                                 // then goes with them
     std::vector<std::vector<int16_t>> writes{};
 
     /// Back to the above, with nothing recorded and nothing scripted. Stops its devices.
@@ -47,12 +50,14 @@ public:
     void wait_for_writes(int count);      // to the output made last
 
     // ---- Books ----
-    /// Calls, one after the other: "audio_out_prepare(out1) pthread_create()".
-    std::string calls(by whom = by::all) const;
+    /// What happened, a line for each call, "audio_out_prepare(out1)", and for each line of log,
+    /// "tonelink_tx_start: ENTER\\n" with its line breaks as here. Lines of log come below the name
+    /// of their file, "[tonelink_tx.cpp]", where it changes.
+    std::string trace(by whom = by::all) const;
+    /// What a function has logged, in the same form.
+    std::string said(const std::string &function) const;
     /// How often a call was made or a line of log written.
     int count(const std::string &text) const;
-    /// What a function has logged, after the name of its file: "SoundMgr.cpp|ENTER\n|EXIT\n".
-    std::string said(const std::string &function) const;
     void forget(); // what has been recorded so far
     /// What is alive or has been misused, as text: empty when all is well.
     std::string left_over() const;

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
+#include <fstream>
+#include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "audioapi/SoundMgr.h"
@@ -44,16 +44,44 @@ protected:
         EXPECT_EQ(noti_reset_volume, 0);
         EXPECT_EQ(is_ultra_volume_changed, 0);
     }
-
-    using log_lines = std::initializer_list<std::pair<const char *, std::string>>;
-
-    /// Compares what functions of a file have logged, line by line.
-    static void expect_log(const std::string &file, log_lines expected)
-    {
-        for (const auto &[function, lines] : expected)
-            EXPECT_EQ(platform.said(function), file + '|' + lines) << function;
-    }
 };
+
+/// A trace as it should be, from tests/traces.
+inline std::string documented_trace(const std::string &name)
+{
+    std::ifstream file{TONELINK_TRACES + name};
+    return {std::istreambuf_iterator{file}, {}};
+}
+
+/// Compares what the test's own thread and the others have done with documented traces, which show
+/// once what the others may have done several times in a row.
+inline void expect_documented(const std::string &name, const std::string &repeated = "")
+{
+    EXPECT_EQ(platform.trace(by::control), documented_trace(name + ".control"));
+    std::string others = platform.trace(by::others);
+    while (!repeated.empty()) {
+        const auto at = others.find(repeated + repeated);
+        if (at == std::string::npos) break;
+        others.erase(at, repeated.size());
+    }
+    EXPECT_EQ(others, documented_trace(name + ".others"));
+}
+
+/// What a function's lines of log look like in a trace.
+inline std::string log_of(const std::string &file, const std::string &function,
+                          const std::vector<std::string> &lines)
+{
+    std::string trace = lines.empty() ? "" : "[" + file + "]\n";
+    for (const auto &line : lines) trace += function + ": " + line + "\n";
+    return trace;
+}
+
+inline bool is_held(pthread_mutex_t &mutex)
+{
+    if (pthread_mutex_trylock(&mutex) != 0) return true;
+    pthread_mutex_unlock(&mutex);
+    return false;
+}
 
 /// A handle that holds the burst of a message, closed and released at the end of its scope.
 class loaded_handle {

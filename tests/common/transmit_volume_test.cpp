@@ -1,4 +1,4 @@
-#include "common/volume_map.h"
+#include "common/transmit_volume.h"
 
 #include <gtest/gtest.h>
 

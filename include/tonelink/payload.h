@@ -43,8 +43,8 @@ TONELINK_API void put(uint8_t *bits, uint32_t value, int32_t offset, int32_t wid
  * @param bits     a cleared row of at least `nbits` and at least 16 bytes; null is logged and
  * writes nothing
  * @param pin      a PIN wider than its field keeps its low bits
- * @param address  up to six hexadecimal numbers separated by colons; those that are missing count
- * as 0, larger ones keep their low 8 bits. Null is logged and writes nothing
+ * @param address  up to six hexadecimal numbers separated by colons, of 64 bits, of which the low 8
+ *                 are sent; those that are missing count as 0. Null is logged and writes nothing
  * @param nbits    32 or 48. Any other length gets no PIN, and the two octets at bits 0 and 8
  */
 TONELINK_API void format_msg(uint8_t *bits, int32_t pin, const char *address, int32_t nbits);
@@ -62,8 +62,9 @@ TONELINK_API void format_msg_pin(uint8_t *bits, const char *pin_text);
  * Composes application data, byte i into bits 8i to 8i+7, and logs the bits. Packet type 1 holds 4
  * bytes, packet type 2 holds 6, others none. Further bytes are dropped; too few are logged, and the
  * rest of the message stays zero.
- * @param bits    a cleared row of at least 48 bytes; null is logged and writes nothing
- * @param data    `length` bytes; null is logged and writes nothing
+ * @param bits    a cleared row of at least 48 bytes. Where there is something to write, null is
+ *                logged and writes nothing
+ * @param data    `length` bytes; null likewise
  */
 TONELINK_API void format_msgm(uint8_t *bits, const uint8_t *data, int32_t length,
                               int32_t packet_type);
@@ -90,8 +91,8 @@ TONELINK_API void set_pin_in_ultrasound(int32_t pin, const char *address);
  *                      machine's Bluetooth address, any other value the prepared message
  * @param length        1 to 19
  * @return 0, or -1: no buffer or no length (nothing changes); a length above 19 (`pin_type` is
- * taken); a number of 999 or less (`pin_type` is taken and the prepared message is all zero).
- * Negative numbers count as large ones; numbers beyond 32 bits as the nearest within
+ * taken); a number of 999 or less (`pin_type` is taken and the prepared message is all zero). Of a
+ * number of 64 bits, the nearest of which stands for those beyond, the low 32 count, without sign
  */
 TONELINK_API int32_t set_pin_Custom_in_ultrasound(const char *buffer, int32_t packet_type,
                                                   int32_t pin_type, int32_t length,

@@ -161,13 +161,14 @@ TONELINK_API void _audio_io_stream_write_async_cb(audio_out_h out, size_t nbytes
 /**
  * Makes an output, mono and of signed 16-bit samples, for notifications; not yet prepared.
  * @param rate  samples a second
- * @param out   receives the output, to be given back with Stop(). After a failure it is not to be
- * used
+ * @param out   receives the output, to be given back with Stop(). A failure leaves it as it was, or
+ *              with a value that is not to be used
  * @return 0, or the platform's code of what failed (-12 without memory)
  */
 TONELINK_API int32_t audio_create(int32_t rate, audio_out_h *out);
 
-/** audio_create() with more logging; `*out` is null after a failure. */
+/** audio_create() with more logging instead of a result: it leaves `*out` as audio_create() does.
+ */
 TONELINK_API void Initialize(int32_t rate, audio_out_h *out);
 
 /** Opens the device and starts it; a failure is logged. */
@@ -212,7 +213,8 @@ TONELINK_API int32_t GenerateMessage(int32_t message, int32_t repeat);
 
 /**
  * Opens an output and starts a thread that writes `buf` again and again, with a pause of 100 ms
- * after each write. Without an output or with nothing to send the thread runs all the same.
+ * after each write. Without an output or with nothing to send the thread runs all the same. What a
+ * counted run has left open is closed first.
  * @param count  number of writes; 0 or less is until StopTransmitting()
  * @param rate   samples a second
  * @return 1, or 0 while transmitting already
@@ -220,9 +222,10 @@ TONELINK_API int32_t GenerateMessage(int32_t message, int32_t repeat);
 TONELINK_API int32_t StartTransmitting(int32_t count, int32_t rate);
 
 /**
- * Waits for the thread to finish its write and its pause, and closes the output. After a counted
- * run that ended by itself it closes the output likewise.
- * @return 1, or 0 when no transmission was running
+ * Waits for the thread to finish its write and its pause, and closes the output; one that the
+ * platform refuses to give up is tried once more by the next start.
+ * @return 1, or 0 when no transmission was running: after a counted run that ended by itself the
+ *         output stays open until the next start
  */
 TONELINK_API int32_t StopTransmitting(void);
 

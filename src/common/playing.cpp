@@ -59,13 +59,13 @@ player playing_state::exchange_player(player next) const
     return update(pair_, [next](content now) { return content{next, now.stage}; }).who;
 }
 
-bool playing_state::replace_player(player &expected, player next) const
+player playing_state::replace_player(player expected, player next) const
 {
-    const player wanted = expected;
-    expected = update(pair_, [=](content now) {
-                   return now.who == wanted ? content{next, now.stage} : now;
-               }).who;
-    return expected == wanted;
+    return update(pair_,
+                  [=](content now) {
+                      return now.who == expected ? content{next, now.stage} : now;
+                  })
+        .who;
 }
 
 void playing_state::set_stage(output_stage next) const
@@ -82,9 +82,7 @@ bool is_taken(tonelink_tx_h &handle)
 bool begin_callback(tonelink_tx_h &handle)
 {
     const playing_state state{handle};
-    player now = player::armed;
-    state.replace_player(now, player::stream);
-    if (now == player::halted) return false;
+    if (state.replace_player(player::armed, player::stream) == player::halted) return false;
     running(handle) = 1;
     if (state.has_handle() != player::halted) return true;
     running(handle) = 0; // a stop has cleared it in between, for good

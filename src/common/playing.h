@@ -46,9 +46,9 @@ public:
     /// Says that nobody has the handle and nothing is open.
     void clear() const;
     void set_player(player next) const { exchange_player(next); }
+    /// Return the player before; the second sets `next` only if that was `expected`.
     player exchange_player(player next) const;
-    /// Sets `next` if the player is `expected`, which otherwise becomes what the player is.
-    bool replace_player(player &expected, player next) const;
+    player replace_player(player expected, player next) const;
     void set_stage(output_stage next) const;
 
 private:

@@ -83,8 +83,7 @@ void *tx_function(void *argument)
 /// Closes the modem of a handle that nothing plays.
 int32_t close_handle(tonelink_tx_h &handle)
 {
-    player now = player::armed;
-    playing_state{handle}.replace_player(now, player::halted);
+    playing_state{handle}.replace_player(player::armed, player::halted);
     if (is_taken(handle)) return tx_result::wrong_state;
     abandon_playing(handle);
     if (handle.modem != nullptr) close_snfc(&handle.modem);

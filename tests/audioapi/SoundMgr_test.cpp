@@ -5,6 +5,7 @@
 #include <span>
 #include <thread>
 
+#include "support/failing_memory.h"
 #include "support/library_fixture.h"
 
 namespace tonelink::test {
@@ -198,6 +199,24 @@ TEST_F(TransmissionControl, ForgetsAMessageThatCannotBeMade)
     EXPECT_EQ(platform.said("generate_message"),
               "[SoundMgr.cpp]\ngenerate_message: Failed to get BD Address\n");
     EXPECT_EQ(tx_handler, nullptr);
+
+    std::vector<std::string> said;
+    for (std::size_t index = 0; said.empty() || said.back() != R"(\n GenerateMessage Success \n\n)";
+         ++index) {
+        platform.forget();
+        m_pin_Type = kPreparedPin;
+        const failing_allocation failing{index};
+        const int32_t result = generate_message(48);
+        const auto text = platform.said("generate_message");
+        const auto line = text.substr(text.find(": ") + 2, text.size() - text.find(": ") - 3);
+        if (said.empty() || said.back() != line) said.push_back(line);
+        EXPECT_EQ(result, failing.happened() ? -1 : 0);
+        EXPECT_EQ(tx_handler != nullptr, result == 0);
+    }
+    EXPECT_EQ(said, (std::vector<std::string>{
+                        "Failed to allocate memory", "Failed to open Tone Link",
+                        R"(\n GenerateMessage Fail \n\n)", R"(\n GenerateMessage Success \n\n)"}));
+    stop_audio_transmitting();
 }
 
 TEST_F(TransmissionControl, ComposesUnderTheStartsMutex)

@@ -112,6 +112,10 @@ TEST_F(TransmitterHandle, OpensAndGeneratesOrSaysWhyNot)
         tonelink_tx_h *handle = &record; // filled as malloc's may be
         const failing_allocation failing{index};
         const int32_t opened = tonelink_tx_open(&handle);
+        EXPECT_EQ(record.is_running + record.keep_writing, 0);
+        EXPECT_EQ(text_of(record.message), std::string(48, '0'));
+        EXPECT_EQ(record.burst, nullptr);
+        EXPECT_EQ(record.burst_length, nullptr);
         const int32_t made = opened == 0 ? tonelink_tx_generate(handle, 32) : 6;
         failed = failing.happened();
         EXPECT_EQ(made, failed ? 6 : 0);
@@ -172,6 +176,20 @@ TEST_F(TransmitterHandle, StopsWhateverFails)
             EXPECT_GE(platform.count("audio_out_unprepare(out1)"), 1);
             EXPECT_EQ(platform.left_over(), "");
         }
+}
+
+TEST_F(TransmitterHandle, StaysMutedWhileThePlatformKeepsItsCallback)
+{
+    loaded_handle handle;
+    kStream.play(handle);
+    for (const auto *call :
+         {"audio_out_unset_stream_cb", "audio_out_unprepare", "audio_out_destroy"})
+        platform.fail(call, -1, 2);
+    EXPECT_EQ(tonelink_tx_stop_async(handle), 8);
+    EXPECT_EQ(tonelink_tx_close(&handle), 0);
+    platform.run_callback();
+    expect_stopped(handle);
+    EXPECT_EQ(tonelink_tx_close(&handle), 0); // tries once more
 }
 
 TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
@@ -298,6 +316,12 @@ _audio_io_stream_write_async_cb: Buffer length is 3 23170\n
     EXPECT_EQ(handle->is_running, 1);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
     EXPECT_EQ(platform.volume, 1);
+
+    platform.forget();
+    platform.on("pthread_create", [&handle] { handle->burst = nullptr; });
+    ASSERT_EQ(tonelink_tx_start(handle), 0);
+    EXPECT_EQ(tonelink_tx_stop(handle), 0);
+    EXPECT_EQ(platform.trace(by::others), "");
 }
 
 TEST_F(TransmitterHandle, WaitsForACallbackThatIsUnderWay)
@@ -354,6 +378,10 @@ TEST_F(TransmitterHandle, TakesHandFilledRecords)
             << filling;
         ASSERT_EQ(tonelink_tx_start_async(handle), 3) << filling;
         ASSERT_EQ(tonelink_tx_stop_async(handle), 0) << filling;
+        record.audio_out = nullptr;
+        _audio_io_stream_write_async_cb(nullptr, 7, handle);
+        ASSERT_EQ(record.is_running, 1);
+        ASSERT_EQ(tonelink_tx_stop_async(handle), 8); // there is no output
         ASSERT_EQ(tonelink_tx_close(&handle), 0);
         ASSERT_EQ(platform.left_over(), "");
     }

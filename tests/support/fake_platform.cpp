@@ -75,7 +75,7 @@ struct books {
 std::mutex mutex; // of all that follows; never held while calling out
 std::condition_variable written;
 books now;
-int threads = 0; // of the library, that nobody has joined
+std::vector<pthread_t> threads; // of the library, that nobody has joined
 
 using lock = std::unique_lock<std::mutex>;
 
@@ -273,7 +273,7 @@ std::string fake_platform::left_over() const
     const lock held{mutex};
     return now.misuse + alive_in(now.outputs, " outputs; ") +
            alive_in(now.infos, " stream infos; ") + (now.listener ? "listener; " : "") +
-           (threads != 0 ? std::to_string(threads) + " threads; " : "");
+           (threads.empty() ? "" : std::to_string(threads.size()) + " threads; ");
 }
 
 } // namespace tonelink::test
@@ -472,7 +472,8 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument)
 {
     if (record("pthread_create") != 0) return EAGAIN;
-    return then(__real_pthread_create(thread, attributes, body, argument), [] { ++threads; });
+    return then(__real_pthread_create(thread, attributes, body, argument),
+                [=] { threads.push_back(*thread); });
 }
 
 int __real_pthread_join(pthread_t, void **);
@@ -480,6 +481,13 @@ int __wrap_pthread_join(pthread_t thread, void **result);
 int __wrap_pthread_join(pthread_t thread, void **result)
 {
     record("pthread_join");
-    return then(__real_pthread_join(thread, result), [] { --threads; });
+    {
+        const lock held{mutex};
+        if (std::erase(threads, thread) == 0) {
+            now.misuse += "no such thread to be joined; ";
+            return ESRCH;
+        }
+    }
+    return __real_pthread_join(thread, result);
 }
 }

@@ -1,5 +1,5 @@
-// Soft values of up to sixteen candidates: the fast decoder decides as the plain one in every lane,
-// and accepts the same.
+// Soft values of up to sixteen candidates: the fast decoder decides as the reference one in every
+// lane, and accepts the same.
 #include <algorithm>
 
 #include "fuzz/input.h"
@@ -10,10 +10,10 @@ namespace {
 using namespace tonelink;
 
 /// Soft values as the bytes have them: in turn any, small ones with many ties, or the largest.
-plain::soft_channel read_soft_values(fuzz::input &from)
+reference::soft_channel read_soft_values(fuzz::input &from)
 {
     const uint8_t kind = from.byte();
-    plain::soft_channel soft;
+    reference::soft_channel soft;
     for (std::size_t i = 0; i < soft.size(); ++i) {
         if (kind % 4 == 0)
             soft[i] = std::clamp(from.word(), -500000, 500000);
@@ -29,11 +29,11 @@ plain::soft_channel read_soft_values(fuzz::input &from)
 
 template <std::size_t Bits> void decode(fuzz::input &from, std::size_t count)
 {
-    std::vector<plain::soft_code<Bits>> codes;
+    std::vector<reference::soft_code<Bits>> codes;
     for (std::size_t lane = 0; lane < count; ++lane)
-        codes.push_back(plain::recover_rate<Bits>(read_soft_values(from)));
+        codes.push_back(reference::recover_rate<Bits>(read_soft_values(from)));
     for (const vector_stages *const stages : available_stages())
-        REQUIRE(test::decides_as_plain<Bits>(*stages, codes));
+        REQUIRE(test::decides_as_reference<Bits>(*stages, codes));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // What the band shifter's two forms share. The shifter itself is makeBandShift() in
-// tonelink/modem.h; modem/plain/band_shift.h has its plain form.
+// tonelink/modem.h; modem/reference/band_shift.h has its reference form.
 #pragma once
 
 #include <cstddef>

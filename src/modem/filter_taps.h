@@ -49,7 +49,7 @@ static_assert(b_flt_ups.size() / 2 + coef_ht.size() / 2 == kBurstDelay);
 
 // The output filter: second-order Butterworth high-pass by the bilinear transform, corner at 17000
 // Hz of 44100 Hz, gain 1 at half the sample rate.
-inline constexpr double kHighPassGain = 11.82886719;
+inline constexpr double kOutputFilterGain = 11.82886719;
 inline constexpr double kOutputBeforeLast = -0.364264717;
 inline constexpr double kLastOutput = -1.0261089211;
 

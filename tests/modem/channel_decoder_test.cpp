@@ -10,10 +10,10 @@
 
 namespace tonelink {
 
-using plain::recover_rate;
-using plain::soft_channel;
-using plain::soft_code;
-using plain::viterbi_decoder;
+using reference::recover_rate;
+using reference::soft_channel;
+using reference::soft_code;
+using reference::viterbi_decoder;
 using test::encoder_input_of;
 using test::text_of;
 

@@ -1,4 +1,5 @@
-// Holds the vector stages, in every width that this processor has, to the plain forms bit for bit.
+// Holds the vector stages, in every width that this processor has, to the reference forms bit for
+// bit.
 #include "modem/vector_stages.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,10 @@
 #include "modem/fixed_fft.h"
 #include "modem/interpolator.h"
 #include "modem/known_bursts.h"
-#include "modem/plain/band_shift.h"
-#include "modem/plain/burst_generator.h"
-#include "modem/plain/interpolator.h"
-#include "modem/plain/stream_receiver.h"
+#include "modem/reference/band_shift.h"
+#include "modem/reference/burst_generator.h"
+#include "modem/reference/interpolator.h"
+#include "modem/reference/stream_receiver.h"
 #include "modem/stream_receiver.h"
 #include "support/decoding.h"
 #include "support/receiving.h"
@@ -69,9 +70,9 @@ std::size_t count_of(int round)
 
 bool same(cplx16 a, cplx16 b) { return a.re == b.re && a.im == b.im; }
 
-/// Shifts a signal in pieces, from a given phase, and holds the outcome to the plain form's.
-void expect_plain_shift(const samples &signal, int32_t freq, int32_t phase, int32_t half,
-                        const vector_stages &stages)
+/// Shifts a signal in pieces, from a given phase, and holds the outcome to the reference form's.
+void expect_reference_shift(const samples &signal, int32_t freq, int32_t phase, int32_t half,
+                            const vector_stages &stages)
 {
     open_shifter fast{freq}, slow{freq};
     fast.phase = slow.phase = phase;
@@ -82,55 +83,55 @@ void expect_plain_shift(const samples &signal, int32_t freq, int32_t phase, int3
         shift_band(piece, fast, stages);
         by_fast.insert(by_fast.end(), piece.begin(), piece.end());
     });
-    plain::shift_band(by_slow.data(), static_cast<int32_t>(by_slow.size()), slow);
+    reference::shift_band(by_slow.data(), static_cast<int32_t>(by_slow.size()), slow);
     EXPECT_EQ(by_fast, by_slow) << freq << ", phase " << phase;
     EXPECT_EQ(fast.memory(), slow.memory()) << freq << ", phase " << phase;
 }
 
 /// Soft values up to the largest there are, small ones with many ties, or zeros.
-template <std::size_t Bits> plain::soft_code<Bits> soft_code_of(edge_source &source, int kind)
+template <std::size_t Bits> reference::soft_code<Bits> soft_code_of(edge_source &source, int kind)
 {
-    plain::soft_channel soft{};
+    reference::soft_channel soft{};
     for (int32_t &value : soft)
         if (kind < 3) value = std::clamp(source.next(kind) * (kind == 2 ? 1 : 16), -500000, 500000);
-    return plain::recover_rate<Bits>(soft);
+    return reference::recover_rate<Bits>(soft);
 }
 
 /// Those of what enters the encoder, at a level.
 template <std::size_t Bits>
-plain::soft_code<Bits> soft_code_of(const encoder_input<Bits> &input, int32_t level)
+reference::soft_code<Bits> soft_code_of(const encoder_input<Bits> &input, int32_t level)
 {
-    plain::soft_code<Bits> code;
+    reference::soft_code<Bits> code;
     std::ranges::transform(encode_convolutional<Bits>(input), code.begin(),
                            [=](uint8_t bit) { return bit != 0 ? -level : level; });
     return code;
 }
 
-template <std::size_t Bits> void expect_plain_decisions(const vector_stages &stages)
+template <std::size_t Bits> void expect_reference_decisions(const vector_stages &stages)
 {
     edge_source source{Bits};
     auto message = test::encoder_input_of<Bits>(test::kKnownBursts[Bits == 32 ? 0 : 1].bits);
     for (int round = 0; round < 60; ++round) {
         const int32_t level = round % 2 == 0 ? 1000000 : 1; // the largest, or the smallest
-        std::vector<plain::soft_code<Bits>> codes;
+        std::vector<reference::soft_code<Bits>> codes;
         for (std::size_t lane = 0; lane < count_of(round); ++lane)
             codes.push_back(lane % 5 == 3 ? soft_code_of<Bits>(message, level)
                                           : soft_code_of<Bits>(source, round % kKinds));
-        EXPECT_TRUE(test::decides_as_plain<Bits>(stages, codes)) << Bits << ", round " << round;
+        EXPECT_TRUE(test::decides_as_reference<Bits>(stages, codes)) << Bits << ", round " << round;
     }
     for (std::size_t i = 0; i < Bits + kCrcBits; ++i) { // by one bit no message
         message[i] ^= 1;
         const std::vector codes = {soft_code_of<Bits>(message, 1)};
-        EXPECT_TRUE(test::decides_as_plain<Bits>(stages, codes)) << Bits << ", bit " << i;
+        EXPECT_TRUE(test::decides_as_reference<Bits>(stages, codes)) << Bits << ", bit " << i;
         message[i] ^= 1;
     }
 }
 
 template <std::size_t Bits>
-void expect_sums(const plain::soft_channel &soft, const code_sums<Bits> &sums, std::size_t lane)
+void expect_sums(const reference::soft_channel &soft, const code_sums<Bits> &sums, std::size_t lane)
 {
     const auto expected = std::make_unique<code_sums<Bits>>();
-    test::put_sums<Bits>(plain::recover_rate<Bits>(soft), lane, *expected);
+    test::put_sums<Bits>(reference::recover_rate<Bits>(soft), lane, *expected);
     for (std::size_t i = 0; i < std::size(sums.sums); ++i)
         ASSERT_EQ(sums.sums[i][lane], expected->sums[i][lane]) << Bits << ", slot " << i;
 }
@@ -139,7 +140,7 @@ void expect_sums(const plain::soft_channel &soft, const code_sums<Bits> &sums, s
 
 class VectorStages : public testing::TestWithParam<const vector_stages *> {};
 
-TEST_P(VectorStages, ShiftAsThePlainForm)
+TEST_P(VectorStages, ShiftAsTheReferenceForm)
 {
     samples worst; // signs that follow the taps, so that the sum leaves int32
     for (int i = 0; i < 6000; ++i) worst.push_back(i % 129 < 64 ? int16_t{-32768} : int16_t{32767});
@@ -147,16 +148,16 @@ TEST_P(VectorStages, ShiftAsThePlainForm)
     edge_source{3}.fill(extreme, 1);
     for (const int32_t freq : {-1845, 1845, 0, 1, 22050, -44100, 2000000000, INT32_MIN})
         for (const samples &signal : {test::noise(6000, 2), extreme, worst, samples(5000, -32768)})
-            expect_plain_shift(signal, freq, 0, freq > 0, *GetParam());
+            expect_reference_shift(signal, freq, 0, freq > 0, *GetParam());
     // The modem's own oscillator, read from any phase.
     std::vector<int32_t> phases = {4091, 4092, 4093, 4094, 4095};
     for (int32_t phase = 0; phase < 4091; phase += 37) phases.push_back(phase);
     for (const int32_t phase : phases)
         for (const int32_t half : {0, 1})
-            expect_plain_shift(samples(100, -32768), kBandShiftHz, phase, half, *GetParam());
+            expect_reference_shift(samples(100, -32768), kBandShiftHz, phase, half, *GetParam());
 }
 
-TEST_P(VectorStages, TransformSymbolsAsThePlainForm)
+TEST_P(VectorStages, TransformSymbolsAsTheReferenceForm)
 {
     // Of full scale, where every stage halves, and small ones, where few do.
     edge_source source{31};
@@ -185,7 +186,7 @@ TEST_P(VectorStages, TransformSymbolsAsThePlainForm)
     }
 }
 
-TEST_P(VectorStages, InterpolateAsThePlainForm)
+TEST_P(VectorStages, InterpolateAsTheReferenceForm)
 {
     edge_source source{21};
     for (int round = 0; round < 8; ++round) {
@@ -194,12 +195,12 @@ TEST_P(VectorStages, InterpolateAsThePlainForm)
         if (round == 0) frame.fill(-32768);
         burst_array fast, slow;
         interpolate_by_10(frame, fast, *GetParam());
-        plain::interpolate_by_10(frame, slow);
+        reference::interpolate_by_10(frame, slow);
         EXPECT_TRUE(fast == slow) << round;
     }
 }
 
-TEST_P(VectorStages, NormaliseAsThePlainForm)
+TEST_P(VectorStages, NormaliseAsTheReferenceForm)
 {
     edge_source source{41};
     for (int32_t peak = 32768; peak > 0; peak = peak * 9 / 10) {
@@ -210,12 +211,12 @@ TEST_P(VectorStages, NormaliseAsThePlainForm)
         fast[17] = fast.back() = static_cast<int16_t>(std::min(peak, 32767));
         burst_array slow = fast;
         normalise_peak(fast, *GetParam());
-        plain::normalise_peak(slow);
+        reference::normalise_peak(slow);
         EXPECT_TRUE(fast == slow) << peak;
     }
 }
 
-TEST_P(VectorStages, MakeBurstsAsThePlainForm)
+TEST_P(VectorStages, MakeBurstsAsTheReferenceForm)
 {
     edge_source source{40};
     open_shifter fast_shifter{-kBandShiftHz}, slow_shifter{-kBandShiftHz};
@@ -224,12 +225,12 @@ TEST_P(VectorStages, MakeBurstsAsThePlainForm)
         for (uint8_t &bit : message) bit = source.below(2) != 0;
         burst_array fast, slow;
         make_burst(message, round % 3 != 0, fast_shifter, fast, *GetParam());
-        plain::make_burst(message, round % 3 != 0, slow_shifter, slow);
+        reference::make_burst(message, round % 3 != 0, slow_shifter, slow);
         ASSERT_TRUE(fast == slow) << round;
     }
 }
 
-TEST_P(VectorStages, TransformHopsAsThePlainForm)
+TEST_P(VectorStages, TransformHopsAsTheReferenceForm)
 {
     edge_source source{1};
     const auto spectra = std::make_unique<spectrum_rows>();
@@ -258,7 +259,7 @@ TEST_P(VectorStages, TransformHopsAsThePlainForm)
     }
 }
 
-TEST_P(VectorStages, DemodulateAsThePlainForm)
+TEST_P(VectorStages, DemodulateAsTheReferenceForm)
 {
     edge_source source{2};
     const auto spectra = std::make_unique<spectrum_rows>();
@@ -277,27 +278,27 @@ TEST_P(VectorStages, DemodulateAsThePlainForm)
         GetParam()->demodulate(*spectra, column, count, round % 5 != 1 ? short_sums.get() : nullptr,
                                round % 5 != 2 ? long_sums.get() : nullptr);
         for (std::size_t hop = 0; hop < count; ++hop) {
-            plain::candidate burst;
+            reference::candidate burst;
             for (std::size_t s = 0; s < kSymbols; ++s) {
                 const std::size_t from = column + hop + kSymbolHops * s;
                 for (std::size_t k = 0; k < kSubcarriers; ++k)
                     burst.bins[kSubcarriers * s + k] = spectra->bins[k][from];
                 burst.exponents[s] = static_cast<int16_t>(spectra->exponents[from]);
             }
-            const plain::soft_channel soft = plain::demodulate(burst);
+            const reference::soft_channel soft = reference::demodulate(burst);
             if (round % 5 != 1) expect_sums(soft, *short_sums, hop);
             if (round % 5 != 2) expect_sums(soft, *long_sums, hop);
         }
     }
 }
 
-TEST_P(VectorStages, DecodeAsThePlainForm)
+TEST_P(VectorStages, DecodeAsTheReferenceForm)
 {
-    expect_plain_decisions<32>(*GetParam());
-    expect_plain_decisions<48>(*GetParam());
+    expect_reference_decisions<32>(*GetParam());
+    expect_reference_decisions<48>(*GetParam());
 }
 
-TEST_P(VectorStages, ReceiveAsThePlainForm)
+TEST_P(VectorStages, ReceiveAsTheReferenceForm)
 {
     const auto &bursts = test::kKnownBursts;
     const test::scene mixed = {
@@ -309,8 +310,8 @@ TEST_P(VectorStages, ReceiveAsThePlainForm)
     std::vector<std::size_t> random_sizes;
     for (int i = 0; i < 200; ++i) random_sizes.push_back(1 + source.below(3000));
     for (const samples &signal : {loud, mixed.samples()}) {
-        const auto plain = std::make_unique<plain::stream_receiver>();
-        const auto expected = hear(*plain, signal, {signal.size()}, message_lengths::both);
+        const auto reference = std::make_unique<reference::stream_receiver>();
+        const auto expected = hear(*reference, signal, {signal.size()}, message_lengths::both);
         EXPECT_EQ(expected.heard.empty(), signal == loud);
         for (const auto &sizes :
              {std::vector<std::size_t>{signal.size()}, {80}, {441}, {1, 2, 9}, random_sizes}) {

@@ -5,9 +5,9 @@
 
 #include "tonelink/modem.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// Does what makeBandShift() does, on an open record.
 void shift_band(int16_t *samples, int32_t count, BandShiftInfo &info);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

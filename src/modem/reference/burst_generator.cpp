@@ -1,14 +1,14 @@
-#include "modem/plain/burst_generator.h"
+#include "modem/reference/burst_generator.h"
 
 #include <algorithm>
 
 #include "modem/channel_encoder.h"
 #include "modem/fixed_point.h"
-#include "modem/plain/band_shift.h"
-#include "modem/plain/interpolator.h"
-#include "modem/plain/modulator.h"
+#include "modem/reference/band_shift.h"
+#include "modem/reference/interpolator.h"
+#include "modem/reference/modulator.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 void mirror_spectrum(burst_span burst)
 {
@@ -35,4 +35,4 @@ void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &sh
     normalise_peak(burst);
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

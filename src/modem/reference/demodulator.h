@@ -5,9 +5,9 @@
 #include <array>
 #include <cstdint>
 
-#include "modem/plain/channel_decoder.h"
+#include "modem/reference/channel_decoder.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 inline constexpr std::size_t kCarriers = kSymbols * kSubcarriers;
 
@@ -47,4 +47,4 @@ soft_channel deinterleave(const soft_channel &spread);
 /// The whole chain.
 soft_channel demodulate(candidate burst);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

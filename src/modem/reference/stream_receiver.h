@@ -9,10 +9,10 @@
 #include "modem/burst_format.h"
 #include "modem/heard_message.h"
 #include "modem/modem_state.h"
-#include "modem/plain/demodulator.h"
+#include "modem/reference/demodulator.h"
 #include "tonelink/modem.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// Does what tonelink::stream_receiver does, from the start of a stream.
 class stream_receiver {
@@ -44,4 +44,4 @@ private:
     std::size_t end_ = kFrameHistory;
 };
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

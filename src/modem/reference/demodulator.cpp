@@ -1,12 +1,12 @@
-#include "modem/plain/demodulator.h"
+#include "modem/reference/demodulator.h"
 
 #include <algorithm>
 
 #include "modem/code_tables.h"
 #include "modem/fixed_point.h"
-#include "modem/plain/modulator.h"
+#include "modem/reference/modulator.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -117,4 +117,4 @@ soft_channel demodulate(candidate burst)
     return deinterleave(extract_data(soft_carriers(burst.bins, channel, exponent)));
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

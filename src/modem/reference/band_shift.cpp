@@ -1,9 +1,9 @@
-#include "modem/plain/band_shift.h"
+#include "modem/reference/band_shift.h"
 
 #include "modem/band_shift.h"
 #include "modem/fixed_point.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -65,4 +65,4 @@ void shift_band(int16_t *samples, int32_t count, BandShiftInfo &info)
     }
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

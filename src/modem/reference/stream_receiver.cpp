@@ -1,4 +1,4 @@
-#include "modem/plain/stream_receiver.h"
+#include "modem/reference/stream_receiver.h"
 
 #include <algorithm>
 
@@ -6,10 +6,10 @@
 #include "modem/filter_taps.h"
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
-#include "modem/plain/band_shift.h"
+#include "modem/reference/band_shift.h"
 #include "modem/vector_stages.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -124,4 +124,4 @@ void stream_receiver::slide()
     fill_ = kBodySamples - kHopSamples;
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -1,4 +1,4 @@
-#include "modem/plain/modulator.h"
+#include "modem/reference/modulator.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -58,4 +58,4 @@ frame_samples modulate_symbols(const channel_bits &bits)
     return frame;
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -3,7 +3,7 @@
 // from rest: by its own first sample the outputs have come so near to the true ones that they round
 // to them. Whether they have is compared with the end of the part before; if not, the chain is gone
 // through from there.
-#include "common/high_pass.h"
+#include "modem/output_filter.h"
 
 #include <algorithm>
 #include <array>
@@ -145,7 +145,7 @@ void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state
 
 } // namespace
 
-void high_pass(std::span<int16_t> samples, const vector_stages &stages)
+void filter_output(std::span<int16_t> samples, const vector_stages &stages)
 {
     chain_state state{xv[1], xv[2], yv[1], yv[2]};
     while (samples.size() > 2 * kParts * kRunUp) {

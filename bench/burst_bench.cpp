@@ -75,7 +75,7 @@ void add_reference_forms()
         [](workbench &b) { reference::interpolate_by_10(b.frame, b.burst); });
     add("stage mirroring/reference", [](workbench &b) { reference::mirror_spectrum(b.burst); });
     add("stage band shift/reference",
-        [](workbench &b) { reference::shift_band(b.burst.data(), kBurstSamples, b.shifter); });
+        [](workbench &b) { reference::shift_band(b.burst, b.shifter); });
     add("stage normalisation/reference", [](workbench &b) { reference::normalise_peak(b.burst); });
     add("stage output filter/reference", [](workbench &b) {
         auto burst = b.burst; // filtered again and again it would fade

@@ -146,7 +146,7 @@ void band_shift_reference(benchmark::State &state)
     std::vector<int16_t> samples = recording();
     open_shifter shifter;
     for (auto _ : state) {
-        reference::shift_band(samples.data(), static_cast<int32_t>(samples.size()), shifter);
+        reference::shift_band(samples, shifter);
         benchmark::ClobberMemory();
     }
 }

@@ -48,7 +48,8 @@ TONELINK_API int32_t fix_ifft(int16_t *re, int16_t *im, int16_t m);
  * Makes the 128 real samples of a symbol from its 64 bins:
  * x[t] = 2^-s times the sum over k of Re X[k] cos(2 pi k t / 128) + Im X[k] sin(2 pi k t / 128).
  * @param spectrum  64 bins
- * @param samples   room for at least 128 samples; its length stays as it is
+ * @param samples   room for at least 128 samples, which may be where the bins are; its length stays
+ *                  as it is
  * @return the block exponent s
  */
 TONELINK_API int32_t snfc_ifft_fxp(const cvec16 *spectrum, vec16 *samples);
@@ -67,8 +68,9 @@ TONELINK_API int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum);
 
 /**
  * A single-sideband frequency shifter for a stream of 16-bit audio: a Hilbert transformer of 129
- * taps, the matching delay and an oscillator on Sinewave. Opened by openBandShift(); the fields are
- * for reading.
+ * taps, the matching delay and an oscillator on Sinewave. Opened by openBandShift(). A caller may
+ * change the fields as long as they keep their ranges, and point `coef` to 129 coefficients of its
+ * own; the library's own setting is shifted fastest.
  */
 typedef struct BandShiftInfo {
     int32_t freq;        /**< nominal shift in Hz; its sign is the direction */
@@ -76,7 +78,7 @@ typedef struct BandShiftInfo {
     int32_t half;        /**< 1: table values as they stand, 0: negated */
     int32_t phase;       /**< position in the current half period, 0 to 4095 */
     int32_t ntaps;       /**< 129 */
-    vec16 delay;         /**< the last 64 input samples, oldest first */
+    vec16 delay;         /**< the last 64 input samples, oldest first: what is mixed next */
     vec16 history;       /**< 129 entries: the last 128 input samples, oldest first, newest twice */
     const int16_t *coef; /**< the Hilbert coefficients, Q15 */
 } BandShiftInfo;
@@ -132,6 +134,7 @@ typedef struct snfc_state {
     cvec16 spectrum_history; /**< 271 frames of the 61 bins 2 to 62, oldest first */
     vec16 exponent_history;  /**< block exponent of each of these frames */
     int16_t agc_gain;        /**< receive gain in Q8 */
+    uint8_t reserved[2];     /**< the library's own, in what would be padding otherwise */
     vec32 results;           /**< detection records of the last call, 4 words each */
 } snfc_state;
 

@@ -59,22 +59,6 @@ static_assert(repeat_perm_msg[11] == 20 && repeat_perm_msg[175] == 310);
 /// Channel interleaver: source position of each channel bit.
 extern const std::array<int32_t, kChannelBits> perm_msg;
 
-/// The even bins 2, 4, ..., 62: pilots of symbols 1, 3, ..., data of symbols 2, 4, ...
-inline constexpr auto p_pilots_odd = [] {
-    std::array<int16_t, 31> bins{};
-    for (std::size_t i = 0; i < bins.size(); ++i) bins[i] = static_cast<int16_t>(2 + 2 * i);
-    return bins;
-}();
-inline constexpr const auto &p_data_even = p_pilots_odd;
-
-/// The odd bins 3, 5, ..., 61: data of symbols 1, 3, ..., pilots of symbols 2, 4, ...
-inline constexpr auto p_pilots_even = [] {
-    std::array<int16_t, 30> bins{};
-    for (std::size_t i = 0; i < bins.size(); ++i) bins[i] = static_cast<int16_t>(3 + 2 * i);
-    return bins;
-}();
-inline constexpr const auto &p_data_odd = p_pilots_even;
-
 /// Scrambling phase of each used bin of each symbol, in 1/256 of a turn; six rows that repeat.
 extern const std::array<int16_t, kSymbols * kSubcarriers> phi_scr;
 

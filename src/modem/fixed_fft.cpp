@@ -14,8 +14,6 @@ namespace tonelink {
 namespace {
 
 constexpr int kLog2LargestTransform = 13;
-constexpr int32_t kForwardThreshold = 14000; // a stage that meets a larger part halves its data
-constexpr int32_t kInverseThreshold = 16383;
 
 using parts = std::span<int16_t>;
 
@@ -110,13 +108,16 @@ int32_t inverse_symbol_transform(std::span<const cplx16, kSpectrumSize> spectrum
 {
     // Real and imaginary parts change places on the way in, and the result is the imaginary part on
     // the way out: that turns the complex sum into the real one of cosines and sines.
-    std::array<int16_t, kBodySamples> swapped_re{};
-    std::fill(body.begin(), body.end(), int16_t{0});
+    // The body is written at the end alone, as it may lie where the spectrum does.
+    std::array<int16_t, kBodySamples> re{};
+    std::array<int16_t, kBodySamples> im{};
     for (std::size_t k = 0; k < kSpectrumSize; ++k) {
-        body[k] = spectrum[k].re;
-        swapped_re[k] = spectrum[k].im;
+        re[k] = spectrum[k].im;
+        im[k] = spectrum[k].re;
     }
-    return run_transform(swapped_re, body, true, kInverseThreshold);
+    const int32_t exponent = run_transform(re, im, true, kInverseThreshold);
+    std::ranges::copy(im, body.begin());
+    return exponent;
 }
 
 int32_t forward_symbol_transform(std::span<const int16_t, kBodySamples> body,

@@ -9,6 +9,10 @@
 
 namespace tonelink {
 
+// A stage of a transform that meets a part of larger magnitude halves its data.
+inline constexpr int16_t kForwardThreshold = 14000;
+inline constexpr int16_t kInverseThreshold = 16383;
+
 /// Makes a symbol's body from its bins; returns the block exponent.
 int32_t inverse_symbol_transform(std::span<const cplx16, kSpectrumSize> spectrum,
                                  std::span<int16_t, kBodySamples> body);

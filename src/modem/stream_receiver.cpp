@@ -138,6 +138,7 @@ void stream_receiver::finish_hops(message_lengths lengths, message_sink sink)
         if ((accepted_long >> lane & 1) != 0) sink(read_message(long_decisions_, lane, position));
     }
     column_ += hops_;
+    new_frames_ = std::min(new_frames_ + hops_, kFrameHistory);
     drop_oldest_samples();
 }
 
@@ -157,7 +158,6 @@ void stream_receiver::drop_oldest_samples()
     for (auto &row : baseband_.pairs) std::copy(row + hops_, std::end(row), row);
     fill_ -= kHopSamples * hops_;
     hops_ = 0;
-    had_hop_ = true;
 }
 
 void stream_receiver::take_up(const snfc_state &state)
@@ -172,13 +172,14 @@ void stream_receiver::take_up(const snfc_state &state)
     fill_ = static_cast<std::size_t>(state.fft_fill);
     for (std::size_t n = 0; n < fill_; ++n) sample_at(baseband_, n) = state.fft_input.data[n];
     hops_ = 0;
-    had_hop_ = false;
 
     column_ = kFrameHistory;
+    new_frames_ = 0;
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
         for (std::size_t k = 0; k < kSubcarriers; ++k)
             spectra_.bins[k][f] = state.spectrum_history.data[kSubcarriers * f + k];
-        spectra_.exponents[f] = state.exponent_history.data[f];
+        // A caller may have left any there.
+        spectra_.exponents[f] = std::clamp<int32_t>(state.exponent_history.data[f], 0, 6);
     }
 }
 
@@ -193,16 +194,21 @@ void stream_receiver::hand_back(snfc_state &state) const
     state.fft_fill = static_cast<int32_t>(fill_);
     for (std::size_t n = 0; n < fill_; ++n) state.fft_input.data[n] = sample_at(baseband_, n);
     // Behind them is what a hop's slide has left there.
-    if (had_hop_)
+    if (new_frames_ > 0)
         std::copy(state.fft_input.data + fill_ - kHopSamples,
                   state.fft_input.data + kBodySamples - kHopSamples, state.fft_input.data + fill_);
 
     const std::size_t from = column_ - kFrameHistory;
-    for (std::size_t f = 0; f < kFrameHistory; ++f) {
+    for (std::size_t f = 0; f < kFrameHistory; ++f)
         for (std::size_t k = 0; k < kSubcarriers; ++k)
             state.spectrum_history.data[kSubcarriers * f + k] = spectra_.bins[k][from + f];
-        state.exponent_history.data[f] = static_cast<int16_t>(spectra_.exponents[from + f]);
-    }
+
+    // Exponents from before this receiver stay what they were, which may be what it did not use.
+    const std::size_t old_frames = kFrameHistory - new_frames_;
+    int16_t *const exponents = state.exponent_history.data;
+    std::copy_n(exponents + new_frames_, old_frames, exponents);
+    for (std::size_t f = old_frames; f < kFrameHistory; ++f)
+        exponents[f] = static_cast<int16_t>(spectra_.exponents[from + f]);
 }
 
 } // namespace tonelink

@@ -83,7 +83,7 @@ void expect_reference_shift(const samples &signal, int32_t freq, int32_t phase, 
         shift_band(piece, fast, stages);
         by_fast.insert(by_fast.end(), piece.begin(), piece.end());
     });
-    reference::shift_band(by_slow.data(), static_cast<int32_t>(by_slow.size()), slow);
+    reference::shift_band(by_slow, slow);
     EXPECT_EQ(by_fast, by_slow) << freq << ", phase " << phase;
     EXPECT_EQ(fast.memory(), slow.memory()) << freq << ", phase " << phase;
 }

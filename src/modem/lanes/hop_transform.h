@@ -10,7 +10,6 @@ namespace tonelink::TONELINK_SIMD {
 namespace transform {
 
 inline constexpr std::size_t kPoints = 64;
-inline constexpr int16_t kThreshold = 14000; // a stage that meets a larger part halves its data
 
 /// Cosine and sine of 2 pi k / 128, for sums and differences of two parts.
 struct split_factors {
@@ -69,7 +68,7 @@ inline void transform_hops(const baseband_rows &samples, std::size_t count, spec
         }
         words exponent{};
         for (std::size_t span = 1; span < kPoints; span *= 2) {
-            const words halve = met.above(kThreshold);
+            const words halve = met.above(kForwardThreshold);
             exponent -= halve;
             met = run_stage<kPoints, false>(points, span, halve);
         }

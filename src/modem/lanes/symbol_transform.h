@@ -9,8 +9,6 @@ namespace tonelink::TONELINK_SIMD {
 
 namespace transform {
 
-inline constexpr int16_t kInverseThreshold = 16383;
-
 /// Real and imaginary parts change places on the way in, and the result is the imaginary part on
 /// the way out: that turns the complex sum into the real one of cosines and sines.
 TONELINK_INLINE halves swap_parts(halves bin)

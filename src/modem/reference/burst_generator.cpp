@@ -31,7 +31,7 @@ void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &sh
     ramp_edges(frame);
     interpolate_by_10(frame, burst);
     if (invert) mirror_spectrum(burst);
-    shift_band(burst.data(), static_cast<int32_t>(burst.size()), shifter);
+    shift_band(burst, shifter);
     normalise_peak(burst);
 }
 

@@ -47,7 +47,7 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
 {
     for (const int16_t sample : audio) {
         int16_t shifted = sample;
-        shift_band(&shifted, 1, shifter);
+        shift_band({&shifted, 1}, shifter);
         if (position_ % 2 == 1) shifted = low16(-shifted);
         receive_shifted({&shifted, 1}, lengths, sink);
     }

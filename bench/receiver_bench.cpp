@@ -176,8 +176,8 @@ std::vector<hop_input> different_hops()
     const int16_t *sample = recording().data();
     for (hop_input &h : hops) {
         std::copy_n(sample, h.body.size(), h.body.begin());
-        for (cplx16 &bin : h.burst.bins) {
-            bin = {sample[0], sample[1]};
+        for (cplx16 &subcarrier : h.burst.subcarriers) {
+            subcarrier = {sample[0], sample[1]};
             ++sample;
         }
         h.burst.exponents.fill(3);

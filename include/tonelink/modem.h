@@ -45,21 +45,21 @@ TONELINK_API int32_t fix_fft(int16_t *re, int16_t *im, int16_t m, int16_t invers
 TONELINK_API int32_t fix_ifft(int16_t *re, int16_t *im, int16_t m);
 
 /**
- * Makes the 128 real samples of a symbol from its 64 bins:
+ * Makes the 128 real samples of a symbol from its 64 subcarriers:
  * x[t] = 2^-s times the sum over k of Re X[k] cos(2 pi k t / 128) + Im X[k] sin(2 pi k t / 128).
- * @param spectrum  64 bins
- * @param samples   room for at least 128 samples, which may be where the bins are; its length stays
- *                  as it is
+ * @param spectrum  64 subcarriers
+ * @param samples   room for at least 128 samples, which may be where the subcarriers are; its
+ * length stays as it is
  * @return the block exponent s
  */
 TONELINK_API int32_t snfc_ifft_fxp(const cvec16 *spectrum, vec16 *samples);
 
 /**
- * Makes 64 bins from 128 real samples: bin k is 2^-s times the sum over t of
+ * Makes 64 subcarriers from 128 real samples: subcarrier k is 2^-s times the sum over t of
  * x[t] e^(+j 2 pi k t / 128), the conjugate of the usual forward transform; it undoes
  * snfc_ifft_fxp() up to a power of two.
  * @param samples   128 samples; a vector of another length gets 128 zeros first
- * @param spectrum  is given 64 bins
+ * @param spectrum  is given 64 subcarriers
  * @return the block exponent s, or -1 when there is no memory for either vector
  */
 TONELINK_API int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum);
@@ -131,7 +131,7 @@ typedef struct snfc_state {
     int32_t decode_count;       /**< successful decodes since open */
     vec16 dns_delay;         /**< 37 entries: delay line of the decimation filter, newest first */
     vec16 fft_input;         /**< 128 entries: samples at 4410 Hz for the next transform */
-    cvec16 spectrum_history; /**< 271 frames of the 61 bins 2 to 62, oldest first */
+    cvec16 spectrum_history; /**< 271 frames of the 61 subcarriers 2 to 62, oldest first */
     vec16 exponent_history;  /**< block exponent of each of these frames */
     int16_t agc_gain;        /**< receive gain in Q8 */
     uint8_t reserved[2];     /**< the library's own, in what would be padding otherwise */

@@ -87,9 +87,9 @@ int32_t checked_transform(int16_t *re, int16_t *im, int16_t m, bool inverse, int
     return run_transform({re, n}, {im, n}, inverse, threshold);
 }
 
-/// Bin k of the 128-point transform from bins k (a) and 64 - k (b) of the 64-point one, which took
-/// the samples in pairs as complex numbers.
-cplx16 split_bin(std::size_t k, cplx16 a, cplx16 b)
+/// Subcarrier k of the 128-point transform from subcarriers k (a) and 64 - k (b) of the 64-point
+/// one, which took the samples in pairs as complex numbers.
+cplx16 split_subcarrier(std::size_t k, cplx16 a, cplx16 b)
 {
     const int32_t wr = Sinewave[64 * k + 2048];
     const int32_t wi = Sinewave[64 * k];
@@ -132,7 +132,7 @@ int32_t forward_symbol_transform(std::span<const int16_t, kBodySamples> body,
     const int32_t exponent = run_transform(re, im, false, kForwardThreshold);
     for (std::size_t k = 0; k < kSpectrumSize; ++k) {
         const std::size_t mirror = (kSpectrumSize - k) % kSpectrumSize;
-        spectrum[k] = split_bin(k, {re[k], im[k]}, {re[mirror], im[mirror]});
+        spectrum[k] = split_subcarrier(k, {re[k], im[k]}, {re[mirror], im[mirror]});
     }
     return exponent;
 }

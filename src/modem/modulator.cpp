@@ -14,7 +14,7 @@ symbol_rows scrambled_symbols(const channel_bits &bits)
     for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
         const symbol_spectrum spectrum = scramble(map_symbol(bits, symbol), symbol);
         for (std::size_t k = 0; k < kSubcarriers; ++k)
-            rows.bins[k][symbol] = spectrum[kFirstSubcarrier + k];
+            rows.subcarriers[k][symbol] = spectrum[kFirstSubcarrier + k];
     }
     return rows;
 }
@@ -33,9 +33,9 @@ frame_samples extend_cyclically(const body_rows &bodies)
 
 } // namespace
 
-bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol)
+subcarrier_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol)
 {
-    bin_amplitudes amplitudes;
+    subcarrier_amplitudes amplitudes;
     amplitudes.fill(kSubcarrierAmplitude);
     std::size_t bit = first_bit_of(symbol + 1);
     for (std::size_t k = 0; k < kSubcarriers; ++k)
@@ -44,7 +44,7 @@ bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol)
     return amplitudes;
 }
 
-symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol)
+symbol_spectrum scramble(const subcarrier_amplitudes &amplitudes, std::size_t symbol)
 {
     const auto *const factors = &kDescrambling.of[symbol % kScramblingSymbols * kSubcarriers];
     symbol_spectrum spectrum{};

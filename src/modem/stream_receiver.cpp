@@ -147,7 +147,7 @@ void stream_receiver::make_room_for_columns()
 {
     if (column_ + kBatch <= spectrum_rows::kColumns) return;
     const std::size_t from = column_ - kFrameHistory;
-    for (auto &row : spectra_.bins) std::copy(row + from, row + column_, row);
+    for (auto &row : spectra_.subcarriers) std::copy(row + from, row + column_, row);
     std::copy(spectra_.exponents + from, spectra_.exponents + column_, spectra_.exponents);
     column_ = kFrameHistory;
 }
@@ -177,7 +177,7 @@ void stream_receiver::take_up(const snfc_state &state)
     new_frames_ = 0;
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
         for (std::size_t k = 0; k < kSubcarriers; ++k)
-            spectra_.bins[k][f] = state.spectrum_history.data[kSubcarriers * f + k];
+            spectra_.subcarriers[k][f] = state.spectrum_history.data[kSubcarriers * f + k];
         // A caller may have left any there.
         spectra_.exponents[f] = std::clamp<int32_t>(state.exponent_history.data[f], 0, 6);
     }
@@ -201,7 +201,7 @@ void stream_receiver::hand_back(snfc_state &state) const
     const std::size_t from = column_ - kFrameHistory;
     for (std::size_t f = 0; f < kFrameHistory; ++f)
         for (std::size_t k = 0; k < kSubcarriers; ++k)
-            state.spectrum_history.data[kSubcarriers * f + k] = spectra_.bins[k][from + f];
+            state.spectrum_history.data[kSubcarriers * f + k] = spectra_.subcarriers[k][from + f];
 
     // Exponents from before this receiver stay what they were, which may be what it did not use.
     const std::size_t old_frames = kFrameHistory - new_frames_;

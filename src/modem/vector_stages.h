@@ -26,11 +26,11 @@ struct baseband_rows {
     alignas(32) cplx16 pairs[kRows][kPlaces];
 };
 
-/// Spectra over time: a row for each bin, a column for each hop.
+/// Spectra over time: a row for each subcarrier, a column for each hop.
 struct spectrum_rows {
     // 25 cache lines: an odd number, so that the rows do not all fall into the same sets.
     static constexpr std::size_t kColumns = 400;
-    alignas(64) cplx16 bins[kSubcarriers][kColumns];
+    alignas(64) cplx16 subcarriers[kSubcarriers][kColumns];
     int32_t exponents[kColumns];
 };
 
@@ -52,9 +52,9 @@ template <std::size_t Bits> struct path_decisions {
 inline constexpr std::size_t kShiftBlock = 512; // samples that the band shifter takes at a time
 inline constexpr std::size_t kShiftSlack = 64; // samples behind a block that may be read or written
 
-/// Spectra of a burst's symbols: a row for each used bin, a column for each symbol.
+/// Spectra of a burst's symbols: a row for each used subcarrier, a column for each symbol.
 struct symbol_rows {
-    alignas(64) cplx16 bins[kSubcarriers][kSymbols];
+    alignas(64) cplx16 subcarriers[kSubcarriers][kSymbols];
 };
 
 /// Their bodies: a row for each sample, a column for each symbol.

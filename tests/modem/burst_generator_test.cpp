@@ -44,8 +44,8 @@ handed_out get_burst(snfc_state **state, const std::string &message, int32_t nbi
 std::vector<int16_t> parts_of(const symbol_spectrum &spectrum)
 {
     std::vector<int16_t> parts;
-    for (const cplx16 bin : spectrum) parts.push_back(bin.re);
-    for (const cplx16 bin : spectrum) parts.push_back(bin.im);
+    for (const cplx16 subcarrier : spectrum) parts.push_back(subcarrier.re);
+    for (const cplx16 subcarrier : spectrum) parts.push_back(subcarrier.im);
     return parts;
 }
 

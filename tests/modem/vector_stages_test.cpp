@@ -164,7 +164,7 @@ TEST_P(VectorStages, TransformSymbolsAsTheReferenceForm)
     for (int round = 0; round < 40; ++round) {
         const int kind = round % kKinds;
         symbol_rows rows;
-        for (auto &row : rows.bins) {
+        for (auto &row : rows.subcarriers) {
             for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
                 const int shift = (round / kKinds + static_cast<int>(symbol)) % 16;
                 row[symbol].re = static_cast<int16_t>(source.next(kind) >> shift);
@@ -176,7 +176,7 @@ TEST_P(VectorStages, TransformSymbolsAsTheReferenceForm)
         for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
             symbol_spectrum spectrum{};
             for (std::size_t k = 0; k < kSubcarriers; ++k)
-                spectrum[kFirstSubcarrier + k] = rows.bins[k][symbol];
+                spectrum[kFirstSubcarrier + k] = rows.subcarriers[k][symbol];
             symbol_body body;
             inverse_symbol_transform(spectrum, body);
             for (std::size_t n = 0; n < kBodySamples; ++n)
@@ -253,7 +253,8 @@ TEST_P(VectorStages, TransformHopsAsTheReferenceForm)
                 std::span{stream}.subspan(8 * hop).first<kBodySamples>(), expected);
             ASSERT_EQ(spectra->exponents[column + hop], exponent) << round << ", hop " << hop;
             for (std::size_t k = 0; k < kSubcarriers; ++k)
-                ASSERT_TRUE(same(spectra->bins[k][column + hop], expected[kFirstSubcarrier + k]))
+                ASSERT_TRUE(
+                    same(spectra->subcarriers[k][column + hop], expected[kFirstSubcarrier + k]))
                     << round << ", hop " << hop << ", bin " << k;
         }
     }
@@ -266,9 +267,9 @@ TEST_P(VectorStages, DemodulateAsTheReferenceForm)
     const auto short_sums = std::make_unique<code_sums<32>>();
     const auto long_sums = std::make_unique<code_sums<48>>();
     for (int round = 0; round < 40; ++round) {
-        for (auto &row : spectra->bins)
-            for (cplx16 &bin : row)
-                bin = {source.next(round % kKinds), source.next(round % kKinds)};
+        for (auto &row : spectra->subcarriers)
+            for (cplx16 &subcarrier : row)
+                subcarrier = {source.next(round % kKinds), source.next(round % kKinds)};
         for (int32_t &exponent : spectra->exponents) // all, the same for all, or the highest few
             exponent = static_cast<int32_t>(round % 3 == 0   ? source.below(7)
                                             : round % 3 == 1 ? static_cast<uint32_t>(round) % 7
@@ -282,7 +283,7 @@ TEST_P(VectorStages, DemodulateAsTheReferenceForm)
             for (std::size_t s = 0; s < kSymbols; ++s) {
                 const std::size_t from = column + hop + kSymbolHops * s;
                 for (std::size_t k = 0; k < kSubcarriers; ++k)
-                    burst.bins[kSubcarriers * s + k] = spectra->bins[k][from];
+                    burst.subcarriers[kSubcarriers * s + k] = spectra->subcarriers[k][from];
                 burst.exponents[s] = static_cast<int16_t>(spectra->exponents[from]);
             }
             const reference::soft_channel soft = reference::demodulate(burst);

@@ -12,7 +12,7 @@ namespace tonelink::TONELINK_SIMD {
 namespace demodulation {
 
 inline constexpr std::size_t kVectors = kBatch / kLanes;
-inline constexpr std::size_t kPilots = 31; // of a symbol, or 30; and as many data bins
+inline constexpr std::size_t kPilots = 31; // of a symbol, or 30; and as many data subcarriers
 inline constexpr int32_t kSoftLimit = 500000;
 
 // The weights of the channel estimate: a quarter, which is a shift, and one that is a product's
@@ -34,9 +34,10 @@ inline constexpr symbol_layout kLayout = [] {
     return layout;
 }();
 
-/// Halves of all lanes of a batch for a bin, and for each pilot, or each data bin, of a symbol.
+/// Halves of all lanes of a batch for a subcarrier, and for each pilot, or each data subcarrier, of
+/// a symbol.
 typedef halves batch_halves[kVectors];
-typedef batch_halves bin_row[kPilots];
+typedef batch_halves subcarrier_row[kPilots];
 
 /// How each lane of a symbol comes to the largest exponent of the lane's burst.
 struct alignment {
@@ -66,17 +67,17 @@ TONELINK_INLINE halves halve_to_zero(halves x) { return subtract(x, x >> 15) >> 
 
 /// What is kept of a symbol until its neighbours have used it.
 struct symbol_work {
-    // Pilots descrambled: entry d is the one below data bin d, entry d + 1 the one above. The
-    // symbols whose data begin and end the band have none there: zeros.
+    // Pilots descrambled: entry d is the one below data subcarrier d, entry d + 1 the one above.
+    // The symbols whose data begin and end the band have none there: zeros.
     batch_halves pilots[kPilots + 1];
-    bin_row halved; // pilots halved towards zero
-    bin_row data;   // descrambled
+    subcarrier_row halved; // pilots halved towards zero
+    subcarrier_row data;   // descrambled
 };
 
 /// The candidates of a batch on their way.
 struct batch_work {
     symbol_work symbols[3]; // symbol s in entry s % 3
-    bin_row nothing;        // zeros
+    subcarrier_row nothing; // zeros
     alignment alignments[kSymbols][kVectors];
     lane_shifts soft_shifts[kVectors]; // 15 less twice the exponent, which leaves a soft value
 };
@@ -95,16 +96,16 @@ inline void find_alignments(const spectrum_rows &spectra, std::size_t column, st
     }
 }
 
-/// Aligns and descrambles a bin of a symbol in `Vectors` vectors of hops.
+/// Aligns and descrambles a subcarrier of a symbol in `Vectors` vectors of hops.
 template <std::size_t Vectors, class Use>
-TONELINK_INLINE void descramble(const cplx16 *bins, const descrambling_factors &factors,
+TONELINK_INLINE void descramble(const cplx16 *subcarriers, const descrambling_factors &factors,
                                 const alignment *alignments, Use use)
 {
     const halves for_real = splat_pair(factors.for_real);
     const halves for_imaginary = splat_pair(factors.for_imaginary);
     // The rows are a cache line or two each, and the next symbol's follow in the same order.
     for (std::size_t v = 0; v < Vectors; ++v) {
-        const halves aligned = align(load<halves>(bins + v * kLanes), alignments[v]);
+        const halves aligned = align(load<halves>(subcarriers + v * kLanes), alignments[v]);
         use(v, multiply(aligned, for_real, for_imaginary));
     }
 }
@@ -121,7 +122,7 @@ void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s
     batch_halves *const pilots = symbol.pilots + first_pilot;
     std::size_t k = first_pilot;
     for (std::size_t i = 0; k < kSubcarriers; ++i, k += 2) {
-        descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
+        descramble<Vectors>(&spectra.subcarriers[k][from], factors[k], work.alignments[s],
                             [&](std::size_t v, halves pilot) {
                                 pilots[i][v] = pilot;
                                 symbol.halved[i][v] = halve_to_zero(pilot);
@@ -129,14 +130,14 @@ void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s
     }
     k = 1 - first_pilot;
     for (std::size_t i = 0; k < kSubcarriers; ++i, k += 2)
-        descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
+        descramble<Vectors>(&spectra.subcarriers[k][from], factors[k], work.alignments[s],
                             [&](std::size_t v, halves data) { symbol.data[i][v] = data; });
     if (first_pilot == 0) return;
     for (std::size_t v = 0; v < Vectors; ++v)
         symbol.pilots[0][v] = symbol.pilots[kPilots][v] = halves{};
 }
 
-/// The pilots whose sum is what the grid has at a symbol's data bins: the halved ones of the
+/// The pilots whose sum is what the grid has at a symbol's data subcarriers: the halved ones of the
 /// symbols before and after, or for the first and the last symbol those of its only neighbour.
 struct pilots_around {
     const batch_halves *one;

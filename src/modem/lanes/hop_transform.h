@@ -36,9 +36,9 @@ inline constexpr split_table kSplit = [] {
     return table;
 }();
 
-/// Bin k of the 128-point transform from bins k (a) and 64 - k (b) of the 64-point one, which took
-/// the samples in pairs as complex numbers.
-TONELINK_INLINE halves split_bin(std::size_t k, halves a, halves b)
+/// Subcarrier k of the 128-point transform from subcarriers k (a) and 64 - k (b) of the 64-point
+/// one, which took the samples in pairs as complex numbers.
+TONELINK_INLINE halves split_subcarrier(std::size_t k, halves a, halves b)
 {
     const split_factors &f = kSplit.at[k];
     const halves real_parts = combine_halves((words)a, shift_left((words)b, 16));
@@ -74,8 +74,8 @@ inline void transform_hops(const baseband_rows &samples, std::size_t count, spec
         }
         store(&spectra.exponents[column + first], exponent);
         for (std::size_t k = kFirstSubcarrier; k < kFirstSubcarrier + kSubcarriers; ++k)
-            store(&spectra.bins[k - kFirstSubcarrier][column + first],
-                  split_bin(k, points[k], points[kPoints - k]));
+            store(&spectra.subcarriers[k - kFirstSubcarrier][column + first],
+                  split_subcarrier(k, points[k], points[kPoints - k]));
     }
 }
 

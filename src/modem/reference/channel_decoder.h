@@ -12,7 +12,7 @@ namespace tonelink::reference {
 
 /// A burst's soft values in the order of its channel bits before the interleaver.
 using soft_channel = std::array<int32_t, kChannelBits>;
-/// A soft value for each bit of the convolutional code: two carriers' worth or less.
+/// A soft value for each bit of the convolutional code: two subcarriers' worth or less.
 template <std::size_t Bits>
 using soft_code = std::array<int32_t, kCodeOutputs *(Bits + kCrcBits + kTailBits)>;
 

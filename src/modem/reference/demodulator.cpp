@@ -12,7 +12,7 @@ namespace {
 
 constexpr int32_t kSoftLimit = 500000;
 
-constexpr std::size_t carrier(std::size_t s, std::size_t k) { return kSubcarriers * s + k; }
+constexpr std::size_t place_of(std::size_t s, std::size_t k) { return kSubcarriers * s + k; }
 
 /// The mean of two pilots, each halved towards zero.
 cplx16 mean(cplx16 a, cplx16 b) { return {low16(a.re / 2 + b.re / 2), low16(a.im / 2 + b.im / 2)}; }
@@ -25,79 +25,81 @@ int32_t align_exponents(candidate &burst)
     for (std::size_t s = 0; s < kSymbols; ++s) {
         const int32_t shift = largest - burst.exponents[s];
         for (std::size_t k = 0; k < kSubcarriers; ++k) {
-            cplx16 &bin = burst.bins[carrier(s, k)];
-            bin = {low16(bin.re >> shift), low16(bin.im >> shift)};
+            cplx16 &subcarrier = burst.subcarriers[place_of(s, k)];
+            subcarrier = {low16(subcarrier.re >> shift), low16(subcarrier.im >> shift)};
         }
     }
     return largest;
 }
 
-void descramble(carriers &bins)
+void descramble(subcarrier_values &subcarriers)
 {
-    for (std::size_t i = 0; i < bins.size(); ++i) {
-        const auto [x, y] = bins[i];
+    for (std::size_t i = 0; i < subcarriers.size(); ++i) {
+        const auto [x, y] = subcarriers[i];
         const auto [c, d] = phase_factor(phi_scr[i]);
         // Both products, then one shift: at most 2 x 32768 x 32767, below 2^31.
-        bins[i] = {low16((x * c + y * d) >> 15), low16((y * c - x * d) >> 15)};
+        subcarriers[i] = {low16((x * c + y * d) >> 15), low16((y * c - x * d) >> 15)};
     }
 }
 
-carriers spread_pilots(const carriers &bins)
+subcarrier_values spread_pilots(const subcarrier_values &subcarriers)
 {
-    carriers grid;
+    subcarrier_values grid;
     for (std::size_t s = 0; s < kSymbols; ++s) {
         for (std::size_t k = 0; k < kSubcarriers; ++k) {
-            const std::size_t at = carrier(s, k);
+            const std::size_t at = place_of(s, k);
             if (is_pilot(s + 1, kFirstSubcarrier + k))
-                grid[at] = bins[at];
+                grid[at] = subcarriers[at];
             else if (s == 0)
-                grid[at] = bins[carrier(1, k)];
+                grid[at] = subcarriers[place_of(1, k)];
             else if (s == kSymbols - 1)
-                grid[at] = bins[carrier(kSymbols - 2, k)];
+                grid[at] = subcarriers[place_of(kSymbols - 2, k)];
             else
-                grid[at] = mean(bins[carrier(s - 1, k)], bins[carrier(s + 1, k)]);
+                grid[at] = mean(subcarriers[place_of(s - 1, k)], subcarriers[place_of(s + 1, k)]);
         }
     }
     return grid;
 }
 
-carriers estimate_channel(const carriers &grid)
+subcarrier_values estimate_channel(const subcarrier_values &grid)
 {
-    carriers estimate{};
+    subcarrier_values estimate{};
     const auto add = [](cplx16 &sum, cplx16 value, int16_t weight) {
         sum = {low16(sum.re + mul_q15(value.re, weight)),
                low16(sum.im + mul_q15(value.im, weight))};
     };
     for (std::size_t s = 0; s < kSymbols; ++s) {
         for (std::size_t k = 0; k < kSubcarriers; ++k) {
-            cplx16 &sum = estimate[carrier(s, k)];
-            if (k > 0) add(sum, grid[carrier(s, k - 1)], coef_equ_freq[1]);
-            add(sum, grid[carrier(s, k)], coef_equ_freq[0]);
-            if (k + 1 < kSubcarriers) add(sum, grid[carrier(s, k + 1)], coef_equ_freq[1]);
+            cplx16 &sum = estimate[place_of(s, k)];
+            if (k > 0) add(sum, grid[place_of(s, k - 1)], coef_equ_freq[1]);
+            add(sum, grid[place_of(s, k)], coef_equ_freq[0]);
+            if (k + 1 < kSubcarriers) add(sum, grid[place_of(s, k + 1)], coef_equ_freq[1]);
         }
     }
     return estimate;
 }
 
-std::array<int32_t, kCarriers> soft_carriers(const carriers &bins, const carriers &channel,
-                                             int32_t exponent)
+std::array<int32_t, kBurstSubcarriers> soft_subcarriers(const subcarrier_values &subcarriers,
+                                                        const subcarrier_values &channel,
+                                                        int32_t exponent)
 {
-    std::array<int32_t, kCarriers> soft;
+    std::array<int32_t, kBurstSubcarriers> soft;
     for (std::size_t i = 0; i < soft.size(); ++i) {
         // An estimate is at most 11470 in each part: below 2^30.
-        const int32_t product = bins[i].re * channel[i].re + bins[i].im * channel[i].im;
+        const int32_t product =
+            subcarriers[i].re * channel[i].re + subcarriers[i].im * channel[i].im;
         soft[i] = std::clamp(-(product >> (15 - 2 * exponent)), -kSoftLimit, kSoftLimit);
     }
     return soft;
 }
 
-soft_channel extract_data(const std::array<int32_t, kCarriers> &soft)
+soft_channel extract_data(const std::array<int32_t, kBurstSubcarriers> &soft)
 {
     soft_channel data;
     std::size_t bit = 0;
     for (std::size_t s = 0; s < kSymbols; ++s)
         for (std::size_t k = 0; k < kSubcarriers; ++k)
-            if (!is_pilot(s + 1, kFirstSubcarrier + k)) data[bit++] = soft[carrier(s, k)];
+            if (!is_pilot(s + 1, kFirstSubcarrier + k)) data[bit++] = soft[place_of(s, k)];
     return data;
 }
 
@@ -112,9 +114,9 @@ soft_channel deinterleave(const soft_channel &spread)
 soft_channel demodulate(candidate burst)
 {
     const int32_t exponent = align_exponents(burst);
-    descramble(burst.bins);
-    const carriers channel = estimate_channel(spread_pilots(burst.bins));
-    return deinterleave(extract_data(soft_carriers(burst.bins, channel, exponent)));
+    descramble(burst.subcarriers);
+    const subcarrier_values channel = estimate_channel(spread_pilots(burst.subcarriers));
+    return deinterleave(extract_data(soft_subcarriers(burst.subcarriers, channel, exponent)));
 }
 
 } // namespace tonelink::reference

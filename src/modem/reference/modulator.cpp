@@ -33,7 +33,7 @@ cplx16 phase_factor(int16_t index)
     }
 }
 
-symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol)
+symbol_spectrum scramble(const subcarrier_amplitudes &amplitudes, std::size_t symbol)
 {
     symbol_spectrum spectrum{};
     for (std::size_t k = 0; k < kSubcarriers; ++k) {

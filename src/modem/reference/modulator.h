@@ -9,7 +9,7 @@ namespace tonelink::reference {
 cplx16 phase_factor(int16_t index);
 
 /// Does what tonelink::scramble() does.
-symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol);
+symbol_spectrum scramble(const subcarrier_amplitudes &amplitudes, std::size_t symbol);
 
 /// Does what tonelink::modulate_symbols() does.
 frame_samples modulate_symbols(const channel_bits &bits);

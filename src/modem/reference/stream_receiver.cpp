@@ -99,9 +99,9 @@ void stream_receiver::store_spectrum()
         std::copy(exponents_.end() - kFrameHistory + 1, exponents_.end(), exponents_.begin());
         end_ = kFrameHistory - 1;
     }
-    symbol_spectrum bins;
-    exponents_[end_] = low16(forward_symbol_transform(input_, bins));
-    std::copy_n(bins.begin() + kFirstSubcarrier, kSubcarriers, spectra_[end_].begin());
+    symbol_spectrum subcarriers;
+    exponents_[end_] = low16(forward_symbol_transform(input_, subcarriers));
+    std::copy_n(subcarriers.begin() + kFirstSubcarrier, kSubcarriers, spectra_[end_].begin());
     ++end_;
 }
 
@@ -111,7 +111,7 @@ candidate stream_receiver::oldest_symbols() const
     candidate burst;
     for (std::size_t s = 0; s < kSymbols; ++s) {
         const std::size_t frame = end_ - kFrameHistory + kSymbolHops * s;
-        std::ranges::copy(spectra_[frame], burst.bins.begin() + kSubcarriers * s);
+        std::ranges::copy(spectra_[frame], burst.subcarriers.begin() + kSubcarriers * s);
         burst.exponents[s] = exponents_[frame];
     }
     return burst;

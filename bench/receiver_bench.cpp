@@ -101,8 +101,8 @@ struct workbench {
     spectrum_rows spectra{};
     code_sums<32> short_sums{};
     code_sums<48> long_sums{};
-    path_decisions<32> short_decisions{};
-    path_decisions<48> long_decisions{};
+    survivors<32> short_survivors{};
+    survivors<48> long_survivors{};
 
     explicit workbench(const vector_stages &s) : stages{s}
     {
@@ -244,14 +244,16 @@ const bool registered = [] {
         stage("stage demodulation, both", [](workbench &b, std::size_t column, std::size_t count) {
             b.stages.demodulate(b.spectra, column, count, &b.short_sums, &b.long_sums);
         });
-        stage("stage path search, 32 bits", [](workbench &b, std::size_t, std::size_t count) {
-            b.stages.search_short_paths(b.short_sums, count, b.short_decisions);
-        });
-        stage("stage path search, 48 bits", [](workbench &b, std::size_t, std::size_t count) {
-            b.stages.search_long_paths(b.long_sums, count, b.long_decisions);
-        });
+        stage("stage add-compare-select, 32 bits",
+              [](workbench &b, std::size_t, std::size_t count) {
+                  b.stages.select_short_survivors(b.short_sums, count, b.short_survivors);
+              });
+        stage("stage add-compare-select, 48 bits",
+              [](workbench &b, std::size_t, std::size_t count) {
+                  b.stages.select_long_survivors(b.long_sums, count, b.long_survivors);
+              });
         stage("stage trace back, 32 bits", [](workbench &b, std::size_t, std::size_t count) {
-            benchmark::DoNotOptimize(find_accepted(b.short_decisions, count));
+            benchmark::DoNotOptimize(check_crcs(b.short_survivors, count));
         });
     }
     RegisterBenchmark("stage decimation and gain", decimation)->Unit(benchmark::kMicrosecond);

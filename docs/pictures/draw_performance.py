@@ -125,8 +125,9 @@ def main():
                     ("stage output filter", False)]
     receiver["stage demodulation, 32 bits, reference"] = receiver["stage demodulation, reference"]
     for w in widths:
-        receiver[f"stage decoding, 32 bits, {w}"] = \
-            receiver[f"stage path search, 32 bits, {w}"] + receiver[f"stage trace back, 32 bits, {w}"]
+        receiver[f"stage decoding, 32 bits, {w}"] = (
+            receiver[f"stage add-compare-select, 32 bits, {w}"]
+            + receiver[f"stage trace back, 32 bits, {w}"])
         receiver[f"stage decimation and gain, {w}"] = receiver["stage decimation and gain"]
     receiver_stages = ["band shift", "decimation and gain", "transforms", "demodulation, 32 bits",
                        "decoding, 32 bits"]

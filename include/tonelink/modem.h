@@ -114,14 +114,19 @@ TONELINK_API void closeBandShift(BandShiftInfo *info);
 
 /**
  * All that one modem keeps between calls. Made by open_snfc(), released by close_snfc(); the record
- * owns its containers. The fields are for reading.
+ * owns its containers. A caller may set `spectral_inversion` and `invert_phase`, which nothing else
+ * changes after the open; the other fields are for reading.
  */
 typedef struct snfc_state {
-    int32_t spectral_inversion; /**< 1: bursts are mirrored before their band shift, audio after */
+    int32_t spectral_inversion; /**< not 0: every second sample is negated, which mirrors the
+                                     spectrum: in bursts before their band shift, in received
+                                     audio after it. 0: neither is, and bursts lie elsewhere */
     bvec last_message;          /**< message bits of the burst held in `burst_samples` */
     vec16 burst_samples;        /**< the last burst, 23170 samples */
     int32_t fft_fill;           /**< samples held in `fft_input` */
-    int32_t invert_phase;       /**< 0: the receiver negates samples 1, 3, 5, ... of each block */
+    int32_t invert_phase;       /**< which samples the receiver negates, counted from 0 in each
+                                     block: 0: 1, 3, 5, ...; not 0: 0, 2, 4, ..., which turns the
+                                     sign of the audio and so changes little */
     int32_t decim_phase;        /**< decimation phase, 0 to 9 */
     int32_t rx_status;          /**< of the last call: -1 nothing, 0 a repeat, 1 a new message */
     bvec msg_bytes;             /**< the last message decoded, first bit in the top bit of byte 0 */
@@ -147,7 +152,8 @@ typedef struct snfc_state {
 TONELINK_API int32_t open_snfc(snfc_state **state);
 
 /**
- * Releases a state, its burst and its messages, and sets `*state` to null.
+ * Releases a state, its burst and its messages, and sets `*state` to null. With the last state of
+ * open_snfc() both shifters are closed, too.
  * @return 1, or -2 when `*state` is null
  */
 TONELINK_API int32_t close_snfc(snfc_state **state);

@@ -54,11 +54,10 @@ int16_t sample_at(const baseband_rows &rows, std::size_t n)
 
 /// What a lane's path says, in the form in which it is handed out.
 template <std::size_t Bits>
-heard_message read_message(const path_decisions<Bits> &decisions, std::size_t lane,
-                           uint64_t position)
+heard_message read_message(const survivors<Bits> &surviving, std::size_t lane, uint64_t position)
 {
-    const auto received = de_getCrc24<Bits>(trace_back(decisions, lane));
-    assert(is_accepted(received));
+    const auto received = de_getCrc24<Bits>(trace_back(surviving, lane));
+    assert(passes_crc_check(received));
     heard_message heard{position, Bits, {}};
     std::ranges::copy(received.bits, heard.bits.begin());
     return heard;
@@ -125,17 +124,17 @@ void stream_receiver::finish_hops(message_lengths lengths, message_sink sink)
     unsigned accepted_short = 0;
     unsigned accepted_long = 0;
     if (includes<32>(lengths)) {
-        stages_->search_short_paths(short_sums_, hops_, short_decisions_);
-        accepted_short = find_accepted(short_decisions_, hops_);
+        stages_->select_short_survivors(short_sums_, hops_, short_survivors_);
+        accepted_short = check_crcs(short_survivors_, hops_);
     }
     if (includes<48>(lengths)) {
-        stages_->search_long_paths(long_sums_, hops_, long_decisions_);
-        accepted_long = find_accepted(long_decisions_, hops_);
+        stages_->select_long_survivors(long_sums_, hops_, long_survivors_);
+        accepted_long = check_crcs(long_survivors_, hops_);
     }
     for (std::size_t lane = 0; (accepted_short | accepted_long) >> lane != 0; ++lane) {
         const uint64_t position = first_hop_position_ + kHopDistance * lane;
-        if ((accepted_short >> lane & 1) != 0) sink(read_message(short_decisions_, lane, position));
-        if ((accepted_long >> lane & 1) != 0) sink(read_message(long_decisions_, lane, position));
+        if ((accepted_short >> lane & 1) != 0) sink(read_message(short_survivors_, lane, position));
+        if ((accepted_long >> lane & 1) != 0) sink(read_message(long_survivors_, lane, position));
     }
     column_ += hops_;
     new_frames_ = std::min(new_frames_ + hops_, kFrameHistory);

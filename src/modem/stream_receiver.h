@@ -77,8 +77,8 @@ private:
     // What a batch goes through; nothing is kept here.
     code_sums<32> short_sums_;
     code_sums<48> long_sums_;
-    path_decisions<32> short_decisions_;
-    path_decisions<48> long_decisions_;
+    survivors<32> short_survivors_;
+    survivors<48> long_survivors_;
 };
 
 } // namespace tonelink

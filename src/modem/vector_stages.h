@@ -42,9 +42,9 @@ template <std::size_t Bits> struct code_sums {
     alignas(64) int32_t sums[kStepSums * kSteps][kBatch];
 };
 
-/// The decisions of a batch's most likely paths, as search_paths leaves them: for every four steps
+/// The survivors of a batch: which path into each state was the better one. For every four steps
 /// after the first six, four bits for each of 64 states, eight states a word.
-template <std::size_t Bits> struct path_decisions {
+template <std::size_t Bits> struct survivors {
     static constexpr std::size_t kGroups = (Bits + kCrcBits) / 4;
     alignas(64) uint32_t words[kGroups][8][kBatch];
 };
@@ -97,11 +97,11 @@ struct vector_stages {
     void (*demodulate)(const spectrum_rows &spectra, std::size_t column, std::size_t count,
                        code_sums<32> *short_sums, code_sums<48> *long_sums);
 
-    /// The decisions on the most likely paths.
-    void (*search_short_paths)(const code_sums<32> &sums, std::size_t count,
-                               path_decisions<32> &decisions);
-    void (*search_long_paths)(const code_sums<48> &sums, std::size_t count,
-                              path_decisions<48> &decisions);
+    /// The survivors: which of the two paths into each state is the better one.
+    void (*select_short_survivors)(const code_sums<32> &sums, std::size_t count,
+                                   survivors<32> &surviving);
+    void (*select_long_survivors)(const code_sums<48> &sums, std::size_t count,
+                                  survivors<48> &surviving);
 
     /// The inverse transforms of all symbols.
     void (*transform_symbols)(const symbol_rows &spectra, body_rows &bodies);

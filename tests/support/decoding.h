@@ -38,19 +38,19 @@ bool decides_as_reference(const vector_stages &stages,
 {
     code_sums<Bits> sums{};
     for (std::size_t lane = 0; lane < codes.size(); ++lane) put_sums<Bits>(codes[lane], lane, sums);
-    path_decisions<Bits> decisions;
+    survivors<Bits> surviving;
     if constexpr (Bits == 32)
-        stages.search_short_paths(sums, codes.size(), decisions);
+        stages.select_short_survivors(sums, codes.size(), surviving);
     else
-        stages.search_long_paths(sums, codes.size(), decisions);
+        stages.select_long_survivors(sums, codes.size(), surviving);
 
     unsigned accepted = 0;
     for (std::size_t lane = 0; lane < codes.size(); ++lane) {
         const auto expected = reference::viterbi_decoder<Bits>(codes[lane]);
-        if (trace_back(decisions, lane) != expected) return false;
-        if (is_accepted(de_getCrc24<Bits>(expected))) accepted |= 1u << lane;
+        if (trace_back(surviving, lane) != expected) return false;
+        if (passes_crc_check(de_getCrc24<Bits>(expected))) accepted |= 1u << lane;
     }
-    return find_accepted(decisions, codes.size()) == accepted;
+    return check_crcs(surviving, codes.size()) == accepted;
 }
 
 } // namespace tonelink::test

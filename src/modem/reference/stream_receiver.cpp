@@ -20,7 +20,7 @@ template <std::size_t Bits>
 void try_candidate(const soft_channel &soft, uint64_t position, message_sink sink)
 {
     const auto received = de_getCrc24<Bits>(viterbi_decoder<Bits>(recover_rate<Bits>(soft)));
-    if (!is_accepted(received)) return;
+    if (!passes_crc_check(received)) return;
     heard_message heard{position, Bits, {}};
     std::ranges::copy(received.bits, heard.bits.begin());
     sink(heard);

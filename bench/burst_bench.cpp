@@ -1,5 +1,5 @@
 // What a burst of 48 bits costs as a transmission plays it, output filter included: the whole of it
-// and each of its stages, by their plain forms and in each width of vectors, in one run.
+// and each of its stages, by their reference forms and in each width of vectors, in one run.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -7,25 +7,23 @@
 #include <string>
 #include <vector>
 
-#include "common/high_pass.h"
-#include "common/plain/high_pass.h"
 #include "modem/band_shift.h"
 #include "modem/burst_generator.h"
 #include "modem/channel_encoder.h"
 #include "modem/interpolator.h"
 #include "modem/modulator.h"
-#include "modem/plain/band_shift.h"
-#include "modem/plain/burst_generator.h"
-#include "modem/plain/interpolator.h"
-#include "modem/plain/modulator.h"
+#include "modem/output_filter.h"
+#include "modem/reference/band_shift.h"
+#include "modem/reference/burst_generator.h"
+#include "modem/reference/interpolator.h"
+#include "modem/reference/modulator.h"
+#include "modem/reference/output_filter.h"
 #include "modem/spectrum_mirror.h"
 #include "tonelink/modem.h"
 
 namespace {
 
 using namespace tonelink;
-
-constexpr double kBurstSeconds = static_cast<double>(kBurstSamples) / 44100;
 
 std::vector<uint8_t> message()
 {
@@ -65,23 +63,23 @@ void add(const std::string &name, const std::function<void(workbench &)> &work)
     })->Unit(benchmark::kMicrosecond);
 }
 
-void add_plain_forms()
+void add_reference_forms()
 {
-    add("burst/plain", [](workbench &b) {
-        plain::make_burst(b.bits, true, b.shifter, b.burst);
-        plain::high_pass(b.burst);
+    add("burst/reference", [](workbench &b) {
+        reference::make_burst(b.bits, true, b.shifter, b.burst);
+        reference::filter_output(b.burst);
     });
-    add("stage modulation/plain",
-        [](workbench &b) { benchmark::DoNotOptimize(plain::modulate_symbols(b.channel)); });
-    add("stage interpolation/plain",
-        [](workbench &b) { plain::interpolate_by_10(b.frame, b.burst); });
-    add("stage mirroring/plain", [](workbench &b) { plain::mirror_spectrum(b.burst); });
-    add("stage band shift/plain",
-        [](workbench &b) { plain::shift_band(b.burst.data(), kBurstSamples, b.shifter); });
-    add("stage normalisation/plain", [](workbench &b) { plain::normalise_peak(b.burst); });
-    add("stage output filter/plain", [](workbench &b) {
+    add("stage modulation/reference",
+        [](workbench &b) { benchmark::DoNotOptimize(reference::modulate_symbols(b.channel)); });
+    add("stage interpolation/reference",
+        [](workbench &b) { reference::interpolate_by_10(b.frame, b.burst); });
+    add("stage mirroring/reference", [](workbench &b) { reference::mirror_spectrum(b.burst); });
+    add("stage band shift/reference",
+        [](workbench &b) { reference::shift_band(b.burst, b.shifter); });
+    add("stage normalisation/reference", [](workbench &b) { reference::normalise_peak(b.burst); });
+    add("stage output filter/reference", [](workbench &b) {
         auto burst = b.burst; // filtered again and again it would fade
-        plain::high_pass(burst);
+        reference::filter_output(burst);
     });
 }
 
@@ -90,7 +88,7 @@ void add_forms(const vector_stages &stages)
     const std::string width = std::string{"/"} + stages.name;
     add("burst" + width, [&](workbench &b) {
         make_burst(b.bits, true, b.shifter, b.burst, stages);
-        high_pass(b.burst, stages);
+        filter_output(b.burst, stages);
     });
     add("stage modulation" + width,
         [&](workbench &b) { benchmark::DoNotOptimize(modulate_symbols(b.channel, stages)); });
@@ -100,7 +98,7 @@ void add_forms(const vector_stages &stages)
     add("stage normalisation" + width, [&](workbench &b) { normalise_peak(b.burst, stages); });
     add("stage output filter" + width, [&](workbench &b) {
         auto burst = b.burst;
-        high_pass(burst, stages);
+        filter_output(burst, stages);
     });
 }
 
@@ -116,7 +114,7 @@ void add_common_forms()
 
 int main(int argc, char **argv)
 {
-    add_plain_forms();
+    add_reference_forms();
     for (const vector_stages *stages : available_stages()) add_forms(*stages);
     add_common_forms();
     benchmark::AddCustomContext("a burst lasts", std::to_string(1000 * kBurstSeconds) + " ms");

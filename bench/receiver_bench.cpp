@@ -1,6 +1,6 @@
 // What receiving costs: the whole of it as a multiple of real time, by block size and by vector
-// width, and by its plain form in the same run; and each of its stages, by both forms, for a second
-// of audio.
+// width, and by its reference form in the same run; and each of its stages, by both forms, for a
+// second of audio.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -11,8 +11,8 @@
 #include "modem/burst_generator.h"
 #include "modem/channel_decoder.h"
 #include "modem/fixed_fft.h"
-#include "modem/plain/band_shift.h"
-#include "modem/plain/stream_receiver.h"
+#include "modem/reference/band_shift.h"
+#include "modem/reference/stream_receiver.h"
 #include "modem/stream_receiver.h"
 #include "modem/vector_stages.h"
 
@@ -81,12 +81,12 @@ void receive_second(benchmark::State &state, Receiver &receiver, message_lengths
     count_real_time(state);
 }
 
-void receiver_plain(benchmark::State &state)
+void receiver_reference(benchmark::State &state)
 {
-    const auto receiver = std::make_unique<plain::stream_receiver>();
+    const auto receiver = std::make_unique<reference::stream_receiver>();
     receive_second(state, *receiver, message_lengths::only_32);
 }
-BENCHMARK(receiver_plain)->Arg(44100)->Unit(benchmark::kMicrosecond);
+BENCHMARK(receiver_reference)->Arg(44100)->Unit(benchmark::kMicrosecond);
 
 void receiver_fast(benchmark::State &state, const vector_stages *stages, message_lengths lengths)
 {
@@ -101,8 +101,8 @@ struct workbench {
     spectrum_rows spectra{};
     code_sums<32> short_sums{};
     code_sums<48> long_sums{};
-    path_decisions<32> short_decisions{};
-    path_decisions<48> long_decisions{};
+    survivors<32> short_survivors{};
+    survivors<48> long_survivors{};
 
     explicit workbench(const vector_stages &s) : stages{s}
     {
@@ -141,12 +141,12 @@ void band_shift_with(benchmark::State &state, const vector_stages *stages)
     }
 }
 
-void band_shift_plain(benchmark::State &state)
+void band_shift_reference(benchmark::State &state)
 {
     std::vector<int16_t> samples = recording();
     open_shifter shifter;
     for (auto _ : state) {
-        plain::shift_band(samples.data(), static_cast<int32_t>(samples.size()), shifter);
+        reference::shift_band(samples, shifter);
         benchmark::ClobberMemory();
     }
 }
@@ -162,11 +162,11 @@ void decimation(benchmark::State &state)
     for (auto _ : state) receiver->receive_shifted(recording(), none, [](const auto &) {});
 }
 
-/// What the plain stages of a hop start from.
+/// What the reference stages of a hop start from.
 struct hop_input {
     symbol_body body;
-    plain::candidate burst;
-    plain::soft_channel soft;
+    reference::candidate burst;
+    reference::soft_channel soft;
 };
 
 /// Some hops that differ: on a single one, the processor would learn where each branch goes.
@@ -176,18 +176,18 @@ std::vector<hop_input> different_hops()
     const int16_t *sample = recording().data();
     for (hop_input &h : hops) {
         std::copy_n(sample, h.body.size(), h.body.begin());
-        for (cplx16 &bin : h.burst.bins) {
-            bin = {sample[0], sample[1]};
+        for (cplx16 &subcarrier : h.burst.subcarriers) {
+            subcarrier = {sample[0], sample[1]};
             ++sample;
         }
         h.burst.exponents.fill(3);
-        h.soft = plain::demodulate(h.burst);
+        h.soft = reference::demodulate(h.burst);
     }
     return hops;
 }
 
-/// Runs a plain stage over a second's hops.
-template <class Stage> void plain_stage_of_hops(benchmark::State &state, Stage stage)
+/// Runs a reference stage over a second's hops.
+template <class Stage> void reference_stage_of_hops(benchmark::State &state, Stage stage)
 {
     const auto hops = different_hops();
     for (auto _ : state)
@@ -196,12 +196,12 @@ template <class Stage> void plain_stage_of_hops(benchmark::State &state, Stage s
     count_hops(state);
 }
 
-template <std::size_t Bits> auto decode_plain(const hop_input &h)
+template <std::size_t Bits> auto decode_reference(const hop_input &h)
 {
-    return plain::viterbi_decoder<Bits>(plain::recover_rate<Bits>(h.soft));
+    return reference::viterbi_decoder<Bits>(reference::recover_rate<Bits>(h.soft));
 }
 
-symbol_spectrum transform_plain(const hop_input &h)
+symbol_spectrum transform_reference(const hop_input &h)
 {
     symbol_spectrum spectrum;
     forward_symbol_transform(h.body, spectrum);
@@ -244,28 +244,31 @@ const bool registered = [] {
         stage("stage demodulation, both", [](workbench &b, std::size_t column, std::size_t count) {
             b.stages.demodulate(b.spectra, column, count, &b.short_sums, &b.long_sums);
         });
-        stage("stage path search, 32 bits", [](workbench &b, std::size_t, std::size_t count) {
-            b.stages.search_short_paths(b.short_sums, count, b.short_decisions);
-        });
-        stage("stage path search, 48 bits", [](workbench &b, std::size_t, std::size_t count) {
-            b.stages.search_long_paths(b.long_sums, count, b.long_decisions);
-        });
+        stage("stage add-compare-select, 32 bits",
+              [](workbench &b, std::size_t, std::size_t count) {
+                  b.stages.select_short_survivors(b.short_sums, count, b.short_survivors);
+              });
+        stage("stage add-compare-select, 48 bits",
+              [](workbench &b, std::size_t, std::size_t count) {
+                  b.stages.select_long_survivors(b.long_sums, count, b.long_survivors);
+              });
         stage("stage trace back, 32 bits", [](workbench &b, std::size_t, std::size_t count) {
-            benchmark::DoNotOptimize(find_accepted(b.short_decisions, count));
+            benchmark::DoNotOptimize(check_crcs(b.short_survivors, count));
         });
     }
     RegisterBenchmark("stage decimation and gain", decimation)->Unit(benchmark::kMicrosecond);
-    RegisterBenchmark("stage band shift, plain", band_shift_plain)->Unit(benchmark::kMicrosecond);
+    RegisterBenchmark("stage band shift, reference", band_shift_reference)
+        ->Unit(benchmark::kMicrosecond);
     const auto stage = [](const char *what, auto work) {
         RegisterBenchmark(what, [=](benchmark::State &state) {
-            plain_stage_of_hops(state, work);
+            reference_stage_of_hops(state, work);
         })->Unit(benchmark::kMicrosecond);
     };
-    stage("stage transforms, plain", transform_plain);
-    stage("stage demodulation, plain",
-          [](const hop_input &h) { return plain::demodulate(h.burst); });
-    stage("stage decoding, 32 bits, plain", decode_plain<32>);
-    stage("stage decoding, 48 bits, plain", decode_plain<48>);
+    stage("stage transforms, reference", transform_reference);
+    stage("stage demodulation, reference",
+          [](const hop_input &h) { return reference::demodulate(h.burst); });
+    stage("stage decoding, 32 bits, reference", decode_reference<32>);
+    stage("stage decoding, 48 bits, reference", decode_reference<48>);
     return true;
 }();
 

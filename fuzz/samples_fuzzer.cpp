@@ -1,10 +1,10 @@
-// Sound in blocks of any size: the fast receiver hears what the plain one hears in one block, in
-// every width of vectors, and leaves the same stream behind. The exported receiver does not show
+// Sound in blocks of any size: the fast receiver hears what the reference one hears in one block,
+// in every width of vectors, and leaves the same stream behind. The exported receiver does not show
 // where a sound is cut into blocks of even length.
 #include <memory>
 
 #include "fuzz/input.h"
-#include "modem/plain/stream_receiver.h"
+#include "modem/reference/stream_receiver.h"
 #include "modem/stream_receiver.h"
 #include "support/receiving.h"
 
@@ -59,8 +59,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
     }
     const std::vector<int16_t> sound = fuzz::make_sound(from, kLongest);
 
-    const auto plain = std::make_unique<plain::stream_receiver>();
-    const reception expected = hear(*plain, sound, {kLongest}, lengths);
+    const auto reference = std::make_unique<reference::stream_receiver>();
+    const reception expected = hear(*reference, sound, {kLongest}, lengths);
     for (const vector_stages *const stages : available_stages()) {
         const auto fast = std::make_unique<stream_receiver>(*stages);
         REQUIRE(hear(*fast, sound, sizes, lengths) == expected);

@@ -14,11 +14,11 @@
 #include <utility>
 #include <vector>
 
-#include "common/high_pass.h"
 #include "link/channel.h"
 #include "link/everyday_sounds.h"
 #include "modem/burst_format.h"
 #include "modem/burst_generator.h"
+#include "modem/output_filter.h"
 #include "modem/stream_receiver.h"
 #include "tonelink/modem.h"
 
@@ -53,7 +53,7 @@ std::vector<sent_burst> make_bursts(std::size_t bits)
         openBandShift(&shifter, -kBandShiftHz);
         make_burst(burst.message, true, shifter, burst_span{samples.data(), kBurstSamples});
         closeBandShift(&shifter);
-        high_pass(samples);
+        filter_output(samples);
         burst.samples.assign(samples.begin(), samples.end());
         bursts.push_back(std::move(burst));
     }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws the two pictures of docs/format.md: the frame of a burst and the carriers of its symbols."""
+"""Draws the two pictures of docs/format.md: a burst's frame and the subcarriers of its symbols."""
 from pathlib import Path
 
 HERE = Path(__file__).parent
@@ -48,8 +48,8 @@ def frame():
     return svg(960, 275, body)
 
 
-def carriers():
-    """Symbols as rows, bins as columns; bin 2 is the highest in the air, so it stands on the right."""
+def subcarriers():
+    """Symbols as rows, subcarriers as columns; 2 is the highest in the air: it is on the right."""
     left, top, w, h, body = 90, 50, 13, 18, ""
     for n in range(16):
         for k in range(2, 63):
@@ -61,7 +61,7 @@ def carriers():
         hertz = 22050 - 342 * 44100 / 8192 - 34.453125 * k
         body += text(x, top - 8, f"{k}", size=11)
         body += text(x, top + 16 * h + 18, f"{hertz / 1000:.2f}", size=11)
-    body += text(left - 12, top - 8, "bin", "end") + text(left - 12, top + 16 * h + 18, "kHz", "end")
+    body += text(left - 12, top - 8, "subcarrier", "end") + text(left - 12, top + 16 * h + 18, "kHz", "end")
     body += text(left - 52, top + 8 * h, "symbol", "middle")
     body += rect(left, 10, 14, 14, PILOT) + text(left + 20, 22, "pilot", "start")
     body += rect(left + 80, 10, 14, 14, DATA)
@@ -70,4 +70,4 @@ def carriers():
 
 
 (HERE / "frame.svg").write_text(frame())
-(HERE / "carriers.svg").write_text(carriers())
+(HERE / "subcarriers.svg").write_text(subcarriers())

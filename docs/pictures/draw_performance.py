@@ -45,12 +45,12 @@ def table(head, rows):
                      ["| " + " | ".join(row) + " |" for row in rows])
 
 
-def compared(rows, label, plain, fast):
-    """A row: the plain time, and each fast one with its ratio."""
-    cells = [label, number(rows[plain]) if plain else ""]
+def compared(rows, label, reference, fast):
+    """A row: the reference time, and each fast one with its ratio."""
+    cells = [label, number(rows[reference]) if reference else ""]
     for name in fast:
         time = rows.get(name)
-        ratio = f" ({rows[plain] / time:.1f})" if time and plain else ""
+        ratio = f" ({rows[reference] / time:.1f})" if time and reference else ""
         cells.append(number(time) + ratio if time else "")
     return cells
 
@@ -111,21 +111,23 @@ def main():
     receiver, _ = measured("receiver.json")
     _, start_data = measured("start.json")
     widths = [w for w in WIDTHS if f"burst/{w}" in burst]
-    heads = ["plain"] + [WIDTHS[w] for w in widths]
+    heads = ["reference"] + [WIDTHS[w] for w in widths]
 
     def burst_row(stage, common=False):
         fast = [stage if common else f"{stage}/{w}" for w in widths]
-        plain = f"{stage}/plain"
-        return compared(burst, stage.removeprefix("stage "), plain if plain in burst else None, fast)
+        reference = f"{stage}/reference"
+        return compared(burst, stage.removeprefix("stage "),
+                        reference if reference in burst else None, fast)
 
     burst_stages = [("stage channel coding", True), ("stage modulation", False),
                     ("stage interpolation", False), ("stage mirroring", True),
                     ("stage band shift", False), ("stage normalisation", False),
                     ("stage output filter", False)]
-    receiver["stage demodulation, 32 bits, plain"] = receiver["stage demodulation, plain"]
+    receiver["stage demodulation, 32 bits, reference"] = receiver["stage demodulation, reference"]
     for w in widths:
-        receiver[f"stage decoding, 32 bits, {w}"] = \
-            receiver[f"stage path search, 32 bits, {w}"] + receiver[f"stage trace back, 32 bits, {w}"]
+        receiver[f"stage decoding, 32 bits, {w}"] = (
+            receiver[f"stage add-compare-select, 32 bits, {w}"]
+            + receiver[f"stage trace back, 32 bits, {w}"])
         receiver[f"stage decimation and gain, {w}"] = receiver["stage decimation and gain"]
     receiver_stages = ["band shift", "decimation and gain", "transforms", "demodulation, 32 bits",
                        "decoding, 32 bits"]
@@ -140,16 +142,16 @@ def main():
         for size in (80, 441, 4410, 44100):
             times = [receiver[f"receiver {what}, {w}/{size}"] for w in widths]
             blocks.append([what, str(size)] + [f"{number(t)} ({1e6 / t:.0f})" for t in times])
-    plain_second = receiver["receiver_plain/44100"]
+    reference_second = receiver["receiver_reference/44100"]
 
     def stage_row(stage):
-        plain = f"stage {stage}, plain"
-        return compared(receiver, stage, plain if plain in receiver else None,
+        reference = f"stage {stage}, reference"
+        return compared(receiver, stage, reference if reference in receiver else None,
                         [f"stage {stage}, {w}" for w in widths])
 
     lasts = 1000 * float(burst_data["context"]["a burst lasts"].split()[0])
     multiples = ["times real time"] + [f"{lasts / burst[f'burst/{w}']:.0f}"
-                                       for w in ("plain", *widths)]
+                                       for w in ("reference", *widths)]
 
     starts = {b["name"].split("/")[0]: b for b in start_data["benchmarks"]}
     size, load = library_facts()
@@ -158,7 +160,7 @@ def main():
 
 Measured by `script/bench` on {machine(burst_data)}.
 Times are microseconds of processor time on one core, of the fastest of nine runs that took turns
-with all others; the ratio to the plain form stands in parentheses. The library has its vector
+with all others; the ratio to the reference form stands in parentheses. The library has its vector
 stages twice and takes AVX2 where the processor has it.
 
 ## A burst
@@ -178,13 +180,14 @@ The audio output answers at once. A busy machine lets the new thread wait.
 
 ## A second of received sound
 
-By the plain forms, messages of 32 bits: {number(plain_second)} us, {1e6 / plain_second:.0f} times real time. In vectors,
+By the reference forms, messages of 32 bits: {number(reference_second)} us, {
+    1e6 / reference_second:.0f} times real time. In vectors,
 by the size of the blocks, and in parentheses as a multiple of real time:
 
 {table(["messages", "block", *heads[1:]], blocks)}
 
-Plain to fast, 32 bits in blocks of 44100: {", ".join(
-    f"{plain_second / receiver[f'receiver 32 bits, {w}/44100']:.1f} with {WIDTHS[w]}" for w in widths)}.
+Reference to fast, 32 bits in blocks of 44100: {", ".join(
+    f"{reference_second / receiver[f'receiver 32 bits, {w}/44100']:.1f} with {WIDTHS[w]}" for w in widths)}.
 
 {table(["stage, for a second", *heads], [stage_row(s) for s in receiver_stages])}
 

@@ -45,20 +45,21 @@ TONELINK_API int32_t fix_fft(int16_t *re, int16_t *im, int16_t m, int16_t invers
 TONELINK_API int32_t fix_ifft(int16_t *re, int16_t *im, int16_t m);
 
 /**
- * Makes the 128 real samples of a symbol from its 64 bins:
+ * Makes the 128 real samples of a symbol from its 64 subcarriers:
  * x[t] = 2^-s times the sum over k of Re X[k] cos(2 pi k t / 128) + Im X[k] sin(2 pi k t / 128).
- * @param spectrum  64 bins
- * @param samples   room for at least 128 samples; its length stays as it is
+ * @param spectrum  64 subcarriers
+ * @param samples   room for at least 128 samples, which may be where the subcarriers are; its
+ * length stays as it is
  * @return the block exponent s
  */
 TONELINK_API int32_t snfc_ifft_fxp(const cvec16 *spectrum, vec16 *samples);
 
 /**
- * Makes 64 bins from 128 real samples: bin k is 2^-s times the sum over t of
+ * Makes 64 subcarriers from 128 real samples: subcarrier k is 2^-s times the sum over t of
  * x[t] e^(+j 2 pi k t / 128), the conjugate of the usual forward transform; it undoes
  * snfc_ifft_fxp() up to a power of two.
  * @param samples   128 samples; a vector of another length gets 128 zeros first
- * @param spectrum  is given 64 bins
+ * @param spectrum  is given 64 subcarriers
  * @return the block exponent s, or -1 when there is no memory for either vector
  */
 TONELINK_API int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum);
@@ -67,8 +68,9 @@ TONELINK_API int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum);
 
 /**
  * A single-sideband frequency shifter for a stream of 16-bit audio: a Hilbert transformer of 129
- * taps, the matching delay and an oscillator on Sinewave. Opened by openBandShift(); the fields are
- * for reading.
+ * taps, the matching delay and an oscillator on Sinewave. Opened by openBandShift(). A caller may
+ * change the fields as long as they keep their ranges, and point `coef` to 129 coefficients of its
+ * own; the library's own setting is shifted fastest.
  */
 typedef struct BandShiftInfo {
     int32_t freq;        /**< nominal shift in Hz; its sign is the direction */
@@ -76,7 +78,7 @@ typedef struct BandShiftInfo {
     int32_t half;        /**< 1: table values as they stand, 0: negated */
     int32_t phase;       /**< position in the current half period, 0 to 4095 */
     int32_t ntaps;       /**< 129 */
-    vec16 delay;         /**< the last 64 input samples, oldest first */
+    vec16 delay;         /**< the last 64 input samples, oldest first: what is mixed next */
     vec16 history;       /**< 129 entries: the last 128 input samples, oldest first, newest twice */
     const int16_t *coef; /**< the Hilbert coefficients, Q15 */
 } BandShiftInfo;
@@ -112,14 +114,19 @@ TONELINK_API void closeBandShift(BandShiftInfo *info);
 
 /**
  * All that one modem keeps between calls. Made by open_snfc(), released by close_snfc(); the record
- * owns its containers. The fields are for reading.
+ * owns its containers. A caller may set `spectral_inversion` and `invert_phase`, which nothing else
+ * changes after the open; the other fields are for reading.
  */
 typedef struct snfc_state {
-    int32_t spectral_inversion; /**< 1: bursts are mirrored before their band shift, audio after */
+    int32_t spectral_inversion; /**< not 0: every second sample is negated, which mirrors the
+                                     spectrum: in bursts before their band shift, in received
+                                     audio after it. 0: neither is, and bursts lie elsewhere */
     bvec last_message;          /**< message bits of the burst held in `burst_samples` */
     vec16 burst_samples;        /**< the last burst, 23170 samples */
     int32_t fft_fill;           /**< samples held in `fft_input` */
-    int32_t invert_phase;       /**< 0: the receiver negates samples 1, 3, 5, ... of each block */
+    int32_t invert_phase;       /**< which samples the receiver negates, counted from 0 in each
+                                     block: 0: 1, 3, 5, ...; not 0: 0, 2, 4, ..., which turns the
+                                     sign of the audio and so changes little */
     int32_t decim_phase;        /**< decimation phase, 0 to 9 */
     int32_t rx_status;          /**< of the last call: -1 nothing, 0 a repeat, 1 a new message */
     bvec msg_bytes;             /**< the last message decoded, first bit in the top bit of byte 0 */
@@ -129,9 +136,10 @@ typedef struct snfc_state {
     int32_t decode_count;       /**< successful decodes since open */
     vec16 dns_delay;         /**< 37 entries: delay line of the decimation filter, newest first */
     vec16 fft_input;         /**< 128 entries: samples at 4410 Hz for the next transform */
-    cvec16 spectrum_history; /**< 271 frames of the 61 bins 2 to 62, oldest first */
+    cvec16 spectrum_history; /**< 271 frames of the 61 subcarriers 2 to 62, oldest first */
     vec16 exponent_history;  /**< block exponent of each of these frames */
     int16_t agc_gain;        /**< receive gain in Q8 */
+    uint8_t reserved[2];     /**< the library's own, in what would be padding otherwise */
     vec32 results;           /**< detection records of the last call, 4 words each */
 } snfc_state;
 
@@ -144,7 +152,8 @@ typedef struct snfc_state {
 TONELINK_API int32_t open_snfc(snfc_state **state);
 
 /**
- * Releases a state, its burst and its messages, and sets `*state` to null.
+ * Releases a state, its burst and its messages, and sets `*state` to null. With the last state of
+ * open_snfc() both shifters are closed, too.
  * @return 1, or -2 when `*state` is null
  */
 TONELINK_API int32_t close_snfc(snfc_state **state);

@@ -122,7 +122,8 @@ typedef struct cplx32 {
 } cplx32;
 
 /**
- * The complex types C with parts of type R, and what each operation does. All are pure functions.
+ * The complex types C with parts of type P, real results as type R, and what each operation does.
+ * All are pure functions.
  *
  * `cplx` counts in single precision. `cplx32` counts modulo 2^32. `cplx16` counts in 32 bits and
  * keeps the low 16 bits of each result. Integer quotients truncate toward zero; the one that does
@@ -140,8 +141,11 @@ typedef struct cplx32 {
  * - `C_arg(a)`: the angle in radians, -pi to pi; always 0 for the integer types.
  * - `C_abs(a)`: the magnitude, the root of `C_square(a)`; always 0 for the integer types.
  */
-#define TONELINK_COMPLEX_TYPES(X) X(cplx, float) X(cplx16, int16_t) X(cplx32, int32_t)
-#define TONELINK_DECLARE_COMPLEX(C, R)                                                             \
+#define TONELINK_COMPLEX_TYPES(X)                                                                  \
+    X(cplx, float, float)                                                                          \
+    X(cplx16, int16_t, int32_t)                                                                    \
+    X(cplx32, int32_t, int32_t)
+#define TONELINK_DECLARE_COMPLEX(C, P, R)                                                          \
     TONELINK_API C C##_one(void);                                                                  \
     TONELINK_API C C##_zero(void);                                                                 \
     TONELINK_API C C##_conj(C a);                                                                  \
@@ -150,8 +154,8 @@ typedef struct cplx32 {
     TONELINK_API C C##_add(C a, C b);                                                              \
     TONELINK_API C C##_sub(C a, C b);                                                              \
     TONELINK_API C C##_mul(C a, C b);                                                              \
-    TONELINK_API C C##_mul_real(C a, R k);                                                         \
-    TONELINK_API C C##_div_real(C a, R d);                                                         \
+    TONELINK_API C C##_mul_real(C a, P k);                                                         \
+    TONELINK_API C C##_div_real(C a, P d);                                                         \
     TONELINK_API C C##_div(C a, C b);                                                              \
     TONELINK_API R C##_square(C a);                                                                \
     TONELINK_API R C##_arg(C a);                                                                   \
@@ -162,7 +166,8 @@ TONELINK_COMPLEX_TYPES(TONELINK_DECLARE_COMPLEX)
 /* ---- Vectors ------------------------------------------------------------------------------ */
 
 /**
- * The vector families V with elements of type T, and what each operation does.
+ * The vector families V with elements of type T, handed out as type R, and what each operation
+ * does.
  *
  * A record holds an array of exactly `length` elements, or null and 0 when it is empty; a zeroed
  * record is empty. The caller owns the record; the record owns its array, which comes from
@@ -189,15 +194,15 @@ TONELINK_COMPLEX_TYPES(TONELINK_DECLARE_COMPLEX)
  * - `V_concat(a, b, dst)`: makes dst a followed by b. Two empty vectors leave dst as it is.
  */
 #define TONELINK_VECTOR_FAMILIES(X)                                                                \
-    X(vec, float)                                                                                  \
-    X(vec16, int16_t)                                                                              \
-    X(vec32, int32_t)                                                                              \
-    X(ivec, int32_t)                                                                               \
-    X(bvec, uint8_t)                                                                               \
-    X(cvec, cplx)                                                                                  \
-    X(cvec16, cplx16)                                                                              \
-    X(cvec32, cplx32)
-#define TONELINK_DECLARE_VECTOR(V, T)                                                              \
+    X(vec, float, float)                                                                           \
+    X(vec16, int16_t, int32_t)                                                                     \
+    X(vec32, int32_t, int32_t)                                                                     \
+    X(ivec, int32_t, int32_t)                                                                      \
+    X(bvec, uint8_t, int32_t)                                                                      \
+    X(cvec, cplx, cplx)                                                                            \
+    X(cvec16, cplx16, cplx16)                                                                      \
+    X(cvec32, cplx32, cplx32)
+#define TONELINK_DECLARE_VECTOR(V, T, R)                                                           \
     typedef struct V {                                                                             \
         T *data;                                                                                   \
         int32_t length;                                                                            \
@@ -208,7 +213,7 @@ TONELINK_COMPLEX_TYPES(TONELINK_DECLARE_COMPLEX)
     TONELINK_API void V##_clear(V *v);                                                             \
     TONELINK_API int32_t V##_length(const V *v);                                                   \
     TONELINK_API void V##_set_value(V *v, T value, int32_t i);                                     \
-    TONELINK_API T V##_get_value(const V *v, int32_t i);                                           \
+    TONELINK_API R V##_get_value(const V *v, int32_t i);                                           \
     TONELINK_API int32_t V##_copy(const V *src, V *dst);                                           \
     TONELINK_API int32_t V##_mid(const V *src, V *dst, int32_t first, int32_t last);               \
     TONELINK_API void V##_concat(const V *a, const V *b, V *dst);
@@ -238,7 +243,8 @@ TONELINK_API int32_t vec16_set_length_save_data(vec16 *v, int32_t n);
 /* ---- Matrices ----------------------------------------------------------------------------- */
 
 /**
- * The matrix families M, the vector family V of their rows and columns, and their elements T.
+ * The matrix families M, the vector family V of their rows and columns, their elements T, and the
+ * type R as which one is handed out.
  *
  * The element at row r, column c is element c x rows + r of `data` (column-major); `size` is
  * rows x cols. An empty record is all zero. Ownership, memory and failure are as for vectors.
@@ -260,15 +266,15 @@ TONELINK_API int32_t vec16_set_length_save_data(vec16 *v, int32_t n);
  *   with v unchanged when there is no such row or column.
  */
 #define TONELINK_MATRIX_FAMILIES(X)                                                                \
-    X(mat, vec, float)                                                                             \
-    X(mat16, vec16, int16_t)                                                                       \
-    X(mat32, vec32, int32_t)                                                                       \
-    X(imat, ivec, int32_t)                                                                         \
-    X(bmat, bvec, uint8_t)                                                                         \
-    X(cmat, cvec, cplx)                                                                            \
-    X(cmat16, cvec16, cplx16)                                                                      \
-    X(cmat32, cvec32, cplx32)
-#define TONELINK_DECLARE_MATRIX(M, V, T)                                                           \
+    X(mat, vec, float, float)                                                                      \
+    X(mat16, vec16, int16_t, int32_t)                                                              \
+    X(mat32, vec32, int32_t, int32_t)                                                              \
+    X(imat, ivec, int32_t, int32_t)                                                                \
+    X(bmat, bvec, uint8_t, int32_t)                                                                \
+    X(cmat, cvec, cplx, cplx)                                                                      \
+    X(cmat16, cvec16, cplx16, cplx16)                                                              \
+    X(cmat32, cvec32, cplx32, cplx32)
+#define TONELINK_DECLARE_MATRIX(M, V, T, R)                                                        \
     typedef struct M {                                                                             \
         T *data;                                                                                   \
         int32_t rows;                                                                              \
@@ -281,7 +287,7 @@ TONELINK_API int32_t vec16_set_length_save_data(vec16 *v, int32_t n);
     TONELINK_API void M##_clear(M *m);                                                             \
     TONELINK_API int32_t M##_size(const M *m);                                                     \
     TONELINK_API void M##_set_value(M *m, T value, int32_t row, int32_t col);                      \
-    TONELINK_API T M##_get_value(const M *m, int32_t row, int32_t col);                            \
+    TONELINK_API R M##_get_value(const M *m, int32_t row, int32_t col);                            \
     TONELINK_API int32_t M##_copy(const M *src, M *dst);                                           \
     TONELINK_API int32_t M##_set_row(const V *v, M *m, int32_t row);                               \
     TONELINK_API int32_t M##_get_row(const M *m, V *v, int32_t row);                               \

@@ -9,11 +9,11 @@
 
 #include "common/AudioOutput.h"
 #include "common/guards.h"
-#include "common/high_pass.h"
 #include "common/log.h"
 #include "common/playing.h"
 #include "common/repeated_burst.h"
 #include "common/transmit_volume.h"
+#include "modem/output_filter.h"
 #include "tonelink_platform/audio_out.h"
 #include "tonelink_platform/sound_manager.h"
 
@@ -136,7 +136,7 @@ int32_t tonelink_tx_generate(tonelink_tx_h *handle, int32_t nbits)
     if (!has_burst(*handle)) return tx_result::no_burst_made;
 
     TONELINK_LOG("Buffer length is 1 %d\n", *handle->burst_length);
-    high_pass(burst_of(*handle));
+    filter_output(burst_of(*handle));
     TONELINK_LOG("high-pass filter success\n");
     return tx_result::success;
 }

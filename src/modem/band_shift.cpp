@@ -9,6 +9,7 @@
 
 #include "modem/filter_taps.h"
 #include "modem/fixed_point.h"
+#include "modem/reference/band_shift.h"
 #include "modem/sine.h"
 #include "modem/vector_stages.h"
 
@@ -25,11 +26,9 @@ using block = std::array<int16_t, kShiftBlock + kShiftSlack>;
 // The modem's own shifts are 342 entries of the period of 8192 a sample. From any even entry the
 // oscillator then goes through all 4096 even ones, so that a table in that order can be read
 // straight on.
-constexpr int32_t kModemStep = 342;
-constexpr std::size_t kModemTurn = 4096;
+constexpr std::size_t kModemTurn = kSinePeriod / 2;
 constexpr uint32_t kInverseOfHalfStep = 2563; // 171 x 2563 is 1 modulo 4096
-static_assert(kModemStep / 2 * kInverseOfHalfStep % kModemTurn == 1);
-static_assert(static_cast<int64_t>(kBandShiftHz) * 8192 / 44100 == kModemStep);
+static_assert(kBandShiftStep / 2 * kInverseOfHalfStep % kModemTurn == 1);
 
 /// Cosines and sines in the order in which samples need them.
 struct modem_oscillator {
@@ -40,10 +39,10 @@ constexpr modem_oscillator kModemOscillator = [] {
     modem_oscillator table{};
     for (std::size_t i = 0; i < table.sines.size(); ++i) {
         // The table of sines has one half turn; the other is its negative, with 32768 as -32768.
-        const std::size_t entry = static_cast<std::size_t>(kModemStep) * i % 8192;
-        const int32_t sign = entry < 4096 ? 1 : -1;
-        table.cosines[i] = low16(sign * sine_q15(entry % 4096 + kCosine, 8192));
-        table.sines[i] = low16(sign * sine_q15(entry % 4096, 8192));
+        const std::size_t entry = static_cast<std::size_t>(kBandShiftStep) * i % kSinePeriod;
+        const int32_t sign = entry < kHalfPeriod ? 1 : -1;
+        table.cosines[i] = low16(sign * sine_q15(entry % kHalfPeriod + kCosine, kSinePeriod));
+        table.sines[i] = low16(sign * sine_q15(entry % kHalfPeriod, kSinePeriod));
     }
     return table;
 }();
@@ -58,19 +57,19 @@ struct rotations {
 /// Whether the oscillator can be read from the modem's table.
 bool is_modems(const BandShiftInfo &info)
 {
-    return info.step == kModemStep && info.phase % 2 == 0 && info.phase >= 0 &&
+    return info.step == kBandShiftStep && info.phase % 2 == 0 && info.phase >= 0 &&
            info.phase < kHalfPeriod;
 }
 
 /// Up to `count` rotations from the modem's table. The oscillator moves on by those.
 rotations read_modem_rotations(std::size_t count, BandShiftInfo &info)
 {
-    const auto entry = static_cast<uint32_t>(info.phase) + (info.half != 0 ? 0u : 4096u);
+    const auto entry = static_cast<uint32_t>(info.phase) + (info.half != 0 ? 0u : kHalfPeriod);
     const std::size_t at = entry / 2 * kInverseOfHalfStep % kModemTurn;
     count = std::min(count, kModemTurn - at);
-    const std::size_t next = (entry + kModemStep * count) % 8192;
-    info.phase = static_cast<int32_t>(next % 4096);
-    info.half = next < 4096 ? 1 : 0;
+    const std::size_t next = (entry + kBandShiftStep * count) % kSinePeriod;
+    info.phase = static_cast<int32_t>(next % kHalfPeriod);
+    info.half = next < kHalfPeriod ? 1 : 0;
     return {&kModemOscillator.cosines[at], &kModemOscillator.sines[at], count};
 }
 
@@ -90,9 +89,16 @@ rotations make_rotations(std::size_t count, BandShiftInfo &info, block &cosines,
     return {cosines.data(), sines.data(), count};
 }
 
-} // namespace
+/// Whether the record is as openBandShift() and shift_in_vectors() leave it: with the library's own
+/// coefficients, and with a delay line that is the end of the filter's history.
+bool is_usual(const BandShiftInfo &info)
+{
+    const int16_t *const history_end = info.history.data + kHistory;
+    return info.coef == coef_ht.data() &&
+           std::equal(history_end - kHilbertDelay, history_end, info.delay.data);
+}
 
-void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages)
+void shift_in_vectors(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages)
 {
     straight_buffer input{}; // zeros, as what lies behind a short block is read too
     block cosines{}, sines{}, output;
@@ -115,6 +121,17 @@ void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_st
     std::copy_n(&input[kHistory - kHilbertDelay], kHilbertDelay, info.delay.data);
 }
 
+} // namespace
+
+void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages)
+{
+    if (!is_open(info)) return;
+    if (is_usual(info))
+        shift_in_vectors(samples, info, stages);
+    else
+        reference::shift_band(samples, info);
+}
+
 } // namespace tonelink
 
 void openBandShift(BandShiftInfo *info, int32_t freq)
@@ -122,7 +139,8 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
     const uint32_t hertz =
         freq < 0 ? 0u - static_cast<uint32_t>(freq) : static_cast<uint32_t>(freq);
     info->freq = freq;
-    info->step = static_cast<int32_t>(hertz * 8192u / 44100u);
+    info->step = static_cast<int32_t>(hertz * uint32_t{tonelink::kSinePeriod} /
+                                      uint32_t{tonelink::kAudioRate});
     info->half = freq > 0 ? 1 : 0;
     info->phase = 0;
     info->ntaps = static_cast<int32_t>(tonelink::kHilbertTaps);
@@ -142,8 +160,7 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
 void makeBandShift(int16_t *samples, int32_t count, BandShiftInfo *info)
 {
     using namespace tonelink;
-    if (count <= 0 || !is_open(*info)) return;
-
+    if (count <= 0) return;
     shift_band({samples, static_cast<std::size_t>(count)}, *info, fastest_stages());
 }
 

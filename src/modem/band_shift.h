@@ -1,19 +1,22 @@
 // What the band shifter's two forms share. The shifter itself is makeBandShift() in
-// tonelink/modem.h; modem/plain/band_shift.h has its plain form.
+// tonelink/modem.h; modem/reference/band_shift.h has its reference form, which shifts what the fast
+// form cannot.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 
+#include "modem/burst_format.h"
 #include "tonelink/modem.h"
 
 namespace tonelink {
 
 inline constexpr std::size_t kHilbertTaps = 129;
 inline constexpr std::size_t kHilbertDelay = kHilbertTaps / 2; // 64 samples
-inline constexpr int32_t kHalfPeriod = 4096; // sine table entries in half a turn of the oscillator
-inline constexpr std::size_t kCosine = 2048; // from a sine's entry in the table to its cosine's
+inline constexpr int32_t kHalfPeriod = kSinePeriod / 2;        // half a turn of the oscillator
+inline constexpr std::size_t kCosine =
+    kSinePeriod / 4; // from a sine's entry in the table to its cosine's
 
 /// Whether the record has the storage that openBandShift() gives it.
 inline bool is_open(const BandShiftInfo &info)
@@ -24,7 +27,7 @@ inline bool is_open(const BandShiftInfo &info)
 
 struct vector_stages;
 
-/// Does what makeBandShift() does, on an open record, by the given vector stages.
+/// Does what makeBandShift() does, by the given vector stages.
 void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages);
 
 } // namespace tonelink

@@ -8,10 +8,10 @@ namespace {
 
 /// The four decisions of a state in a group of steps, the first one in bit 0.
 template <std::size_t Bits>
-unsigned decisions_at(const path_decisions<Bits> &decisions, std::size_t group, unsigned state,
+unsigned decisions_at(const survivors<Bits> &surviving, std::size_t group, unsigned state,
                       std::size_t lane)
 {
-    return decisions.words[group][state / 8][lane] >> 4 * (state % 8) & 15;
+    return surviving.words[group][state / 8][lane] >> 4 * (state % 8) & 15;
 }
 
 /// Four bits in reverse. A decision is the oldest bit of a predecessor: so four of them, the first
@@ -36,15 +36,14 @@ template <std::size_t Bits> constexpr const syndrome_table<Bits> &syndromes()
 
 } // namespace
 
-template <std::size_t Bits>
-unsigned find_accepted(const path_decisions<Bits> &decisions, std::size_t count)
+template <std::size_t Bits> unsigned check_crcs(const survivors<Bits> &surviving, std::size_t count)
 {
     const syndrome_table<Bits> &table = syndromes<Bits>();
     std::array<unsigned, kBatch> states{}; // every path ends in state 0
     std::array<uint32_t, kBatch> sums{};
     for (std::size_t group = table.kNibbles; group-- > 0;) {
         for (std::size_t lane = 0; lane < count; ++lane) {
-            const unsigned decided = decisions_at(decisions, group, states[lane], lane);
+            const unsigned decided = decisions_at(surviving, group, states[lane], lane);
             states[lane] = predecessor(states[lane], decided);
             sums[lane] ^= table.of[group][kReversed[decided]];
         }
@@ -56,12 +55,12 @@ unsigned find_accepted(const path_decisions<Bits> &decisions, std::size_t count)
 }
 
 template <std::size_t Bits>
-encoder_input<Bits> trace_back(const path_decisions<Bits> &decisions, std::size_t lane)
+encoder_input<Bits> trace_back(const survivors<Bits> &surviving, std::size_t lane)
 {
     encoder_input<Bits> decoded{}; // the tail is the last state's: zeros
     unsigned state = 0;
-    for (std::size_t group = path_decisions<Bits>::kGroups; group-- > 0;) {
-        const unsigned decided = decisions_at(decisions, group, state, lane);
+    for (std::size_t group = survivors<Bits>::kGroups; group-- > 0;) {
+        const unsigned decided = decisions_at(surviving, group, state, lane);
         state = predecessor(state, decided);
         for (std::size_t bit = 0; bit < 4; ++bit) decoded[4 * group + bit] = decided >> bit & 1;
     }
@@ -82,8 +81,8 @@ template <std::size_t Bits> received_message<Bits> de_getCrc24(const encoder_inp
 }
 
 #define INSTANTIATE(Bits)                                                                          \
-    template unsigned find_accepted(const path_decisions<Bits> &, std::size_t);                    \
-    template encoder_input<Bits> trace_back(const path_decisions<Bits> &, std::size_t);            \
+    template unsigned check_crcs(const survivors<Bits> &, std::size_t);                            \
+    template encoder_input<Bits> trace_back(const survivors<Bits> &, std::size_t);                 \
     template received_message<Bits> de_getCrc24<Bits>(const encoder_input<Bits> &);
 INSTANTIATE(32)
 INSTANTIATE(48)

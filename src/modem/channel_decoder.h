@@ -10,14 +10,14 @@
 
 namespace tonelink {
 
-/// The candidates of a batch whose message is accepted, one a bit: what is_accepted() says of each,
-/// found while its path is traced back.
+/// The candidates of a batch whose message is accepted, one a bit: what passes_crc_check() says of
+/// each, found while its path is traced back.
 template <std::size_t Bits>
-unsigned find_accepted(const path_decisions<Bits> &decisions, std::size_t count);
+unsigned check_crcs(const survivors<Bits> &surviving, std::size_t count);
 
 /// The decoded bits of one candidate of a batch.
 template <std::size_t Bits>
-encoder_input<Bits> trace_back(const path_decisions<Bits> &decisions, std::size_t lane);
+encoder_input<Bits> trace_back(const survivors<Bits> &surviving, std::size_t lane);
 
 /// What a candidate carries: message bits, one per byte, and the CRC that came with them.
 template <std::size_t Bits> struct received_message {
@@ -29,7 +29,7 @@ template <std::size_t Bits> struct received_message {
 template <std::size_t Bits> received_message<Bits> de_getCrc24(const encoder_input<Bits> &decoded);
 
 /// Whether the CRC is the message's.
-template <std::size_t Bits> bool is_accepted(const received_message<Bits> &received)
+template <std::size_t Bits> bool passes_crc_check(const received_message<Bits> &received)
 {
     return message_crc<Bits>(received.bits) == received.crc;
 }

@@ -1,4 +1,4 @@
-// The tables of the burst format: what the channel code, the interleaver, the carriers and the
+// The tables of the burst format: what the channel code, the interleaver, the subcarriers and the
 // receiver's channel estimate are made of. Constant, read by every modem state; the long filters
 // are in filter_taps.h.
 #pragma once
@@ -54,29 +54,15 @@ inline constexpr auto repeat_perm_msg = [] {
 }();
 static_assert(repeat_perm_msg[11] == 20 && repeat_perm_msg[175] == 310);
 
-// ---- Interleaver and carriers -------------------------------------------------------------------
+// ---- Interleaver and subcarriers
+// -------------------------------------------------------------------
 
 /// Channel interleaver: source position of each channel bit.
 extern const std::array<int32_t, kChannelBits> perm_msg;
 
-/// The even bins 2, 4, ..., 62: pilots of symbols 1, 3, ..., data of symbols 2, 4, ...
-inline constexpr auto p_pilots_odd = [] {
-    std::array<int16_t, 31> bins{};
-    for (std::size_t i = 0; i < bins.size(); ++i) bins[i] = static_cast<int16_t>(2 + 2 * i);
-    return bins;
-}();
-inline constexpr const auto &p_data_even = p_pilots_odd;
-
-/// The odd bins 3, 5, ..., 61: data of symbols 1, 3, ..., pilots of symbols 2, 4, ...
-inline constexpr auto p_pilots_even = [] {
-    std::array<int16_t, 30> bins{};
-    for (std::size_t i = 0; i < bins.size(); ++i) bins[i] = static_cast<int16_t>(3 + 2 * i);
-    return bins;
-}();
-inline constexpr const auto &p_data_odd = p_pilots_even;
-
-/// Scrambling phase of each used bin of each symbol, in 1/256 of a turn; six rows that repeat.
-extern const std::array<int16_t, kSymbols * kUsedBins> phi_scr;
+/// Scrambling phase of each used subcarrier of each symbol, in 1/256 of a turn; six rows that
+/// repeat.
+extern const std::array<int16_t, kSymbols * kSubcarriers> phi_scr;
 
 /// Q15 cosines and sines of the first quarter turn in steps of 1/256 turn.
 extern const std::array<int16_t, 64> phaseReal;
@@ -88,26 +74,27 @@ extern const std::array<int16_t, 64> phaseImag;
 extern const std::array<int16_t, kGuardSamples> w_pre;
 extern const std::array<int16_t, kGuardSamples> w_post;
 
-/// Q15 weights with which the channel estimate is smoothed across bins: the bin, each neighbour.
+/// Q15 weights with which the channel estimate is smoothed across subcarriers: the subcarrier, each
+/// neighbour.
 inline constexpr std::array<int16_t, 2> coef_equ_freq = {8192, 1638};
 
 // ---- What the receiver's vector stages make of the above ----------------------------------------
 // As C arrays: indexing them calls no function, which a file compiled for one processor could leave
 // to files compiled for another.
 
-/// The factors that turn a bin back by its scrambling phase v: c x + d y is the real part of the
-/// result, c y - d x the imaginary part, with c and d the cosine and sine of 2 pi v / 256.
+/// The factors that turn a subcarrier back by its scrambling phase v: c x + d y is the real part of
+/// the result, c y - d x the imaginary part, with c and d the cosine and sine of 2 pi v / 256.
 struct descrambling_factors {
     cplx16 for_real;      // (c, d)
     cplx16 for_imaginary; // (-d, c)
 };
 inline constexpr std::size_t kScramblingSymbols = 6; // after which the phases repeat
 struct descrambling_table {
-    descrambling_factors of[kScramblingSymbols * kUsedBins];
+    descrambling_factors of[kScramblingSymbols * kSubcarriers];
 };
 extern const descrambling_table kDescrambling;
 
-/// Where the soft value of each data carrier, in the order of transmission, goes: undoes the
+/// Where the soft value of each data subcarrier, in the order of transmission, goes: undoes the
 /// interleaver and rate matching, and says which step of the code it speaks to and in what. Slot 3
 /// t is for code bits 0 and 3 of step t, which are always equal, 3 t + 1 for bit 1, 3 t + 2 for
 /// bit 2.

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "modem/burst_format.h"
+
 namespace tonelink {
 
 /// A filter of odd length from its first half with centre; the second half mirrors it, times
@@ -43,9 +45,11 @@ inline constexpr std::array<int16_t, 129> coef_ht = mirrored<65>(
      0,   -2290, 0, -2958, 0,  -4157, 0, -6944, 0, -20857, 0},
     -1);
 
+static_assert(b_flt_ups.size() / 2 + coef_ht.size() / 2 == kBurstDelay);
+
 // The output filter: second-order Butterworth high-pass by the bilinear transform, corner at 17000
 // Hz of 44100 Hz, gain 1 at half the sample rate.
-inline constexpr double kHighPassGain = 11.82886719;
+inline constexpr double kOutputFilterGain = 11.82886719;
 inline constexpr double kOutputBeforeLast = -0.364264717;
 inline constexpr double kLastOutput = -1.0261089211;
 

@@ -3,6 +3,8 @@
 #include "modem/modem_state.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 #include "modem/band_shift.h"
 #include "modem/burst_format.h"
@@ -13,7 +15,18 @@ namespace tonelink {
 
 namespace {
 
-int32_t open_states = 0; // that share the band shifters
+int32_t open_states = 0; // of open_snfc(), which share the band shifters
+
+/// What open_snfc() leaves in `reserved`: a byte and its complement. Whoever makes a record by hand
+/// does not count among its states.
+constexpr std::array<uint8_t, 2> kOpened = {0x5A, 0xA5};
+
+bool is_opened(const snfc_state &state) { return std::ranges::equal(state.reserved, kOpened); }
+
+// The mark lies in padding: a record declared from its documented fields is as large.
+constexpr bool kIs64Bit = sizeof(void *) == 8;
+static_assert(offsetof(snfc_state, results) == (kIs64Bit ? 184 : 104));
+static_assert(sizeof(snfc_state) == (kIs64Bit ? 200 : 112));
 
 /// Gives `v` an array of `n` zeros unless it has one of that length. Without memory it stays as it
 /// is.
@@ -65,7 +78,7 @@ void release(snfc_state *state)
 
 bool restore_receive_buffers(snfc_state &state)
 {
-    return restore(state.spectrum_history, kFrameHistory * kUsedBins) &&
+    return restore(state.spectrum_history, kFrameHistory * kSubcarriers) &&
            restore(state.exponent_history, kFrameHistory) &&
            restore(state.fft_input, kBodySamples) && restore(state.dns_delay, kDecimationTaps);
 }
@@ -83,6 +96,7 @@ int32_t open_snfc(snfc_state **state)
     opened->spectral_inversion = 1;
     opened->rx_status = -1;
     opened->agc_gain = 256; // unity
+    std::ranges::copy(kOpened, opened->reserved);
     if (!restore_receive_buffers(*opened) || !reopen_shifters()) {
         release(opened);
         return modem_result::no_memory;
@@ -96,9 +110,10 @@ int32_t close_snfc(snfc_state **state)
 {
     using namespace tonelink;
     if (*state == nullptr) return modem_result::no_state;
+    if (is_opened(**state)) --open_states;
     release(*state);
     *state = nullptr;
-    if (--open_states == 0) {
+    if (open_states == 0) {
         closeBandShift(&sInfoTx);
         closeBandShift(&sInfoRx);
     }

@@ -1,5 +1,6 @@
 // From channel bits to the frame at the baseband rate: 16 multicarrier symbols, pilots and data on
-// alternate bins, each bin turned by its own scrambling phase, each symbol extended cyclically.
+// alternate subcarriers, each subcarrier turned by its own scrambling phase, each symbol extended
+// cyclically.
 #pragma once
 
 #include "modem/burst_format.h"
@@ -7,19 +8,15 @@
 
 namespace tonelink {
 
-/// Amplitudes of the used bins of one symbol, 2 to 62: +32767 for a pilot and a 1, -32767 for a 0.
-using bin_amplitudes = std::array<int16_t, kUsedBins>;
+/// Amplitudes of the used subcarriers of one symbol, 2 to 62: +32767 for a pilot and a 1, -32767
+/// for a 0.
+using subcarrier_amplitudes = std::array<int16_t, kSubcarriers>;
 
-/// Index of the first channel bit that symbol `symbol` (0 to 15) carries. Symbols carry 30 and 31
-/// bits in turn.
-constexpr std::size_t first_bit_of(std::size_t symbol) { return symbol * 61 / 2; }
-static_assert(first_bit_of(1) == 30 && first_bit_of(2) == 61 && first_bit_of(16) == kChannelBits);
+/// Places pilots and the symbol's share of the channel bits on its subcarriers.
+subcarrier_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol);
 
-/// Places pilots and the symbol's share of the channel bits on its bins.
-bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol);
-
-/// Turns each bin by its scrambling phase.
-symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol);
+/// Turns each subcarrier by its scrambling phase.
+symbol_spectrum scramble(const subcarrier_amplitudes &amplitudes, std::size_t symbol);
 
 /// All 16 symbols, mapped, scrambled, transformed and extended, and the zeros behind them.
 frame_samples modulate_symbols(const channel_bits &bits,

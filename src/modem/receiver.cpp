@@ -69,10 +69,6 @@ void bound_fields(snfc_state &state)
 {
     state.fft_fill = std::clamp(state.fft_fill, 0, static_cast<int32_t>(kBodySamples) - 1);
     state.decim_phase = std::clamp(state.decim_phase, 0, 9);
-    for (int32_t f = 0; f < state.exponent_history.length; ++f) {
-        int16_t &exponent = state.exponent_history.data[f];
-        exponent = std::clamp(exponent, int16_t{0}, int16_t{6});
-    }
 }
 
 /// The working copy of a block, moved up and turned back to where a burst is before it is sent.
@@ -136,11 +132,13 @@ void write_record(const heard_message &heard, bool is_new, int32_t *record)
 void receive_with_pauses(const vec16 &samples, stream_receiver &receiver, message_lengths lengths,
                          message_sink sink)
 {
-    const int32_t half = std::max(samples.length / 2, 1);
-    for (int32_t from = 0; from < samples.length; from += half) {
+    std::span<const int16_t> left{samples.data, static_cast<std::size_t>(samples.length)};
+    const std::size_t half = std::max<std::size_t>(left.size() / 2, 1);
+    while (!left.empty()) {
         usleep(kPause);
-        const auto size = static_cast<std::size_t>(std::min(half, samples.length - from));
-        receiver.receive_shifted({samples.data + from, size}, lengths, sink);
+        const std::size_t size = std::min(half, left.size());
+        receiver.receive_shifted(left.first(size), lengths, sink);
+        left = left.subspan(size);
     }
 }
 

@@ -54,11 +54,10 @@ int16_t sample_at(const baseband_rows &rows, std::size_t n)
 
 /// What a lane's path says, in the form in which it is handed out.
 template <std::size_t Bits>
-heard_message read_message(const path_decisions<Bits> &decisions, std::size_t lane,
-                           uint64_t position)
+heard_message read_message(const survivors<Bits> &surviving, std::size_t lane, uint64_t position)
 {
-    const auto received = de_getCrc24<Bits>(trace_back(decisions, lane));
-    assert(is_accepted(received));
+    const auto received = de_getCrc24<Bits>(trace_back(surviving, lane));
+    assert(passes_crc_check(received));
     heard_message heard{position, Bits, {}};
     std::ranges::copy(received.bits, heard.bits.begin());
     return heard;
@@ -125,19 +124,20 @@ void stream_receiver::finish_hops(message_lengths lengths, message_sink sink)
     unsigned accepted_short = 0;
     unsigned accepted_long = 0;
     if (includes<32>(lengths)) {
-        stages_->search_short_paths(short_sums_, hops_, short_decisions_);
-        accepted_short = find_accepted(short_decisions_, hops_);
+        stages_->select_short_survivors(short_sums_, hops_, short_survivors_);
+        accepted_short = check_crcs(short_survivors_, hops_);
     }
     if (includes<48>(lengths)) {
-        stages_->search_long_paths(long_sums_, hops_, long_decisions_);
-        accepted_long = find_accepted(long_decisions_, hops_);
+        stages_->select_long_survivors(long_sums_, hops_, long_survivors_);
+        accepted_long = check_crcs(long_survivors_, hops_);
     }
     for (std::size_t lane = 0; (accepted_short | accepted_long) >> lane != 0; ++lane) {
         const uint64_t position = first_hop_position_ + kHopDistance * lane;
-        if ((accepted_short >> lane & 1) != 0) sink(read_message(short_decisions_, lane, position));
-        if ((accepted_long >> lane & 1) != 0) sink(read_message(long_decisions_, lane, position));
+        if ((accepted_short >> lane & 1) != 0) sink(read_message(short_survivors_, lane, position));
+        if ((accepted_long >> lane & 1) != 0) sink(read_message(long_survivors_, lane, position));
     }
     column_ += hops_;
+    new_frames_ = std::min(new_frames_ + hops_, kFrameHistory);
     drop_oldest_samples();
 }
 
@@ -146,7 +146,7 @@ void stream_receiver::make_room_for_columns()
 {
     if (column_ + kBatch <= spectrum_rows::kColumns) return;
     const std::size_t from = column_ - kFrameHistory;
-    for (auto &row : spectra_.bins) std::copy(row + from, row + column_, row);
+    for (auto &row : spectra_.subcarriers) std::copy(row + from, row + column_, row);
     std::copy(spectra_.exponents + from, spectra_.exponents + column_, spectra_.exponents);
     column_ = kFrameHistory;
 }
@@ -157,7 +157,6 @@ void stream_receiver::drop_oldest_samples()
     for (auto &row : baseband_.pairs) std::copy(row + hops_, std::end(row), row);
     fill_ -= kHopSamples * hops_;
     hops_ = 0;
-    had_hop_ = true;
 }
 
 void stream_receiver::take_up(const snfc_state &state)
@@ -172,13 +171,14 @@ void stream_receiver::take_up(const snfc_state &state)
     fill_ = static_cast<std::size_t>(state.fft_fill);
     for (std::size_t n = 0; n < fill_; ++n) sample_at(baseband_, n) = state.fft_input.data[n];
     hops_ = 0;
-    had_hop_ = false;
 
     column_ = kFrameHistory;
+    new_frames_ = 0;
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            spectra_.bins[k][f] = state.spectrum_history.data[kUsedBins * f + k];
-        spectra_.exponents[f] = state.exponent_history.data[f];
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            spectra_.subcarriers[k][f] = state.spectrum_history.data[kSubcarriers * f + k];
+        // A caller may have left any there.
+        spectra_.exponents[f] = std::clamp<int32_t>(state.exponent_history.data[f], 0, 6);
     }
 }
 
@@ -193,16 +193,21 @@ void stream_receiver::hand_back(snfc_state &state) const
     state.fft_fill = static_cast<int32_t>(fill_);
     for (std::size_t n = 0; n < fill_; ++n) state.fft_input.data[n] = sample_at(baseband_, n);
     // Behind them is what a hop's slide has left there.
-    if (had_hop_)
+    if (new_frames_ > 0)
         std::copy(state.fft_input.data + fill_ - kHopSamples,
                   state.fft_input.data + kBodySamples - kHopSamples, state.fft_input.data + fill_);
 
     const std::size_t from = column_ - kFrameHistory;
-    for (std::size_t f = 0; f < kFrameHistory; ++f) {
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            state.spectrum_history.data[kUsedBins * f + k] = spectra_.bins[k][from + f];
-        state.exponent_history.data[f] = static_cast<int16_t>(spectra_.exponents[from + f]);
-    }
+    for (std::size_t f = 0; f < kFrameHistory; ++f)
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            state.spectrum_history.data[kSubcarriers * f + k] = spectra_.subcarriers[k][from + f];
+
+    // Exponents from before this receiver stay what they were, which may be what it did not use.
+    const std::size_t old_frames = kFrameHistory - new_frames_;
+    int16_t *const exponents = state.exponent_history.data;
+    std::copy_n(exponents + new_frames_, old_frames, exponents);
+    for (std::size_t f = old_frames; f < kFrameHistory; ++f)
+        exponents[f] = static_cast<int16_t>(spectra_.exponents[from + f]);
 }
 
 } // namespace tonelink

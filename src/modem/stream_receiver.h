@@ -41,7 +41,8 @@ public:
     /// Goes on with the stream that a modem state has kept; the next sample has position 0.
     void take_up(const snfc_state &state);
 
-    /// Leaves the stream to a modem state, in the order that its fields document.
+    /// Leaves the stream to the modem state that it was taken up from, or to one that has just been
+    /// opened, in the order that its fields document.
     void hand_back(snfc_state &state) const;
 
 private:
@@ -63,7 +64,6 @@ private:
     int16_t gain_q8_ = 256;
 
     // Baseband samples: those of the next hop's spectrum, and the hops that wait for theirs.
-    bool had_hop_ = false;            // since the stream was taken up
     std::size_t fill_ = 0;            // samples held
     std::size_t hops_ = 0;            // whose last sample has come
     uint64_t first_hop_position_ = 0; // of the first of them
@@ -71,13 +71,14 @@ private:
 
     // Spectra, those of the last 271 hops in the columns before `column_`.
     std::size_t column_ = kFrameHistory;
+    std::size_t new_frames_ = 0; // of these, since the stream was taken up
     spectrum_rows spectra_{};
 
     // What a batch goes through; nothing is kept here.
     code_sums<32> short_sums_;
     code_sums<48> long_sums_;
-    path_decisions<32> short_decisions_;
-    path_decisions<48> long_decisions_;
+    survivors<32> short_survivors_;
+    survivors<48> long_survivors_;
 };
 
 } // namespace tonelink

@@ -26,11 +26,11 @@ struct baseband_rows {
     alignas(32) cplx16 pairs[kRows][kPlaces];
 };
 
-/// Spectra over time: a row for each bin, a column for each hop.
+/// Spectra over time: a row for each subcarrier, a column for each hop.
 struct spectrum_rows {
     // 25 cache lines: an odd number, so that the rows do not all fall into the same sets.
     static constexpr std::size_t kColumns = 400;
-    alignas(64) cplx16 bins[kUsedBins][kColumns];
+    alignas(64) cplx16 subcarriers[kSubcarriers][kColumns];
     int32_t exponents[kColumns];
 };
 
@@ -42,9 +42,9 @@ template <std::size_t Bits> struct code_sums {
     alignas(64) int32_t sums[kStepSums * kSteps][kBatch];
 };
 
-/// The decisions of a batch's most likely paths, as search_paths leaves them: for every four steps
+/// The survivors of a batch: which path into each state was the better one. For every four steps
 /// after the first six, four bits for each of 64 states, eight states a word.
-template <std::size_t Bits> struct path_decisions {
+template <std::size_t Bits> struct survivors {
     static constexpr std::size_t kGroups = (Bits + kCrcBits) / 4;
     alignas(64) uint32_t words[kGroups][8][kBatch];
 };
@@ -52,9 +52,9 @@ template <std::size_t Bits> struct path_decisions {
 inline constexpr std::size_t kShiftBlock = 512; // samples that the band shifter takes at a time
 inline constexpr std::size_t kShiftSlack = 64; // samples behind a block that may be read or written
 
-/// Spectra of a burst's symbols: a row for each used bin, a column for each symbol.
+/// Spectra of a burst's symbols: a row for each used subcarrier, a column for each symbol.
 struct symbol_rows {
-    alignas(64) cplx16 bins[kUsedBins][kSymbols];
+    alignas(64) cplx16 subcarriers[kSubcarriers][kSymbols];
 };
 
 /// Their bodies: a row for each sample, a column for each symbol.
@@ -97,11 +97,11 @@ struct vector_stages {
     void (*demodulate)(const spectrum_rows &spectra, std::size_t column, std::size_t count,
                        code_sums<32> *short_sums, code_sums<48> *long_sums);
 
-    /// The decisions on the most likely paths.
-    void (*search_short_paths)(const code_sums<32> &sums, std::size_t count,
-                               path_decisions<32> &decisions);
-    void (*search_long_paths)(const code_sums<48> &sums, std::size_t count,
-                              path_decisions<48> &decisions);
+    /// The survivors: which of the two paths into each state is the better one.
+    void (*select_short_survivors)(const code_sums<32> &sums, std::size_t count,
+                                   survivors<32> &surviving);
+    void (*select_long_survivors)(const code_sums<48> &sums, std::size_t count,
+                                  survivors<48> &surviving);
 
     /// The inverse transforms of all symbols.
     void (*transform_symbols)(const symbol_rows &spectra, body_rows &bodies);

@@ -104,7 +104,7 @@ float abs(cplx a) { return std::sqrt(square(a)); }
 } // namespace
 } // namespace tonelink
 
-#define DEFINE_COMPLEX(C, R)                                                                       \
+#define DEFINE_COMPLEX(C, P, R)                                                                    \
     C C##_one(void) { return {1, 0}; }                                                             \
     C C##_zero(void) { return {0, 0}; }                                                            \
     C C##_conj(C a) { return tonelink::conj(a); }                                                  \
@@ -113,8 +113,8 @@ float abs(cplx a) { return std::sqrt(square(a)); }
     C C##_add(C a, C b) { return tonelink::add(a, b); }                                            \
     C C##_sub(C a, C b) { return tonelink::sub(a, b); }                                            \
     C C##_mul(C a, C b) { return tonelink::mul(a, b); }                                            \
-    C C##_mul_real(C a, R k) { return tonelink::mul_real(a, k); }                                  \
-    C C##_div_real(C a, R d) { return tonelink::div_real(a, d); }                                  \
+    C C##_mul_real(C a, P k) { return tonelink::mul_real(a, k); }                                  \
+    C C##_div_real(C a, P d) { return tonelink::div_real(a, d); }                                  \
     C C##_div(C a, C b) { return tonelink::div(a, b); }                                            \
     R C##_square(C a) { return tonelink::square(a); }                                              \
     R C##_arg(C a) { return tonelink::arg(a); }                                                    \

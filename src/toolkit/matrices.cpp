@@ -84,7 +84,7 @@ template <class Matrix, class Vector> int32_t get_col(const Matrix &m, Vector &v
 } // namespace
 } // namespace tonelink
 
-#define DEFINE_MATRIX(M, V, T)                                                                     \
+#define DEFINE_MATRIX(M, V, T, R)                                                                  \
     void M##_init(M *m) { *m = {}; }                                                               \
     int32_t M##_set_size(M *m, int32_t rows, int32_t cols)                                         \
     {                                                                                              \
@@ -97,7 +97,7 @@ template <class Matrix, class Vector> int32_t get_col(const Matrix &m, Vector &v
     {                                                                                              \
         m->data[tonelink::index_of(*m, row, col)] = value;                                         \
     }                                                                                              \
-    T M##_get_value(const M *m, int32_t row, int32_t col)                                          \
+    R M##_get_value(const M *m, int32_t row, int32_t col)                                          \
     {                                                                                              \
         return m->data[tonelink::index_of(*m, row, col)];                                          \
     }                                                                                              \

@@ -69,14 +69,14 @@ template <class Vector> int32_t set_length_save_data(Vector &v, int32_t n)
 } // namespace
 } // namespace tonelink
 
-#define DEFINE_VECTOR(V, T)                                                                        \
+#define DEFINE_VECTOR(V, T, R)                                                                     \
     void V##_init(V *v) { *v = {}; }                                                               \
     int32_t V##_set_length(V *v, int32_t n) { return tonelink::set_length(*v, n); }                \
     int32_t V##_free(V *v) { return tonelink::free_vector(*v); }                                   \
     void V##_clear(V *v) { std::fill_n(v->data, v->length, T{}); }                                 \
     int32_t V##_length(const V *v) { return v->length; }                                           \
     void V##_set_value(V *v, T value, int32_t i) { v->data[i] = value; }                           \
-    T V##_get_value(const V *v, int32_t i) { return v->data[i]; }                                  \
+    R V##_get_value(const V *v, int32_t i) { return v->data[i]; }                                  \
     int32_t V##_copy(const V *src, V *dst) { return tonelink::copy(*src, *dst); }                  \
     int32_t V##_mid(const V *src, V *dst, int32_t first, int32_t last)                             \
     {                                                                                              \

@@ -21,10 +21,6 @@ TEST(CodeTables, HoldTheFormat)
     EXPECT_EQ(hash16(punct_msg), "8f6ed9d9ed12efcf");
     EXPECT_EQ(hash16(repeat_perm_msg), "904099f5f719b1f3");
     EXPECT_EQ(hash16(perm_msg), "0673d4de78926f39");
-    EXPECT_EQ(hash16(p_pilots_odd), "55d080e1744ffd48");
-    EXPECT_EQ(hash16(p_data_even), "55d080e1744ffd48");
-    EXPECT_EQ(hash16(p_pilots_even), "f5265af8eb28d6eb");
-    EXPECT_EQ(hash16(p_data_odd), "f5265af8eb28d6eb");
     EXPECT_EQ(hash16(phi_scr), "88284e1c78e18eb0");
     EXPECT_EQ(hash16(phaseReal), "45e43f6b4bb8eb73");
     EXPECT_EQ(hash16(phaseImag), "818e568317b246cf");

@@ -1,11 +1,11 @@
-// What a decoder is to undo, and its vector forms held to its plain form.
+// What a decoder is to undo, and its vector forms held to its reference form.
 #pragma once
 
 #include <span>
 #include <string>
 
 #include "modem/channel_decoder.h"
-#include "modem/plain/channel_decoder.h"
+#include "modem/reference/channel_decoder.h"
 #include "modem/vector_stages.h"
 #include "support/signals.h"
 
@@ -21,7 +21,7 @@ template <std::size_t Bits> encoder_input<Bits> encoder_input_of(const std::stri
 
 /// Puts what the soft values of a candidate add up to into one lane.
 template <std::size_t Bits>
-void put_sums(const plain::soft_code<Bits> &code, std::size_t lane, code_sums<Bits> &sums)
+void put_sums(const reference::soft_code<Bits> &code, std::size_t lane, code_sums<Bits> &sums)
 {
     for (std::size_t t = 0; t < sums.kSteps; ++t) {
         sums.sums[3 * t][lane] = code[4 * t] + code[4 * t + 3];
@@ -30,26 +30,27 @@ void put_sums(const plain::soft_code<Bits> &code, std::size_t lane, code_sums<Bi
     }
 }
 
-/// Whether vector stages decide on a batch of candidates as the plain form does, and accept the
+/// Whether vector stages decide on a batch of candidates as the reference form does, and accept the
 /// same.
 template <std::size_t Bits>
-bool decides_as_plain(const vector_stages &stages, std::span<const plain::soft_code<Bits>> codes)
+bool decides_as_reference(const vector_stages &stages,
+                          std::span<const reference::soft_code<Bits>> codes)
 {
     code_sums<Bits> sums{};
     for (std::size_t lane = 0; lane < codes.size(); ++lane) put_sums<Bits>(codes[lane], lane, sums);
-    path_decisions<Bits> decisions;
+    survivors<Bits> surviving;
     if constexpr (Bits == 32)
-        stages.search_short_paths(sums, codes.size(), decisions);
+        stages.select_short_survivors(sums, codes.size(), surviving);
     else
-        stages.search_long_paths(sums, codes.size(), decisions);
+        stages.select_long_survivors(sums, codes.size(), surviving);
 
     unsigned accepted = 0;
     for (std::size_t lane = 0; lane < codes.size(); ++lane) {
-        const auto expected = plain::viterbi_decoder<Bits>(codes[lane]);
-        if (trace_back(decisions, lane) != expected) return false;
-        if (is_accepted(de_getCrc24<Bits>(expected))) accepted |= 1u << lane;
+        const auto expected = reference::viterbi_decoder<Bits>(codes[lane]);
+        if (trace_back(surviving, lane) != expected) return false;
+        if (passes_crc_check(de_getCrc24<Bits>(expected))) accepted |= 1u << lane;
     }
-    return find_accepted(decisions, codes.size()) == accepted;
+    return check_crcs(surviving, codes.size()) == accepted;
 }
 
 } // namespace tonelink::test

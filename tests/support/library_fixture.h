@@ -15,9 +15,9 @@
 #include "audioapi/volume_policy.h"
 #include "common/common.h"
 #include "common/format_msg.h"
-#include "common/high_pass.h"
 #include "common/playing.h"
 #include "common/tonelink_tx.h"
+#include "modem/output_filter.h"
 #include "support/fake_platform.h"
 #include "support/signals.h"
 

@@ -32,7 +32,7 @@ inline std::vector<int32_t> stream_of(const snfc_state &state)
         stream.insert(stream.end(), values, values + count);
     };
     add(state.dns_delay.data, state.dns_delay.length);
-    add(state.fft_input.data, state.fft_fill);
+    add(state.fft_input.data, state.fft_input.length);
     add(&state.spectrum_history.data->re, 2 * state.spectrum_history.length);
     add(state.exponent_history.data, state.exponent_history.length);
     return stream;
@@ -41,7 +41,7 @@ inline std::vector<int32_t> stream_of(const snfc_state &state)
 /// That of a state that has heard nothing: zeros, but for the gain.
 inline std::vector<int32_t> silent_stream(int32_t gain)
 {
-    std::vector<int32_t> stream(3 + 37 + 2 * 16531 + 271, 0);
+    std::vector<int32_t> stream(3 + 37 + 128 + 2 * 16531 + 271, 0);
     stream[2] = gain;
     return stream;
 }

@@ -2,77 +2,67 @@
 // that one test reads the same for all.
 #pragma once
 
+#include "support/failing_memory.h"
+#include "support/signals.h"
 #include "tonelink/toolkit.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 namespace tonelink::test {
 
-// The operations of each family under names without its prefix.
-#define DEFINE_FAMILY(V, T)                                                                        \
-    struct V##_family {                                                                            \
-        using container = V;                                                                       \
-        using element = T;                                                                         \
-        static constexpr const char *name = #V;                                                    \
-        static constexpr auto init = V##_init;                                                     \
-        static constexpr auto set_length = V##_set_length;                                         \
-        static constexpr auto free = V##_free;                                                     \
-        static constexpr auto clear = V##_clear;                                                   \
-        static constexpr auto length = V##_length;                                                 \
-        static constexpr auto set_value = V##_set_value;                                           \
-        static constexpr auto get_value = V##_get_value;                                           \
-        static constexpr auto copy = V##_copy;                                                     \
-        static constexpr auto mid = V##_mid;                                                       \
-        static constexpr auto concat = V##_concat;                                                 \
-    };
-TONELINK_VECTOR_FAMILIES(DEFINE_FAMILY)
-#undef DEFINE_FAMILY
+#define OPERATION(F, name) static constexpr auto name = F##_##name;
+#define DEFINE_FAMILY(F, T, R)                                                                     \
+    using container = F;                                                                           \
+    using element = T;                                                                             \
+    static constexpr const char *family = #F;                                                      \
+    OPERATION(F, init)                                                                             \
+    OPERATION(F, free)                                                                             \
+    OPERATION(F, clear)                                                                            \
+    OPERATION(F, copy)                                                                             \
+    OPERATION(F, set_value)                                                                        \
+    OPERATION(F, get_value)                                                                        \
+    static_assert(std::is_same_v<R, std::conditional_t<std::is_integral_v<T>, int32_t, T>>);
 
-// Matrices have a length, too, for what they have in common with vectors: that of one column.
-#define DEFINE_FAMILY(M, V, T)                                                                     \
-    struct M##_family {                                                                            \
-        using container = M;                                                                       \
-        using element = T;                                                                         \
-        using vectors = V##_family;                                                                \
-        static constexpr const char *name = #M;                                                    \
-        static constexpr auto init = M##_init;                                                     \
-        static constexpr auto set_size = M##_set_size;                                             \
-        static int32_t set_length(M *m, int32_t n) { return M##_set_size(m, n, 1); }               \
-        static constexpr auto free = M##_free;                                                     \
-        static constexpr auto clear = M##_clear;                                                   \
-        static constexpr auto length = M##_size;                                                   \
-        static constexpr auto set_value = M##_set_value;                                           \
-        static constexpr auto get_value = M##_get_value;                                           \
-        static constexpr auto copy = M##_copy;                                                     \
-        static constexpr auto set_row = M##_set_row;                                               \
-        static constexpr auto get_row = M##_get_row;                                               \
-        static constexpr auto set_col = M##_set_col;                                               \
-        static constexpr auto get_col = M##_get_col;                                               \
+// The operations of each family under names without its prefix.
+#define DEFINE_VECTORS(V, T, R)                                                                    \
+    struct V##_family {                                                                            \
+        DEFINE_FAMILY(V, T, R)                                                                     \
+        OPERATION(V, set_length) OPERATION(V, length) OPERATION(V, mid) OPERATION(V, concat)       \
     };
-TONELINK_MATRIX_FAMILIES(DEFINE_FAMILY)
+TONELINK_VECTOR_FAMILIES(DEFINE_VECTORS)
+#undef DEFINE_VECTORS
+
+#define DEFINE_MATRICES(M, V, T, R)                                                                \
+    struct M##_family {                                                                            \
+        using vectors = V##_family;                                                                \
+        DEFINE_FAMILY(M, T, R)                                                                     \
+        OPERATION(M, set_size)                                                                     \
+        OPERATION(M, size)                                                                         \
+        OPERATION(M, set_row) OPERATION(M, get_row) OPERATION(M, set_col) OPERATION(M, get_col)    \
+    };
+TONELINK_MATRIX_FAMILIES(DEFINE_MATRICES)
+#undef DEFINE_MATRICES
 #undef DEFINE_FAMILY
+#undef OPERATION
 
 /// The list of test types of a macro that gives ", Family" for each family.
 template <class, class... Families> struct types_after_first {
     using types = ::testing::Types<Families...>;
 };
-#define VECTOR_FAMILY(V, T) , V##_family
-#define MATRIX_FAMILY(M, V, T) , M##_family
+#define VECTOR_FAMILY(V, T, R) , V##_family
+#define MATRIX_FAMILY(M, V, T, R) , M##_family
 using vector_families = types_after_first<void TONELINK_VECTOR_FAMILIES(VECTOR_FAMILY)>::types;
 using matrix_families = types_after_first<void TONELINK_MATRIX_FAMILIES(MATRIX_FAMILY)>::types;
-using all_families = types_after_first<void TONELINK_VECTOR_FAMILIES(VECTOR_FAMILY)
-                                           TONELINK_MATRIX_FAMILIES(MATRIX_FAMILY)>::types;
 #undef VECTOR_FAMILY
 #undef MATRIX_FAMILY
 
 struct family_names {
-    template <class Family> static std::string GetName(int) { return Family::name; }
+    template <class Family> static std::string GetName(int) { return Family::family; }
 };
 
 using numbers = std::vector<int>;
@@ -97,35 +87,53 @@ template <class T> int number_of(T element)
     }
 }
 
-/// A container of numbers that is freed at the end of its scope.
-template <class Family> struct filled : Family::container {
-    filled(std::initializer_list<int> values) : filled(numbers(values)) {}
-    explicit filled(const numbers &values) : Family::container{} { fill(values); }
-    filled(const filled &) = delete;
-    filled &operator=(const filled &) = delete;
-    ~filled() { Family::free(this); }
+/// An empty container that is freed at the end of its scope.
+template <class Family> struct owned : Family::container {
+    owned() { Family::init(this); }
+    owned(const owned &) = delete;
+    owned &operator=(const owned &) = delete;
+    ~owned() { Family::free(this); }
 
+    /// Overwrites all elements, which lie one after the other.
     void fill(const numbers &values)
     {
-        Family::set_length(this, static_cast<int32_t>(values.size()));
         std::ranges::transform(values, this->data, element_for<typename Family::element>);
     }
-    /// What it holds, in the order in which it lies in memory.
-    numbers stored() const
+    /// The first `count` of them.
+    numbers first(int32_t count) const
     {
         numbers values;
-        for (int32_t i = 0; i < Family::length(this); ++i)
-            values.push_back(number_of(this->data[i]));
+        for (int32_t i = 0; i < count; ++i) values.push_back(number_of(this->data[i]));
         return values;
     }
 };
 
-template <class Container> bool is_empty(const Container &c)
-{
-    if constexpr (requires { c.rows; })
-        return !c.data && c.size == 0 && c.rows == 0 && c.cols == 0;
-    else
-        return !c.data && c.length == 0;
-}
+/// Numbers to choose calls and elements by, the same on every machine.
+class chooser {
+public:
+    explicit chooser(uint32_t seed) : random_{seed} {}
+
+    int from(int least, int most) { return least + (random_.next() + 32768) % (most - least + 1); }
+    numbers row(int count)
+    {
+        numbers values(static_cast<std::size_t>(std::max(count, 0)));
+        for (int &value : values) value = from(0, 127);
+        return values;
+    }
+    /// Runs a call, in half of all cases without memory for its first array, and expects `result`
+    /// of it, or 0 without memory. Returns whether it had all memory that it asked for.
+    template <class Run> bool runs(int32_t result, const Run &run)
+    {
+        const auto index = static_cast<std::size_t>(from(0, 1));
+        const failing_allocation failure{index};
+        const int32_t actual = run();
+        EXPECT_TRUE(index == 0 || !failure.happened()) << "one allocation is all it takes";
+        EXPECT_EQ(actual, failure.happened() ? 0 : result);
+        return !failure.happened();
+    }
+
+private:
+    lcg random_;
+};
 
 } // namespace tonelink::test

@@ -1,118 +1,139 @@
 // Every test here runs for all eight matrix families.
 
-#include "support/failing_memory.h"
 #include "toolkit/families.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <utility>
+#include <array>
 
 using namespace tonelink::test;
 
 namespace {
 
-/// A matrix whose element at row r, column c is 10 r + c + 1.
-template <class Family> struct numbered : filled<Family> {
-    numbered(int32_t row_count, int32_t col_count) : filled<Family>(numbers{})
+/// What a matrix holds: its elements column by column.
+struct grid {
+    int32_t rows = 0, cols = 0;
+    numbers elements = {};
+
+    bool operator==(const grid &) const = default;
+    /// The elements of a row or of a column, as long as there is one.
+    std::vector<int *> line(bool is_row, int32_t index)
     {
-        Family::set_size(this, row_count, col_count);
-        for (int32_t row = 0; row < row_count; ++row)
-            for (int32_t col = 0; col < col_count; ++col)
-                Family::set_value(this, element_for<typename Family::element>(10 * row + col + 1),
-                                  row, col);
+        std::vector<int *> places;
+        if (index < 0 || index >= (is_row ? rows : cols)) return places;
+        for (int32_t i = 0; i < (is_row ? cols : rows); ++i)
+            places.push_back(&elements.data()[is_row ? i * rows + index : index * rows + i]);
+        return places;
     }
 };
 
-template <class Matrix> bool has_shape(const Matrix &m, int32_t rows, int32_t cols)
-{
-    return m.data && m.rows == rows && m.cols == cols && m.size == rows * cols;
-}
+/// Two matrices and a vector, and what they ought to hold.
+template <class Family> struct matrices_and_grids {
+    std::array<owned<Family>, 2> matrices;
+    std::array<grid, 2> grids;
+    owned<typename Family::vectors> vector;
+    numbers row;
+    chooser choose{/*seed=*/2};
+
+    /// Runs a call that says `result` and leaves `target` as `after`.
+    template <class Target, class Run>
+    void expect(Target &target, const Target &after, int32_t result, const Run &run)
+    {
+        target = choose.runs(result, run) ? after : Target{};
+        for (std::size_t i = 0; i < grids.size(); ++i) {
+            const auto &m = matrices[i];
+            ASSERT_TRUE(m.size == m.rows * m.cols && (m.data == nullptr) == (m.size == 0));
+            ASSERT_EQ((grid{m.rows, m.cols, m.first(Family::size(&m))}), grids[i]);
+        }
+        ASSERT_EQ(vector.first(vector.length), row);
+    }
+};
 
 template <class Family> class Matrices : public ::testing::Test {
 };
 TYPED_TEST_SUITE(Matrices, matrix_families, family_names);
 
-TYPED_TEST(Matrices, ChangeTheirShapeOnlyWithTheirSize)
+/// A new size, and new elements with it.
+template <class Family> void resize(matrices_and_grids<Family> &all, owned<Family> &m, grid &here)
 {
-    numbered<TypeParam> m(2, 3);
-    EXPECT_EQ(m.stored(), (numbers{1, 11, 2, 12, 3, 13})) << "not column by column";
-    EXPECT_EQ(number_of(TypeParam::get_value(&m, 1, 2)), 13);
-    EXPECT_EQ(TypeParam::set_size(&m, 3, 2), 0);
-    EXPECT_TRUE(has_shape(m, 2, 3)) << "as many elements as before, so nothing changes";
-    EXPECT_EQ(TypeParam::set_size(&m, 4, 3), 1);
-    EXPECT_TRUE(has_shape(m, 4, 3));
-    EXPECT_EQ(TypeParam::set_size(&m, 5, 0), 1);
-    EXPECT_TRUE(is_empty(m));
+    const int32_t rows = all.choose.from(-1, 3), cols = all.choose.from(-1, 3);
+    const bool is_empty = rows < 1 || cols < 1, stays = !is_empty && rows * cols == m.size;
+    const grid after = stays      ? here
+                       : is_empty ? grid{}
+                                  : grid{rows, cols, all.choose.row(rows * cols)};
+    const auto *const array = m.data;
+    all.expect(here, after, stays ? 0 : 1, [&] {
+        const int32_t result = Family::set_size(&m, rows, cols);
+        if (result != 0) m.fill(after.elements); // new elements are not initialised
+        return result;
+    });
+    EXPECT_TRUE(!stays || m.data == array);
 }
 
-TYPED_TEST(Matrices, TakeTheShapeOfWhatTheyCopy)
+/// A row or a column to or from the vector.
+template <class Family>
+void move_line(matrices_and_grids<Family> &all, owned<Family> &m, grid &here)
 {
-    const numbered<TypeParam> src(3, 2);
-    numbered<TypeParam> same_size(2, 3), other_size(2, 2);
-    for (auto *const dst : {&same_size, &other_size}) {
-        EXPECT_EQ(TypeParam::copy(&src, dst), 1);
-        EXPECT_TRUE(has_shape(*dst, 3, 2));
-        EXPECT_EQ(dst->stored(), src.stored());
+    const bool is_row = all.choose.from(0, 1) != 0;
+    const int32_t index = all.choose.from(-1, 3);
+    grid after = here;
+    const auto places = after.line(is_row, index);
+    if (all.choose.from(0, 1) != 0) {
+        const bool fits = !places.empty() && all.row.size() == places.size();
+        for (std::size_t i = 0; fits && i < places.size(); ++i) *places[i] = all.row[i];
+        const auto set = is_row ? Family::set_row : Family::set_col;
+        all.expect(here, after, fits ? 1 : 0, [&] { return set(&all.vector, &m, index); });
+    } else {
+        numbers got;
+        for (const int *const place : places) got.push_back(*place);
+        const auto get = is_row ? Family::get_row : Family::get_col;
+        all.expect(all.row, places.empty() ? all.row : got, places.empty() ? 0 : 1,
+                   [&] { return get(&m, &all.vector, index); });
     }
 }
 
-TYPED_TEST(Matrices, RowsAndColumns)
+template <class Family> void make_any_call(matrices_and_grids<Family> &all)
 {
-    numbered<TypeParam> m(2, 3);
-    filled<typename TypeParam::vectors> row{}, col{};
-    EXPECT_EQ(TypeParam::get_row(&m, &row, 1), 1);
-    EXPECT_EQ(TypeParam::get_col(&m, &col, 2), 1);
-    for (const int32_t outside : {-1, 3, INT32_MIN, INT32_MAX}) {
-        const int32_t row_outside = outside == 3 ? 2 : outside;
-        EXPECT_EQ(TypeParam::get_row(&m, &row, row_outside), 0);
-        EXPECT_EQ(TypeParam::set_row(&row, &m, row_outside), 0);
-        EXPECT_EQ(TypeParam::get_col(&m, &col, outside), 0);
-        EXPECT_EQ(TypeParam::set_col(&col, &m, outside), 0);
-    }
-    EXPECT_EQ(TypeParam::set_row(&col, &m, 0), 0) << "a row has three elements";
-    EXPECT_EQ(TypeParam::set_col(&row, &m, 0), 0) << "a column has two elements";
-    EXPECT_EQ(row.stored(), (numbers{11, 12, 13}));
-    EXPECT_EQ(col.stored(), (numbers{3, 13}));
-    EXPECT_EQ(m.stored(), (numbers{1, 11, 2, 12, 3, 13})) << "changed by what was refused";
-    EXPECT_EQ(TypeParam::set_row(&row, &m, 0), 1);
-    EXPECT_EQ(m.stored(), (numbers{11, 11, 12, 12, 13, 13}));
-    EXPECT_EQ(TypeParam::set_col(&col, &m, 1), 1);
-    EXPECT_EQ(m.stored(), (numbers{11, 11, 3, 13, 13, 13}));
-}
-
-TYPED_TEST(Matrices, WhatCannotGetItsArrayIsLeftEmpty)
-{
-    struct records {
-        numbered<TypeParam> src{2, 3}, dst{1, 1};
-        filled<typename TypeParam::vectors> v{1};
-    };
-    struct operation {
-        const char *name;
-        std::function<int32_t(records &)> run;
-    };
-    for (const auto &[name, run] : {
-             operation{"set_size", [](auto &r) { return TypeParam::set_size(&r.dst, 4, 5); }},
-             operation{"copy", [](auto &r) { return TypeParam::copy(&r.src, &r.dst); }},
-             operation{"get_row", [](auto &r) { return TypeParam::get_row(&r.src, &r.v, 0); }},
-             operation{"get_col", [](auto &r) { return TypeParam::get_col(&r.src, &r.v, 0); }},
-         }) {
-        SCOPED_TRACE(name);
-        records r;
-        const failing_allocation first(0);
-        EXPECT_EQ(run(r), 0);
-        EXPECT_TRUE(first.happened());
-        EXPECT_NE(is_empty(r.dst), is_empty(r.v)) << "the one that was to change, and no other";
-        EXPECT_EQ(r.src.stored(), (numbers{1, 11, 2, 12, 3, 13}));
-        const failing_allocation second(1);
-        EXPECT_EQ(run(r), 1);
-        EXPECT_FALSE(second.happened()) << "one allocation is all it takes";
-    }
-    for (const auto &[rows, cols] : {std::pair{1 << 16, 1 << 15}, {1 << 16, 1 << 16}}) {
-        numbered<TypeParam> m(2, 2);
-        EXPECT_EQ(TypeParam::set_size(&m, rows, cols), 0) << rows << " x " << cols;
-        EXPECT_TRUE(is_empty(m));
+    const auto which = static_cast<std::size_t>(all.choose.from(0, 1));
+    auto &m = all.matrices[which], &other = all.matrices[1 - which];
+    grid &here = all.grids[which], there = all.grids[1 - which];
+    const bool is_refused = other.size == 0 && m.size != 0;
+    switch (all.choose.from(0, 9)) {
+    case 0: all.expect(here, {}, m.size == 0 ? 0 : 1, [&] { return Family::free(&m); }); break;
+    case 1:
+        all.expect(here, {m.rows, m.cols, numbers(here.elements.size())}, 1,
+                   [&] { return Family::clear(&m), 1; });
+        break;
+    case 2:
+        all.expect(here, is_refused ? here : there, is_refused ? 0 : 1,
+                   [&] { return Family::copy(&other, &m); });
+        break;
+    case 3:
+        if (m.size == 0) break;
+        *here.line(true, m.rows - 1)[0] = here.elements.back();
+        Family::set_value(&m,
+                          element_for<typename Family::element>(
+                              number_of(Family::get_value(&m, m.rows - 1, m.cols - 1))),
+                          m.rows - 1, 0);
+        break;
+    case 4:
+    case 5: resize(all, m, here); break;
+    default: move_line(all, m, here);
     }
 }
 
 } // namespace
+
+TYPED_TEST(Matrices, AreGridsOfNumbersThroughAnyCalls)
+{
+    matrices_and_grids<TypeParam> all;
+    for (int call = 0; call < 20000 && !this->HasFailure(); ++call) make_any_call(all);
+}
+
+TYPED_TEST(Matrices, RefuseArraysThatCannotBe)
+{
+    for (const auto &[rows, cols] : {std::pair{1 << 16, 1 << 15}, {1 << 16, 1 << 16}}) {
+        owned<TypeParam> m;
+        TypeParam::set_size(&m, 2, 2);
+        EXPECT_EQ(TypeParam::set_size(&m, rows, cols), 0) << rows << " x " << cols;
+        EXPECT_TRUE(m.data == nullptr && m.size == 0 && m.rows == 0 && m.cols == 0);
+    }
+}

@@ -2,6 +2,7 @@
 // data by its own rule. Radix 2, decimation in time.
 #pragma once
 
+#include "modem/fixed_fft.h"
 #include "modem/simd.h"
 #include "modem/sine.h"
 

@@ -10,7 +10,6 @@ namespace tonelink::TONELINK_SIMD {
 namespace transform {
 
 inline constexpr std::size_t kPoints = 64;
-inline constexpr int16_t kThreshold = 14000; // a stage that meets a larger part halves its data
 
 /// Cosine and sine of 2 pi k / 128, for sums and differences of two parts.
 struct split_factors {
@@ -37,9 +36,9 @@ inline constexpr split_table kSplit = [] {
     return table;
 }();
 
-/// Bin k of the 128-point transform from bins k (a) and 64 - k (b) of the 64-point one, which took
-/// the samples in pairs as complex numbers.
-TONELINK_INLINE halves split_bin(std::size_t k, halves a, halves b)
+/// Subcarrier k of the 128-point transform from subcarriers k (a) and 64 - k (b) of the 64-point
+/// one, which took the samples in pairs as complex numbers.
+TONELINK_INLINE halves split_subcarrier(std::size_t k, halves a, halves b)
 {
     const split_factors &f = kSplit.at[k];
     const halves real_parts = combine_halves((words)a, shift_left((words)b, 16));
@@ -69,14 +68,14 @@ inline void transform_hops(const baseband_rows &samples, std::size_t count, spec
         }
         words exponent{};
         for (std::size_t span = 1; span < kPoints; span *= 2) {
-            const words halve = met.above(kThreshold);
+            const words halve = met.above(kForwardThreshold);
             exponent -= halve;
             met = run_stage<kPoints, false>(points, span, halve);
         }
         store(&spectra.exponents[column + first], exponent);
-        for (std::size_t k = kFirstUsedBin; k < kFirstUsedBin + kUsedBins; ++k)
-            store(&spectra.bins[k - kFirstUsedBin][column + first],
-                  split_bin(k, points[k], points[kPoints - k]));
+        for (std::size_t k = kFirstSubcarrier; k < kFirstSubcarrier + kSubcarriers; ++k)
+            store(&spectra.subcarriers[k - kFirstSubcarrier][column + first],
+                  split_subcarrier(k, points[k], points[kPoints - k]));
     }
 }
 

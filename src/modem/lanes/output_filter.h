@@ -16,7 +16,7 @@ static_assert(FLT_EVAL_METHOD == 0,
               "the filter's steps round to the precision they are written in");
 
 // Its product with any sample rounds to the same float as the sample divided by the gain.
-inline constexpr double kInverseGain = 1 / kHighPassGain;
+inline constexpr double kInverseGain = 1 / kOutputFilterGain;
 
 /// One step of part `p`. What is float and what is double is part of the burst's definition.
 TONELINK_INLINE int16_t next_output(int16_t sample, filter_histories &h, std::size_t p)

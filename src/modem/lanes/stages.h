@@ -3,13 +3,13 @@
 // none of the standard library is called.
 #pragma once
 
+#include "modem/lanes/add_compare_select.h"
 #include "modem/lanes/band_shift.h"
 #include "modem/lanes/demodulator.h"
 #include "modem/lanes/hop_transform.h"
 #include "modem/lanes/interpolator.h"
 #include "modem/lanes/normalisation.h"
 #include "modem/lanes/output_filter.h"
-#include "modem/lanes/path_search.h"
 #include "modem/lanes/symbol_transform.h"
 #include "modem/vector_stages.h"
 
@@ -20,8 +20,8 @@ inline constexpr vector_stages kStages = {
     shift_samples,
     transform_hops,
     demodulate,
-    search_paths<32>,
-    search_paths<48>,
+    select_survivors<32>,
+    select_survivors<48>,
     transform_symbols,
     interpolate,
     scale_samples,

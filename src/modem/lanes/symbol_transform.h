@@ -1,4 +1,4 @@
-// The bodies of a burst's symbols side by side: the inverse transform of 64 bins to 128 real
+// The bodies of a burst's symbols side by side: the inverse transform of 64 subcarriers to 128 real
 // samples.
 #pragma once
 
@@ -9,13 +9,12 @@ namespace tonelink::TONELINK_SIMD {
 
 namespace transform {
 
-inline constexpr int16_t kInverseThreshold = 16383;
-
 /// Real and imaginary parts change places on the way in, and the result is the imaginary part on
 /// the way out: that turns the complex sum into the real one of cosines and sines.
-TONELINK_INLINE halves swap_parts(halves bin)
+TONELINK_INLINE halves swap_parts(halves subcarrier)
 {
-    return (halves)((unsigned_words)bin >> 16 | (unsigned_words)shift_left((words)bin, 16));
+    return (halves)((unsigned_words)subcarrier >> 16 |
+                    (unsigned_words)shift_left((words)subcarrier, 16));
 }
 
 } // namespace transform
@@ -24,20 +23,21 @@ inline void transform_symbols(const symbol_rows &spectra, body_rows &bodies)
 {
     using namespace transform;
     for (std::size_t first = 0; first < kSymbols; first += kLanes) {
-        halves bins[kBins]{};
+        halves subcarriers[kSpectrumSize]{};
         extremes met;
-        for (std::size_t k = 0; k < kUsedBins; ++k) {
-            const halves bin = swap_parts(load<halves>(&spectra.bins[k][first]));
-            bins[kFirstUsedBin + k] = bin;
-            met.meet(bin);
+        for (std::size_t k = 0; k < kSubcarriers; ++k) {
+            const halves subcarrier = swap_parts(load<halves>(&spectra.subcarriers[k][first]));
+            subcarriers[kFirstSubcarrier + k] = subcarrier;
+            met.meet(subcarrier);
         }
-        // The bins of the upper half are zero: the first stage repeats those of the lower half.
+        // The subcarriers of the upper half are zero: the first stage repeats those of the lower
+        // half.
         halves points[kBodySamples];
         words halve = met.above(kInverseThreshold);
         met = {};
         for (std::size_t i = 0; i < kBodySamples; i += 2) {
-            const halves bin = bins[kReversed<kBodySamples>.of[i]];
-            points[i] = points[i + 1] = select((halves)halve, bin >> 1, bin);
+            const halves subcarrier = subcarriers[kReversed<kBodySamples>.of[i]];
+            points[i] = points[i + 1] = select((halves)halve, subcarrier >> 1, subcarrier);
             met.meet(points[i]);
         }
         for (std::size_t span = 2; span < kBodySamples; span *= 2) {

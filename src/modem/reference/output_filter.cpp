@@ -1,10 +1,10 @@
-#include "common/plain/high_pass.h"
+#include "modem/reference/output_filter.h"
 
 #include <cfloat>
 
 #include "modem/filter_taps.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -16,7 +16,7 @@ float next_output(int16_t sample)
 {
     xv[0] = xv[1];
     xv[1] = xv[2];
-    xv[2] = static_cast<float>(sample / kHighPassGain);
+    xv[2] = static_cast<float>(sample / kOutputFilterGain);
     yv[0] = yv[1];
     yv[1] = yv[2];
     const float forward = (xv[2] + xv[0]) - (xv[1] + xv[1]);
@@ -29,7 +29,7 @@ float next_output(int16_t sample)
 
 } // namespace
 
-void high_pass(std::span<int16_t> samples)
+void filter_output(std::span<int16_t> samples)
 {
     for (int16_t &sample : samples) {
         // Towards zero; what leaves 16 bits wraps, and nothing leaves 32.
@@ -37,4 +37,4 @@ void high_pass(std::span<int16_t> samples)
     }
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -1,9 +1,9 @@
-#include "modem/plain/interpolator.h"
+#include "modem/reference/interpolator.h"
 
 #include "modem/filter_taps.h"
 #include "modem/fixed_point.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -26,4 +26,4 @@ void interpolate_by_10(const frame_samples &frame, burst_span burst)
             burst[kInterpolation * a + phase] = output_sample(frame, a, phase);
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

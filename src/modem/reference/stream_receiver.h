@@ -9,10 +9,10 @@
 #include "modem/burst_format.h"
 #include "modem/heard_message.h"
 #include "modem/modem_state.h"
-#include "modem/plain/demodulator.h"
+#include "modem/reference/demodulator.h"
 #include "tonelink/modem.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// Does what tonelink::stream_receiver does, from the start of a stream.
 class stream_receiver {
@@ -39,9 +39,9 @@ private:
     std::size_t fill_ = 0;
     // The last 271 frames end before frame `end_`; when there is no room left, they move to the
     // front.
-    std::array<std::array<cplx16, kUsedBins>, 2 * kFrameHistory> spectra_{};
+    std::array<std::array<cplx16, kSubcarriers>, 2 * kFrameHistory> spectra_{};
     std::array<int16_t, 2 * kFrameHistory> exponents_{};
     std::size_t end_ = kFrameHistory;
 };
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -1,14 +1,14 @@
-#include "modem/plain/burst_generator.h"
+#include "modem/reference/burst_generator.h"
 
 #include <algorithm>
 
 #include "modem/channel_encoder.h"
 #include "modem/fixed_point.h"
-#include "modem/plain/band_shift.h"
-#include "modem/plain/interpolator.h"
-#include "modem/plain/modulator.h"
+#include "modem/reference/band_shift.h"
+#include "modem/reference/interpolator.h"
+#include "modem/reference/modulator.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 void mirror_spectrum(burst_span burst)
 {
@@ -31,8 +31,8 @@ void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &sh
     ramp_edges(frame);
     interpolate_by_10(frame, burst);
     if (invert) mirror_spectrum(burst);
-    shift_band(burst.data(), static_cast<int32_t>(burst.size()), shifter);
+    shift_band(burst, shifter);
     normalise_peak(burst);
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

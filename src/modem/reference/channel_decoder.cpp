@@ -1,10 +1,10 @@
-#include "modem/plain/channel_decoder.h"
+#include "modem/reference/channel_decoder.h"
 
 #include <algorithm>
 
 #include "modem/code_tables.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 soft_code<32> de_puncture(const soft_channel &soft)
 {
@@ -83,4 +83,4 @@ template <std::size_t Bits> encoder_input<Bits> viterbi_decoder(const soft_code<
 template encoder_input<32> viterbi_decoder<32>(const soft_code<32> &);
 template encoder_input<48> viterbi_decoder<48>(const soft_code<48> &);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

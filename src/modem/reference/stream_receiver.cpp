@@ -1,4 +1,4 @@
-#include "modem/plain/stream_receiver.h"
+#include "modem/reference/stream_receiver.h"
 
 #include <algorithm>
 
@@ -6,10 +6,10 @@
 #include "modem/filter_taps.h"
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
-#include "modem/plain/band_shift.h"
+#include "modem/reference/band_shift.h"
 #include "modem/vector_stages.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -20,7 +20,7 @@ template <std::size_t Bits>
 void try_candidate(const soft_channel &soft, uint64_t position, message_sink sink)
 {
     const auto received = de_getCrc24<Bits>(viterbi_decoder<Bits>(recover_rate<Bits>(soft)));
-    if (!is_accepted(received)) return;
+    if (!passes_crc_check(received)) return;
     heard_message heard{position, Bits, {}};
     std::ranges::copy(received.bits, heard.bits.begin());
     sink(heard);
@@ -37,7 +37,7 @@ void stream_receiver::hand_back(snfc_state &state) const
     state.fft_fill = static_cast<int32_t>(fill_);
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
         const std::size_t from = end_ - kFrameHistory + f;
-        std::ranges::copy(spectra_[from], &state.spectrum_history.data[kUsedBins * f]);
+        std::ranges::copy(spectra_[from], &state.spectrum_history.data[kSubcarriers * f]);
         state.exponent_history.data[f] = exponents_[from];
     }
 }
@@ -47,7 +47,7 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
 {
     for (const int16_t sample : audio) {
         int16_t shifted = sample;
-        shift_band(&shifted, 1, shifter);
+        shift_band({&shifted, 1}, shifter);
         if (position_ % 2 == 1) shifted = low16(-shifted);
         receive_shifted({&shifted, 1}, lengths, sink);
     }
@@ -99,9 +99,9 @@ void stream_receiver::store_spectrum()
         std::copy(exponents_.end() - kFrameHistory + 1, exponents_.end(), exponents_.begin());
         end_ = kFrameHistory - 1;
     }
-    symbol_spectrum bins;
-    exponents_[end_] = low16(forward_symbol_transform(input_, bins));
-    std::copy_n(bins.begin() + kFirstUsedBin, kUsedBins, spectra_[end_].begin());
+    symbol_spectrum subcarriers;
+    exponents_[end_] = low16(forward_symbol_transform(input_, subcarriers));
+    std::copy_n(subcarriers.begin() + kFirstSubcarrier, kSubcarriers, spectra_[end_].begin());
     ++end_;
 }
 
@@ -111,7 +111,7 @@ candidate stream_receiver::oldest_symbols() const
     candidate burst;
     for (std::size_t s = 0; s < kSymbols; ++s) {
         const std::size_t frame = end_ - kFrameHistory + kSymbolHops * s;
-        std::ranges::copy(spectra_[frame], burst.bins.begin() + kUsedBins * s);
+        std::ranges::copy(spectra_[frame], burst.subcarriers.begin() + kSubcarriers * s);
         burst.exponents[s] = exponents_[frame];
     }
     return burst;
@@ -124,4 +124,4 @@ void stream_receiver::slide()
     fill_ = kBodySamples - kHopSamples;
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -1,5 +1,5 @@
-// The Viterbi algorithm over a batch of candidates: one lane is one candidate, and a row of metrics
-// is one of the 64 states in all of them.
+// Add-compare-select, the Viterbi algorithm's way forward, over a batch of candidates: one lane is
+// one candidate, and a row of metrics is one of the 64 states in all of them.
 //
 // Metrics are held times 16, and their four low bits say which way the path came in the last steps:
 // a candidate whose oldest bit is 1 adds 2^j in step j of a group of four. As this step's bit
@@ -18,7 +18,7 @@
 
 namespace tonelink::TONELINK_SIMD {
 
-namespace path_search {
+namespace add_compare_select {
 
 inline constexpr std::size_t kStates = 64;
 inline constexpr int kScale = 4; // bits below the metrics
@@ -147,12 +147,12 @@ inline void drop_decisions(metrics &paths)
     for (words &metric : paths.states) metric &= ~kDecisionMask;
 }
 
-} // namespace path_search
+} // namespace add_compare_select
 
 template <std::size_t Bits>
-void search_paths(const code_sums<Bits> &code, std::size_t count, path_decisions<Bits> &decisions)
+void select_survivors(const code_sums<Bits> &code, std::size_t count, survivors<Bits> &surviving)
 {
-    using namespace path_search;
+    using namespace add_compare_select;
     for (std::size_t lane = 0; lane < count; lane += kLanes) {
         metrics paths;
         for (words &metric : paths.states) metric = splat(kLevel);
@@ -166,9 +166,9 @@ void search_paths(const code_sums<Bits> &code, std::size_t count, path_decisions
         drop_decisions(after_six);
         paths = after_six;
         sums += 6 * kStepSums;
-        for (std::size_t group = 0; group < path_decisions<Bits>::kGroups; ++group) {
+        for (std::size_t group = 0; group < survivors<Bits>::kGroups; ++group) {
             step_group(paths, sums, lane);
-            take_decisions(paths, decisions.words[group], lane);
+            take_decisions(paths, surviving.words[group], lane);
             sums += 4 * kStepSums;
         }
     }

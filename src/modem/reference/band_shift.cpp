@@ -1,9 +1,9 @@
-#include "modem/plain/band_shift.h"
+#include "modem/reference/band_shift.h"
 
 #include "modem/band_shift.h"
 #include "modem/fixed_point.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -12,7 +12,7 @@ int16_t filter_sample(int16_t sample, BandShiftInfo &info)
 {
     int16_t *const history = info.history.data;
     history[kHilbertTaps - 1] = sample;
-    // |taps| sum to 109640: the sum may leave int32, and wraps.
+    // |taps| of the library sum to 109640: the sum may leave int32, and wraps.
     uint32_t sum = static_cast<uint32_t>(int32_t{info.coef[kHilbertTaps - 1]} * sample);
     for (std::size_t t = 0; t < kHilbertTaps - 1; ++t) {
         sum += static_cast<uint32_t>(int32_t{info.coef[t]} * history[t]);
@@ -52,17 +52,17 @@ rotation next_rotation(BandShiftInfo &info)
 
 } // namespace
 
-void shift_band(int16_t *samples, int32_t count, BandShiftInfo &info)
+void shift_band(std::span<int16_t> samples, BandShiftInfo &info)
 {
-    for (int32_t i = 0; i < count; ++i) {
-        const int16_t in_phase = delay_sample(samples[i], info);
-        const int16_t quadrature = filter_sample(samples[i], info);
+    for (int16_t &sample : samples) {
+        const int16_t in_phase = delay_sample(sample, info);
+        const int16_t quadrature = filter_sample(sample, info);
         const rotation r = next_rotation(info);
         // Both products are rounded down before they are added or, for a shift down, subtracted.
         const int32_t a = (r.cosine * in_phase) >> 15;
         const int32_t b = (r.sine * quadrature) >> 15;
-        samples[i] = low16(info.freq > 0 ? a + b : a - b);
+        sample = low16(info.freq > 0 ? a + b : a - b);
     }
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

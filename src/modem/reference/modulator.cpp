@@ -1,4 +1,4 @@
-#include "modem/plain/modulator.h"
+#include "modem/reference/modulator.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 #include "modem/fixed_fft.h"
 #include "modem/fixed_point.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 namespace {
 
@@ -33,13 +33,13 @@ cplx16 phase_factor(int16_t index)
     }
 }
 
-symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol)
+symbol_spectrum scramble(const subcarrier_amplitudes &amplitudes, std::size_t symbol)
 {
     symbol_spectrum spectrum{};
-    for (std::size_t k = 0; k < kUsedBins; ++k) {
-        const cplx16 factor = phase_factor(phi_scr[kUsedBins * symbol + k]);
-        spectrum[kFirstUsedBin + k] = {low16(mul_q15(amplitudes[k], factor.re)),
-                                       low16(mul_q15(amplitudes[k], factor.im))};
+    for (std::size_t k = 0; k < kSubcarriers; ++k) {
+        const cplx16 factor = phase_factor(phi_scr[kSubcarriers * symbol + k]);
+        spectrum[kFirstSubcarrier + k] = {low16(mul_q15(amplitudes[k], factor.re)),
+                                          low16(mul_q15(amplitudes[k], factor.im))};
     }
     return spectrum;
 }
@@ -58,4 +58,4 @@ frame_samples modulate_symbols(const channel_bits &bits)
     return frame;
 }
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -1,15 +1,15 @@
 #include <bit>
 #include <tuple>
 
-#include "common/plain/high_pass.h"
 #include "modem/filter_taps.h"
+#include "modem/reference/output_filter.h"
 #include "support/library_fixture.h"
 
 namespace tonelink::test {
 
 namespace {
 
-using HighPass = library_test;
+using OutputFilter = library_test;
 
 /// The samples after two passes from silent histories, and the bits of those that they leave.
 template <class Filter> auto filtered_twice(std::vector<int16_t> samples, const Filter &filter)
@@ -24,25 +24,21 @@ template <class Filter> auto filtered_twice(std::vector<int16_t> samples, const 
 
 } // namespace
 
-TEST_F(HighPass, MeetsTheKnownAnswers)
+TEST_F(OutputFilter, MeetsTheKnownAnswers)
 {
     // From an independent model: noise from silent histories, in blocks, whose cuts do not show.
-    const struct {
-        uint32_t seed;
-        int32_t div;
-        const char *hash;
-    } cases[] = {{81, 1, "2873d3f3f4c78014"}, {82, 90, "7569c889632a44a6"}};
-    for (const auto &c : cases) {
+    for (const auto &[seed, div, known] :
+         {std::tuple{81u, 1, "2873d3f3f4c78014"}, {82u, 90, "7569c889632a44a6"}}) {
         SetUp();
-        auto samples = noise(4000, c.seed, 1, c.div);
+        auto samples = noise(4000, seed, 1, div);
         const std::span row{samples};
-        for (const std::size_t at : {0u, 1u, 3u}) high_pass(row.subspan(at, at + 1));
-        high_pass(row.subspan(7));
-        EXPECT_EQ(hash16(samples), c.hash);
+        for (const std::size_t at : {0u, 1u, 3u}) filter_output(row.subspan(at, at + 1));
+        filter_output(row.subspan(7));
+        EXPECT_EQ(hash16(samples), known);
     }
 }
 
-TEST_F(HighPass, FastFormEqualsThePlainOne)
+TEST_F(OutputFilter, FastFormEqualsTheReferenceOne)
 {
     std::vector<std::vector<int16_t>> signals = {noise(30000, 1), noise(30000, 2, 1, 30000)};
     auto &extreme = signals.emplace_back(noise(30000, 3));
@@ -54,19 +50,19 @@ TEST_F(HighPass, FastFormEqualsThePlainOne)
     for (const auto &signal : signals)
         for (const int size : {1, 2, 2047, 2048, 2049, 2177, 8192, 23170, 30000}) {
             const std::vector<int16_t> samples(signal.begin(), signal.begin() + size);
-            const auto expected = filtered_twice(samples, plain::high_pass);
+            const auto expected = filtered_twice(samples, reference::filter_output);
             for (const vector_stages *stages : available_stages()) {
-                const auto fast = [stages](std::span<int16_t> row) { high_pass(row, *stages); };
+                const auto fast = [&](std::span<int16_t> row) { filter_output(row, *stages); };
                 ASSERT_EQ(filtered_twice(samples, fast), expected) << size;
             }
         }
 }
 
-TEST_F(HighPass, ReciprocalOfTheGainIsAsGoodAsTheGain)
+TEST_F(OutputFilter, ReciprocalOfTheGainIsAsGoodAsTheGain)
 {
     for (int s = -32768; s <= 32767; ++s)
-        ASSERT_EQ(static_cast<float>(s * (1 / kHighPassGain)),
-                  static_cast<float>(s / kHighPassGain));
+        ASSERT_EQ(static_cast<float>(s * (1 / kOutputFilterGain)),
+                  static_cast<float>(s / kOutputFilterGain));
 }
 
 } // namespace tonelink::test

@@ -14,6 +14,6 @@ extern float yv[3];
 namespace tonelink {
 
 /// Filters samples in place.
-void high_pass(std::span<int16_t> samples, const vector_stages &stages = fastest_stages());
+void filter_output(std::span<int16_t> samples, const vector_stages &stages = fastest_stages());
 
 } // namespace tonelink

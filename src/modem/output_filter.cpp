@@ -3,7 +3,7 @@
 // from rest: by its own first sample the outputs have come so near to the true ones that they round
 // to them. Whether they have is compared with the end of the part before; if not, the chain is gone
 // through from there.
-#include "common/high_pass.h"
+#include "modem/output_filter.h"
 
 #include <algorithm>
 #include <array>
@@ -48,11 +48,10 @@ void set_state(filter_histories &h, std::size_t part, const chain_state &state)
 }
 
 /// To the bit: zeros of either sign differ.
-bool has_same_outputs(const chain_state &a, const chain_state &b)
+bool is_same(const chain_state &a, const chain_state &b)
 {
-    const auto bits = [](float value) { return std::bit_cast<uint32_t>(value); };
-    return bits(a.older_output) == bits(b.older_output) &&
-           bits(a.newer_output) == bits(b.newer_output);
+    using bits = std::array<uint32_t, sizeof(chain_state) / sizeof(uint32_t)>;
+    return std::bit_cast<bits>(a) == std::bit_cast<bits>(b);
 }
 
 // ---- Between parts, which lie one behind the other, and rows of a tile ----
@@ -132,7 +131,7 @@ void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state
 
     state = state_of(h, 0);
     for (std::size_t p = 1; p < kParts; ++p) {
-        if (has_same_outputs(state_of(starts, p), state)) {
+        if (is_same(state_of(starts, p), state)) {
             state = state_of(h, p);
             continue;
         }
@@ -145,7 +144,7 @@ void filter_parts(std::span<int16_t> block, std::size_t part, chain_state &state
 
 } // namespace
 
-void high_pass(std::span<int16_t> samples, const vector_stages &stages)
+void filter_output(std::span<int16_t> samples, const vector_stages &stages)
 {
     chain_state state{xv[1], xv[2], yv[1], yv[2]};
     while (samples.size() > 2 * kParts * kRunUp) {

@@ -1,10 +1,10 @@
-// A burst by the plain forms of its stages: the definition that the generator is held to.
+// A burst by the reference forms of its stages: the definition that the generator is held to.
 #pragma once
 
 #include "modem/burst_format.h"
 #include "tonelink/modem.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// Does what tonelink::mirror_spectrum() does.
 void mirror_spectrum(burst_span burst);
@@ -16,4 +16,4 @@ void normalise_peak(burst_span burst);
 void make_burst(std::span<const uint8_t> message, bool invert, BandShiftInfo &shifter,
                 burst_span burst);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -8,11 +8,11 @@
 
 #include "modem/channel_encoder.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// A burst's soft values in the order of its channel bits before the interleaver.
 using soft_channel = std::array<int32_t, kChannelBits>;
-/// A soft value for each bit of the convolutional code: two carriers' worth or less.
+/// A soft value for each bit of the convolutional code: two subcarriers' worth or less.
 template <std::size_t Bits>
 using soft_code = std::array<int32_t, kCodeOutputs *(Bits + kCrcBits + kTailBits)>;
 
@@ -36,4 +36,4 @@ template <> inline soft_code<48> recover_rate<48>(const soft_channel &soft)
 /// The input of the encoder that the soft values, up to 1000000 in size, speak for most.
 template <std::size_t Bits> encoder_input<Bits> viterbi_decoder(const soft_code<Bits> &soft);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

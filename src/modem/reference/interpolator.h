@@ -3,9 +3,9 @@
 
 #include "modem/burst_format.h"
 
-namespace tonelink::plain {
+namespace tonelink::reference {
 
 /// Does what tonelink::interpolate_by_10() does.
 void interpolate_by_10(const frame_samples &frame, burst_span burst);
 
-} // namespace tonelink::plain
+} // namespace tonelink::reference

@@ -204,10 +204,9 @@ TONELINK_DATA pthread_t repeat_thread;
 /**
  * Makes `buf`: the unfiltered burst of a 32-bit message, `repeat` times. A negative message sends
  * 32 zeros.
- * @return 1; 0 while transmitting (nothing changes), without memory or for more than 2^31 - 1
- * samples
- *         (`buf` stays, `buf_length` is 0), and for a `repeat` below 1 (`buf` stays, `buf_length`
- * is the product)
+ * @return 1; 0 while transmitting (nothing changes), without memory or for a number of samples
+ * beyond 32 bits (`buf` stays, `buf_length` is 0), and for a `repeat` below 1 (`buf` stays,
+ *         `buf_length` is the product)
  */
 TONELINK_API int32_t GenerateMessage(int32_t message, int32_t repeat);
 

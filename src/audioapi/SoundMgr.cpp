@@ -128,14 +128,16 @@ int32_t play_message(const engine &player, const char *caller)
 /// Stops the engine that plays, removes the listener and releases the handle, whatever fails.
 int32_t end_playing(const char *caller)
 {
-    const bool stopped = current_engine->stop(handler()) == tx_result::success;
+    const int32_t result = current_engine->stop(handler());
+    const bool stopped = result == tx_result::success;
     if (stopped) {
         stop_listening();
         TONELINK_LOG_AS(caller, "\n StopTransmitting Success \n\n");
     } else {
         mute_listener(); // it stays registered
         TONELINK_LOG_AS(caller, "\n StopTransmitting Fail \n\n");
-        abandon_playing(*handler());
+        // Before the close, which leaves alone what a first callback has begun to play since.
+        if (result == tx_result::wrong_state) abandon_playing(*handler());
     }
     discard_handle(current_engine->close);
     return stopped ? kStopped : kNothingDone;

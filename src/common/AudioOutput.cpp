@@ -137,7 +137,11 @@ int32_t audio_create(int32_t rate, audio_out_h *out)
         keep(std::move(pair));
     } else {
         TONELINK_LOG("audio_out_set_sound_stream_info failed(%d)\n", result);
-        audio_out_destroy(*out); // `info` stays: the platform may hold on to what it refuses
+        // `info` stays: the platform may hold on to what it refuses.
+        if (audio_out_destroy(*out) != 0) {
+            *pair = {*out, info, true, nullptr};
+            keep(std::move(pair));
+        }
     }
     TONELINK_LOG("### Exit :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n");
     return result;
@@ -191,7 +195,11 @@ int32_t tonelink::stop_output(audio_out_h out)
     return result;
 }
 
-void Stop(audio_out_h out) { tonelink::stop_output(out); }
+void Stop(audio_out_h out)
+{
+    const bool is_gone = tonelink::stop_output(out) == 0;
+    if (is_gone && output == out) output = nullptr; // the standalone transmitter's
+}
 
 void SubmitAudioBuffer(const int16_t *samples, int32_t count, audio_out_h out)
 {

@@ -79,14 +79,23 @@ bool is_taken(tonelink_tx_h &handle)
     return running(handle) != 0 || now == player::armed || now == player::stream;
 }
 
-bool begin_callback(tonelink_tx_h &handle)
+callback_turn begin_callback(tonelink_tx_h &handle)
 {
     const playing_state state{handle};
-    if (state.replace_player(player::armed, player::stream) == player::halted) return false;
+    const player before = state.replace_player(player::armed, player::stream);
+    if (before == player::halted) return callback_turn::refused;
     running(handle) = 1;
-    if (state.has_handle() != player::halted) return true;
-    running(handle) = 0; // a stop has cleared it in between, for good
-    return false;
+    if (state.has_handle() == player::halted) {
+        running(handle) = 0; // a stop has cleared it in between, for good
+        return callback_turn::refused;
+    }
+    return before == player::armed ? callback_turn::first : callback_turn::later;
+}
+
+bool takes_volume(tonelink_tx_h &handle, callback_turn turn)
+{
+    if (std::atomic_ref{b_audio_write_}.exchange(1) != 0) return false;
+    return turn == callback_turn::first || playing_state{handle}.has_handle() != player::halted;
 }
 
 namespace {
@@ -130,7 +139,7 @@ void disarm(tonelink_tx_h &handle)
         sound_manager_set_volume(kUsedSoundType, std::atomic_ref{vol_aud_write});
 }
 
-void abandon_playing(tonelink_tx_h &handle)
+bool abandon_playing(tonelink_tx_h &handle)
 {
     const playing_state state{handle};
     const player before = state.exchange_player(player::halted);
@@ -140,8 +149,9 @@ void abandon_playing(tonelink_tx_h &handle)
     if (stage >= output_stage::prepared) unprepare_output(handle);
     if (stage >= output_stage::created) close_output(handle);
     running(handle) = 0;
-    if (state.stage() != output_stage::closed) return;
+    if (state.stage() != output_stage::closed) return false;
     state.set_player(before == player::joined ? player::joined : player::none);
+    return true;
 }
 
 } // namespace tonelink

@@ -66,8 +66,15 @@ inline auto keep_writing(tonelink_tx_h &handle) { return std::atomic_ref{handle.
 /// Whether a player plays the handle or is armed to.
 bool is_taken(tonelink_tx_h &handle);
 
-/// Marks the handle as running, as every callback does, unless a stop has come first: false then.
-bool begin_callback(tonelink_tx_h &handle);
+/// What a callback is to a handle.
+enum class callback_turn { refused, first, later };
+
+/// Marks the handle as running, as every callback does, unless a stop has come first: refused then.
+callback_turn begin_callback(tonelink_tx_h &handle);
+
+/// Whether it is this callback's turn to save the volume: the first one's since a stop, but of no
+/// callback that a stop under way has overtaken.
+bool takes_volume(tonelink_tx_h &handle, callback_turn turn);
 
 /// One step each, down from the stage that its name says; false when the platform refuses it.
 bool remove_callback(tonelink_tx_h &handle);
@@ -79,8 +86,9 @@ bool close_output(tonelink_tx_h &handle);
 void disarm(tonelink_tx_h &handle);
 
 /// Ends by force what a stop has refused to end or has left half-way: afterwards no callback
-/// touches the handle, and its output is closed as far as the platform lets it.
-void abandon_playing(tonelink_tx_h &handle);
+/// touches the handle, and its output is closed as far as the platform lets it: false when
+/// something stays open.
+bool abandon_playing(tonelink_tx_h &handle);
 
 } // namespace tonelink
 

@@ -56,6 +56,13 @@ bool has_thread(tonelink_tx_h &handle)
            !pthread_equal(handle.thread, pthread_t{});
 }
 
+/// Opens a new output, once what an earlier stop may have left open is closed: with that output's
+/// callback still set, the new player's stop would not be the last.
+bool open_output(tonelink_tx_h &handle)
+{
+    return abandon_playing(handle) && audio_create(handle.sample_rate, &handle.audio_out) == 0;
+}
+
 /// The body of the writer thread.
 void *tx_function(void *argument)
 {
@@ -163,9 +170,7 @@ int32_t tonelink_tx_start(tonelink_tx_h *handle)
     if (handle == nullptr) return tx_result::null_handle;
     if (is_taken(*handle)) return tx_result::wrong_state;
     if (!has_burst(*handle)) return tx_result::no_burst;
-    abandon_playing(*handle); // what an earlier stop may have left
-
-    if (audio_create(handle->sample_rate, &handle->audio_out) != 0) return tx_result::output_failed;
+    if (!open_output(*handle)) return tx_result::output_failed;
     if (audio_out_prepare(handle->audio_out) != 0) {
         close_output(*handle);
         return tx_result::output_failed;
@@ -212,9 +217,7 @@ int32_t tonelink_tx_start_async(tonelink_tx_h *handle)
     if (is_taken(*handle)) return tx_result::wrong_state;
     if (!has_burst(*handle)) return tx_result::no_burst;
     TONELINK_LOG("Buffer length is 2  %d\n", *handle->burst_length);
-    abandon_playing(*handle); // what an earlier stop may have left
-
-    if (audio_create(handle->sample_rate, &handle->audio_out) != 0) return tx_result::output_failed;
+    if (!open_output(*handle)) return tx_result::output_failed;
     // Before the first callback, which may come at once.
     const playing_state state{*handle};
     state.set_stage(output_stage::called_back);
@@ -239,12 +242,11 @@ int32_t tonelink_tx_stop_async(tonelink_tx_h *handle)
     keep_writing(*handle) = 0;
     state.set_player(player::halted);
     running(*handle) = 0;
+    std::atomic_ref{b_audio_write_} = 0;
     {
         const pthread_lock lock{audio_stop_mutex};
         const bool removed = remove_callback(*handle);
-        // Not before: a callback still running would take the present volume for the one to
-        // restore.
-        std::atomic_ref{b_audio_write_} = 0;
+        std::atomic_ref{b_audio_write_} = 0; // which a callback under way may have set again
         if (!removed) return tx_result::output_failed;
         TONELINK_LOG("ASYNC audio_out_unset_stream_cb and audio_out_unprepare\n");
         if (!unprepare_output(*handle)) return tx_result::output_failed;
@@ -272,14 +274,15 @@ void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
     TONELINK_LOG("_audio_io_stream_write_async_cb Entry\n");
     if (user_data == nullptr) return;
     auto &handle = *static_cast<tonelink_tx_h *>(user_data);
-    if (!begin_callback(handle) || !has_burst(handle)) return;
+    const callback_turn turn = begin_callback(handle);
+    if (turn == callback_turn::refused || !has_burst(handle)) return;
     const int32_t length = *handle.burst_length;
     TONELINK_LOG("Buffer length is 3 %d\n", length);
     const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
     if (!copies) return;
 
     const std::atomic_ref saved_volume{vol_aud_write};
-    if (std::atomic_ref{b_audio_write_}.exchange(1) == 0) {
+    if (takes_volume(handle, turn)) {
         transmit_volumes volumes = read_transmit_volumes(saved_volume, __func__);
         saved_volume = volumes.prior;
         set_transmit_volume(ordinary_product_volume, volumes, __func__);

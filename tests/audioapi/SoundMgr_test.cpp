@@ -270,6 +270,13 @@ TEST_F(TransmissionControl, StopsBeforeTheFirstCallback)
             EXPECT_EQ(platform.volume, 9);
             EXPECT_EQ(platform.count("\n StopTransmitting Fail \n\n"), 1);
         }
+    // One that the platform does not give up is tried once more by the close.
+    platform.reset();
+    ASSERT_EQ(start_audio_transmitting(), 1);
+    platform.fail("audio_out_destroy", -1);
+    EXPECT_EQ(stop_audio_transmitting(), 0);
+    EXPECT_EQ(platform.count("audio_out_destroy(out1)"), 2);
+    EXPECT_EQ(platform.left_over(), "listener; ");
     // With a device that is on its way to it, or never rests.
     for (int round = 0; round < 100; ++round) {
         platform.reset();

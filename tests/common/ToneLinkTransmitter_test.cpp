@@ -43,6 +43,13 @@ StopTransmitting: ### Enter : StopTransmitting\n\n
 
 } // namespace
 
+TEST(StandaloneVariables, BeginIdle)
+{
+    EXPECT_TRUE(buf == nullptr && output == nullptr);
+    EXPECT_EQ(buf_length + m_samplerate + transmit_count, 0);
+    EXPECT_EQ(transmitting_stopped, 1);
+}
+
 TEST_F(StandaloneTransmitter, RepeatsTheUnfilteredBurst)
 {
     open_modem modem;
@@ -76,7 +83,7 @@ TEST_F(StandaloneTransmitter, KeepsTheOldBurstWhenThereIsNoNewOne)
 {
     int16_t *const old = buf;
     const std::pair<int32_t, int32_t> cases[] = {
-        {0, 0}, {-2, -2 * 23170}, {INT32_MAX, 0}, {INT32_MIN, 0}, {92684, 0}};
+        {0, 0}, {-2, -2 * 23170}, {INT32_MAX, 0}, {-200000, 0}, {92684, 0}};
     for (const auto &[repeat, length] : cases) {
         EXPECT_EQ(GenerateMessage(1, repeat), 0) << repeat;
         EXPECT_EQ(buf_length, length);
@@ -133,15 +140,21 @@ TEST_F(StandaloneTransmitter, LeavesACountedRunToTheNextStart)
     EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; 1 threads; "); // the new ones
     EXPECT_EQ(StopTransmitting(), 1);
 
-    // Of a run without an output there is none to close.
-    platform.fail("audio_out_set_sound_stream_info", -1);
-    play_to_the_end(1);
-    platform.forget();
-    ASSERT_EQ(StartTransmitting(0, 22050), 1);
-    EXPECT_EQ(platform.count("### Enter : Audio_Stop\n\n"), 0);
-    EXPECT_EQ(StopTransmitting(), 1);
-    EXPECT_EQ(platform.left_over(), "1 stream infos; "); // which the bind has refused
-    platform.reset();
+    // Of a run without an output, or whose output the program has closed, there is none to close.
+    for (const bool is_made : {false, true}) {
+        platform.reset();
+        if (!is_made) platform.fail("audio_out_set_sound_stream_info", -1);
+        if (!is_made) platform.fail("audio_out_destroy", -1); // for the next start to try again
+        play_to_the_end(1);
+        if (is_made) Stop(output);
+        EXPECT_EQ(output, nullptr);
+        platform.forget();
+        ASSERT_EQ(StartTransmitting(0, 22050), 1);
+        EXPECT_EQ(platform.count("### Enter : Audio_Stop\n\n"), 0);
+        EXPECT_EQ(platform.count("audio_out_destroy(out1)"), !is_made);
+        EXPECT_EQ(StopTransmitting(), 1);
+        EXPECT_EQ(platform.left_over(), "");
+    }
 }
 
 TEST_F(StandaloneTransmitter, TriesToDestroyARefusedOutputOnceMore)

@@ -11,6 +11,12 @@ using PairingIdentity = library_test;
 
 } // namespace
 
+TEST_F(PairingIdentity, HasAPinBeforeTheFirstDraw)
+{
+    EXPECT_EQ(get_audio_pin(), 5821);
+    EXPECT_EQ(get_app_mode(), 0);
+}
+
 TEST_F(PairingIdentity, DrawsThePinOfTheSecond)
 {
     unsigned int second = 0;

@@ -151,15 +151,20 @@ TEST_F(TransmitterHandle, StartsOrSaysWhyNot)
 
 TEST_F(TransmitterHandle, StopsWhateverFails)
 {
+    const std::string destroy =
+        "audio_out_destroy(out1)\nsound_manager_destroy_stream_information(info1)\n";
+    const std::string unprepare = "audio_out_unprepare(out1)\n" + destroy;
+    const std::string unset = "audio_out_unset_stream_cb(out1)\n" + unprepare;
     const struct {
         player by;
         const char *failing;
-    } cases[] = {{kWriter, "audio_out_unprepare"},
-                 {kWriter, "audio_out_destroy"},
-                 {kStream, "audio_out_unset_stream_cb"},
-                 {kStream, "audio_out_unprepare"},
-                 {kStream, "audio_out_destroy"}};
-    for (const auto &[by, failing] : cases)
+        std::string left; // to a close or the next start
+    } cases[] = {{kWriter, "audio_out_unprepare", unprepare},
+                 {kWriter, "audio_out_destroy", destroy},
+                 {kStream, "audio_out_unset_stream_cb", unset},
+                 {kStream, "audio_out_unprepare", unprepare},
+                 {kStream, "audio_out_destroy", destroy}};
+    for (const auto &[by, failing, left] : cases)
         for (const bool restarts : {false, true}) {
             platform.reset();
             loaded_handle handle;
@@ -171,10 +176,10 @@ TEST_F(TransmitterHandle, StopsWhateverFails)
             platform.run_callback(); // one that is still registered does nothing
             expect_stopped(handle);
             EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
-            if (restarts) by.play(handle); // takes it down first
-            EXPECT_EQ(restarts ? by.stop(handle) : by.close(&handle), 0);
-            EXPECT_GE(platform.count("audio_out_unprepare(out1)"), 1);
-            EXPECT_EQ(platform.left_over(), "");
+            platform.forget();
+            EXPECT_EQ(restarts ? by.start(handle) : by.close(&handle), 0);
+            EXPECT_NE(platform.trace().find(left), std::string::npos) << platform.trace();
+            EXPECT_EQ(platform.count("audio_out_unprepare(out1)"), left != destroy);
         }
 }
 
@@ -182,14 +187,15 @@ TEST_F(TransmitterHandle, StaysMutedWhileThePlatformKeepsItsCallback)
 {
     loaded_handle handle;
     kStream.play(handle);
-    for (const auto *call :
-         {"audio_out_unset_stream_cb", "audio_out_unprepare", "audio_out_destroy"})
-        platform.fail(call, -1, 2);
+    platform.fail("audio_out_unset_stream_cb", -1, 3);
+    platform.fail("audio_out_unprepare", -1, 2);
+    platform.fail("audio_out_destroy", -1, 2);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 8);
-    EXPECT_EQ(tonelink_tx_close(&handle), 0);
+    EXPECT_EQ(tonelink_tx_start(handle), 8); // there would be two outputs
+    EXPECT_EQ(tonelink_tx_start_async(handle), 8);
+    EXPECT_EQ(platform.count("audio_out_create_new(44100, 128, 113)"), 1);
     platform.run_callback();
     expect_stopped(handle);
-    EXPECT_EQ(tonelink_tx_close(&handle), 0); // tries once more
 }
 
 TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
@@ -205,6 +211,7 @@ TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
                 if (!is_stopping) return;
                 EXPECT_TRUE(is_held(audio_stop_mutex)) << call;
                 EXPECT_EQ(handle->is_running, *call == 'p') << call;
+                EXPECT_EQ(b_audio_write_, 0) << call;
                 EXPECT_EQ(handle->keep_writing, 0);
             });
         platform.on("Resetting USED_SOUND_TYPE to 9\n",
@@ -318,10 +325,13 @@ _audio_io_stream_write_async_cb: Buffer length is 3 23170\n
     EXPECT_EQ(platform.volume, 1);
 
     platform.forget();
-    platform.on("pthread_create", [&handle] { handle->burst = nullptr; });
-    ASSERT_EQ(tonelink_tx_start(handle), 0);
-    EXPECT_EQ(tonelink_tx_stop(handle), 0);
-    EXPECT_EQ(platform.trace(by::others), "");
+    for (const bool has_burst : {true, false}) {
+        if (!has_burst) platform.on("pthread_create", [&handle] { handle->burst = nullptr; });
+        const failing_allocation failing{1}; // behind the output's
+        ASSERT_EQ(tonelink_tx_start(handle), 0);
+        EXPECT_EQ(tonelink_tx_stop(handle), 0);
+        EXPECT_EQ(platform.trace(by::others), "");
+    }
 }
 
 TEST_F(TransmitterHandle, WaitsForACallbackThatIsUnderWay)

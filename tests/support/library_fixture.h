@@ -40,6 +40,7 @@ protected:
     {
         EXPECT_EQ(platform.left_over(), "");
         EXPECT_EQ(tx_handler, nullptr);
+        EXPECT_EQ(sInfoTx.delay.data, nullptr) << "a modem is open";
         EXPECT_EQ(b_audio_write_, 0);
         EXPECT_EQ(noti_reset_volume, 0);
         EXPECT_EQ(is_ultra_volume_changed, 0);

@@ -27,18 +27,14 @@ template <class Filter> auto filtered_twice(std::vector<int16_t> samples, const 
 TEST_F(OutputFilter, MeetsTheKnownAnswers)
 {
     // From an independent model: noise from silent histories, in blocks, whose cuts do not show.
-    const struct {
-        uint32_t seed;
-        int32_t div;
-        const char *hash;
-    } cases[] = {{81, 1, "2873d3f3f4c78014"}, {82, 90, "7569c889632a44a6"}};
-    for (const auto &c : cases) {
+    for (const auto &[seed, div, known] :
+         {std::tuple{81u, 1, "2873d3f3f4c78014"}, {82u, 90, "7569c889632a44a6"}}) {
         SetUp();
-        auto samples = noise(4000, c.seed, 1, c.div);
+        auto samples = noise(4000, seed, 1, div);
         const std::span row{samples};
         for (const std::size_t at : {0u, 1u, 3u}) filter_output(row.subspan(at, at + 1));
         filter_output(row.subspan(7));
-        EXPECT_EQ(hash16(samples), c.hash);
+        EXPECT_EQ(hash16(samples), known);
     }
 }
 
@@ -56,7 +52,7 @@ TEST_F(OutputFilter, FastFormEqualsTheReferenceOne)
             const std::vector<int16_t> samples(signal.begin(), signal.begin() + size);
             const auto expected = filtered_twice(samples, reference::filter_output);
             for (const vector_stages *stages : available_stages()) {
-                const auto fast = [stages](std::span<int16_t> row) { filter_output(row, *stages); };
+                const auto fast = [&](std::span<int16_t> row) { filter_output(row, *stages); };
                 ASSERT_EQ(filtered_twice(samples, fast), expected) << size;
             }
         }

@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <numeric>
 #include <span>
 
 #include "modem/band_shift.h"
 #include "modem/known_bursts.h"
 #include "modem/modem_state.h"
-#include "modem/reference/stream_receiver.h"
 #include "support/failing_memory.h"
 #include "support/fake_platform.h"
 #include "support/modem_guard.h"
@@ -51,8 +49,8 @@ call_result call_receiver(snfc_state **state, const int16_t *block, int32_t coun
 
 call_result receive(open_modem &modem, std::span<const int16_t> block, int32_t nbits)
 {
-    const auto call =
-        call_receiver(&modem, block.data(), static_cast<int32_t>(block.size()), nbits);
+    const auto count = static_cast<int32_t>(block.size());
+    const auto call = call_receiver(&modem, block.data(), count, nbits);
     EXPECT_TRUE(call.length == &modem->results.length && call.words == modem->results.data);
     return call;
 }
@@ -149,44 +147,36 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
     EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
 }
 
-TEST(Receiver, HearsBurstsFromFullScaleDownToAThreeThousandth)
-{
-    for (const std::string message : {pair32, data48}) {
-        for (const int32_t div : {1, 30, 1000, 3000}) {
-            const samples signal = scene{25000, {{message.c_str(), 700, div}}}.samples();
-            open_modem modem;
-            const auto call = receive(modem, signal, static_cast<int32_t>(message.size()));
-            EXPECT_EQ(call.status, 1) << div;
-            EXPECT_GE(call.records.size(), 4u * 10) << div;
-            EXPECT_EQ(text_of(contents(modem->msg_bits)), message) << div;
-        }
-    }
-}
-
 TEST(Receiver, HandsOutTheMessageInAllItsForms)
 {
-    const samples long_burst = scene{26000, {{data48, 0}}}.samples();
+    const samples quiet = scene{26000, {{data48, 0, 3000}}}.samples();
     open_modem modem;
-    const call_result call = receive(modem, long_burst, 48);
-    ASSERT_GE(call.records.size(), 8u);
-    const int32_t at = call.records[3];
-    EXPECT_EQ((std::vector(call.records.begin(), call.records.begin() + 8)),
+    const auto records = receive(modem, quiet, 48).records;
+    ASSERT_GE(records.size(), 4u * 10);
+    const int32_t at = records[3];
+    EXPECT_EQ((std::vector(records.begin(), records.begin() + 8)),
               (std::vector{1, 0x0123, 0x456789AB, at, 0, 0x0123, 0x456789AB, at + 80}));
-    const std::vector<uint8_t> bytes = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB};
-    EXPECT_EQ(contents(modem->msg_bytes), bytes);
+    EXPECT_EQ(text_of(contents(modem->msg_bits)), data48);
 
     // The same again, in a call of its own, and nothing.
-    const call_result again = receive(modem, long_burst, 48);
+    const auto again = receive(modem, quiet, 48);
     EXPECT_EQ(again.status, 0);
-    const auto heard = static_cast<int32_t>(call.records.size() + again.records.size()) / 4;
+    const auto heard = static_cast<int32_t>(records.size() + again.records.size()) / 4;
     EXPECT_TRUE(modem->repeat_count == heard && modem->decode_count == heard);
+    const std::vector<uint8_t> bytes = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB};
+    EXPECT_TRUE(contents(modem->msg_bytes) == bytes && contents(modem->prev_msg_bytes) == bytes);
     EXPECT_EQ(receive(modem, samples(26000), 48).status, -1);
 
-    // A shorter message after it, on the same state.
+    // A shorter message after it, on the same state; a call without samples forgets its records.
     EXPECT_EQ(receive(modem, scene{26000, {{data32, 0}}}.samples(), 32).status, 1);
     EXPECT_EQ(text_of(contents(modem->msg_bits)), data32);
     EXPECT_EQ(contents(modem->prev_msg_bytes), (std::vector<uint8_t>{0xDE, 0xAD, 0xBE, 0xEF}));
     EXPECT_EQ(modem->results.data[1], 0);
+    const auto before = stream_of(**&modem);
+    const auto nothing = call_receiver(&modem, nullptr, -7, 32);
+    EXPECT_TRUE(nothing.status == -1 && nothing.words == nullptr && *nothing.length == 0);
+    EXPECT_EQ(stream_of(**&modem), before);
+    EXPECT_EQ(modem->msg_bits.length, 32);
 }
 
 TEST(Receiver, PausesAtTheStartAndTheMiddle)
@@ -227,21 +217,6 @@ TEST(Receiver, GainFollowsTheLevelFromWhereItIsInRange)
     }
 }
 
-TEST(Receiver, LeavesTheStreamOfTheReferenceForm)
-{
-    // Before and after the first frame, in the middle of a cycle of ten samples, and later.
-    const samples signal = scene{30000, {{pair32, 2000, 2}}, {{9, 4}}}.samples();
-    for (const std::size_t count : {1200u, 1270u, 1272u, 1360u, 23456u, 30000u}) {
-        const auto sound = std::span{signal}.first(count);
-        const auto reference = std::make_unique<reference::stream_receiver>();
-        open_modem modem;
-        receive(modem, sound, 32);
-        EXPECT_EQ(stream_of(**&modem),
-                  test::hear(*reference, sound, {count}, message_lengths::only_32).stream)
-            << count;
-    }
-}
-
 TEST(Receiver, TurnsTheSpectrumAsItsStateSays)
 {
     const samples block = test::noise(38, /*seed=*/4);
@@ -267,86 +242,65 @@ TEST(Receiver, RefusesWithNothingChanged)
     snfc_state *none = nullptr;
     const auto without_state = call_receiver(&none, signal.data(), 100, 32);
     EXPECT_TRUE(without_state.status == -2 && without_state.stored_nothing());
-    EXPECT_EQ(reset_snfc(&none), -2);
-    EXPECT_EQ(check_snfc(&none, nullptr, nullptr), -1);
+    EXPECT_TRUE(reset_snfc(&none) == -2 && check_snfc(&none, nullptr, nullptr) == -1);
 
     open_modem modem;
     modem->rx_status = 1;
-    const auto before = stream_of(**&modem);
     test::platform.reset();
     for (const int32_t nbits : {0, 16, 33, 64, -32}) {
         const auto call = call_receiver(&modem, signal.data(), 100, nbits);
         EXPECT_TRUE(call.status == -3 && call.stored_nothing()) << nbits;
     }
-    EXPECT_EQ(stream_of(**&modem), before);
-    EXPECT_EQ(modem->rx_status, 1);
-    EXPECT_EQ(test::platform.calls(), "");
-}
-
-TEST(Receiver, WithoutSamplesForgetsTheLastRecordsAlone)
-{
-    open_modem modem;
-    receive(modem, scene{26000, {{pair32, 1000}}}.samples(), 32);
-    EXPECT_GT(modem->results.length, 0);
-    const auto before = stream_of(**&modem);
-    const int32_t phase = sInfoRx.phase;
-    for (const int32_t count : {0, -7}) {
-        const auto call = call_receiver(&modem, nullptr, count, 32);
-        EXPECT_TRUE(call.status == -1 && call.words == nullptr && *call.length == 0);
-    }
-    EXPECT_TRUE(stream_of(**&modem) == before && sInfoRx.phase == phase);
-    EXPECT_EQ(modem->msg_bits.length, 32);
+    EXPECT_EQ(stream_of(**&modem), test::silent_stream(256));
+    EXPECT_TRUE(modem->rx_status == 1 && test::platform.calls() == "");
 }
 
 TEST(Receiver, WithoutMemoryTheStreamStandsStill)
 {
     const samples signal = scene{52000, {{data48, 1000, 2}, {pair32, 26000, 2}}}.samples();
-    const int16_t *const rest = &signal[26000];
-    std::vector<int32_t> expected;
-    for (std::size_t n = 100;; n = n == 100 ? 0 : n + 1) { // at first without a failure
+    const auto rest = std::span{signal}.last(26000);
+    std::size_t n = 0;
+    for (bool has_failed = true; has_failed; ++n) {
         open_modem modem;
         receive(modem, std::span{signal}.first(26000), 48);
         const auto before = stream_of(**&modem);
         const int32_t phase = sInfoRx.phase;
         const test::failing_allocation failure{n};
-        const auto refused = call_receiver(&modem, rest, 26000, 32);
-        if (n == 100) expected = refused.records;
-        if (n == 100) continue;
-        if (!failure.happened()) break;
+        const auto refused = call_receiver(&modem, rest.data(), 26000, 32);
+        has_failed = failure.happened();
+        if (!has_failed) break;
         EXPECT_TRUE(refused.status == -4 && refused.stored_nothing()) << n;
         EXPECT_TRUE(stream_of(**&modem) == before && sInfoRx.phase == phase) << n;
         EXPECT_TRUE(modem->rx_status == 1 && modem->msg_bits.length == 48) << n;
-        EXPECT_EQ(receive(modem, std::span{signal}.last(26000), 32).records, expected) << n;
+        EXPECT_EQ(receive(modem, rest, 32).status, 1) << n;
     }
-    EXPECT_GT(expected.size(), 0u);
+    EXPECT_GE(n, 3u);
 }
 
-TEST(Receiver, HandsBackTheExponentsThatItDidNotMake)
+TEST(Receiver, CopesWithWhatACallerHasLeftInItsFields)
 {
     open_modem modem;
+    // Exponents that no transform says are handed back, three frames older.
     std::vector<int16_t> expected(271);
     std::iota(expected.begin(), expected.end(), int16_t{-100});
     std::ranges::copy(expected, modem->exponent_history.data);
-    receive(modem, test::noise(1270 + 240, 1), 32); // three frames
+    receive(modem, test::noise(1500, 1), 32);
     const std::span history{modem->exponent_history.data, 271};
     EXPECT_TRUE(std::ranges::equal(history.first(268), std::span{expected}.last(268)));
     for (const int16_t made : history.last(3)) EXPECT_TRUE(made >= 0 && made <= 6) << made;
-}
 
-TEST(Receiver, CopesWithBuffersThatACallerHasReplaced)
-{
-    const samples signal = scene{26000, {{pair32, 1000}}}.samples();
-    open_modem modem;
-    receive(modem, samples(5000), 32);
+    modem->spectrum_history.data[0] = {5, 6}; // stays where no new frame pushes it out
+    receive(modem, samples(10), 32);
+    EXPECT_EQ(modem->spectrum_history.data[0].im, 6);
+
     cvec16_free(&modem->spectrum_history);
     vec16_set_length(&modem->dns_delay, 3);
     vec16_set_length(&modem->fft_input, 500);
-    std::fill_n(modem->exponent_history.data, 271, int16_t{-999});
     modem->fft_fill = 100000;
     modem->decim_phase = -5;
     bvec_set_length(&modem->msg_bits, 5);
     vec32_set_length(&modem->results, 9);
-    EXPECT_EQ(receive(modem, signal, 32).status, 1);
+    EXPECT_EQ(receive(modem, scene{26000, {{pair32, 1000}}}.samples(), 32).status, 1);
     EXPECT_EQ(modem->spectrum_history.length, 16531);
     EXPECT_EQ(modem->msg_bits.length, 32);
 }

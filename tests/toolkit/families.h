@@ -100,10 +100,10 @@ template <class Family> struct owned : Family::container {
         std::ranges::transform(values, this->data, element_for<typename Family::element>);
     }
     /// The first `count` of them.
-    numbers first(std::size_t count) const
+    numbers first(int32_t count) const
     {
         numbers values;
-        for (std::size_t i = 0; i < count; ++i) values.push_back(number_of(this->data[i]));
+        for (int32_t i = 0; i < count; ++i) values.push_back(number_of(this->data[i]));
         return values;
     }
 };
@@ -114,11 +114,22 @@ public:
     explicit chooser(uint32_t seed) : random_{seed} {}
 
     int from(int least, int most) { return least + (random_.next() + 32768) % (most - least + 1); }
-    numbers row(std::size_t count)
+    numbers row(int count)
     {
-        numbers values(count);
+        numbers values(static_cast<std::size_t>(std::max(count, 0)));
         for (int &value : values) value = from(0, 127);
         return values;
+    }
+    /// Runs a call, in half of all cases without memory for its first array, and expects `result`
+    /// of it, or 0 without memory. Returns whether it had all memory that it asked for.
+    template <class Run> bool runs(int32_t result, const Run &run)
+    {
+        const auto index = static_cast<std::size_t>(from(0, 1));
+        const failing_allocation failure{index};
+        const int32_t actual = run();
+        EXPECT_TRUE(index == 0 || !failure.happened()) << "one allocation is all it takes";
+        EXPECT_EQ(actual, failure.happened() ? 0 : result);
+        return !failure.happened();
     }
 
 private:

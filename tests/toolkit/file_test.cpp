@@ -49,7 +49,6 @@ protected:
     {
         testing::internal::CaptureStdout();
         EXPECT_EQ(open(name, for_writing), nullptr);
-        std::fflush(stdout);
         return testing::internal::GetCapturedStdout();
     }
 
@@ -58,29 +57,25 @@ protected:
 
 TEST_F(Files, AreFoundByDirectoryAndNameAsTheyStand)
 {
-    put("tone", "x");
-    const std::string path = folder / "tone";
-    for (std::size_t cut = 0; cut <= path.size(); ++cut) {
-        const open_file file{ac_fopen(path.substr(0, cut).c_str(), &path[cut], for_reading)};
-        EXPECT_NE(file, nullptr) << "cut at " << cut;
-    }
+    const std::string path = folder / std::string(254 - folder.string().size() - 1, 'x');
+    put(path, "x");
+    // Cut anywhere, and cut to 254 characters.
+    for (std::size_t cut = 0; cut <= path.size(); ++cut)
+        for (const char *const more : {"", "yz"})
+            EXPECT_NE(open_file{ac_fopen(path.substr(0, cut).c_str(),
+                                         (path.substr(cut) + more).c_str(), for_reading)},
+                      nullptr)
+                << "cut at " << cut;
+    EXPECT_NE(
+        open_file{ac_fopen((path + "yz").c_str(), std::string(300, 'z').c_str(), for_reading)},
+        nullptr);
     EXPECT_NE(open_file{ac_fopen(nullptr, path.c_str(), for_reading)}, nullptr);
-    EXPECT_EQ(ac_fopen(folder.c_str(), "tone", for_reading), nullptr)
+    EXPECT_EQ(ac_fopen(folder.c_str(), std::filesystem::path(path).filename().c_str(), for_reading),
+              nullptr)
         << "a slash came from nowhere";
     EXPECT_EQ(ac_fopen(path.c_str(), nullptr, for_reading), nullptr);
-}
-
-TEST_F(Files, PathsAreCutTo254Characters)
-{
-    const std::string directory = folder / "";
-    const std::string cut(254 - directory.size(), 'x');
-    for (const auto &[first, second] : {std::pair{directory, cut + "yz"},
-                                        {directory + cut, "yz"},
-                                        {directory + cut + "yz", std::string(300, 'z')}}) {
-        EXPECT_NE(open_file{ac_fopen(first.c_str(), second.c_str(), for_writing)}, nullptr);
-        EXPECT_EQ(ac_remove((directory + cut).c_str()), 0);
-    }
-    EXPECT_EQ(ac_remove((directory + cut).c_str()), -1) << "removed already";
+    EXPECT_EQ(ac_remove(path.c_str()), 0);
+    EXPECT_EQ(ac_remove(path.c_str()), -1) << "removed already";
     EXPECT_EQ(ac_remove(nullptr), -1);
 }
 
@@ -93,49 +88,43 @@ TEST_F(Files, WritingCreatesAndTruncatesButFollowsNoLink)
     }
     std::filesystem::create_symlink("old", folder / "link");
     std::filesystem::create_symlink("missing", folder / "dangling");
-    EXPECT_EQ(refusal("link"), "Symbolic link is detected\n");
-    EXPECT_EQ(refusal("dangling"), "Symbolic link is detected\n");
-    EXPECT_EQ(refusal("old/inside"), "lstat failed\n");
-    EXPECT_EQ(refusal("missing/inside"), "") << "to create it is what fails";
-    EXPECT_EQ(refusal(""), "") << "a folder";
+    for (const auto &[name, printed] : {std::pair{"link", "Symbolic link is detected\n"},
+                                        {"dangling", "Symbolic link is detected\n"},
+                                        {"old/inside", "lstat failed\n"},
+                                        {"missing/inside", ""}, // to create it is what fails
+                                        {"", ""}})              // a folder
+        EXPECT_EQ(refusal(name), printed) << name;
     EXPECT_EQ(get("old"), "tone");
     EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "dangling"));
 }
 
-TEST_F(Files, OtherModes)
+TEST_F(Files, AppendAndReadFromAnywhere)
 {
     for (const int32_t mode : {int32_t{for_reading}, 3, -1})
         EXPECT_EQ(open("new", mode), nullptr) << mode;
     EXPECT_FALSE(std::filesystem::exists(folder / "new"));
     for (const char *const text : {"one", "two"}) {
         const open_file file = open("new", for_appending);
-        ASSERT_NE(file, nullptr);
-        EXPECT_EQ(ac_fwrite(file.get(), text, 3), 3u);
         EXPECT_EQ(ac_fseek(file.get(), 0, SEEK_SET), 0);
-        std::string first(3, '\0');
-        EXPECT_EQ(ac_fread(file.get(), first.data(), 3), 3u);
-        EXPECT_EQ(first, "one");
+        EXPECT_EQ(ac_fwrite(file.get(), text, 3), 3u);
     }
     EXPECT_EQ(get("new"), "onetwo");
-}
 
-TEST_F(Files, PositionAndEnd)
-{
-    put("tone", "0123456789");
-    const open_file owner = open("tone", for_reading);
+    const open_file owner = open("new", for_appending);
     FILE *const file = owner.get();
-    ASSERT_NE(file, nullptr);
     char buffer[16];
     EXPECT_EQ(ac_fseek(file, -4, SEEK_END), 0);
-    EXPECT_EQ(ac_ftell(file), 6);
+    EXPECT_EQ(ac_ftell(file), 2);
     EXPECT_EQ(ac_feof(file), 0);
     EXPECT_EQ(ac_fread(file, buffer, 16), 4u);
+    EXPECT_EQ(std::string(buffer, 4), "etwo");
     EXPECT_NE(ac_feof(file), 0);
-    EXPECT_EQ(ac_fwrite(file, "x", 1), 0u) << "opened for reading";
-    EXPECT_EQ(ac_get_file_size(file), 10);
+    EXPECT_EQ(ac_fwrite(file, "!", 1), 1u);
+    EXPECT_EQ(ac_get_file_size(file), 7) << "what has been written counts";
     EXPECT_EQ(ac_ftell(file), 0);
     EXPECT_EQ(ac_fseek(file, -1, SEEK_SET), -1);
+    EXPECT_EQ(ac_fwrite(open("new", for_reading).get(), "x", 1), 0u);
 }
 
 TEST_F(Files, SizesBeyond31BitsAreFailures)
@@ -143,9 +132,7 @@ TEST_F(Files, SizesBeyond31BitsAreFailures)
     put("huge", "0");
     std::filesystem::resize_file(folder / "huge", (std::uintmax_t{1} << 32) + 5); // a hole
     const open_file file = open("huge", for_reading);
-    ASSERT_NE(file, nullptr);
     EXPECT_EQ(ac_get_file_size(file.get()), -1);
-    EXPECT_EQ(ac_ftell(file.get()), 0);
     EXPECT_EQ(ac_fseek(file.get(), INT32_MAX, SEEK_SET), 0);
     EXPECT_EQ(ac_ftell(file.get()), INT32_MAX);
     char byte;

@@ -29,22 +29,19 @@ std::vector<int16_t> make_sound(input &from, std::size_t longest)
         const uint8_t kind = from.byte();
         const std::size_t length = std::min(from.below(24000), longest - sound.size());
         const int32_t level = from.byte() + 1;
-        if (kind % 8 < 4) { // a piece of a burst, most often from its start
-            const auto &burst = known_burst(kind % 4);
-            const std::size_t start = kind < 128 ? 0 : from.below(burst.size());
-            for (std::size_t i = 0; i < length; ++i)
-                sound.push_back(static_cast<int16_t>(
-                    start + i < burst.size() ? burst[start + i] * level / 256 : 0));
-        } else if (kind % 8 == 4) {
-            for (const int16_t sample : test::noise(length, kind, level, 256))
-                sound.push_back(sample);
-        } else if (kind % 8 == 5) {
-            sound.insert(sound.end(), length, from.half());
-        } else if (kind % 8 == 6) { // full scale, both ways
-            for (std::size_t i = 0; i < length; ++i)
-                sound.push_back(i / static_cast<std::size_t>(level) % 2 == 0 ? 32767 : -32768);
-        } else {
-            for (std::size_t i = 0; i < length && !from.empty(); ++i) sound.push_back(from.half());
+        const auto &burst = known_burst(kind % 4); // most often from its start
+        const std::size_t start = kind < 128 || kind % 8 >= 4 ? 0 : from.below(burst.size());
+        const auto noise = test::noise(kind % 8 == 4 ? length : 0, kind, level, 256);
+        const int16_t constant = kind % 8 == 5 ? from.half() : int16_t{0};
+        for (std::size_t i = 0; i < length; ++i) {
+            int32_t sample = constant;
+            if (kind % 8 < 4)
+                sample = start + i < burst.size() ? burst[start + i] * level / 256 : 0;
+            if (kind % 8 == 4) sample = noise[i];
+            if (kind % 8 == 6)
+                sample = i / static_cast<std::size_t>(level) % 2 == 0 ? 32767 : -32768;
+            if (kind % 8 == 7) sample = from.half();
+            sound.push_back(static_cast<int16_t>(sample));
         }
     }
     return sound;

@@ -30,10 +30,9 @@ reception hear_exported(std::span<const int16_t> sound, const std::vector<std::s
             &modem, block.data(), static_cast<int32_t>(block.size()), &records, &length, nbits);
         REQUIRE((status == -1) == (*length == 0));
         for (int32_t i = 0; i < *length; i += 4) {
-            REQUIRE(records[i + 3] >= 0 && static_cast<std::size_t>(records[i + 3]) < block.size());
-            heard_message heard;
-            heard.position = position + static_cast<uint64_t>(records[i + 3]);
-            heard.length = static_cast<std::size_t>(nbits);
+            heard_message heard{position + static_cast<uint64_t>(records[i + 3]),
+                                static_cast<std::size_t>(nbits),
+                                {}};
             for (std::size_t bit = 0; bit < heard.length; ++bit) {
                 const std::size_t place = heard.length - 1 - bit; // in the value of 64 bits
                 heard.bits[bit] = records[place < 32 ? i + 2 : i + 1] >> place % 32 & 1;

@@ -15,8 +15,6 @@ namespace tonelink {
 inline constexpr std::size_t kHilbertTaps = 129;
 inline constexpr std::size_t kHilbertDelay = kHilbertTaps / 2; // 64 samples
 inline constexpr int32_t kHalfPeriod = kSinePeriod / 2;        // half a turn of the oscillator
-inline constexpr std::size_t kCosine =
-    kSinePeriod / 4; // from a sine's entry in the table to its cosine's
 
 /// Whether the record has the storage that openBandShift() gives it.
 inline bool is_open(const BandShiftInfo &info)

@@ -25,6 +25,11 @@ inline constexpr uint32_t kCrcFinalXor = 0x48EB72; // onto the CRC, by the sende
 inline constexpr std::size_t kTailBits = 6;    // return the encoder to its zero state
 inline constexpr std::size_t kCodeOutputs = 4; // code bits a message bit
 inline constexpr std::size_t kChannelBits = 488;
+/// Bits that enter the convolutional code for a message of `Bits` bits, and that leave it.
+template <std::size_t Bits> inline constexpr std::size_t kEncoderBits = Bits + kCrcBits + kTailBits;
+template <std::size_t Bits>
+inline constexpr std::size_t kCodedBits = kCodeOutputs *kEncoderBits<Bits>;
+static_assert(kCodedBits<32> == 248 && kCodedBits<48> == 312);
 
 // ---- Symbols and subcarriers --------------------------------------------------------------------
 
@@ -76,8 +81,9 @@ constexpr std::size_t symbol_start(std::size_t symbol)
     return kBurstDelay + (symbol - 1) * kAudioSymbolSamples;
 }
 
-inline constexpr std::size_t kSinePeriod = 8192; // of the oscillator's table, in entries
-inline constexpr int32_t kBandShiftHz = 1845;    // nominal; the oscillator's grid makes it 1841.09
+inline constexpr std::size_t kSinePeriod = 8192;        // of the table of sines, in entries
+inline constexpr std::size_t kCosine = kSinePeriod / 4; // from a sine's entry to its cosine's
+inline constexpr int32_t kBandShiftHz = 1845; // nominal; the oscillator's grid makes it 1841.09
 /// Entries of the period that the oscillator goes on with each sample.
 inline constexpr int32_t kBandShiftStep =
     static_cast<int32_t>(int64_t{kBandShiftHz} * kSinePeriod / kAudioRate);

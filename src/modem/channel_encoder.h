@@ -24,10 +24,9 @@ template <> struct message_format<48> {
 /// Message and CRC.
 template <std::size_t Bits> using protected_block = std::array<uint8_t, Bits + kCrcBits>;
 /// Message and CRC, whitened and permuted, and the tail.
-template <std::size_t Bits> using encoder_input = std::array<uint8_t, Bits + kCrcBits + kTailBits>;
+template <std::size_t Bits> using encoder_input = std::array<uint8_t, kEncoderBits<Bits>>;
 /// The output of the convolutional code.
-template <std::size_t Bits>
-using coded_bits = std::array<uint8_t, kCodeOutputs *(Bits + kCrcBits + kTailBits)>;
+template <std::size_t Bits> using coded_bits = std::array<uint8_t, kCodedBits<Bits>>;
 
 /// Packs bits into bytes.size() = ceil(bits.size() / 8) bytes, the last bit in the most significant
 /// place of the first byte.

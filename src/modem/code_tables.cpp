@@ -141,7 +141,7 @@ constexpr auto kMatched32 = [] {
         if (position == static_cast<std::size_t>(punct_msg[dropped]))
             ++dropped;
         else
-            coded[position - dropped] = position % 248;
+            coded[position - dropped] = position % kCodedBits<32>;
     }
     return coded;
 }();
@@ -150,7 +150,8 @@ constexpr auto kMatched32 = [] {
 constexpr auto kMatched48 = [] {
     std::array<std::size_t, kChannelBits> coded{};
     for (std::size_t i = 0; i < coded.size(); ++i)
-        coded[i] = i < 312 ? i : static_cast<std::size_t>(repeat_perm_msg[i - 312]);
+        coded[i] =
+            i < kCodedBits<48> ? i : static_cast<std::size_t>(repeat_perm_msg[i - kCodedBits<48>]);
     return coded;
 }();
 

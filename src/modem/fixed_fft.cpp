@@ -46,10 +46,11 @@ bool any_above(std::span<const int16_t> values, int32_t threshold)
 /// `halve` is 1 where the stage halves its data, else 0.
 void run_stage(parts re, parts im, std::size_t span, bool inverse, int halve)
 {
-    const std::size_t stride = 4096 / span; // from one twiddle to the next in the sine table
+    const std::size_t stride =
+        kSinePeriod / 2 / span; // from one twiddle to the next in the sine table
     for (std::size_t q = 0; q < span; ++q) {
         const int32_t sine = Sinewave[q * stride];
-        const int32_t wr = Sinewave[q * stride + 2048] >> halve;
+        const int32_t wr = Sinewave[q * stride + kCosine] >> halve;
         const int32_t wi = (inverse ? sine : -sine) >> halve;
         for (std::size_t i = q; i < re.size(); i += 2 * span) {
             const std::size_t p = i + span;
@@ -91,7 +92,7 @@ int32_t checked_transform(int16_t *re, int16_t *im, int16_t m, bool inverse, int
 /// one, which took the samples in pairs as complex numbers.
 cplx16 split_subcarrier(std::size_t k, cplx16 a, cplx16 b)
 {
-    const int32_t wr = Sinewave[64 * k + 2048];
+    const int32_t wr = Sinewave[64 * k + kCosine];
     const int32_t wi = Sinewave[64 * k];
     // Differences and sums of two parts times a Q15 factor: at most 32767 x 65535, below 2^31.
     const int32_t re =

@@ -38,7 +38,7 @@ struct spectrum_rows {
 /// are always equal, then bit 1, then bit 2. Up to 2000000 for the first, 1000000 for the others.
 inline constexpr std::size_t kStepSums = 3;
 template <std::size_t Bits> struct code_sums {
-    static constexpr std::size_t kSteps = Bits + kCrcBits + kTailBits;
+    static constexpr std::size_t kSteps = kEncoderBits<Bits>;
     alignas(64) int32_t sums[kStepSums * kSteps][kBatch];
 };
 

@@ -122,6 +122,15 @@ TEST(ChannelCode, MeetsTheIndependentModelAtEveryStage)
     }
 }
 
+TEST(ChannelCode, HasTheTablesOfWhichAMessageShowsTheBitsAlone)
+{
+    EXPECT_EQ(hash16(perm_msg_crc_32), "a4e10aa4140ad21c");
+    EXPECT_EQ(hash16(perm_msg_crc_48), "5e2155ce1cd1c075");
+    EXPECT_EQ(hash16(repeat_perm_msg), "904099f5f719b1f3");
+    EXPECT_EQ(hash16(perm_msg), "0673d4de78926f39");
+    EXPECT_EQ(hash16(outBits), "4fc753be5e96b97a");
+}
+
 TEST(ChannelCode, DecodesWhatItEncodes)
 {
     expect_round_trips<32>();

@@ -283,7 +283,7 @@ TEST(Receiver, CopesWithWhatACallerHasLeftInItsFields)
     std::vector<int16_t> expected(271);
     std::iota(expected.begin(), expected.end(), int16_t{-100});
     std::ranges::copy(expected, modem->exponent_history.data);
-    receive(modem, test::noise(1270 + 240, 1), 32);
+    receive(modem, test::noise(1500, 1), 32);
     const std::span history{modem->exponent_history.data, 271};
     EXPECT_TRUE(std::ranges::equal(history.first(268), std::span{expected}.last(268)));
     for (const int16_t made : history.last(3)) EXPECT_TRUE(made >= 0 && made <= 6) << made;

@@ -2,14 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -26,8 +22,7 @@ protected:
     Files()
     {
         std::string name = testing::TempDir() + "tonelink-XXXXXX";
-        if (!mkdtemp(name.data())) throw std::runtime_error("no folder for the test");
-        folder = name;
+        folder = mkdtemp(name.data());
     }
     ~Files() override { std::filesystem::remove_all(folder); }
 

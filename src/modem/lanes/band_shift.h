@@ -112,7 +112,7 @@ inline void shift_samples(const int16_t *input, std::size_t count, const int16_t
     using namespace band_shift;
     const std::size_t blocks = (count + 2 * kBlockPairs - 1) / (2 * kBlockPairs);
     parity_pairs split;
-    split_parities(input, blocks * kBlockPairs + kHilbertTaps / 2 + 1, split);
+    split_parities(input, blocks * kBlockPairs + kHilbertTaps / 2, split);
     const halves reverse =
         splat_pair(pair{static_cast<int16_t>(-down), static_cast<int16_t>(-down)});
     for (std::size_t n = 0; n < blocks * kBlockPairs; n += kBlockPairs) {

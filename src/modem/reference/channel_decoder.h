@@ -13,8 +13,7 @@ namespace tonelink::reference {
 /// A burst's soft values in the order of its channel bits before the interleaver.
 using soft_channel = std::array<int32_t, kChannelBits>;
 /// A soft value for each bit of the convolutional code: two subcarriers' worth or less.
-template <std::size_t Bits>
-using soft_code = std::array<int32_t, kCodeOutputs *(Bits + kCrcBits + kTailBits)>;
+template <std::size_t Bits> using soft_code = std::array<int32_t, kCodedBits<Bits>>;
 
 /// 32 bits: adds up the two copies of each code bit, of which `punct_msg` dropped some.
 soft_code<32> de_puncture(const soft_channel &soft);

@@ -2,12 +2,15 @@
 # Holds the built library to what it promises: exported are the names in the list and no other, no
 # function of them gives way to a program's own of that name, the soname is right, and nothing but the
 # C library is needed. What sanitizers add is passed over.
-# Arguments: the library, the list of names, readelf.
+# The static library gives out the same names.
+# Arguments: the library, the list of names, readelf, the static library, nm.
 set -eu
 export LC_ALL=C
 library=$1
 symbols=$2
 readelf=$3
+archive=$4
+nm=$5
 
 failed=0
 complain() {
@@ -29,6 +32,9 @@ missing=$(comm -13 "$work/exported" "$work/listed")
 [ -z "$missing" ] || complain "listed, but not exported:" $missing
 extra=$(comm -23 "$work/exported" "$work/listed")
 [ -z "$extra" ] || complain "exported, but not listed:" $extra
+"$nm" --extern-only --defined-only "$archive" | awk 'NF == 3 { print $3 }' | sort >"$work/given_out"
+wrong=$(comm -3 "$work/given_out" "$work/listed")
+[ -z "$wrong" ] || complain "listed or given out by the static library, but not both:" $wrong
 
 # Data is what programs can share in any way; functions are bound inside: the loader is asked for none.
 open=$(grep -v ' DEFAULT$' "$work/symbols") && complain "not visible by default:" $open

@@ -1,8 +1,9 @@
 # What `cmake --install` leaves behind, and how pkg-config and find_package() find it.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS tonelink EXPORT tonelink
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS tonelink tonelink_static EXPORT tonelink
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/tonelink DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tonelink_platform_headers EXPORT tonelink)
 install(DIRECTORY platform/include/tonelink_platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -27,6 +28,16 @@ endif()
 # The .pc file finds its prefix by its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pc
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+# `pkg-config --static tonelink` is for where the archive is the only library, or everything is static;
+# tonelink-static names the archive itself.
+set(pc_name tonelink)
+set(pc_libs "-L\${libdir} -ltonelink-api${platform_libs}")
+set(pc_private_libs "-lm -lpthread")
 configure_file(cmake/tonelink.pc.in tonelink.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/tonelink.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(pc_name tonelink-static)
+set(pc_libs "\${libdir}/libtonelink-api.a -L\${libdir}${platform_libs} ${pc_private_libs}")
+set(pc_private_libs "")
+configure_file(cmake/tonelink.pc.in tonelink-static.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tonelink.pc ${PROJECT_BINARY_DIR}/tonelink-static.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

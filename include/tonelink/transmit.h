@@ -186,6 +186,18 @@ TONELINK_API const char *convert_audio_io_error_to_string(int32_t code);
 
 /* ---- Standalone transmitter --------------------------------------------------------------- */
 
+/*
+ * The variables below are the process's own: a program that is linked with the library reads and
+ * writes the very ones that the library works with, whether it includes this header or declares
+ * them itself. For that the loader resolves each name once for the whole process, and a definition
+ * of the program's own would come first: the library would work with that. So a program must not
+ * define anything with external linkage called buf, buf_length, output, m_samplerate,
+ * transmit_count, transmitting_stopped, repeat_thread or, of modem.h, Sinewave, sInfoTx or sInfoRx.
+ * Static and local variables of these names are free, and so are functions named like the library's
+ * functions, as it calls its own. Linked statically, a second definition of any of the library's
+ * names is refused by the linker.
+ */
+
 /** The samples that are sent: made by GenerateMessage(), which replaces them. Not to be freed. */
 TONELINK_DATA int16_t *buf;
 /** Number of samples in `buf`. */

@@ -1,13 +1,16 @@
 #!/bin/sh
-# Holds the built library to what it promises: exported are the names in the list and no other, none
-# of them gives way to a program's own thing of that name, the soname is right, and nothing but the C
-# library is needed. What sanitizers add is passed over.
-# Arguments: the library, the list of names, readelf.
+# Holds the built library to what it promises: exported are the names in the list and no other, no
+# function of them gives way to a program's own of that name, the soname is right, and nothing but the
+# C library is needed. What sanitizers add is passed over.
+# The static library gives out the same names.
+# Arguments: the library, the list of names, readelf, the static library, nm.
 set -eu
 export LC_ALL=C
 library=$1
 symbols=$2
 readelf=$3
+archive=$4
+nm=$5
 
 failed=0
 complain() {
@@ -29,12 +32,15 @@ missing=$(comm -13 "$work/exported" "$work/listed")
 [ -z "$missing" ] || complain "listed, but not exported:" $missing
 extra=$(comm -23 "$work/exported" "$work/listed")
 [ -z "$extra" ] || complain "exported, but not listed:" $extra
+"$nm" --extern-only --defined-only "$archive" | awk 'NF == 3 { print $3 }' | sort >"$work/given_out"
+wrong=$(comm -3 "$work/given_out" "$work/listed")
+[ -z "$wrong" ] || complain "listed or given out by the static library, but not both:" $wrong
 
-# The library keeps to its own functions when they are protected; and to its own variables when they
-# are, and its code has the loader find none of them.
-open=$(grep -v ' PROTECTED$' "$work/symbols") && complain "not protected:" $open
-"$readelf" --relocs --wide "$library" | awk '$3 ~ /GLOB_DA/ { print $5 }' | sort >"$work/asked_for"
-open=$(awk '$2 == "OBJECT" { print $1 }' "$work/symbols" | comm -12 - "$work/asked_for")
+# Data is what programs can share in any way; functions are bound inside: the loader is asked for none.
+open=$(grep -v ' DEFAULT$' "$work/symbols") && complain "not visible by default:" $open
+"$readelf" --relocs --wide "$library" | awk '$3 ~ /^R_/ { print $5 }' | sort -u >"$work/asked_for"
+[ -s "$work/asked_for" ] || complain "no relocation is read"
+open=$(awk '$2 == "FUNC" { print $1 }' "$work/symbols" | comm -12 - "$work/asked_for")
 [ -z "$open" ] || complain "left to the loader:" $open
 
 "$readelf" --dynamic --wide "$library" >"$work/dynamic"

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Installs the library into an empty folder, moves the tree, and builds the program in the README
-# against it as users would: through pkg-config and through find_package().
+# against it as users would: through pkg-config and through find_package(), with the shared library and
+# with the static one.
 # Arguments: the source folder, the build folder, the C compiler, its flags.
 set -eu
 source=$1
@@ -23,17 +24,32 @@ expect() {
     fi
 }
 
+# try <program> <how often it names the shared library as needed>
+try() {
+    "$1"
+    expect "bytes left by $1" "$(wc -c <burst.raw | tr -d ' ')" 46340
+    rm burst.raw
+    expect "libtonelink-api.so in $1" "$(readelf -d "$1" | grep -c 'NEEDED.*libtonelink-api')" "$2"
+}
+
 export PKG_CONFIG_PATH="$lib/pkgconfig"
 version=$(sed -n 's/^project(tonelink VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
 expect "version" "$(pkg-config --modversion tonelink)" "$version"
-$cc $flags program.c $(pkg-config --cflags --libs tonelink) -Wl,-rpath,"$lib" -o program
-./program
-expect "by pkg-config" "$(wc -c <burst.raw | tr -d ' ')" "46340"
+by_pkg_config() {
+    $cc $flags program.c $(pkg-config --cflags --libs "$@") -Wl,-rpath,"$lib" -o by-pkg-config
+}
+by_pkg_config tonelink
+try ./by-pkg-config 1
+by_pkg_config tonelink-static
+try ./by-pkg-config 0
 
-rm burst.raw
 cp "$source/tests/package/consumer.cmake" CMakeLists.txt
 cmake -G Ninja -B build -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$flags" \
     -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
-cmake --build build >/dev/null
-./build/program
-expect "by find_package" "$(wc -c <burst.raw | tr -d ' ')" "46340"
+cmake --build build >said || { cat said >&2; exit 1; }
+try ./build/program-of-tonelink 1
+try ./build/program-of-tonelink-static 0
+
+rm "$lib/libtonelink-api.so" # the archive is what -ltonelink-api finds now
+by_pkg_config --static tonelink
+try ./by-pkg-config 0

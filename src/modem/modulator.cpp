@@ -38,9 +38,9 @@ subcarrier_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol)
     subcarrier_amplitudes amplitudes;
     amplitudes.fill(kSubcarrierAmplitude);
     std::size_t bit = first_bit_of(symbol + 1);
-    for (std::size_t k = 0; k < kSubcarriers; ++k)
-        if (!is_pilot(symbol + 1, kFirstSubcarrier + k) && bits[bit++] == 0)
-            amplitudes[k] = -kSubcarrierAmplitude;
+    const std::size_t first_data = is_pilot(symbol + 1, kFirstSubcarrier) ? 1 : 0;
+    for (std::size_t k = first_data; k < kSubcarriers; k += 2)
+        if (bits[bit++] == 0) amplitudes[k] = -kSubcarrierAmplitude;
     return amplitudes;
 }
 

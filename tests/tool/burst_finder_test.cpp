@@ -1,4 +1,4 @@
-#include "burst_finder.h"
+#include "plot/burst_finder.h"
 
 #include <cmath>
 #include <map>

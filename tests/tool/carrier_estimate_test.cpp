@@ -1,4 +1,4 @@
-#include "carrier_estimate.h"
+#include "plot/carrier_estimate.h"
 
 #include <algorithm>
 #include <bitset>

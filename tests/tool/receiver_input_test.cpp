@@ -1,4 +1,4 @@
-#include "receiver_input.h"
+#include "decode/receiver_input.h"
 
 #include <cmath>
 #include <string>
@@ -9,7 +9,7 @@
 #include "burst_layout.h"
 #include "errors.h"
 #include "platform/scratch_folder.h"
-#include "sound_survey.h"
+#include "plot/sound_survey.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {

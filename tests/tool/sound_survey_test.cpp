@@ -1,4 +1,4 @@
-#include "sound_survey.h"
+#include "plot/sound_survey.h"
 
 #include <gtest/gtest.h>
 

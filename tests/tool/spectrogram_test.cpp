@@ -1,4 +1,4 @@
-#include "spectrogram.h"
+#include "plot/spectrogram.h"
 
 #include <cmath>
 #include <numbers>

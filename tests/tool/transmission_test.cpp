@@ -1,4 +1,4 @@
-#include "transmission.h"
+#include "send/transmission.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // colour-blind.
 #pragma once
 
-#include "canvas.h"
+#include "plot/canvas.h"
 
 namespace tonelink::tool {
 

@@ -1,4 +1,4 @@
-#include "send_report.h"
+#include "send/send_report.h"
 
 #include "report_text.h"
 

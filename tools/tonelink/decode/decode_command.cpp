@@ -15,13 +15,13 @@
 
 #include "arguments.h"
 #include "command.h"
-#include "decode_report.h"
+#include "decode/decode_report.h"
+#include "decode/heard_messages.h"
+#include "decode/receiver_input.h"
+#include "decode/sound_decoder.h"
 #include "errors.h"
-#include "heard_messages.h"
 #include "live_line.h"
-#include "receiver_input.h"
 #include "report_text.h"
-#include "sound_decoder.h"
 
 namespace tonelink::tool {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "live_line.h"
 #include "report_text.h"
-#include "transmission.h"
+#include "send/transmission.h"
 
 namespace tonelink::tool {
 

@@ -1,4 +1,4 @@
-#include "panel.h"
+#include "plot/panel.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "canvas.h"
-#include "carrier_estimate.h"
-#include "constellation_picture.h"
-#include "panel.h"
-#include "sound_survey.h"
-#include "spectrogram.h"
+#include "plot/canvas.h"
+#include "plot/carrier_estimate.h"
+#include "plot/constellation_picture.h"
+#include "plot/panel.h"
+#include "plot/sound_survey.h"
+#include "plot/spectrogram.h"
 
 namespace tonelink::tool {
 

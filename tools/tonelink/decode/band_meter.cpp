@@ -1,4 +1,4 @@
-#include "band_meter.h"
+#include "decode/band_meter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "canvas.h"
-#include "carrier_estimate.h"
+#include "plot/canvas.h"
+#include "plot/carrier_estimate.h"
 
 namespace tonelink::tool {
 

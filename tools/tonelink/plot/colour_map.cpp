@@ -1,4 +1,4 @@
-#include "colour_map.h"
+#include "plot/colour_map.h"
 
 #include <algorithm>
 #include <array>

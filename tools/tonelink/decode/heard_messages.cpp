@@ -1,4 +1,4 @@
-#include "heard_messages.h"
+#include "decode/heard_messages.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "burst_picture.h"
+#include "plot/burst_picture.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,10 @@
-#include "constellation_picture.h"
+#include "plot/constellation_picture.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "colour_map.h"
-#include "panel.h"
+#include "plot/colour_map.h"
+#include "plot/panel.h"
 
 namespace tonelink::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "microphone.h"
+#include "decode/microphone.h"
 
 #include <cerrno>
 

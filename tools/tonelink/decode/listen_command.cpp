@@ -7,16 +7,16 @@
 #include <string>
 
 #include "arguments.h"
-#include "band_meter.h"
 #include "command.h"
-#include "decode_report.h"
+#include "decode/band_meter.h"
+#include "decode/decode_report.h"
+#include "decode/heard_messages.h"
+#include "decode/microphone.h"
+#include "decode/sound_decoder.h"
 #include "errors.h"
 #include "events.h"
-#include "heard_messages.h"
 #include "live_line.h"
-#include "microphone.h"
 #include "report_text.h"
-#include "sound_decoder.h"
 
 namespace tonelink::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "receiver_input.h"
+#include "decode/receiver_input.h"
 
 #include <algorithm>
 #include <cmath>

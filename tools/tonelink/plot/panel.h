@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "canvas.h"
-#include "colour_map.h"
-#include "spectrogram.h"
+#include "plot/canvas.h"
+#include "plot/colour_map.h"
+#include "plot/spectrogram.h"
 
 namespace tonelink::tool {
 

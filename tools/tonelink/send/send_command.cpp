@@ -15,9 +15,9 @@
 #include "command.h"
 #include "errors.h"
 #include "events.h"
-#include "message_options.h"
-#include "send_report.h"
-#include "transmission.h"
+#include "send/message_options.h"
+#include "send/send_report.h"
+#include "send/transmission.h"
 
 namespace tonelink::tool {
 namespace {

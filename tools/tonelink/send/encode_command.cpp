@@ -16,8 +16,8 @@
 #include "arguments.h"
 #include "command.h"
 #include "errors.h"
-#include "message_options.h"
 #include "output_file.h"
+#include "send/message_options.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {

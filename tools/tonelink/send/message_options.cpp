@@ -1,4 +1,4 @@
-#include "message_options.h"
+#include "send/message_options.h"
 
 #include <cassert>
 

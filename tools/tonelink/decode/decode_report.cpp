@@ -1,4 +1,4 @@
-#include "decode_report.h"
+#include "decode/decode_report.h"
 
 #include <cmath>
 

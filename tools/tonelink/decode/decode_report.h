@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "heard_messages.h"
+#include "decode/heard_messages.h"
 #include "report_text.h"
 
 namespace tonelink::tool {

@@ -1,4 +1,4 @@
-#include "sound_decoder.h"
+#include "decode/sound_decoder.h"
 
 #include <algorithm>
 #include <array>

@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "burst_finder.h"
-#include "heard_messages.h"
+#include "decode/heard_messages.h"
 #include "message.h"
+#include "plot/burst_finder.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {

@@ -1,13 +1,13 @@
-#include "sound_survey.h"
+#include "plot/sound_survey.h"
 
 #include <algorithm>
 #include <cmath>
 #include <future>
 
 #include "burst_layout.h"
+#include "decode/receiver_input.h"
+#include "decode/sound_decoder.h"
 #include "errors.h"
-#include "receiver_input.h"
-#include "sound_decoder.h"
 
 namespace tonelink::tool {
 namespace {

@@ -9,17 +9,17 @@
 #include <vector>
 
 #include "arguments.h"
-#include "burst_finder.h"
 #include "burst_layout.h"
-#include "burst_picture.h"
-#include "carrier_estimate.h"
 #include "command.h"
+#include "decode/receiver_input.h"
 #include "errors.h"
 #include "output_file.h"
-#include "receiver_input.h"
+#include "plot/burst_finder.h"
+#include "plot/burst_picture.h"
+#include "plot/carrier_estimate.h"
+#include "plot/sound_survey.h"
+#include "plot/spectrogram.h"
 #include "sound_file.h"
-#include "sound_survey.h"
-#include "spectrogram.h"
 
 namespace tonelink::tool {
 namespace {

@@ -108,7 +108,7 @@ class Decode(CommandCase):
         self.encode("a.wav", *PAIRING)
         for text, arguments in (
                 ("FILE is required", []),
-                ("32, 48 or both", ["--bits", "16", "a.wav"]),
+                ("{32,48,both}", ["--bits", "16", "a.wav"]),
                 ("no channel 2", ["--channel", "2", "a.wav"]),
                 ("--channel", ["--channel", "0", "a.wav"]),
                 ("can be read once", ["-", "-"]),

@@ -71,8 +71,8 @@ class Encode(CommandCase):
     def test_wrong_usage_says_what_is_right(self):
         sound = ("-o", "burst.wav")
         for text, *arguments in (
-                ("0 to 65535 is right for 32", "encode", "--pin", "70000", *PAIRING[3:], *sound),
-                ("not a number", "encode", "--pin", "0x10", *PAIRING[3:], *sound),
+                ("0 to 65535 is right, with --bits 48 up", "encode", "--pin", "70000", *PAIRING[3:], *sound),
+                ("from 0 to 4294967295", "encode", "--pin", "0x10", *PAIRING[3:], *sound),
                 ("AA:BB:CC:DD:EE:FF", "encode", "--pin", "1", "--address", "3C:A5", *sound),
                 ("right together", "encode", "--pin", "1", *sound),
                 ("right together", "encode", *PAIRING[3:], *sound),
@@ -82,9 +82,9 @@ class Encode(CommandCase):
                 ("not both", *DATA, "--text", "a", *sound),
                 ("--text is empty", "encode", "--text", "", *sound),
                 ("CAFE0123", "encode", "--data", "xyz", *sound),
-                ("--text has 7 bytes; up to 4", "encode", "--text", "forever", *sound),
-                ("--data has 5 bytes; up to 4", "encode", "--data", "0011223344", "--bits", "32", *sound),
-                ("32 or 48", *DATA, "--bits", "40", *sound),
+                ("has 7 bytes; up to 4", "encode", "--text", "forever", *sound),
+                ("has 5 bytes; up to 4", "encode", "--data", "0011223344", "--bits", "32", *sound),
+                ("{32,48}", *DATA, "--bits", "40", *sound),
                 ("from 1 to", *DATA, "--copies", "0", *sound),
                 ("from 0 to", *DATA, "--gap", "-1", *sound),
                 ("from -90 to 0", *DATA, "--level", "3", *sound),
@@ -104,6 +104,7 @@ class Encode(CommandCase):
         for command in ((), ("encode",), ("send",), ("plot",)):
             for option in ("--help", "-h"):
                 self.assertIn(b"xample", self.succeed(*command, option))
+        self.assertIn(b"xample", self.succeed("encode", "--pin", "wrong", "--help"))
         self.assertRegex(self.succeed("--version"), rb"^tonelink \d+\.\d+\.\d+\n$")
         with open("/dev/full", "wb") as full:
             self.complain(1, "standard output", "--help", stdout=full)

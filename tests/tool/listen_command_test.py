@@ -58,7 +58,7 @@ class Listen(CommandCase):
         for status, text, *arguments in (
                 (2, "alsa or alsa:DEVICE", "--input", "wav:a.wav"),
                 (2, "alsa or alsa:DEVICE", "--input", "alsa:"),
-                (2, "32, 48 or both", "--bits", "64"),
+                (2, "{32,48,both}", "--bits", "64"),
                 (2, "--count", "--count", "0"),
                 (1, "cannot listen to the ALSA device \"nowhere\"", "--input", "alsa:nowhere")):
             self.complain(status, text, "listen", *arguments)

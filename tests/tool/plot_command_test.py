@@ -41,7 +41,7 @@ class Plot(CommandCase):
                 self.assertEqual(self.plot_size(name, "--constellation"), (1600, height), name)
         for size in ((640, 400), (800, 2000)):
             self.assertEqual(
-                self.plot_size("burst.wav", "--constellation", "--size", "%dx%d" % size), size)
+                self.plot_size("--constellation", "--size", "%dx%d" % size, "burst.wav"), size)
 
     def test_each_channel_has_a_picture(self):
         self.write_sound("two.wav", [5000, 0, -5000, 0] * 5000, 44100, 2)
@@ -56,7 +56,10 @@ class Plot(CommandCase):
                 ("FILE is required", *picture),
                 ("--output is required", "a.wav"),
                 (".png", "a.wav", "-o", "a.wav"),
-                ("1600x1000", "a.wav", *picture, "--size", "huge"),
+                ("WxH", "a.wav", *picture, "--size", "huge"),
+                ("from 640 to", "a.wav", *picture, "--size", "639x400"),
+                ("from 400 to 8000", "a.wav", *picture, "--size", "640x8001"),
+                ("--size", "a.wav", *picture, "--size", "640x400x1"),
                 ("from 1 to", "a.wav", *picture, "--channel", "0"),
                 ("pipe", "-", *picture)):
             self.complain(2, text, "plot", *arguments)

@@ -210,7 +210,7 @@ class Send(CommandCase):
                 ("from 1 to", *PAIRING, "--count", "0"),
                 ("from 8000 to 192000", *PAIRING, "--rate", "7999"),
                 ("from 0 to 100", *PAIRING, "--master-volume", "101"),
-                ("thread, callback or standalone", *PAIRING, "--player", "band"),
+                ("{thread,callback,standalone}", *PAIRING, "--player", "band"),
                 ("32 bits of which the first is 0", "--pin", "32768", *PAIRING[2:], "--player", "standalone"),
                 ("32 bits of which", *PAIRING, "--bits", "48", "--player", "standalone"),
                 ("--av-product", *PAIRING, "--av-product", "--player", "standalone"),

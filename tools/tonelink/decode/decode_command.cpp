@@ -17,6 +17,7 @@
 #include "command.h"
 #include "decode/decode_report.h"
 #include "decode/heard_messages.h"
+#include "decode/lengths_option.h"
 #include "decode/receiver_input.h"
 #include "decode/sound_decoder.h"
 #include "errors.h"
@@ -38,8 +39,8 @@ constexpr auto kTick = std::chrono::milliseconds{200};
 
 struct decode_options {
     std::vector<std::string> files;
-    std::string bits = "both";
-    std::string channel;
+    message_lengths lengths = message_lengths::both;
+    int channel = 0;
     bool raw = false;
     bool all = false;
     bool json = false;
@@ -104,10 +105,11 @@ void decode_file(decoding &file, const decode_plan &plan)
 /// their order.
 class decode_run {
 public:
-    decode_run(const decode_options &options, int channel, const decode_plan &plan) : plan_{plan}
+    decode_run(const decode_options &options, const decode_plan &plan) : plan_{plan}
     {
         for (const std::string &path : options.files)
-            files_.push_back(std::make_unique<decoding>(sound_source{path, channel, options.raw}));
+            files_.push_back(
+                std::make_unique<decoding>(sound_source{path, options.channel, options.raw}));
     }
 
     /// Returns the exit status.
@@ -183,18 +185,15 @@ private:
     int status_ = kNothingHeard;
 };
 
-int decode(const CLI::App &command, const decode_options &options)
+int decode(const decode_options &options)
 {
-    int channel = 0;
-    if (command.count("--channel") > 0)
-        channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
-    const decode_plan plan{.lengths = parse_lengths(options.bits),
+    const decode_plan plan{.lengths = options.lengths,
                            .form = options.json ? report_form::json : report_form::text,
                            .every_acceptance = options.all,
                            .names_files = options.json || options.files.size() > 1};
     if (std::ranges::count(options.files, "-") > 1)
         throw wrong_usage{"standard input can be read once; one - is right"};
-    return decode_run{options, channel, plan}.run();
+    return decode_run{options, plan}.run();
 }
 
 } // namespace
@@ -209,20 +208,20 @@ void add_decode_command(CLI::App &program, int &status)
                      "Sound files: WAV, FLAC or any that libsndfile reads; - is standard input")
         ->type_name("")
         ->required();
-    command->add_option("--bits", options->bits, "Length of the messages: 32, 48 or both (default)")
-        ->type_name("N");
+    add_lengths_option(*command, options->lengths);
     command
         ->add_option("--channel", options->channel,
                      "Listen to one channel alone, 1 for the first (default: a mix of all)")
-        ->type_name("N");
+        ->type_name("N")
+        ->transform(number_from(1, 1024));
     command->add_flag("--raw", options->raw,
                       "The files are bare samples: 16 bits, little-endian, mono, 44100 Hz");
     command->add_flag("--all", options->all,
                       "Print every acceptance: a burst is accepted at some dozen positions");
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
-    command->callback([command, options, &status] {
+    command->callback([options, &status] {
         status = kUnreadable; // also when something is thrown
-        status = decode(*command, *options);
+        status = decode(*options);
     });
 }
 

@@ -11,6 +11,7 @@
 #include "decode/band_meter.h"
 #include "decode/decode_report.h"
 #include "decode/heard_messages.h"
+#include "decode/lengths_option.h"
 #include "decode/microphone.h"
 #include "decode/sound_decoder.h"
 #include "errors.h"
@@ -33,8 +34,8 @@ constexpr int64_t kSilenceBetween = 3 * 44100;
 
 struct listen_options {
     std::string input = "alsa";
-    std::string bits = "both";
-    std::string count;
+    message_lengths lengths = message_lengths::both;
+    uint64_t limit = std::numeric_limits<uint64_t>::max(); ///< of messages
     bool json = false;
 };
 
@@ -105,19 +106,15 @@ private:
     uint64_t count_ = 0;
 };
 
-void listen(const CLI::App &command, const listen_options &options)
+void listen(const listen_options &options)
 {
-    uint64_t limit = std::numeric_limits<uint64_t>::max();
-    if (command.count("--count") > 0)
-        limit = parse_count("--count", options.count, 1, 1'000'000'000);
-    const message_lengths lengths = parse_lengths(options.bits);
     const std::string device = device_of(options.input);
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
     microphone input{device};
-    listener ears{lengths, options.json ? report_form::json : report_form::text};
-    while (ears.count() < limit) {
+    listener ears{options.lengths, options.json ? report_form::json : report_form::text};
+    while (ears.count() < options.limit) {
         const int signal = signals.take();
         if (signal != 0 && signal != SIGCONT) return;
         ears.put(input.read(kWaitMs));
@@ -132,15 +129,14 @@ void add_listen_command(CLI::App &program)
     CLI::App *command =
         program.add_subcommand("listen", "Print the messages that a microphone hears");
     command->footer(kExamples);
-    const auto option = [command](const char *name, std::string &value, const char *type,
-                                  const char *meaning) {
-        return command->add_option(name, value, meaning)->type_name(type);
-    };
-    option("--input", options->input, "INPUT", "Where to listen: alsa (default) or alsa:DEVICE");
-    option("--bits", options->bits, "N", "Length of the messages: 32, 48 or both (default)");
-    option("--count", options->count, "N", "Stop after so many messages");
+    command->add_option("--input", options->input, "Where to listen: alsa (default) or alsa:DEVICE")
+        ->type_name("INPUT");
+    add_lengths_option(*command, options->lengths);
+    command->add_option("--count", options->limit, "Stop after so many messages")
+        ->type_name("N")
+        ->transform(number_from<uint64_t>(1, 1'000'000'000));
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
-    command->callback([command, options] { listen(*command, *options); });
+    command->callback([options] { listen(*options); });
 }
 
 } // namespace tonelink::tool

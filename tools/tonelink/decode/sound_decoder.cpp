@@ -4,7 +4,6 @@
 #include <array>
 #include <new>
 
-#include "errors.h"
 #include "modem/burst_format.h"
 
 namespace tonelink::tool {
@@ -13,14 +12,6 @@ namespace {
 constexpr std::size_t kSilence = 1280; // as long as a symbol's body
 
 } // namespace
-
-message_lengths parse_lengths(const std::string &text)
-{
-    if (text == "32") return message_lengths::only_32;
-    if (text == "48") return message_lengths::only_48;
-    if (text == "both") return message_lengths::both;
-    throw wrong_usage{"--bits '" + text + "' is not right: it is 32, 48 or both"};
-}
 
 sound_decoder::sound_decoder(message_lengths lengths, acceptance accepted)
     : lengths_{lengths}, accepted_{std::move(accepted)}, receiver_{

@@ -14,9 +14,6 @@
 
 namespace tonelink::tool {
 
-/// "32", "48" or "both".
-message_lengths parse_lengths(const std::string &text);
-
 class sound_decoder {
 public:
     /// Is told of each acceptance: the message and the sample of the sound that completed it.

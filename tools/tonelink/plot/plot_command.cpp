@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "arguments.h"
@@ -27,11 +28,13 @@ namespace {
 constexpr const char *kExample = R"(Example:
   tonelink plot pairing.wav -o pairing.png)";
 
+/// Width and height in pixels.
+using picture_size = std::pair<int, int>;
+
 struct plot_options {
-    std::string input;
+    sound_source source;
     std::string output;
-    std::string channel;
-    std::string size;
+    std::optional<picture_size> size;
     bool constellation = false;
 };
 
@@ -195,21 +198,17 @@ canvas draw_sound(const sound_source &source, const sound_survey &sound,
     return draw_picture(picture, layout);
 }
 
-void plot(const CLI::App &command, const plot_options &options)
+void plot(const plot_options &options)
 {
-    sound_source source{options.input};
-    if (command.count("--channel") > 0)
-        source.channel = static_cast<int>(parse_count("--channel", options.channel, 1, 1024));
-    std::optional<picture_size> size;
-    if (command.count("--size") > 0) size = parse_size(options.size);
     if (options.output != "-" && std::filesystem::path{options.output}.extension() != ".png")
         throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
     refuse_terminal(options.output);
-    if (options.input == "-" || std::filesystem::is_fifo(options.input))
+    const sound_source &source = options.source;
+    if (source.path == "-" || std::filesystem::is_fifo(source.path))
         throw wrong_usage{"cannot plot from a pipe, as the sound is read twice; a file is right"};
 
     const sound_survey sound = survey_sound(source);
-    const canvas page = draw_sound(source, sound, size, options.constellation);
+    const canvas page = draw_sound(source, sound, options.size, options.constellation);
     output_file output{options.output};
     page.write_png(output);
     output.commit();
@@ -223,7 +222,8 @@ void add_plot_command(CLI::App &program)
     CLI::App *command = program.add_subcommand("plot", "Draw the spectrogram of a sound file");
     command->footer(kExample);
     command
-        ->add_option("FILE", options->input, "Sound file: WAV, FLAC or any that libsndfile reads")
+        ->add_option("FILE", options->source.path,
+                     "Sound file: WAV, FLAC or any that libsndfile reads")
         ->type_name("")
         ->required();
     command
@@ -231,16 +231,20 @@ void add_plot_command(CLI::App &program)
         ->type_name("FILE")
         ->required();
     command
-        ->add_option("--channel", options->channel,
+        ->add_option("--channel", options->source.channel,
                      "Look at one channel alone, 1 for the first (default: a mix of all)")
-        ->type_name("N");
+        ->type_name("N")
+        ->transform(number_from(1, 1024));
     command->add_flag("--constellation", options->constellation,
                       "Show the carriers of the clearest burst: as points, and the error of each");
     command
         ->add_option("--size", options->size,
                      "Pixels of the picture (default 1600x1000, 1600x1600 with --constellation)")
-        ->type_name("WxH");
-    command->callback([command, options] { plot(*command, *options); });
+        ->type_name("WxH")
+        ->delimiter('x')
+        ->transform(number_from(640, 8000).application_index(0))
+        ->transform(number_from(400, 8000).application_index(1));
+    command->callback([options] { plot(*options); });
 }
 
 } // namespace tonelink::tool

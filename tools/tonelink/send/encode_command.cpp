@@ -28,12 +28,11 @@ constexpr const char *kExamples = R"(Examples:
   tonelink encode --data CAFE01 --copies 5 --gap 100 --level -12 -o data.flac
   tonelink encode --data CAFE01 --raw -o - | aplay -f S16_LE -r 44100)";
 
-/// The arguments as they were typed; empty where an option was not given.
 struct encode_options {
-    message_options message;
-    std::string copies = "1";
-    std::string gap_ms = "0";
-    std::string level_db;
+    message_choice message;
+    uint64_t copies = 1;
+    double gap_ms = 0;
+    std::optional<double> level_db;
     std::string output;
     bool unfiltered = false;
     bool raw = false;
@@ -104,31 +103,28 @@ void write_copies(sound_writer &sound, const std::vector<int16_t> &burst, uint64
     }
 }
 
-void encode(const CLI::App &command, const encode_options &options)
+void encode(const encode_options &options)
 {
-    const message_choice choice = choose_message(command, options.message);
+    const message_choice &choice = options.message;
     if (!choice.data && !(choice.pin && choice.address))
         throw wrong_usage{
             "nothing to send: --pin and --address are right together, or --data, or --text"};
     const message_bits message = message_of(choice);
-    const uint64_t copies = parse_count("--copies", options.copies, 1, 1'000'000);
-    const double gap_ms = parse_number("--gap", options.gap_ms, 0, 60'000);
-    std::optional<double> level_db;
-    if (command.count("--level") > 0) level_db = parse_number("--level", options.level_db, -90, 0);
     const sound_format format = format_of(options);
     refuse_terminal(options.output);
 
     std::vector<int16_t> burst =
         options.unfiltered ? modem_burst(message) : transmitted_burst(message);
-    if (level_db) set_level(burst, *level_db);
-    const auto gap = static_cast<std::size_t>(std::lround(gap_ms * 44.1));
+    if (options.level_db) set_level(burst, *options.level_db);
+    const auto gap = static_cast<std::size_t>(std::lround(options.gap_ms * 44.1));
     // A WAV file counts its bytes in 32 bits, its header's few included.
-    if (format == sound_format::wav && copies * (burst.size() + gap) * sizeof(int16_t) > 0xFFFFF000)
+    if (format == sound_format::wav &&
+        options.copies * (burst.size() + gap) * sizeof(int16_t) > 0xFFFFF000)
         throw wrong_usage{"the sound is too long for a WAV file; FLAC or --raw is right"};
 
     output_file output{options.output};
     sound_writer sound{output.descriptor(), format, output.name()};
-    write_copies(sound, burst, copies, gap);
+    write_copies(sound, burst, options.copies, gap);
     sound.finish();
     output.commit();
 }
@@ -142,14 +138,17 @@ void add_encode_command(CLI::App &program)
     command->footer(kExamples);
 
     add_message_options(*command, options->message);
-    const auto option = [command](const char *name, std::string &value, const char *type,
+    const auto option = [command](const char *name, auto &value, const char *type,
                                   const char *meaning) {
         return command->add_option(name, value, meaning)->type_name(type);
     };
-    option("--copies", options->copies, "N", "How often the burst is repeated (default 1)");
-    option("--gap", options->gap_ms, "MS", "Silence between copies in milliseconds (default 0)");
+    option("--copies", options->copies, "N", "How often the burst is repeated (default 1)")
+        ->transform(number_from<uint64_t>(1, 1'000'000));
+    option("--gap", options->gap_ms, "MS", "Silence between copies in milliseconds (default 0)")
+        ->transform(number_from<double>(0, 60'000));
     option("--level", options->level_db, "DBFS",
-           "Scale to this peak, -90 to 0; without it, as a transmission at full volume");
+           "Scale to this peak, -90 to 0; without it, as a transmission at full volume")
+        ->transform(number_from<double>(-90, 0));
     command->add_flag("--unfiltered", options->unfiltered,
                       "Leave out the output filter of transmissions: the modem's own burst");
     command->add_flag("--raw", options->raw,
@@ -157,7 +156,7 @@ void add_encode_command(CLI::App &program)
     option("-o,--output", options->output, "FILE",
            "File to write, .wav or .flac; - is standard output, as WAV")
         ->required();
-    command->callback([command, options] { encode(*command, *options); });
+    command->callback([options] { encode(*options); });
 }
 
 } // namespace tonelink::tool

@@ -30,15 +30,12 @@ constexpr const char *kExamples = R"(Examples:
   tonelink send --text hello --count 5 --output wav:hello.wav
 Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops.)";
 
-/// The arguments as they were typed; empty where an option was not given.
 struct send_options {
-    message_options message;
-    std::string rate = "44100";
-    std::string seconds;
-    std::string count;
-    std::string player = "thread";
-    std::string output;
-    std::string master_volume;
+    message_choice message;
+    transmission_plan plan; ///< without its message
+    std::optional<double> limit_s;
+    std::optional<std::string> output;
+    std::optional<int> master_volume;
     bool av_product = false;
     bool json = false;
 };
@@ -50,48 +47,24 @@ uint32_t random_pin()
     return std::uniform_int_distribution<uint32_t>{1000, 9999}(source);
 }
 
-player parse_player(const std::string &text)
+void refuse_contradictions(const send_options &options)
 {
-    if (text == "thread") return player::thread;
-    if (text == "callback") return player::callback;
-    if (text == "standalone") return player::standalone;
-    throw wrong_usage{"--player '" + text + "' is not right: it is thread, callback or standalone"};
-}
-
-/// What is played and for how long, as far as the options alone say it.
-struct send_plan {
-    transmission_plan transmission;
-    double limit_s = std::numeric_limits<double>::infinity();
-};
-
-send_plan plan_of(const CLI::App &command, const send_options &options)
-{
-    send_plan plan;
-    plan.transmission.by = parse_player(options.player);
-    plan.transmission.rate =
-        static_cast<int32_t>(parse_count("--rate", options.rate, 8000, 192'000));
-    if (command.count("--for") > 0 && command.count("--count") > 0)
+    if (options.limit_s && options.plan.copies > 0)
         throw wrong_usage{"--for and --count both say when to stop; either is right, not both"};
-    if (command.count("--count") > 0)
-        plan.transmission.copies = parse_count("--count", options.count, 1, 1'000'000);
-    if (command.count("--for") > 0) plan.limit_s = parse_number("--for", options.seconds, 0.1, 1e6);
-    if (options.av_product && plan.transmission.by == player::standalone)
+    if (options.av_product && options.plan.by == player::standalone)
         throw wrong_usage{"--av-product is about volumes, which --player standalone leaves alone; "
                           "thread or callback is right"};
-    return plan;
 }
 
 /// Sets up the host platform as the options say.
-void set_up_host(const CLI::App &command, const send_options &options)
+void set_up_host(const send_options &options)
 {
-    const std::string choice = options.output == "none" ? "null" : options.output;
-    if (command.count("--output") > 0 && tonelink_host_set_audio(choice.c_str()) != 0)
-        throw wrong_usage{"--output '" + options.output +
+    const std::string output = options.output.value_or("");
+    const std::string choice = output == "none" ? "null" : output;
+    if (options.output && tonelink_host_set_audio(choice.c_str()) != 0)
+        throw wrong_usage{"--output '" + output +
                           "' is not right: it is wav:PATH, alsa, alsa:DEVICE or none"};
-    if (command.count("--master-volume") > 0) {
-        const uint64_t volume = parse_count("--master-volume", options.master_volume, 0, 100);
-        sound_manager_set_master_volume(static_cast<int>(volume));
-    }
+    if (options.master_volume) sound_manager_set_master_volume(*options.master_volume);
     if (options.av_product) tonelink_host_set_av_product(1);
 }
 
@@ -173,23 +146,24 @@ private:
     clock::time_point start_ = clock::now();
 };
 
-void send(const CLI::App &command, const send_options &options)
+void send(const send_options &options)
 {
-    send_plan plan = plan_of(command, options);
-    message_choice choice = choose_message(command, options.message);
-    set_up_host(command, options);
-    choice = choose_pairing(choice);
-    plan.transmission.message = message_of(choice);
+    transmission_plan plan = options.plan;
+    length_of(options.message); // what does not fit is said before anything else goes wrong
+    refuse_contradictions(options);
+    set_up_host(options);
+    const message_choice choice = choose_pairing(options.message);
+    plan.message = message_of(choice);
 
     // A reader that goes away is a failure like others, told once the volumes are back.
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
     const volumes before = read_volumes();
-    transmission sending{plan.transmission};
+    transmission sending{plan};
     keyboard keys;
-    send_report report{plan.transmission, choice.pin,
-                       options.json ? report_form::json : report_form::text};
-    const sender watch{sending, report, plan.limit_s};
+    send_report report{plan, choice.pin, options.json ? report_form::json : report_form::text};
+    const sender watch{sending, report,
+                       options.limit_s.value_or(std::numeric_limits<double>::infinity())};
     report.started(before, keys.is_there());
     const stop_reason reason = watch.play(signals, keys);
     watch.finish(reason, signals, keys);
@@ -208,24 +182,31 @@ void add_send_command(CLI::App &program)
         "PIN to pair with: 0 to 65535, with --bits 48 to 4294967295; else a random one");
     command->get_option("--address")
         ->description("Bluetooth address to pair with; else this machine's own");
-    const auto option = [command](const char *name, std::string &value, const char *type,
+    const auto option = [command](const char *name, auto &value, const char *type,
                                   const char *meaning) {
-        command->add_option(name, value, meaning)->type_name(type);
+        return command->add_option(name, value, meaning)->type_name(type);
     };
-    option("--for", options->seconds, "SECONDS", "Stop after this time, when a write is through");
+    option("--for", options->limit_s, "SECONDS", "Stop after this time, when a write is through")
+        ->transform(number_from<double>(0.1, 1e6));
     option(
-        "--count", options->count, "N",
-        "Stop after so many copies of the burst; all players but standalone write five at a time");
-    option("--player", options->player, "PLAYER",
-           "thread, callback or standalone (default thread)");
+        "--count", options->plan.copies, "N",
+        "Stop after so many copies of the burst; all players but standalone write five at a time")
+        ->transform(number_from<uint64_t>(1, 1'000'000));
+    CLI::Option *by = option("--player", options->plan.by, "PLAYER",
+                             "thread, callback or standalone (default thread)");
+    take_one_of<player>(*by, {{"thread", player::thread},
+                              {"callback", player::callback},
+                              {"standalone", player::standalone}});
     option("--output", options->output, "OUTPUT",
            "wav:PATH, alsa, alsa:DEVICE or none (default TONELINK_AUDIO, else alsa)");
-    option("--rate", options->rate, "HZ", "Sample rate of the output (default 44100)");
+    option("--rate", options->plan.rate, "HZ", "Sample rate of the output (default 44100)")
+        ->transform(number_from(8000, 192'000));
     option("--master-volume", options->master_volume, "N",
-           "Set the master volume first, 0 to 100 (else it is 20)");
+           "Set the master volume first, 0 to 100 (else it is 20)")
+        ->transform(number_from(0, 100));
     command->add_flag("--av-product", options->av_product, "Choose the volume as on an AV product");
     command->add_flag("--json", options->json, "Tell what happens as lines of JSON");
-    command->callback([command, options] { send(*command, *options); });
+    command->callback([options] { send(*options); });
 }
 
 } // namespace tonelink::tool

@@ -1,5 +1,6 @@
 #include "report_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <glib.h>
@@ -16,6 +17,13 @@ std::string padded(uint64_t number, int width)
 std::string padded_hex(uint64_t number, int width)
 {
     return joined(0, std::hex, std::uppercase, std::setfill('0'), std::setw(width), number);
+}
+
+std::string bar_of(double share, std::size_t width)
+{
+    std::string bar(width, '.');
+    std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * static_cast<double>(width)), '#');
+    return '[' + bar + ']';
 }
 
 std::string json_string(const std::string &text)

@@ -24,6 +24,9 @@ template <class... Values> std::string joined(int decimals, const Values &...val
 std::string padded(uint64_t number, int width);
 std::string padded_hex(uint64_t number, int width);
 
+/// A share of 0 to 1 as a bar so many characters wide: "[###.....]".
+std::string bar_of(double share, std::size_t width);
+
 /// A text as a string of JSON, with its quotes. Bytes that are no UTF-8 become U+FFFD.
 std::string json_string(const std::string &text);
 

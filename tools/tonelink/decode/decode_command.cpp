@@ -16,10 +16,8 @@
 #include "arguments.h"
 #include "command.h"
 #include "decode/decode_report.h"
-#include "decode/heard_messages.h"
+#include "decode/decode_sound.h"
 #include "decode/lengths_option.h"
-#include "decode/receiver_input.h"
-#include "decode/sound_decoder.h"
 #include "errors.h"
 #include "live_line.h"
 #include "report_text.h"
@@ -66,34 +64,26 @@ struct decoding {
     bool is_done = false;
 };
 
-void decode_sound(decoding &file, const decode_plan &plan)
+void decode_file(decoding &file, const decode_plan &plan)
 {
     const std::string name = plan.names_files ? file.source.path : "";
-    receiver_input input{file.source};
-    heard_messages heard;
-    sound_decoder decoder{plan.lengths, [&](const message_bits &message, int64_t sample) {
-                              heard.accept(message, sample);
-                              if (plan.every_acceptance)
-                                  file.lines +=
-                                      line_of_acceptance(message, sample, name, plan.form);
-                          }};
-    for (auto samples = input.read(); !samples.empty(); samples = input.read()) {
-        decoder.put(samples);
-        while (heard.take_burst(decoder.position())) continue;
-        file.progress = input.progress().value_or(0);
-    }
-    decoder.finish();
-    while (heard.take_burst(INT64_MAX)) continue;
+    decoding_observer observer{.progressed = [&](double share) { file.progress = share; }};
+    if (plan.every_acceptance)
+        observer.accepted = [&](const message_bits &message, int64_t sample) {
+            file.lines += line_of_acceptance(message, sample, name, plan.form);
+        };
+    const decoded_sound sound = decode_sound(file.source, plan.lengths, observer);
     if (!plan.every_acceptance)
-        for (const auto &line : heard.messages()) file.lines += line_of(line, name, plan.form);
-    if (!input.has_band())
+        for (const message_summary &message : sound.messages)
+            file.lines += line_of(message, name, plan.form);
+    if (!sound.has_band)
         file.remark = name_of(file.source) + " has too low a sample rate for bursts";
 }
 
-void decode_file(decoding &file, const decode_plan &plan)
+void try_to_decode(decoding &file, const decode_plan &plan)
 {
     try {
-        decode_sound(file, plan);
+        decode_file(file, plan);
     } catch (const std::exception &error) {
         file.remark = error.what();
         file.is_readable = false;
@@ -132,7 +122,7 @@ private:
     void work()
     {
         for (std::size_t i = next_++; i < files_.size(); i = next_++) {
-            decode_file(*files_[i], plan_);
+            try_to_decode(*files_[i], plan_);
             const std::lock_guard lock{mutex_};
             files_[i]->is_done = true;
             done_.notify_one();
@@ -159,10 +149,7 @@ private:
         double sum = 0;
         for (const auto &file : files_) sum += file->progress;
         const double share = sum / static_cast<double>(files_.size());
-        constexpr std::size_t kWidth = 40;
-        std::string bar(kWidth, '.');
-        std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * kWidth), '#');
-        live_.show(joined(0, "decoding [", bar, "] ", share * 100, " %"));
+        live_.show(joined(0, "decoding ", bar_of(share, 40), ' ', share * 100, " %"));
     }
 
     void print_file(const decoding &file)

@@ -19,7 +19,7 @@ std::string meaning_of(const message_bits &message)
                   " bits  ", hex_of(message));
 }
 
-std::string often(const heard_message_line &heard)
+std::string often(const message_summary &heard)
 {
     // One position of some 551 a second, whose CRC agrees by chance once in 16 million.
     if (heard.positions == 1) return "heard once, at a single position: may be chance";
@@ -47,7 +47,7 @@ std::string time_text(int64_t sample)
     return joined(0, before, ':', padded(ms / 1000 % 60, 2), '.', padded(ms % 1000, 3));
 }
 
-std::string line_of(const heard_message_line &heard, const std::string &file, report_form form)
+std::string line_of(const message_summary &heard, const std::string &file, report_form form)
 {
     if (form == report_form::json)
         return json_head(heard.message, heard.start, file) +

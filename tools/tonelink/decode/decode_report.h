@@ -15,7 +15,7 @@ std::string time_text(int64_t sample);
 
 /// A message and how often it was heard.
 /// @param file  the name of its file, or empty where that need not be said
-std::string line_of(const heard_message_line &heard, const std::string &file, report_form form);
+std::string line_of(const message_summary &heard, const std::string &file, report_form form);
 
 /// A burst as it has just been heard.
 std::string line_of_burst(const heard_burst &burst, report_form form);

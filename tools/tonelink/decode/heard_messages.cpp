@@ -20,7 +20,7 @@ int64_t heard_burst::start() const { return std::max<int64_t>(0, first_sample())
 
 void heard_messages::accept(const message_bits &message, int64_t sample)
 {
-    const auto line = std::ranges::find(messages_, message, &heard_message_line::message);
+    const auto line = std::ranges::find(messages_, message, &message_summary::message);
     if (line == messages_.end())
         messages_.push_back({message, 0, 0, 1});
     else
@@ -43,7 +43,7 @@ std::optional<heard_burst> heard_messages::take_burst(int64_t sample)
     const heard_burst burst = *ended;
     open_.erase(ended);
 
-    const auto line = std::ranges::find(messages_, burst.message, &heard_message_line::message);
+    const auto line = std::ranges::find(messages_, burst.message, &message_summary::message);
     if (line->bursts++ == 0) line->start = burst.start();
     return burst;
 }

@@ -24,7 +24,7 @@ struct heard_burst {
 };
 
 /// A message and the bursts that carried it.
-struct heard_message_line {
+struct message_summary {
     message_bits message;
     int64_t start; ///< of the first burst, as a sample of the sound
     int64_t bursts = 0;
@@ -41,11 +41,11 @@ public:
     std::optional<heard_burst> take_burst(int64_t sample);
 
     /// The messages in the order in which they were heard first.
-    const std::vector<heard_message_line> &messages() const { return messages_; }
+    const std::vector<message_summary> &messages() const { return messages_; }
 
 private:
     std::vector<heard_burst> open_;
-    std::vector<heard_message_line> messages_;
+    std::vector<message_summary> messages_;
 };
 
 } // namespace tonelink::tool

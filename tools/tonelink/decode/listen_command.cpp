@@ -10,7 +10,6 @@
 #include "command.h"
 #include "decode/band_meter.h"
 #include "decode/decode_report.h"
-#include "decode/heard_messages.h"
 #include "decode/lengths_option.h"
 #include "decode/microphone.h"
 #include "decode/sound_decoder.h"
@@ -46,21 +45,16 @@ std::string device_of(const std::string &input)
     throw wrong_usage{"--input '" + input + "' is not right: it is alsa or alsa:DEVICE"};
 }
 
-/// What has been heard and told.
-class listener {
+/// Tells what is heard.
+class message_listener {
 public:
-    listener(message_lengths lengths, report_form form)
-        : form_{form}, decoder_{lengths, [this](const message_bits &message, int64_t sample) {
-                                    heard_.accept(message, sample);
-                                }}
-    {
-    }
+    message_listener(message_lengths lengths, report_form form) : form_{form}, decoder_{lengths} {}
 
     void put(std::span<const int16_t> samples)
     {
         decoder_.put(samples);
         meter_.put(samples);
-        while (const auto burst = heard_.take_burst(decoder_.position())) tell(*burst);
+        while (const auto burst = decoder_.take_burst()) hear(*burst);
         if (decoder_.position() < next_meter_) return;
         next_meter_ = decoder_.position() + kMeterSamples;
         show_meter();
@@ -70,7 +64,7 @@ public:
     uint64_t count() const { return count_; }
 
 private:
-    void tell(const heard_burst &burst)
+    void hear(const heard_burst &burst)
     {
         const bool goes_on =
             last_ && last_->message == burst.message && burst.first - last_->last < kSilenceBetween;
@@ -85,18 +79,15 @@ private:
     void show_meter()
     {
         constexpr double kLowest = -90;
-        constexpr std::size_t kWidth = 30;
         const double level = meter_.take_level();
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
-        std::string bar(kWidth, '.');
-        std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * kWidth), '#');
-        std::string line = joined(0, "18-20 kHz [", bar, "] ", std::setw(4), level, " dB");
+        std::string line =
+            joined(0, "18-20 kHz ", bar_of(share, 30), ' ', std::setw(4), level, " dB");
         if (last_) line += joined(0, "  last: ", hex_of(last_->message), ", ", bursts_, " times");
         live_.show(line);
     }
 
     report_form form_;
-    heard_messages heard_;
     sound_decoder decoder_;
     band_meter meter_;
     live_line live_{stderr};
@@ -113,11 +104,12 @@ void listen(const listen_options &options)
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
     microphone input{device};
-    listener ears{options.lengths, options.json ? report_form::json : report_form::text};
-    while (ears.count() < options.limit) {
+    message_listener listener{options.lengths,
+                              options.json ? report_form::json : report_form::text};
+    while (listener.count() < options.limit) {
         const int signal = signals.take();
         if (signal != 0 && signal != SIGCONT) return;
-        ears.put(input.read(kWaitMs));
+        listener.put(input.read(kWaitMs));
     }
 }
 

@@ -1,17 +1,13 @@
 #include "decode/sound_decoder.h"
 
-#include <algorithm>
 #include <array>
 #include <new>
+#include <utility>
 
+#include "burst_layout.h"
 #include "modem/burst_format.h"
 
 namespace tonelink::tool {
-namespace {
-
-constexpr std::size_t kSilence = 1280; // as long as a symbol's body
-
-} // namespace
 
 sound_decoder::sound_decoder(message_lengths lengths, acceptance accepted)
     : lengths_{lengths}, accepted_{std::move(accepted)}, receiver_{
@@ -27,12 +23,24 @@ void sound_decoder::put(std::span<const int16_t> samples)
 {
     receiver_->receive(samples, shifter_, lengths_, [this](const heard_message &heard) {
         const auto bits = heard.message();
-        accepted_({bits.begin(), bits.end()}, static_cast<int64_t>(heard.position));
+        const message_bits message{bits.begin(), bits.end()};
+        const auto sample = static_cast<int64_t>(heard.position);
+        heard_.accept(message, sample);
+        if (accepted_) accepted_(message, sample);
     });
 }
 
-void sound_decoder::finish() { put(std::array<int16_t, kSilence>{}); }
+void sound_decoder::finish()
+{
+    put(std::array<int16_t, kBodySamples>{}); // filters and the run of acceptances end within it
+    finished_ = true;
+}
 
 int64_t sound_decoder::position() const { return static_cast<int64_t>(receiver_->position()); }
+
+std::optional<heard_burst> sound_decoder::take_burst()
+{
+    return heard_.take_burst(finished_ ? INT64_MAX : position());
+}
 
 } // namespace tonelink::tool

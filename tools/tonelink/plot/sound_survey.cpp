@@ -5,8 +5,7 @@
 #include <future>
 
 #include "burst_layout.h"
-#include "decode/receiver_input.h"
-#include "decode/sound_decoder.h"
+#include "decode/decode_sound.h"
 #include "errors.h"
 
 namespace tonelink::tool {
@@ -17,26 +16,6 @@ constexpr double kSamePlaceSeconds = kSymbolSeconds / 2;
 
 /// Two bursts never begin closer than this: a burst, less what noise can move its ends.
 constexpr double kOverlapSeconds = kBurstSeconds * 0.9;
-
-std::vector<heard_burst> decode_sound(const sound_source &source)
-{
-    receiver_input input{source};
-    heard_messages heard;
-    sound_decoder decoder{message_lengths::both, [&](const message_bits &message, int64_t sample) {
-                              heard.accept(message, sample);
-                          }};
-    std::vector<heard_burst> bursts;
-    const auto take_all = [&](int64_t until) {
-        while (const auto burst = heard.take_burst(until)) bursts.push_back(*burst);
-    };
-    for (auto samples = input.read(); !samples.empty(); samples = input.read()) {
-        decoder.put(samples);
-        take_all(decoder.position());
-    }
-    decoder.finish();
-    take_all(INT64_MAX);
-    return bursts;
-}
 
 double distance(const sound_burst &a, double start_s) { return std::abs(a.start_s - start_s); }
 
@@ -51,16 +30,17 @@ sound_survey survey_sound(const sound_source &source)
 {
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
-    std::future<std::vector<heard_burst>> heard;
+    std::future<decoded_sound> heard;
     if (burst_finder::has_band(sound.sample_rate()))
-        heard = std::async(std::launch::async, decode_sound, source);
+        heard = std::async(std::launch::async,
+                           [&] { return decode_sound(source, message_lengths::both); });
     burst_finder finder{static_cast<double>(sound.sample_rate())};
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
         survey.samples += static_cast<int64_t>(block.size());
     }
     if (survey.samples == 0) throw failure{source.path + " holds no samples"};
-    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get());
+    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get().bursts);
     return survey;
 }
 

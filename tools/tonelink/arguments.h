@@ -4,13 +4,13 @@
 
 #include <concepts>
 #include <cstdint>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "message.h"
-#include "report_text.h"
 
 namespace tonelink::tool {
 

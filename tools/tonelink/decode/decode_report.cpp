@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <nlohmann/json.hpp>
+
 #include "burst_layout.h"
 #include "report_text.h"
 
@@ -27,13 +29,17 @@ std::string often(const message_summary &heard)
     return "heard " + std::to_string(heard.bursts) + " times";
 }
 
-/// The members that every object has.
-std::string json_head(const message_bits &message, int64_t sample, const std::string &file)
+/// With the members that every object has.
+json_object object_of(const message_bits &message, int64_t sample, const std::string &file)
 {
-    const std::string name = file.empty() ? "" : "\"file\":" + json_string(file) + ",";
-    return joined(3, '{', name, R"("time":)", seconds_of(sample), R"(,"bits":)", message.size(),
-                  R"(,"message":")", hex_of(message), R"(","pin":)", pin_of(message),
-                  R"(,"octets":")", octets_of(message), '"');
+    json_object object;
+    if (!file.empty()) object["file"] = file;
+    object["time"] = to_milliseconds(seconds_of(sample));
+    object["bits"] = message.size();
+    object["message"] = hex_of(message);
+    object["pin"] = pin_of(message);
+    object["octets"] = octets_of(message);
+    return object;
 }
 
 } // namespace
@@ -49,25 +55,29 @@ std::string time_text(int64_t sample)
 
 std::string line_of(const message_summary &heard, const std::string &file, report_form form)
 {
-    if (form == report_form::json)
-        return json_head(heard.message, heard.start, file) +
-               joined(0, R"(,"bursts":)", heard.bursts, R"(,"positions":)", heard.positions, "}\n");
-    return prefix_of(file) + time_text(heard.start) + "  " + meaning_of(heard.message) + "  " +
-           often(heard) + "\n";
+    if (form == report_form::text)
+        return prefix_of(file) + time_text(heard.start) + "  " + meaning_of(heard.message) + "  " +
+               often(heard) + "\n";
+    json_object object = object_of(heard.message, heard.start, file);
+    object["bursts"] = heard.bursts;
+    object["positions"] = heard.positions;
+    return line_of(object);
 }
 
 std::string line_of_burst(const heard_burst &burst, report_form form)
 {
-    if (form == report_form::json) return json_head(burst.message, burst.start(), "") + "}\n";
+    if (form == report_form::json) return line_of(object_of(burst.message, burst.start(), ""));
     return time_text(burst.start()) + "  " + meaning_of(burst.message) + "\n";
 }
 
 std::string line_of_acceptance(const message_bits &message, int64_t sample, const std::string &file,
                                report_form form)
 {
-    if (form == report_form::json)
-        return json_head(message, sample, file) + joined(0, R"(,"sample":)", sample, "}\n");
-    return prefix_of(file) + time_text(sample) + "  " + meaning_of(message) + "\n";
+    if (form == report_form::text)
+        return prefix_of(file) + time_text(sample) + "  " + meaning_of(message) + "\n";
+    json_object object = object_of(message, sample, file);
+    object["sample"] = sample;
+    return line_of(object);
 }
 
 } // namespace tonelink::tool

@@ -1,5 +1,7 @@
 #include "send/send_report.h"
 
+#include <nlohmann/json.hpp>
+
 #include "report_text.h"
 
 namespace tonelink::tool {
@@ -31,18 +33,19 @@ std::string copies_text(uint64_t copies)
     return std::to_string(copies) + (copies == 1 ? " copy" : " copies");
 }
 
-std::string json_of(const volumes &now)
+void add_volumes(json_object &object, const volumes &now)
 {
-    const std::string floor = now.floor < 0 ? "null" : std::to_string(now.floor);
-    return joined(0, R"("master_volume":)", now.master, R"(,"sound_volume":)", now.sound,
-                  R"(,"floor":)", floor, R"(,"heard_volume":)", now.heard);
+    object["master_volume"] = now.master;
+    object["sound_volume"] = now.sound;
+    object["floor"] = now.floor < 0 ? json_object{} : json_object(now.floor);
+    object["heard_volume"] = now.heard;
 }
 
-std::string json_of(const send_report::progress &at)
+void add_progress(json_object &object, const send_report::progress &at)
 {
-    constexpr int kMilliseconds = 3;
-    return joined(kMilliseconds, R"("seconds":)", at.seconds, R"(,"copies":)", at.copies, ',',
-                  json_of(at.now));
+    object["seconds"] = to_milliseconds(at.seconds);
+    object["copies"] = at.copies;
+    add_volumes(object, at.now);
 }
 
 } // namespace
@@ -57,10 +60,13 @@ void send_report::started(const volumes &before, bool has_keys)
 {
     const std::string message = hex_of(plan_.message);
     if (form_ == report_form::json) {
-        const std::string pin = pin_ ? R"(,"pin":)" + std::to_string(*pin_) : "";
-        print(joined(0, R"({"event":"started","message":")", message, R"(","bits":)",
-                     plan_.message.size(), pin, R"(,"player":")", name_of(plan_.by), R"(","rate":)",
-                     plan_.rate, ',', json_of(before), "}\n"));
+        json_object object{{"event", "started"}, {"message", message}};
+        object["bits"] = plan_.message.size();
+        if (pin_) object["pin"] = *pin_;
+        object["player"] = name_of(plan_.by);
+        object["rate"] = plan_.rate;
+        add_volumes(object, before);
+        print(line_of(object));
         return;
     }
     const std::string what = pin_ ? "PIN " + std::to_string(*pin_) : "data";
@@ -74,7 +80,9 @@ void send_report::playing(const progress &at, bool is_ending)
     if (form_ == report_form::json) {
         if (told_ == at.now) return;
         told_ = at.now;
-        print(joined(0, R"({"event":"playing",)", json_of(at), "}\n"));
+        json_object object{{"event", "playing"}};
+        add_progress(object, at);
+        print(line_of(object));
         return;
     }
     if (!live_.is_there()) return;
@@ -89,8 +97,9 @@ void send_report::playing(const progress &at, bool is_ending)
 void send_report::stopped(const progress &at, stop_reason reason)
 {
     if (form_ == report_form::json) {
-        print(joined(0, R"({"event":"stopped","reason":")", name_of(reason), R"(",)", json_of(at),
-                     "}\n"));
+        json_object object{{"event", "stopped"}, {"reason", name_of(reason)}};
+        add_progress(object, at);
+        print(line_of(object));
         return;
     }
     live_.clear();

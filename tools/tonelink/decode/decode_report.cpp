@@ -70,6 +70,12 @@ std::string line_of_burst(const heard_burst &burst, report_form form)
     return time_text(burst.start()) + "  " + meaning_of(burst.message) + "\n";
 }
 
+std::string line_of_gap(int64_t sample, int64_t missing)
+{
+    return line_of(
+        json_object{{"time", to_milliseconds(seconds_of(sample))}, {"lost_samples", missing}});
+}
+
 std::string line_of_acceptance(const message_bits &message, int64_t sample, const std::string &file,
                                report_form form)
 {

@@ -20,6 +20,9 @@ std::string line_of(const message_summary &heard, const std::string &file, repor
 /// A burst as it has just been heard.
 std::string line_of_burst(const heard_burst &burst, report_form form);
 
+/// Samples that are missing from a place in the sound on, for a program.
+std::string line_of_gap(int64_t sample, int64_t missing);
+
 /// One acceptance: a message at a single position.
 std::string line_of_acceptance(const message_bits &message, int64_t sample, const std::string &file,
                                report_form form);

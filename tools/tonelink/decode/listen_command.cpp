@@ -1,10 +1,12 @@
 // `tonelink listen`: the messages that a microphone hears, as they come.
 #include <algorithm>
 #include <csignal>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "arguments.h"
 #include "command.h"
@@ -30,6 +32,8 @@ constexpr int kWaitMs = 50;
 constexpr int64_t kMeterSamples = 4410; // ten times a second
 /// A message that comes again sooner, three seconds, is the same transmission going on.
 constexpr int64_t kSilenceBetween = 3 * 44100;
+/// Longer than a burst takes to be complete and told.
+constexpr int64_t kLongestSilence = 44100;
 
 struct listen_options {
     std::string input = "alsa";
@@ -54,10 +58,28 @@ public:
     {
         decoder_.put(samples);
         meter_.put(samples);
-        while (const auto burst = decoder_.take_burst()) hear(*burst);
+        while (auto burst = decoder_.take_burst()) {
+            burst->first += passed_over_;
+            burst->last += passed_over_;
+            hear(*burst);
+        }
         if (decoder_.position() < next_meter_) return;
         next_meter_ = decoder_.position() + kMeterSamples;
         show_meter();
+    }
+
+    /// Tells of samples that are missing before those that are put next, and hears silence in their
+    /// place: as many as a burst that goes on behind them needs, or as complete one before them.
+    void put_gap(int64_t samples)
+    {
+        live_.clear();
+        std::cerr << "tonelink listen: lost " << samples << " samples, " << samples * 1000 / 44100
+                  << " ms, that were not read in time\n";
+        if (form_ == report_form::json)
+            print(line_of_gap(decoder_.position() + passed_over_, samples));
+        const int64_t silence = std::min(samples, kLongestSilence);
+        put(std::vector<int16_t>(static_cast<std::size_t>(silence)));
+        passed_over_ += samples - silence;
     }
 
     /// How many messages have been told.
@@ -92,6 +114,7 @@ private:
     band_meter meter_;
     live_line live_{stderr};
     int64_t next_meter_ = 0;
+    int64_t passed_over_ = 0; ///< samples that were lost and not made good by silence
     std::optional<heard_burst> last_;
     int bursts_ = 0; ///< of the last message, one after the other
     uint64_t count_ = 0;
@@ -110,6 +133,7 @@ void listen(const listen_options &options)
         const int signal = signals.take();
         if (signal != 0 && signal != SIGCONT) return;
         listener.put(input.read(kWaitMs));
+        if (const int64_t lost = input.take_lost(); lost > 0) listener.put_gap(lost);
     }
 }
 

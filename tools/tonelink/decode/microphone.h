@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cassert>
+#include <chrono>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -34,10 +35,15 @@ public:
     /// has. Valid until the next call. Throws failure when the device is lost.
     std::span<const int16_t> read(int milliseconds);
 
-    /// How often samples were lost because they were not read in time.
-    int gaps() const { return gaps_; }
+    /// How many samples were lost since the last call, because they were not read in time or the
+    /// device stood still; to within what a clock beside the device's tells.
+    int64_t take_lost();
 
 private:
+    using clock = std::chrono::steady_clock;
+
+    void resume(int error);
+
     struct close_pcm {
         void operator()(snd_pcm_t *pcm) const { snd_pcm_close(pcm); }
     };
@@ -45,7 +51,8 @@ private:
     std::string device_;
     std::unique_ptr<snd_pcm_t, close_pcm> pcm_;
     std::vector<int16_t> samples_;
-    int gaps_ = 0;
+    clock::time_point last_read_ = clock::now();
+    int64_t lost_ = 0;
 };
 
 } // namespace tonelink::tool

@@ -1,4 +1,4 @@
-// The manners of the device, with a sink in which nothing is heard.
+// How the device behaves, with a sink in which nothing is heard.
 
 #include <atomic>
 #include <functional>
@@ -68,7 +68,7 @@ TEST_F(AudioOutput, RefusesOtherFormatsAndRoads)
           audio_out_create_new(192001, 128, 113, &none),
           audio_out_create_new(kRate, 129, 113, &none),
           audio_out_create_new(kRate, 128, 112, &none),
-          audio_out_create_new(kRate, 128, 113, nullptr), tonelink_host_set_audio("gramophone")})
+          audio_out_create_new(kRate, 128, 113, nullptr), tonelink_host_set_audio("nowhere")})
         EXPECT_EQ(result, kInvalidParameter);
     EXPECT_EQ(none, nullptr);
 }
@@ -236,7 +236,7 @@ TEST_F(AudioOutput, SilentCallbackIsAskedAtItsPace)
 }
 
 // What a program does that is not careful: start, stop and write from several threads at once.
-TEST_F(AudioOutput, BearsCallsFromAllSides)
+TEST_F(AudioOutput, TakesCallsFromSeveralThreads)
 {
     const test_output out;
     const sample_row sound(kPeriodSamples / 4, 1);

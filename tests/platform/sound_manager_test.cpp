@@ -14,7 +14,7 @@ constexpr int kInvalidOperation = -38;
 using volume_row = std::vector<unsigned int>;
 
 /// What a listener was told.
-class told_volumes {
+class recorded_volumes {
 public:
     void add(unsigned int volume)
     {
@@ -40,7 +40,7 @@ private:
 
 void note(unsigned int volume, void *user_data)
 {
-    static_cast<told_volumes *>(user_data)->add(volume);
+    static_cast<recorded_volumes *>(user_data)->add(volume);
 }
 
 int master_volume()
@@ -106,7 +106,7 @@ TEST(SoundManager, FloorLiftsWhatIsHeardAndNotTheVolume)
 
 TEST(VolumeListener, IsToldOfEveryChangeInOrder)
 {
-    told_volumes told;
+    recorded_volumes told;
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &told), 0);
     volume_row changes;
     for (unsigned int volume = 0; volume <= 100; ++volume) {
@@ -125,14 +125,14 @@ TEST(VolumeListener, IsToldOfEveryChangeInOrder)
 
 TEST(VolumeListener, TurnedFromSeveralThreadsEndsOnTheLastVolume)
 {
-    told_volumes told;
+    recorded_volumes told;
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &told), 0);
-    std::vector<std::thread> hands;
-    for (int hand = 0; hand < 4; ++hand)
-        hands.emplace_back([hand] {
-            for (int i = 0; i < 200; ++i) sound_manager_set_master_volume(10 * hand + i % 7);
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([number] {
+            for (int i = 0; i < 200; ++i) sound_manager_set_master_volume(10 * number + i % 7);
         });
-    for (auto &hand : hands) hand.join();
+    for (auto &thread : threads) thread.join();
     const auto last = static_cast<unsigned int>(master_volume());
     ASSERT_EQ(sound_manager_set_master_volume(100), 0); // marks the end of the news
     const auto all = told.up_to(100);
@@ -145,7 +145,7 @@ TEST(VolumeListener, TurnedFromSeveralThreadsEndsOnTheLastVolume)
 TEST(VolumeListener, CanUseTheSoundManagerAndRemoveItself)
 {
     struct {
-        told_volumes told;
+        recorded_volumes told;
         std::vector<int> results;
     } state;
     const auto remove_itself = [](unsigned int volume, void *user_data) {
@@ -164,7 +164,7 @@ TEST(VolumeListener, CanUseTheSoundManagerAndRemoveItself)
     EXPECT_EQ(state.told.up_to(50), volume_row{50});
 
     // Another can take its place, and be replaced.
-    told_volumes first, second;
+    recorded_volumes first, second;
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &first), 0);
     ASSERT_EQ(sound_manager_set_master_volume(51), 0);
     EXPECT_EQ(first.up_to(51), volume_row{51});

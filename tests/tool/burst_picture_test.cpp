@@ -57,18 +57,19 @@ TEST(BurstPicture, BarsAreSolidWhereTheBurstWasDecodedAndHollowWhereNot)
         EXPECT_EQ(bar(outside, 3.5), kWhite) << outside;
 }
 
-TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
+TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
 {
     test::sound samples(44100);
     const spectrogram levels = analysed(samples, 100);
-    carrier_estimate carriers{0, 1, true, {}};
+    subcarrier_estimate subcarriers{0, 1, true, {}};
     for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-            auto &point = carriers.points[static_cast<std::size_t>(symbol - 1)]
-                                         [static_cast<std::size_t>(carrier - kFirstCarrier)];
-            // Pilots below, data above; the carriers of symbol 5 are lost.
-            point.ideal = is_pilot(symbol, carrier) ? 1 : -1;
-            point.value = {point.ideal, is_pilot(symbol, carrier) ? -0.5 : 0.5};
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+            auto &point =
+                subcarriers.points[static_cast<std::size_t>(symbol - 1)]
+                                  [static_cast<std::size_t>(subcarrier - kFirstSubcarrier)];
+            // Pilots below, data above; the subcarriers of symbol 5 are lost.
+            point.ideal = is_pilot(symbol, subcarrier) ? 1 : -1;
+            point.value = {point.ideal, is_pilot(symbol, subcarrier) ? -0.5 : 0.5};
             if (symbol == 5) point.value = {0.5, 9};
         }
     }
@@ -77,7 +78,7 @@ TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
         const picture_layout layout{width, height, picture_parts::constellation};
         EXPECT_EQ(layout.has_closeup(), height == 1600);
         burst_picture picture{"burst", "", &levels, {{0, 1, message_bits(32)}}};
-        picture.carriers = &carriers;
+        picture.subcarriers = &subcarriers;
         const canvas page = draw_picture(picture, layout);
         const constellation_layout &parts = layout.constellation;
         const auto at = [&](double re, double im) {
@@ -93,17 +94,17 @@ TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
         EXPECT_NE(pixel(page, layout.scale, parts.x(0.5), parts.y(2) + 2), kWhite)
             << "what lies beyond is at the rim";
 
-        const auto lightness = [&](double symbol, int carrier) {
+        const auto lightness = [&](double symbol, int subcarrier) {
             const int whole = static_cast<int>(symbol);
             const double x =
                 parts.error_x(whole) + (symbol - whole) * (parts.error_x(2) - parts.error_x(1));
-            const double y = (parts.error_y(carrier) + parts.error_y(carrier + 1)) / 2;
+            const double y = (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2;
             return (pixel(page, layout.scale, x, y) >> 8) & 0xFF; // green
         };
-        for (const int carrier : {2, 3, 31, 62}) {
-            EXPECT_GT(lightness(5.5, carrier), 240u) << carrier;
-            EXPECT_LT(lightness(4.5, carrier), 200u) << carrier;
-            EXPECT_LT(lightness(6.5, carrier), 200u) << carrier;
+        for (const int subcarrier : {2, 3, 31, 62}) {
+            EXPECT_GT(lightness(5.5, subcarrier), 240u) << subcarrier;
+            EXPECT_LT(lightness(4.5, subcarrier), 200u) << subcarrier;
+            EXPECT_LT(lightness(6.5, subcarrier), 200u) << subcarrier;
         }
     }
 }

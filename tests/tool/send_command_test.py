@@ -178,12 +178,12 @@ class Send(CommandCase):
                 ("cannot open the sound file \".\": Is a directory", *PAIRING, *sound_file(".")),
                 ("cannot open the sound file \"/dev/null\": it is not a file",
                  *PAIRING, *sound_file("/dev/null")),
-                ("cannot open the ALSA device \"gramophone:0,1\": No such file or directory; "
+                ("cannot open the ALSA device \"nowhere:0,1\": No such file or directory; "
                  "TONELINK_AUDIO=wav:PATH or null needs no sound card",
-                 *PAIRING, "--output", "alsa:gramophone:0,1")):
+                 *PAIRING, "--output", "alsa:nowhere:0,1")):
             self.complain(1, text, "send", *arguments)
-        os.environ["TONELINK_AUDIO"] = "gramophone"
-        self.complain(1, "TONELINK_AUDIO is \"gramophone\"; it can be wav:PATH, alsa, alsa:DEVICE or null",
+        os.environ["TONELINK_AUDIO"] = "nowhere"
+        self.complain(1, "TONELINK_AUDIO is \"nowhere\"; it can be wav:PATH, alsa, alsa:DEVICE or null",
                       "send", *PAIRING)
 
     def test_what_fails_on_the_way_is_told(self):
@@ -210,7 +210,7 @@ class Send(CommandCase):
                 ("from 1 to", *PAIRING, "--count", "0"),
                 ("from 8000 to 192000", *PAIRING, "--rate", "7999"),
                 ("from 0 to 100", *PAIRING, "--master-volume", "101"),
-                ("{thread,callback,standalone}", *PAIRING, "--player", "band"),
+                ("{thread,callback,standalone}", *PAIRING, "--player", "nobody"),
                 ("32 bits of which the first is 0", "--pin", "32768", *PAIRING[2:], "--player", "standalone"),
                 ("32 bits of which", *PAIRING, "--bits", "48", "--player", "standalone"),
                 ("--av-product", *PAIRING, "--av-product", "--player", "standalone"),

@@ -15,8 +15,8 @@ inline constexpr int kSymbolSamples = kBodySamples + 2 * kExtensionSamples;
 /// The first prefix begins this late: the delay of the generator's filters.
 inline constexpr int kFirstSymbolSample = 128;
 
-inline constexpr int kFirstCarrier = 2;
-inline constexpr int kLastCarrier = 62;
+inline constexpr int kFirstSubcarrier = 2;
+inline constexpr int kLastSubcarrier = 62;
 
 inline constexpr double kBurstSeconds = kBurstSamples / kDesignRate;
 inline constexpr double kSymbolSeconds = kSymbolSamples / kDesignRate;
@@ -28,17 +28,17 @@ constexpr double symbol_start_s(int n)
 }
 
 /// The frequency of a subcarrier, 2 to 62: the higher the number, the lower the tone.
-constexpr double carrier_hz(int carrier)
+constexpr double subcarrier_hz(int subcarrier)
 {
     constexpr double kShiftDown = 342 * kDesignRate / 8192;
-    return kDesignRate / 2 - kShiftDown - carrier * kDesignRate / kBodySamples;
+    return kDesignRate / 2 - kShiftDown - subcarrier * kDesignRate / kBodySamples;
 }
 
-inline constexpr double kBandLow = carrier_hz(kLastCarrier);
-inline constexpr double kBandHigh = carrier_hz(kFirstCarrier);
+inline constexpr double kBandLow = subcarrier_hz(kLastSubcarrier);
+inline constexpr double kBandHigh = subcarrier_hz(kFirstSubcarrier);
 static_assert(kBandLow > 18072 && kBandHigh < 20141);
 
 /// Pilots sit on the even subcarriers of the odd symbols and on the odd ones of the even symbols.
-constexpr bool is_pilot(int symbol, int carrier) { return (symbol + carrier) % 2 == 1; }
+constexpr bool is_pilot(int symbol, int subcarrier) { return (symbol + subcarrier) % 2 == 1; }
 
 } // namespace tonelink::tool

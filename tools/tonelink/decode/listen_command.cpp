@@ -61,7 +61,7 @@ public:
         while (auto burst = decoder_.take_burst()) {
             burst->first += passed_over_;
             burst->last += passed_over_;
-            hear(*burst);
+            report(*burst);
         }
         if (decoder_.position() < next_meter_) return;
         next_meter_ = decoder_.position() + kMeterSamples;
@@ -86,7 +86,7 @@ public:
     uint64_t count() const { return count_; }
 
 private:
-    void hear(const heard_burst &burst)
+    void report(const heard_burst &burst)
     {
         const bool goes_on =
             last_ && last_->message == burst.message && burst.first - last_->last < kSilenceBetween;

@@ -134,7 +134,7 @@ void burst_finder::search()
 /// Notes the position `at` of `band_` if a burst can begin there, the best one within a symbol.
 void burst_finder::consider(std::size_t at)
 {
-    const double extensions = comb(at, kSymbols);
+    const double extensions = mean_correlation(at, kSymbols);
     if (extensions < kEnoughFit) return;
     const int64_t position = band_start_ + static_cast<int64_t>(at);
     // One symbol too early or too late, fifteen of sixteen still fit; what is missing is energy.
@@ -142,11 +142,12 @@ void burst_finder::consider(std::size_t at)
     const bool is_near =
         !candidates_.empty() && position - candidates_.back().position < kSameCandidate;
     if (is_near && weight <= candidates_.back().weight) return;
-    const double fit = extensions - agreement_elsewhere(at);
+    const double fit = extensions - correlation_elsewhere(at);
     if (fit < kEnoughFit) return;
 
-    // The agreement rises and falls in straight lines around its peak.
-    const double before = comb(at - kReach, kSymbols), after = comb(at + kReach, kSymbols);
+    // The correlation rises and falls in straight lines around its peak.
+    const double before = mean_correlation(at - kReach, kSymbols);
+    const double after = mean_correlation(at + kReach, kSymbols);
     const double between =
         kReach * (after - before) / std::max(2 * extensions - before - after, 1e-9);
     const double first_symbol = static_cast<double>(position) + std::clamp(between, -1.0, 1.0);
@@ -190,29 +191,29 @@ double burst_finder::evenness(std::size_t at) const
     return sum / kSymbols;
 }
 
-/// How much as many samples agree at another place of a symbol, at most.
-double burst_finder::agreement_elsewhere(std::size_t at) const
+/// How much as many samples correlate at another place of a symbol, at most.
+double burst_finder::correlation_elsewhere(std::size_t at) const
 {
     double most = 0;
     for (std::size_t place = kExtensions; place < kSymbol; place += kExtensions)
-        most = std::max(most, comb(at + place, kSymbols - 1));
+        most = std::max(most, mean_correlation(at + place, kSymbols - 1));
     return most;
 }
 
-/// The agreement of a few samples from `at` on, over `symbols` symbols.
-double burst_finder::comb(std::size_t at, int symbols) const
+/// The correlation of a few samples from `at` on, over `symbols` symbols.
+double burst_finder::mean_correlation(std::size_t at, int symbols) const
 {
     std::complex<double> sum;
     for (int n = 0; n < symbols; ++n) {
-        sum += agreement(at, at + kExtensions);
+        sum += correlation(at, at + kExtensions);
         at += kSymbol;
     }
     return std::abs(sum) / symbols;
 }
 
-/// How much the samples `from` to `to` agree with those one body later: 1 when they are the same
-/// but for one phase.
-std::complex<double> burst_finder::agreement(std::size_t from, std::size_t to) const
+/// The cyclic-prefix correlation: of the samples `from` to `to` with those one body later, 1 when
+/// they are the same but for one phase.
+std::complex<double> burst_finder::correlation(std::size_t from, std::size_t to) const
 {
     const double energy =
         (energies_[to] - energies_[from] + energies_[to + kBody] - energies_[from + kBody]) / 2;

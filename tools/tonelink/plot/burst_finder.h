@@ -1,11 +1,11 @@
-// Finds where bursts are in a sound without reading their messages, by their cyclic extensions: the
-// prefix of a symbol and the first samples of its body come again one body later, as the body's end
-// and the suffix; nothing else in a burst comes again.
+// Finds where bursts are in a sound without reading their messages, by cyclic-prefix correlation:
+// the prefix of a symbol and the first samples of its body come again one body later, as the body's
+// end and the suffix; nothing else in a burst comes again.
 //
 // The band is mixed down to 0 Hz and resampled to 2756.25 Hz, where a body is 80 samples long and a
-// prefix 5. There each position is scored by how much the extensions of 16 symbols agree with their
-// copies, less how much other samples do: near 1 for a clean burst, near 0 for noise, and near 0
-// for tones, which agree everywhere.
+// prefix 5. There each position is scored by how much the extensions of 16 symbols correlate with
+// their copies, less how much other samples do: near 1 for a clean burst, near 0 for noise, and
+// near 0 for tones, which agree everywhere.
 #pragma once
 
 #include <complex>
@@ -47,10 +47,10 @@ private:
     void search();
     void consider(std::size_t at);
     std::vector<found_burst> choose();
-    double agreement_elsewhere(std::size_t at) const;
+    double correlation_elsewhere(std::size_t at) const;
     double evenness(std::size_t at) const;
-    double comb(std::size_t at, int symbols) const;
-    std::complex<double> agreement(std::size_t from, std::size_t to) const;
+    double mean_correlation(std::size_t at, int symbols) const;
+    std::complex<double> correlation(std::size_t from, std::size_t to) const;
 
     double sample_rate_;
     std::unique_ptr<SRC_STATE, decltype(&src_delete)> resampler_;

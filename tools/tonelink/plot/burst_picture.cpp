@@ -10,7 +10,7 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr colour kLens = rgb(0x1f77b4, 0.07);
+constexpr colour kCloseupShade = rgb(0x1f77b4, 0.07);
 
 constexpr double kHighestShown = 24'000; // above it there is nothing to see for people or bursts
 
@@ -148,30 +148,31 @@ void mark_symbols(canvas &page, const panel &area, const sound_burst &burst)
         const double end = area.x(burst.start_s + symbol_start_s(n + 1));
         page.text((start + end) / 2, area.top - 16, std::to_string(n),
                   {.size = 16, .ink = kMark, .side = align::centre});
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-            const double y = area.y(carrier_hz(carrier));
-            if (is_pilot(n, carrier)) draw_mark(page, start, y, start + 6, y);
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+            const double y = area.y(subcarrier_hz(subcarrier));
+            if (is_pilot(n, subcarrier)) draw_mark(page, start, y, start + 6, y);
         }
     }
 }
 
 /// The subcarriers' numbers at the right: the highest is the lowest tone.
-void draw_carrier_axis(canvas &page, const panel &area)
+void draw_subcarrier_axis(canvas &page, const panel &area)
 {
-    for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-        const bool named = carrier % 10 == 0 || carrier == kFirstCarrier || carrier == kLastCarrier;
-        const double y = area.y(carrier_hz(carrier));
+    for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+        const bool named =
+            subcarrier % 10 == 0 || subcarrier == kFirstSubcarrier || subcarrier == kLastSubcarrier;
+        const double y = area.y(subcarrier_hz(subcarrier));
         page.line(area.right(), y, area.right() + (named ? 8 : 4), y, kMark, 1.2);
         // 62 speaks for 60 as well: there is no room for both.
-        if (named && carrier != 60)
-            page.text(area.right() + 14, y, std::to_string(carrier), {.size = 16, .ink = kMark});
+        if (named && subcarrier != 60)
+            page.text(area.right() + 14, y, std::to_string(subcarrier), {.size = 16, .ink = kMark});
     }
     page.text(area.right() + 60, area.top + area.height / 2, "subcarrier",
               {.ink = kMark, .side = align::centre, .upward = true});
 }
 
 /// Joins the burst in the overview with its closeup below.
-void draw_lens(canvas &page, const panel &overview, const panel &closeup)
+void join_closeup(canvas &page, const panel &overview, const panel &closeup)
 {
     cairo_t *context = page.context();
     cairo_move_to(context, std::max(overview.left, overview.x(closeup.from_s)), overview.bottom());
@@ -179,22 +180,23 @@ void draw_lens(canvas &page, const panel &overview, const panel &closeup)
     cairo_line_to(context, closeup.right(), closeup.top);
     cairo_line_to(context, closeup.left, closeup.top);
     cairo_close_path(context);
-    cairo_set_source_rgba(context, kLens.red, kLens.green, kLens.blue, kLens.alpha);
+    cairo_set_source_rgba(context, kCloseupShade.red, kCloseupShade.green, kCloseupShade.blue,
+                          kCloseupShade.alpha);
     cairo_fill(context);
 }
 
 /// "burst 2: 12673CA5".
 std::string name_of(const burst_picture &picture)
 {
-    const sound_burst &burst = picture.bursts[picture.nearest];
-    return "burst " + std::to_string(picture.nearest + 1) +
+    const sound_burst &burst = picture.bursts[picture.shown];
+    return "burst " + std::to_string(picture.shown + 1) +
            (burst.is_decoded() ? ": " + hex_of(burst.message) : ", not decoded");
 }
 
 /// The same and, as nobody knows whether it is a pairing or data, ", or PIN 4711 3C:A5".
 std::string full_name_of(const burst_picture &picture)
 {
-    const message_bits &message = picture.bursts[picture.nearest].message;
+    const message_bits &message = picture.bursts[picture.shown].message;
     if (message.empty()) return name_of(picture);
     return name_of(picture) + ", or PIN " + std::to_string(pin_of(message)) + " " +
            octets_of(message);
@@ -205,11 +207,11 @@ void draw_closeup(canvas &page, const panel &area, const burst_picture &picture,
 {
     paint_spectrogram(page, area, *picture.closeup, colours);
     draw_axes(page, area);
-    mark_symbols(page, area, picture.bursts[picture.nearest]);
-    draw_carrier_axis(page, area);
+    mark_symbols(page, area, picture.bursts[picture.shown]);
+    draw_subcarrier_axis(page, area);
     const double below = area.bottom() + 48;
     page.text(area.left, below, full_name_of(picture),
-              {.ink = ink_of(picture.bursts[picture.nearest]), .width = area.width / 2 - 60});
+              {.ink = ink_of(picture.bursts[picture.shown]), .width = area.width / 2 - 60});
     page.text(area.right(), below, "short marks: the symbol's pilots",
               {.ink = kMark, .side = align::right});
 }
@@ -230,7 +232,7 @@ panel overview_panel(const burst_picture &picture, const picture_layout &layout)
 panel closeup_panel(const burst_picture &picture, const picture_layout &layout)
 {
     constexpr double kMarginHz = 400;
-    const double start = picture.bursts[picture.nearest].start_s;
+    const double start = picture.bursts[picture.shown].start_s;
     panel area = layout.closeup;
     area.from_s = start - kCloseupMarginSeconds;
     area.to_s = start + kBurstSeconds + kCloseupMarginSeconds;
@@ -284,7 +286,7 @@ canvas draw_picture(const burst_picture &picture, const picture_layout &layout)
     double bottom = overview.bottom();
     if (picture.closeup) {
         const panel closeup = closeup_panel(picture, layout);
-        draw_lens(page, overview, closeup);
+        join_closeup(page, overview, closeup);
         draw_closeup(page, closeup, picture, colours);
         bottom = closeup.bottom();
     }
@@ -294,8 +296,8 @@ canvas draw_picture(const burst_picture &picture, const picture_layout &layout)
     mark_bursts(page, overview, picture.bursts);
     draw_bar_legend(page, overview, 84, picture.bursts);
     draw_colour_bar(page, layout.width - 110, overview.top, bottom - overview.top, colours, "dBFS");
-    if (picture.carriers)
-        draw_constellation(page, layout.constellation, *picture.carriers, name_of(picture));
+    if (picture.subcarriers)
+        draw_constellation(page, layout.constellation, *picture.subcarriers, name_of(picture));
     return page;
 }
 

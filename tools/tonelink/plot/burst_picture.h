@@ -1,5 +1,6 @@
 // The picture that `tonelink plot` draws: the spectrogram of a whole sound, with the band and the
-// bursts in it marked, and below it one burst from near, symbol by symbol and carrier by carrier.
+// bursts in it marked, and below it one burst from near, symbol by symbol and subcarrier by
+// subcarrier.
 #pragma once
 
 #include <cstddef>
@@ -7,15 +8,15 @@
 #include <vector>
 
 #include "plot/canvas.h"
-#include "plot/carrier_estimate.h"
 #include "plot/constellation_picture.h"
 #include "plot/panel.h"
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
+#include "plot/subcarrier_estimate.h"
 
 namespace tonelink::tool {
 
-/// The whole sound alone; with a burst from near; or with a burst's carriers, and the burst from
+/// The whole sound alone; with a burst from near; or with a burst's subcarriers, and the burst from
 /// near between both where the picture is high enough.
 enum class picture_parts { overview, closeup, constellation };
 
@@ -41,9 +42,9 @@ struct burst_picture {
     std::string subtitle;
     const spectrogram *overview;
     std::vector<sound_burst> bursts;
-    std::size_t nearest = 0;                    ///< which of them is shown from near
-    const spectrogram *closeup = nullptr;       ///< of it, or null
-    const carrier_estimate *carriers = nullptr; ///< of it, or null
+    std::size_t shown = 0;                            ///< which of them is shown from near
+    const spectrogram *closeup = nullptr;             ///< of it, or null
+    const subcarrier_estimate *subcarriers = nullptr; ///< of it, or null
 };
 
 /// What the closeup shows beside the burst itself.

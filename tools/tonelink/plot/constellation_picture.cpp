@@ -56,16 +56,16 @@ void draw_cross(canvas &page, double x, double y)
 }
 
 /// The pilots, the data above them, and on top of all what lies on the wrong side.
-void draw_points(canvas &page, const constellation_layout &layout, const carrier_estimate &burst)
+void draw_points(canvas &page, const constellation_layout &layout, const subcarrier_estimate &burst)
 {
     enum class kind { pilot, data, wrong };
     for (const kind drawn : {kind::pilot, kind::data, kind::wrong}) {
         for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-            for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-                const auto &point = burst.at(symbol, carrier);
-                const kind its = is_pilot(symbol, carrier) ? kind::pilot
-                                 : point.is_wrong()        ? kind::wrong
-                                                           : kind::data;
+            for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+                const auto &point = burst.at(symbol, subcarrier);
+                const kind its = is_pilot(symbol, subcarrier) ? kind::pilot
+                                 : point.is_wrong()           ? kind::wrong
+                                                              : kind::data;
                 if (its != drawn) continue;
                 const double x = layout.x(point.value.real()), y = layout.y(point.value.imag());
                 if (its == kind::wrong)
@@ -83,7 +83,7 @@ void draw_points(canvas &page, const constellation_layout &layout, const carrier
 }
 
 /// The colours of the points with what they stand for, in one line below the plane.
-void draw_legend(canvas &page, const constellation_layout &layout, const carrier_estimate &burst)
+void draw_legend(canvas &page, const constellation_layout &layout, const subcarrier_estimate &burst)
 {
     const double y = layout.plane.bottom() + 48;
     double x = layout.plane.left;
@@ -100,7 +100,7 @@ void draw_legend(canvas &page, const constellation_layout &layout, const carrier
     entry(std::to_string(burst.wrong_data()) + " wrong");
 }
 
-void draw_plane(canvas &page, const constellation_layout &layout, const carrier_estimate &burst,
+void draw_plane(canvas &page, const constellation_layout &layout, const subcarrier_estimate &burst,
                 const std::string &name)
 {
     const picture_area &plane = layout.plane;
@@ -114,22 +114,23 @@ void draw_plane(canvas &page, const constellation_layout &layout, const carrier_
                .width = plane.width - page.width_of(error, {.bold = true}) - 16});
 }
 
-/// A rectangle for each carrier, and at the left of each pilot's a short mark.
-void paint_errors(canvas &page, const constellation_layout &layout, const carrier_estimate &burst)
+/// A rectangle for each subcarrier, and at the left of each pilot's a short mark.
+void paint_errors(canvas &page, const constellation_layout &layout,
+                  const subcarrier_estimate &burst)
 {
     // Without the soft edges of antialiasing, neighbours meet without a seam.
     cairo_set_antialias(page.context(), CAIRO_ANTIALIAS_NONE);
     const double width = layout.error_x(2) - layout.error_x(1);
     const double height = layout.error_y(3) - layout.error_y(2);
     for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier)
-            page.fill(layout.error_x(symbol), layout.error_y(carrier), width, height,
-                      kErrors.of(error_in_db(burst.at(symbol, carrier).error())));
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+            page.fill(layout.error_x(symbol), layout.error_y(subcarrier), width, height,
+                      kErrors.of(error_in_db(burst.at(symbol, subcarrier).error())));
     cairo_set_antialias(page.context(), CAIRO_ANTIALIAS_DEFAULT);
     for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-            if (!is_pilot(symbol, carrier)) continue;
-            const double x = layout.error_x(symbol), y = layout.error_y(carrier) + height / 2;
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+            if (!is_pilot(symbol, subcarrier)) continue;
+            const double x = layout.error_x(symbol), y = layout.error_y(subcarrier) + height / 2;
             draw_mark(page, x, y, x + 6, y);
         }
     }
@@ -142,27 +143,29 @@ void draw_error_axes(canvas &page, const constellation_layout &layout)
     for (int symbol = 1; symbol <= kSymbols; ++symbol)
         page.text((layout.error_x(symbol) + layout.error_x(symbol + 1)) / 2, errors.bottom() + 20,
                   std::to_string(symbol), {.side = align::centre});
-    for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-        const bool named = carrier % 10 == 0 || carrier == kFirstCarrier || carrier == kLastCarrier;
+    for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+        const bool named =
+            subcarrier % 10 == 0 || subcarrier == kFirstSubcarrier || subcarrier == kLastSubcarrier;
         if (!named) continue;
-        const double y = (layout.error_y(carrier) + layout.error_y(carrier + 1)) / 2;
+        const double y = (layout.error_y(subcarrier) + layout.error_y(subcarrier + 1)) / 2;
         page.line(errors.left - 6, y, errors.left, y, kInk, 1.2);
-        if (carrier != 60) // 62 speaks for it as well
-            page.text(errors.left - 12, y, std::to_string(carrier), {.side = align::right});
+        if (subcarrier != 60) // 62 speaks for it as well
+            page.text(errors.left - 12, y, std::to_string(subcarrier), {.side = align::right});
     }
     page.text(errors.left - 62, errors.top + errors.height / 2, "subcarrier",
               {.ink = kFaintInk, .side = align::centre, .upward = true});
     page.text(errors.left, errors.bottom() + 48, "symbol", {.ink = kFaintInk});
 }
 
-void draw_errors(canvas &page, const constellation_layout &layout, const carrier_estimate &burst)
+void draw_errors(canvas &page, const constellation_layout &layout, const subcarrier_estimate &burst)
 {
     const picture_area &errors = layout.errors;
     paint_errors(page, layout, burst);
     draw_error_axes(page, layout);
-    page.text(errors.left, errors.top - 18, "error of each carrier", {});
+    page.text(errors.left, errors.top - 18, "error of each subcarrier", {});
     page.text(errors.right(), errors.top - 18,
-              "pitch " + signed_decimal(burst.pitch_ppm()) + " ppm", {.side = align::right});
+              "clock offset " + signed_decimal(burst.clock_offset_ppm()) + " ppm",
+              {.side = align::right});
     page.text(errors.right(), errors.bottom() + 48, "short marks: the pilots",
               {.size = 16, .ink = kMark, .side = align::right});
     draw_colour_bar(page, errors.right() + 120, errors.top, errors.height, kErrors, "dB");
@@ -198,13 +201,13 @@ double constellation_layout::error_x(int symbol) const
     return errors.left + (symbol - 1) * errors.width / kSymbols;
 }
 
-double constellation_layout::error_y(int carrier) const
+double constellation_layout::error_y(int subcarrier) const
 {
-    return errors.top + (carrier - kFirstCarrier) * errors.height / kCarriers;
+    return errors.top + (subcarrier - kFirstSubcarrier) * errors.height / kSubcarriers;
 }
 
 void draw_constellation(canvas &page, const constellation_layout &layout,
-                        const carrier_estimate &burst, const std::string &name)
+                        const subcarrier_estimate &burst, const std::string &name)
 {
     draw_plane(page, layout, burst, name);
     draw_errors(page, layout, burst);

@@ -1,11 +1,11 @@
-// The part of a burst's picture that shows its carriers: as points in the complex plane, and the
+// The part of a burst's picture that shows its subcarriers: as points in the complex plane, and the
 // error of each of them over symbol and subcarrier.
 #pragma once
 
 #include <string>
 
 #include "plot/canvas.h"
-#include "plot/carrier_estimate.h"
+#include "plot/subcarrier_estimate.h"
 
 namespace tonelink::tool {
 
@@ -35,13 +35,13 @@ struct constellation_layout {
     double x(double in_phase) const;
     double y(double quadrature) const;
 
-    /// The upper left corner of a carrier's error; of 17 and 63, where the last ones end.
+    /// The upper left corner of a subcarrier's error; of 17 and 63, where the last ones end.
     double error_x(int symbol) const;
-    double error_y(int carrier) const;
+    double error_y(int subcarrier) const;
 };
 
 /// @param name  of the burst
 void draw_constellation(canvas &page, const constellation_layout &layout,
-                        const carrier_estimate &burst, const std::string &name);
+                        const subcarrier_estimate &burst, const std::string &name);
 
 } // namespace tonelink::tool

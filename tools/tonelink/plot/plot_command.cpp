@@ -17,9 +17,9 @@
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"
-#include "plot/carrier_estimate.h"
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
+#include "plot/subcarrier_estimate.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {
@@ -181,18 +181,18 @@ canvas draw_sound(const sound_source &source, const sound_survey &sound,
     burst_picture picture{std::filesystem::path{source.path}.filename(),
                           subtitle_of(sound, source, constellation), &overview, sound.bursts};
     std::optional<spectrogram> closeup;
-    std::optional<carrier_estimate> carriers;
+    std::optional<subcarrier_estimate> subcarriers;
     if (!sound.bursts.empty()) {
-        picture.nearest = clearest(sound);
-        const sound_burst &nearest = sound.bursts[picture.nearest];
+        picture.shown = clearest(sound);
+        const sound_burst &shown = sound.bursts[picture.shown];
         if (layout.has_closeup()) {
-            closeup = analyse(source, closeup_of(sound, nearest, layout.columns()));
+            closeup = analyse(source, closeup_of(sound, shown, layout.columns()));
             picture.closeup = &*closeup;
         }
         if (constellation) {
-            const auto [samples, start] = cut_burst(source, sound.sample_rate, nearest);
-            carriers = estimate_carriers(samples, start, nearest.message);
-            picture.carriers = &*carriers;
+            const auto [samples, start] = cut_burst(source, sound.sample_rate, shown);
+            subcarriers = estimate_subcarriers(samples, start, shown.message);
+            picture.subcarriers = &*subcarriers;
         }
     }
     return draw_picture(picture, layout);
@@ -235,8 +235,9 @@ void add_plot_command(CLI::App &program)
                      "Look at one channel alone, 1 for the first (default: a mix of all)")
         ->type_name("N")
         ->transform(number_from(1, 1024));
-    command->add_flag("--constellation", options->constellation,
-                      "Show the carriers of the clearest burst: as points, and the error of each");
+    command->add_flag(
+        "--constellation", options->constellation,
+        "Show the subcarriers of the clearest burst: as points, and the error of each");
     command
         ->add_option("--size", options->size,
                      "Pixels of the picture (default 1600x1000, 1600x1600 with --constellation)")

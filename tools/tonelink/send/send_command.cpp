@@ -77,10 +77,10 @@ message_choice choose_pairing(message_choice choice)
     return choice;
 }
 
-/// A transmission under way, watched over.
-class sender {
+/// Looks after a transmission under way.
+class send_loop {
 public:
-    sender(transmission &sending, send_report &report, double limit_s)
+    send_loop(transmission &sending, send_report &report, double limit_s)
         : sending_{sending}, report_{report}, limit_s_{limit_s}
     {
     }
@@ -162,11 +162,11 @@ void send(const send_options &options)
     transmission sending{plan};
     keyboard keys;
     send_report report{plan, choice.pin, options.json ? report_form::json : report_form::text};
-    const sender watch{sending, report,
-                       options.limit_s.value_or(std::numeric_limits<double>::infinity())};
+    const send_loop loop{sending, report,
+                         options.limit_s.value_or(std::numeric_limits<double>::infinity())};
     report.started(before, keys.is_there());
-    const stop_reason reason = watch.play(signals, keys);
-    watch.finish(reason, signals, keys);
+    const stop_reason reason = loop.play(signals, keys);
+    loop.finish(reason, signals, keys);
 }
 
 } // namespace

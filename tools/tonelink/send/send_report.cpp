@@ -78,8 +78,8 @@ void send_report::started(const volumes &before, bool has_keys)
 void send_report::playing(const progress &at, bool is_ending)
 {
     if (form_ == report_form::json) {
-        if (told_ == at.now) return;
-        told_ = at.now;
+        if (reported_ == at.now) return;
+        reported_ = at.now;
         json_object object{{"event", "playing"}};
         add_progress(object, at);
         print(line_of(object));

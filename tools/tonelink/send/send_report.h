@@ -41,7 +41,7 @@ private:
     std::optional<uint32_t> pin_;
     report_form form_;
     live_line live_{stdout};
-    std::optional<volumes> told_; ///< the volumes that a program knows
+    std::optional<volumes> reported_; ///< the volumes that a program knows
 };
 
 } // namespace tonelink::tool

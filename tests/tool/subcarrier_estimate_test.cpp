@@ -1,4 +1,4 @@
-#include "plot/carrier_estimate.h"
+#include "plot/subcarrier_estimate.h"
 
 #include <algorithm>
 #include <bitset>
@@ -29,13 +29,13 @@ test::sound padded_burst(float gain = 0.25f)
     return samples;
 }
 
-carrier_estimate estimate(const test::sound &samples, double start, const message_bits &message)
+subcarrier_estimate estimate(const test::sound &samples, double start, const message_bits &message)
 {
     std::vector<int16_t> integers;
     for (const float sample : samples)
         integers.push_back(
             static_cast<int16_t>(std::lrint(std::clamp(sample * 32768, -32768.0f, 32767.0f))));
-    return estimate_carriers(integers, start, message);
+    return estimate_subcarriers(integers, start, message);
 }
 
 double mean_square(std::span<const float> samples)
@@ -44,8 +44,8 @@ double mean_square(std::span<const float> samples)
            static_cast<double>(samples.size());
 }
 
-/// The mean of noise to signal over the carriers of a burst of gain 1 in white noise, from the
-/// power of each symbol's body, which its 61 carriers share.
+/// The mean of noise to signal over the subcarriers of a burst of gain 1 in white noise, from the
+/// power of each symbol's body, which its 61 subcarriers share.
 double expected_error_db(double snr_db)
 {
     test::sound noise(200000);
@@ -56,49 +56,49 @@ double expected_error_db(double snr_db)
         const auto body = std::span{burst}.subspan(
             kFirstSymbolSample + kExtensionSamples + symbol * kSymbolSamples, kBodySamples);
         // A sine has its power in two bins of the transform, noise spreads over all of them.
-        sum += mean_square(noise) * 2 * kCarriers / (mean_square(body) * kBodySamples);
+        sum += mean_square(noise) * 2 * kSubcarriers / (mean_square(body) * kBodySamples);
     }
     return 10 * std::log10(sum / kSymbols);
 }
 
-TEST(CarrierEstimate, ACleanBurstIsCleanFromWhereverItStarts)
+TEST(SubcarrierEstimate, ACleanBurstIsCleanFromWhereverItStarts)
 {
     for (const double late : {0.0, 33.3, 80.0, -80.0, 200.0, -200.0}) {
         SCOPED_TRACE(late);
         const auto burst = estimate(padded_burst(), kLead + late, kBits);
         EXPECT_NEAR(burst.start, kLead, 0.05);
-        EXPECT_NEAR(burst.pitch_ppm(), 0, 0.05);
+        EXPECT_NEAR(burst.clock_offset_ppm(), 0, 0.05);
         EXPECT_LT(burst.data_error_db(), -40);
         EXPECT_LT(burst.pilot_error_db(), -40);
         EXPECT_EQ(burst.wrong_data(), 0);
     }
 }
 
-TEST(CarrierEstimate, SignsAreTheMessagesWhereItIsKnown)
+TEST(SubcarrierEstimate, SignsAreTheMessagesWhereItIsKnown)
 {
     const auto known = estimate(padded_burst(), kLead, kBits);
     const auto guessed = estimate(padded_burst(), kLead, {});
     for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier)
-            EXPECT_EQ(known.at(symbol, carrier).ideal, guessed.at(symbol, carrier).ideal);
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+            EXPECT_EQ(known.at(symbol, subcarrier).ideal, guessed.at(symbol, subcarrier).ideal);
     const auto wrong = estimate(padded_burst(), kLead, message_bits(48, 1));
     EXPECT_NEAR(wrong.wrong_data(), 244, 60);
     EXPECT_GT(wrong.data_error_db(), 0);
     EXPECT_LT(wrong.pilot_error_db(), -40);
 }
 
-TEST(CarrierEstimate, AnotherClockIsMeasuredAndMadeGood)
+TEST(SubcarrierEstimate, AnotherClockIsMeasuredAndMadeGood)
 {
     for (const double ppm : {20.0, -100.0, 400.0, -700.0}) {
         SCOPED_TRACE(ppm);
         const auto sound = test::resampled(padded_burst(), kDesignRate / (1 + ppm * 1e-6));
         const auto burst = estimate(sound, kLead + 50, kBits);
-        EXPECT_NEAR(burst.pitch_ppm(), ppm, 0.1);
+        EXPECT_NEAR(burst.clock_offset_ppm(), ppm, 0.1);
         EXPECT_LT(burst.error_db(), -36);
     }
 }
 
-TEST(CarrierEstimate, TheErrorIsThatOfTheNoise)
+TEST(SubcarrierEstimate, TheErrorIsThatOfTheNoise)
 {
     for (const double snr_db : {15.0, 20.0, 30.0}) {
         SCOPED_TRACE(snr_db);
@@ -107,15 +107,15 @@ TEST(CarrierEstimate, TheErrorIsThatOfTheNoise)
         test::add_noise(sound, snr_db, /*seed=*/7919);
         for (float &sample : sound) sample /= 4;
         const auto burst = estimate(sound, kLead + 50, kBits);
-        // The noise of the pilots adds 0.6 dB, at ten pilots a carrier and less sure at the edges;
-        // what is taken out of each symbol as a whole adds 0.2, weak outer carriers 0.1. The mean
-        // of some 488 carriers is sure to 0.2 dB.
+        // The noise of the pilots adds 0.6 dB, at ten pilots a subcarrier and less sure at the
+        // edges; what is taken out of each symbol as a whole adds 0.2, weak outer subcarriers 0.1.
+        // The mean of some 488 subcarriers is sure to 0.2 dB.
         EXPECT_NEAR(burst.data_error_db(), expected_error_db(snr_db) + 0.9, 0.6);
         EXPECT_NEAR(burst.pilot_error_db(), expected_error_db(snr_db) + 0.9, 0.6);
     }
 }
 
-TEST(CarrierEstimate, AnEchoWithinTheExtensionsIsTakenOut)
+TEST(SubcarrierEstimate, AnEchoWithinTheExtensionsIsTakenOut)
 {
     test::sound sound = padded_burst();
     test::mix(sound, padded_burst(), 80, 0.5f);
@@ -124,18 +124,19 @@ TEST(CarrierEstimate, AnEchoWithinTheExtensionsIsTakenOut)
     EXPECT_EQ(burst.wrong_data(), 0);
 }
 
-TEST(CarrierEstimate, WhatIsCutOffIsAllWrongAndTheRestIsNot)
+TEST(SubcarrierEstimate, WhatIsCutOffIsAllWrongAndTheRestIsNot)
 {
     constexpr int kCut = 3 * kSymbolSamples + kFirstSymbolSample; // three symbols
     test::sound sound = test::burst_of(kMessage);
     sound.erase(sound.begin(), sound.begin() + kCut);
     const auto burst = estimate(sound, -kCut + 60, kBits);
     for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
             if (symbol <= 3)
-                EXPECT_EQ(burst.at(symbol, carrier).error(), 1);
+                EXPECT_EQ(burst.at(symbol, subcarrier).error(), 1);
             else
-                EXPECT_LT(burst.at(symbol, carrier).error(), 0.01) << symbol << ' ' << carrier;
+                EXPECT_LT(burst.at(symbol, subcarrier).error(), 0.01)
+                    << symbol << ' ' << subcarrier;
         }
     }
     const auto silence = estimate({}, 0, {});

@@ -1,4 +1,4 @@
-#include "plot/carrier_estimate.h"
+#include "plot/subcarrier_estimate.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,10 +11,10 @@ namespace tonelink::tool {
 namespace {
 
 using value = std::complex<double>;
-using carrier_grid = std::array<std::array<value, kCarriers>, kSymbols>;
+using subcarrier_grid = std::array<std::array<value, kSubcarriers>, kSymbols>;
 
 constexpr double kTurn = 2 * std::numbers::pi;
-constexpr auto kLastOfRow = std::size_t{kCarriers} - 1;
+constexpr auto kLastOfRow = std::size_t{kSubcarriers} - 1;
 
 /// Where a burst's time runs in the samples.
 struct burst_clock {
@@ -22,30 +22,33 @@ struct burst_clock {
     double stretch;
 };
 
-constexpr int carrier_of(std::size_t column) { return kFirstCarrier + static_cast<int>(column); }
+constexpr int subcarrier_of(std::size_t column)
+{
+    return kFirstSubcarrier + static_cast<int>(column);
+}
 
 constexpr bool holds_pilot(std::size_t row, std::size_t column)
 {
-    return is_pilot(static_cast<int>(row) + 1, carrier_of(column));
+    return is_pilot(static_cast<int>(row) + 1, subcarrier_of(column));
 }
 
 /// A frequency in turns a sample.
 constexpr double turns(double hz) { return hz / kDesignRate; }
 
-/// The Fourier sum over the body of a symbol at one of its carriers. A carrier starts anew with
-/// each body; what mixed it up to the band ran through the whole burst. So their phases are counted
-/// from the body's and from the burst's first sample.
-value read_carrier(std::span<const int16_t> samples, const burst_clock &clock, std::size_t row,
-                   int carrier)
+/// The Fourier sum over the body of a symbol at one of its subcarriers. A subcarrier starts anew
+/// with each body; what mixed it up to the band ran through the whole burst. So their phases are
+/// counted from the body's and from the burst's first sample.
+value read_subcarrier(std::span<const int16_t> samples, const burst_clock &clock, std::size_t row,
+                      int subcarrier)
 {
     const double body = kFirstSymbolSample + kExtensionSamples +
                         kSymbolSamples * static_cast<double>(row); // in the burst's time
     const auto first = static_cast<int64_t>(std::lround(clock.start + clock.stretch * body));
     const double at = (static_cast<double>(first) - clock.start) / clock.stretch;
-    const double phase =
-        turns(carrier_hz(0)) * at - carrier * (at - body) / kBodySamples; // the tone falls with it
+    const double phase = turns(subcarrier_hz(0)) * at -
+                         subcarrier * (at - body) / kBodySamples; // the tone falls with it
     value oscillator = std::polar(1.0, -kTurn * phase);
-    const value step = std::polar(1.0, -kTurn * turns(carrier_hz(carrier)) / clock.stretch);
+    const value step = std::polar(1.0, -kTurn * turns(subcarrier_hz(subcarrier)) / clock.stretch);
 
     const int64_t end = std::min(first + kBodySamples, static_cast<int64_t>(samples.size()));
     value sum;
@@ -54,23 +57,23 @@ value read_carrier(std::span<const int16_t> samples, const burst_clock &clock, s
     return sum / double{kBodySamples};
 }
 
-/// What was sent on each carrier, 1 or -1, times the channel.
-carrier_grid read_carriers(std::span<const int16_t> samples, const burst_clock &clock)
+/// What was sent on each subcarrier, 1 or -1, times the channel.
+subcarrier_grid read_subcarriers(std::span<const int16_t> samples, const burst_clock &clock)
 {
-    carrier_grid grid;
+    subcarrier_grid grid;
     for (std::size_t row = 0; row < grid.size(); ++row) {
-        for (std::size_t column = 0; column < kCarriers; ++column) {
-            const double scrambling = phi_scr[kCarriers * row + column] / 256.0;
-            grid[row][column] = read_carrier(samples, clock, row, carrier_of(column)) *
+        for (std::size_t column = 0; column < kSubcarriers; ++column) {
+            const double scrambling = phi_scr[kSubcarriers * row + column] / 256.0;
+            grid[row][column] = read_subcarrier(samples, clock, row, subcarrier_of(column)) *
                                 std::polar(1.0, -kTurn * scrambling);
         }
     }
     return grid;
 }
 
-/// The mean turn from one pilot to the next one of its symbol, two carriers on. An error of the
+/// The mean turn from one pilot to the next one of its symbol, two subcarriers on. An error of the
 /// start turns them evenly.
-double turn_over_carriers(const carrier_grid &grid)
+double turn_over_subcarriers(const subcarrier_grid &grid)
 {
     value sum;
     for (std::size_t row = 0; row < grid.size(); ++row)
@@ -82,7 +85,7 @@ double turn_over_carriers(const carrier_grid &grid)
 
 /// The mean turn from a pilot to its two neighbours in the next symbol. An error of the stretch
 /// turns each symbol further than the one before.
-double turn_over_symbols(const carrier_grid &grid)
+double turn_over_symbols(const subcarrier_grid &grid)
 {
     value sum;
     for (std::size_t row = 0; row + 1 < grid.size(); ++row)
@@ -93,27 +96,27 @@ double turn_over_symbols(const carrier_grid &grid)
     return std::arg(sum);
 }
 
-burst_clock corrected(const burst_clock &clock, const carrier_grid &grid)
+burst_clock corrected(const burst_clock &clock, const subcarrier_grid &grid)
 {
-    const double late = turn_over_carriers(grid) / kTurn * kBodySamples / 2;
+    const double late = turn_over_subcarriers(grid) / kTurn * kBodySamples / 2;
     const double middle = turns((kBandLow + kBandHigh) / 2);
     const double longer = -turn_over_symbols(grid) / kTurn / middle / kSymbolSamples;
     return {clock.start + late * clock.stretch, clock.stretch * (1 + longer)};
 }
 
 /// Brings all symbols to the same power: the generator scales each as its content allows.
-void even_symbols(carrier_grid &grid)
+void even_symbols(subcarrier_grid &grid)
 {
     for (std::size_t row = 0; row < grid.size(); ++row) {
         double power = 0;
         int pilots = 0;
-        for (std::size_t column = 0; column < kCarriers; ++column) {
+        for (std::size_t column = 0; column < kSubcarriers; ++column) {
             if (!holds_pilot(row, column)) continue;
             power += std::norm(grid[row][column]);
             ++pilots;
         }
         if (power == 0) continue;
-        for (value &carrier : grid[row]) carrier /= std::sqrt(power / pilots);
+        for (value &subcarrier : grid[row]) subcarrier /= std::sqrt(power / pilots);
     }
 }
 
@@ -123,15 +126,16 @@ constexpr std::size_t first_around(std::size_t at, std::size_t length, std::size
     return std::min(at - std::min(at, length / 2), count - length);
 }
 
-/// The channel at one carrier of one symbol, from ten pilots or so around it: a plane laid through
-/// them by least squares, which is their mean but at the burst's edges, where they are to one side.
-/// A pilot does not speak for itself, so that its error is as honest as a data carrier's.
-value estimate_channel(const carrier_grid &grid, std::size_t row, std::size_t column)
+/// The channel at one subcarrier of one symbol, from ten pilots or so around it: a plane laid
+/// through them by least squares, which is their mean but at the burst's edges, where they are to
+/// one side. A pilot does not speak for itself, so that its error is as honest as a data
+/// subcarrier's.
+value estimate_channel(const subcarrier_grid &grid, std::size_t row, std::size_t column)
 {
-    // More over time than over frequency: echoes make the channel another one a few carriers on.
+    // More over time than over frequency: echoes make the channel another one a few subcarriers on.
     constexpr std::size_t kRows = 7, kColumns = 3;
     const std::size_t first_row = first_around(row, kRows, kSymbols);
-    const std::size_t first_column = first_around(column, kColumns, kCarriers);
+    const std::size_t first_column = first_around(column, kColumns, kSubcarriers);
     double count = 0, x = 0, y = 0, xx = 0, xy = 0, yy = 0;
     value sum, sum_x, sum_y;
     for (std::size_t r = first_row; r < first_row + kRows; ++r) {
@@ -158,13 +162,13 @@ value estimate_channel(const carrier_grid &grid, std::size_t row, std::size_t co
     return determinant == 0 ? 0 : (a * sum + b * sum_x + c * sum_y) / determinant;
 }
 
-carrier_grid equalise(const carrier_grid &grid)
+subcarrier_grid equalise(const subcarrier_grid &grid)
 {
-    carrier_grid equal;
+    subcarrier_grid equal;
     for (std::size_t row = 0; row < grid.size(); ++row) {
         value pilots;
         int count = 0;
-        for (std::size_t column = 0; column < kCarriers; ++column) {
+        for (std::size_t column = 0; column < kSubcarriers; ++column) {
             const value channel = estimate_channel(grid, row, column);
             equal[row][column] = channel == 0.0 ? 0 : grid[row][column] / channel;
             if (!holds_pilot(row, column)) continue;
@@ -174,20 +178,20 @@ carrier_grid equalise(const carrier_grid &grid)
         // What turned or scaled the symbol as a whole.
         const value common = pilots / double(count);
         if (common == 0.0) continue;
-        for (value &carrier : equal[row]) carrier /= common;
+        for (value &subcarrier : equal[row]) subcarrier /= common;
     }
     return equal;
 }
 
-/// The mean error of the points that `counts` chooses by symbol and carrier.
-template <class Choice> double mean_error_db(const carrier_estimate &burst, Choice counts)
+/// The mean error of the points that `counts` chooses by symbol and subcarrier.
+template <class Choice> double mean_error_db(const subcarrier_estimate &burst, Choice counts)
 {
     double sum = 0;
     int points = 0;
     for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-            if (!counts(symbol, carrier)) continue;
-            sum += burst.at(symbol, carrier).error();
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+            if (!counts(symbol, subcarrier)) continue;
+            sum += burst.at(symbol, subcarrier).error();
             ++points;
         }
     }
@@ -198,46 +202,47 @@ template <class Choice> double mean_error_db(const carrier_estimate &burst, Choi
 
 double error_in_db(double error) { return 10 * std::log10(std::max(error, 1e-10)); }
 
-double carrier_estimate::data_error_db() const
+double subcarrier_estimate::data_error_db() const
 {
-    return mean_error_db(*this, [](int symbol, int carrier) { return !is_pilot(symbol, carrier); });
+    return mean_error_db(*this,
+                         [](int symbol, int subcarrier) { return !is_pilot(symbol, subcarrier); });
 }
 
-double carrier_estimate::pilot_error_db() const { return mean_error_db(*this, is_pilot); }
+double subcarrier_estimate::pilot_error_db() const { return mean_error_db(*this, is_pilot); }
 
-double carrier_estimate::error_db() const
+double subcarrier_estimate::error_db() const
 {
     return mean_error_db(*this, [](int, int) { return true; });
 }
 
-int carrier_estimate::wrong_data() const
+int subcarrier_estimate::wrong_data() const
 {
     int wrong = 0;
     for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier)
-            wrong += !is_pilot(symbol, carrier) && at(symbol, carrier).is_wrong();
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+            wrong += !is_pilot(symbol, subcarrier) && at(symbol, subcarrier).is_wrong();
     return wrong;
 }
 
-carrier_estimate estimate_carriers(std::span<const int16_t> samples, double start,
-                                   const message_bits &message)
+subcarrier_estimate estimate_subcarriers(std::span<const int16_t> samples, double start,
+                                         const message_bits &message)
 {
     constexpr int kCorrections = 4; // the first is coarse; the third changes nothing to speak of
     burst_clock clock{start, 1};
-    carrier_grid grid = read_carriers(samples, clock);
+    subcarrier_grid grid = read_subcarriers(samples, clock);
     for (int i = 0; i < kCorrections; ++i) {
         clock = corrected(clock, grid);
-        grid = read_carriers(samples, clock);
+        grid = read_subcarriers(samples, clock);
     }
     even_symbols(grid);
-    const carrier_grid equal = equalise(grid);
+    const subcarrier_grid equal = equalise(grid);
 
-    carrier_estimate burst{clock.start, clock.stretch, !message.empty(), {}};
+    subcarrier_estimate burst{clock.start, clock.stretch, !message.empty(), {}};
     channel_bits bits{};
     if (burst.knows_message) bits = encode_channel(message);
     std::size_t next_bit = 0;
     for (std::size_t row = 0; row < equal.size(); ++row) {
-        for (std::size_t column = 0; column < kCarriers; ++column) {
+        for (std::size_t column = 0; column < kSubcarriers; ++column) {
             auto &point = burst.points[row][column];
             point.value = equal[row][column];
             if (holds_pilot(row, column))

@@ -1,6 +1,6 @@
-// The carriers of one burst as a receiver with all the time in the world sees them: in double
-// precision, timed to a fraction of a sample, turned back by the scrambling and freed from the
-// channel. For pictures and measurements; the receiver that decodes knows nothing of it.
+// The subcarriers of one burst, estimated without regard to cost: in double precision, timed to a
+// fraction of a sample, turned back by the scrambling and freed from the channel. For pictures and
+// measurements; the receiver that decodes knows nothing of it.
 #pragma once
 
 #include <array>
@@ -14,10 +14,10 @@
 
 namespace tonelink::tool {
 
-inline constexpr int kCarriers = kLastCarrier - kFirstCarrier + 1;
+inline constexpr int kSubcarriers = kLastSubcarrier - kFirstSubcarrier + 1;
 
 /// Of one burst in a row of samples at 44100 Hz.
-struct carrier_estimate {
+struct subcarrier_estimate {
     struct point {
         std::complex<double> value; ///< near `ideal` when the burst is clear
         double ideal;               ///< what was sent: 1 or -1, always 1 for pilots
@@ -29,24 +29,25 @@ struct carrier_estimate {
     double start;
     double stretch;
     bool knows_message; ///< `ideal` comes from the message; else it is the nearest one
-    std::array<std::array<point, kCarriers>, kSymbols> points;
+    std::array<std::array<point, kSubcarriers>, kSymbols> points;
 
-    /// Symbols count from 1 to 16, carriers from 2 to 62.
-    const point &at(int symbol, int carrier) const
+    /// Symbols count from 1 to 16, subcarriers from 2 to 62.
+    const point &at(int symbol, int subcarrier) const
     {
         return points[static_cast<std::size_t>(symbol - 1)]
-                     [static_cast<std::size_t>(carrier - kFirstCarrier)];
+                     [static_cast<std::size_t>(subcarrier - kFirstSubcarrier)];
     }
 
-    /// By how many millionths its tones are higher than they should be.
-    double pitch_ppm() const { return (1 / stretch - 1) * 1e6; }
+    /// The offset of the two clocks: by how many millionths its tones are higher than they should
+    /// be.
+    double clock_offset_ppm() const { return (1 / stretch - 1) * 1e6; }
 
     /// Mean square error against the ideal points' power, in dB.
     double data_error_db() const;
     double pilot_error_db() const;
     double error_db() const;
 
-    /// Data carriers on the wrong side.
+    /// Data subcarriers on the wrong side.
     int wrong_data() const;
 };
 
@@ -56,7 +57,7 @@ double error_in_db(double error);
 /// @param samples  with the whole burst in it; what is missing counts as silence
 /// @param start    about the burst's first sample: 200 too early or too late are made good
 /// @param message  of 32 or 48 bits; empty when it is not known
-carrier_estimate estimate_carriers(std::span<const int16_t> samples, double start,
-                                   const message_bits &message);
+subcarrier_estimate estimate_subcarriers(std::span<const int16_t> samples, double start,
+                                         const message_bits &message);
 
 } // namespace tonelink::tool

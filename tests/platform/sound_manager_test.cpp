@@ -91,17 +91,19 @@ TEST(SoundManager, KeepsVolumesWithinTheirLimits)
 TEST(SoundManager, FloorLiftsWhatIsHeardAndNotTheVolume)
 {
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), kInvalidOperation);
-    EXPECT_EQ(sound_manager_set_ultrasound_volume_min(-1), kInvalidParameter);
-    EXPECT_EQ(sound_manager_set_ultrasound_volume_min(16), kInvalidParameter);
-    EXPECT_EQ(tonelink_host_get_ultrasound_floor(), -1);
-
+    for (const int no_level : {-1, 16})
+        EXPECT_EQ(sound_manager_set_ultrasound_volume_min(no_level), kInvalidParameter);
+    const auto expect = [](int floor, int heard) {
+        EXPECT_EQ(tonelink_host_get_ultrasound_floor(), floor);
+        EXPECT_EQ(tonelink_host_get_heard_level(), heard);
+        EXPECT_EQ(volume_of(1), 4);
+    };
     ASSERT_EQ(sound_manager_set_volume(1, 4), 0);
+    expect(-1, 4);
     ASSERT_EQ(sound_manager_set_ultrasound_volume_min(10), 0);
-    EXPECT_EQ(tonelink_host_get_ultrasound_floor(), 10);
-    EXPECT_EQ(tonelink_host_get_heard_level(), 10);
-    EXPECT_EQ(volume_of(1), 4);
+    expect(10, 10);
     ASSERT_EQ(sound_manager_unset_ultrasound_volume_min(), 0);
-    EXPECT_EQ(tonelink_host_get_heard_level(), 4);
+    expect(-1, 4);
 }
 
 TEST(VolumeListener, IsToldOfEveryChangeInOrder)
@@ -163,14 +165,13 @@ TEST(VolumeListener, CanUseTheSoundManagerAndRemoveItself)
     EXPECT_EQ(state.results, (std::vector<int>{0, kInvalidOperation, 0, 0}));
     EXPECT_EQ(state.told.up_to(50), volume_row{50});
 
-    // Another can take its place, and be replaced.
+    // Others can take its place, and be replaced.
     recorded_volumes first, second;
-    ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &first), 0);
-    ASSERT_EQ(sound_manager_set_master_volume(51), 0);
-    EXPECT_EQ(first.up_to(51), volume_row{51});
-    ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &second), 0);
-    ASSERT_EQ(sound_manager_set_master_volume(52), 0);
-    EXPECT_EQ(second.up_to(52), volume_row{52});
+    for (const auto &[volumes, volume] : {std::pair{&first, 51u}, {&second, 52u}}) {
+        ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, volumes), 0);
+        ASSERT_EQ(sound_manager_set_master_volume(static_cast<int>(volume)), 0);
+        EXPECT_EQ(volumes->up_to(volume), volume_row{volume});
+    }
     EXPECT_EQ(first.up_to(51), volume_row{51});
     EXPECT_EQ(sound_manager_unset_master_volume_changed_cb(), 0);
 }

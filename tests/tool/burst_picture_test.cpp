@@ -1,6 +1,7 @@
 #include "plot/burst_picture.h"
 
 #include <cstdint>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -94,17 +95,31 @@ TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
         EXPECT_NE(pixel(page, layout.scale, parts.x(0.5), parts.y(2) + 2), kWhite)
             << "what lies beyond is at the rim";
 
+        const auto error_pixel = [&](double x, int subcarrier) {
+            return pixel(page, layout.scale, x,
+                         (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2);
+        };
         const auto lightness = [&](double symbol, int subcarrier) {
-            const int whole = static_cast<int>(symbol);
-            const double x =
-                parts.error_x(whole) + (symbol - whole) * (parts.error_x(2) - parts.error_x(1));
-            const double y = (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2;
-            return (pixel(page, layout.scale, x, y) >> 8) & 0xFF; // green
+            const double step = parts.error_x(2) - parts.error_x(1);
+            return (error_pixel(parts.error_x(1) + (symbol - 1) * step, subcarrier) >> 8) & 0xFF;
         };
         for (const int subcarrier : {2, 3, 31, 62}) {
             EXPECT_GT(lightness(5.5, subcarrier), 240u) << subcarrier;
             EXPECT_LT(lightness(4.5, subcarrier), 200u) << subcarrier;
             EXPECT_LT(lightness(6.5, subcarrier), 200u) << subcarrier;
+        }
+        // Ticks stand at the first, the last and each tenth; the last one's number is 60's as well.
+        const std::set<int> named{2, 10, 20, 30, 40, 50, 60, 62};
+        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+            EXPECT_EQ(error_pixel(parts.errors.left - 4, subcarrier) != kWhite,
+                      named.contains(subcarrier))
+                << subcarrier;
+        }
+        for (const int subcarrier : {50, 60}) {
+            bool has_number = false;
+            for (double x = parts.errors.left - 40; x < parts.errors.left - 12; ++x)
+                has_number |= error_pixel(x, subcarrier) != kWhite;
+            EXPECT_EQ(has_number, subcarrier == 50);
         }
     }
 }

@@ -27,13 +27,6 @@ class Encode(CommandCase):
                 (("encode", "--unfiltered", "--data", "0123456789AB"), "e833d439981381010aa61091dc66f379")):
             self.assertEqual(hashlib.sha256(self.raw(*arguments)).hexdigest()[:32], known, arguments)
 
-    def test_data_decides_the_length_and_is_padded(self):
-        for padded, *data in (("CAFE0100", "--data", "CAFE01"),
-                              ("CAFE01230000", "--data", "CAFE0123", "--bits", "48"),
-                              ("CAFE01234500", "--data", "CAFE012345"),
-                              ("68C3A96C6C6F", "--text", "h\xe9llo")):
-            self.assertEqual(self.raw("encode", *data), self.raw("encode", "--data", padded), data)
-
     def test_formats_hold_the_same_samples(self):
         for arguments in (PAIRING, (*DATA, "--copies", "3", "--gap", "12.5")):
             raw = self.raw(*arguments)
@@ -50,13 +43,17 @@ class Encode(CommandCase):
             self.succeed(*arguments, "--raw", "-o", "burst")
             self.assertEqual(self.read("burst"), raw)
 
-    def test_copies_and_gaps(self):
+    def test_data_is_padded_and_copies_are_apart(self):
+        for padded, *data in (("CAFE0100", "--data", "CAFE01"),
+                              ("CAFE01230000", "--data", "CAFE0123", "--bits", "48"),
+                              ("CAFE01234500", "--data", "CAFE012345"),
+                              ("68C3A96C6C6F", "--text", "h\xe9llo")):
+            self.assertEqual(self.raw("encode", *data), self.raw("encode", "--data", padded), data)
         burst = self.raw(*DATA)
         self.assertEqual(len(burst), 2 * BURST)
-        self.assertEqual(self.raw(*DATA, "--copies", "5"), 5 * burst)
-        self.assertEqual(self.raw(*DATA, "--copies", "1", "--gap", "100"), burst)
-        self.assertEqual(self.raw(*DATA, "--copies", "3", "--gap", "100"),
-                         burst + 2 * (bytes(2 * 4410) + burst))
+        for copies, gap, sound in (("5", "0", 5 * burst), ("1", "100", burst),
+                                   ("3", "100", burst + 2 * (bytes(2 * 4410) + burst))):
+            self.assertEqual(self.raw(*DATA, "--copies", copies, "--gap", gap), sound)
 
     def test_level_is_the_peak(self):
         for filtering in ((), ("--unfiltered",)):

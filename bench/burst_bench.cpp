@@ -25,8 +25,6 @@ namespace {
 
 using namespace tonelink;
 
-constexpr double kBurstSeconds = static_cast<double>(kBurstSamples) / 44100;
-
 std::vector<uint8_t> message()
 {
     std::vector<uint8_t> bits;

@@ -25,11 +25,9 @@ using block = std::array<int16_t, kShiftBlock + kShiftSlack>;
 // The modem's own shifts are 342 entries of the period of 8192 a sample. From any even entry the
 // oscillator then goes through all 4096 even ones, so that a table in that order can be read
 // straight on.
-constexpr int32_t kModemStep = 342;
 constexpr std::size_t kModemTurn = 4096;
 constexpr uint32_t kInverseOfHalfStep = 2563; // 171 x 2563 is 1 modulo 4096
-static_assert(kModemStep / 2 * kInverseOfHalfStep % kModemTurn == 1);
-static_assert(static_cast<int64_t>(kBandShiftHz) * 8192 / 44100 == kModemStep);
+static_assert(kBandShiftStep / 2 * kInverseOfHalfStep % kModemTurn == 1);
 
 /// Cosines and sines in the order in which samples need them.
 struct modem_oscillator {
@@ -40,7 +38,7 @@ constexpr modem_oscillator kModemOscillator = [] {
     modem_oscillator table{};
     for (std::size_t i = 0; i < table.sines.size(); ++i) {
         // The table of sines has one half turn; the other is its negative, with 32768 as -32768.
-        const std::size_t entry = static_cast<std::size_t>(kModemStep) * i % 8192;
+        const std::size_t entry = static_cast<std::size_t>(kBandShiftStep) * i % 8192;
         const int32_t sign = entry < 4096 ? 1 : -1;
         table.cosines[i] = low16(sign * sine_q15(entry % 4096 + kCosine, 8192));
         table.sines[i] = low16(sign * sine_q15(entry % 4096, 8192));
@@ -58,7 +56,7 @@ struct rotations {
 /// Whether the oscillator can be read from the modem's table.
 bool is_modems(const BandShiftInfo &info)
 {
-    return info.step == kModemStep && info.phase % 2 == 0 && info.phase >= 0 &&
+    return info.step == kBandShiftStep && info.phase % 2 == 0 && info.phase >= 0 &&
            info.phase < kHalfPeriod;
 }
 
@@ -68,7 +66,7 @@ rotations read_modem_rotations(std::size_t count, BandShiftInfo &info)
     const auto entry = static_cast<uint32_t>(info.phase) + (info.half != 0 ? 0u : 4096u);
     const std::size_t at = entry / 2 * kInverseOfHalfStep % kModemTurn;
     count = std::min(count, kModemTurn - at);
-    const std::size_t next = (entry + kModemStep * count) % 8192;
+    const std::size_t next = (entry + kBandShiftStep * count) % 8192;
     info.phase = static_cast<int32_t>(next % 4096);
     info.half = next < 4096 ? 1 : 0;
     return {&kModemOscillator.cosines[at], &kModemOscillator.sines[at], count};

@@ -1,5 +1,6 @@
-// The dimensions of a burst, shared by the generator and the receiver: how many bits, symbols, bins
-// and samples there are, and the types that carry them from stage to stage.
+// The numbers of the burst format, all of them: how many bits, symbols, subcarriers and samples a
+// burst has, where it lies in time and frequency, and the types that carry it from stage to stage.
+// The tables that go with them are in code_tables.h, the filters in filter_taps.h.
 #pragma once
 
 #include <array>
@@ -11,33 +12,94 @@
 
 namespace tonelink {
 
+// ---- Bits ---------------------------------------------------------------------------------------
+
 inline constexpr std::size_t kCrcBits = 24;
+/// The polynomial of the FlexRay frame CRC, x^24 left out:
+/// x^24 + x^22 + x^20 + x^19 + x^18 + x^16 + x^14 + x^13 + x^11 + x^10 + x^8 + x^7 + x^6 + x^3 + x
+/// + 1
+inline constexpr uint32_t kCrcPolynomial = 0x5D6DCB;
+inline constexpr uint32_t kCrcStart = 0xFFFFFF;
+inline constexpr uint32_t kCrcFinalXor = 0x48EB72; // onto the CRC, by the sender
+
 inline constexpr std::size_t kTailBits = 6;    // return the encoder to its zero state
 inline constexpr std::size_t kCodeOutputs = 4; // code bits a message bit
 inline constexpr std::size_t kChannelBits = 488;
 
-inline constexpr std::size_t kSymbols = 16;
-inline constexpr std::size_t kBins = 64;
-inline constexpr std::size_t kFirstUsedBin = 2;
-inline constexpr std::size_t kUsedBins = 61;        // bins 2 to 62
-inline constexpr int16_t kCarrierAmplitude = 32767; // Q15; negative for a data bit 0
+// ---- Symbols and subcarriers --------------------------------------------------------------------
 
-// At the baseband rate of 4410 Hz.
+inline constexpr std::size_t kSymbols = 16;
+inline constexpr std::size_t kSpectrumSize = 64; // subcarriers that the transform has
+inline constexpr std::size_t kFirstSubcarrier = 2;
+inline constexpr std::size_t kLastSubcarrier = 62;
+inline constexpr std::size_t kSubcarriers = kLastSubcarrier - kFirstSubcarrier + 1; // in use
+inline constexpr int16_t kSubcarrierAmplitude = 32767; // Q15; negative for a data bit 0
+
+/// Whether a subcarrier, 2 to 62, is a pilot in a symbol, 1 to 16: the even ones are in odd
+/// symbols, the odd ones in even symbols. The others carry data.
+constexpr bool is_pilot(std::size_t symbol, std::size_t subcarrier)
+{
+    return (symbol + subcarrier) % 2 == 1;
+}
+
+/// Index of the first channel bit that a symbol, 1 to 16, carries; for 17, how many bits all carry.
+/// Symbols carry 30 and 31 bits in turn.
+constexpr std::size_t first_bit_of(std::size_t symbol) { return (symbol - 1) * kSubcarriers / 2; }
+static_assert(first_bit_of(2) == 30 && first_bit_of(3) == 61 && first_bit_of(17) == kChannelBits);
+
+// ---- At the baseband rate of 4410 Hz ------------------------------------------------------------
+
 inline constexpr std::size_t kBodySamples = 128; // 29.02 ms
 inline constexpr std::size_t kGuardSamples = 8;  // 1.81 ms: cyclic prefix, and as much suffix
 inline constexpr std::size_t kSymbolSamples = kGuardSamples + kBodySamples + kGuardSamples;
 inline constexpr std::size_t kRunOutSamples = 13; // zeros in which the interpolation filter ends
 inline constexpr std::size_t kFrameSamples = kSymbols * kSymbolSamples + kRunOutSamples;
 
-// At the output rate of 44100 Hz.
-inline constexpr std::size_t kInterpolation = 10;
-inline constexpr std::size_t kBurstSamples = kInterpolation * kFrameSamples;
-inline constexpr int32_t kBandShiftHz = 1845; // nominal; the oscillator's grid makes it 1841.09
+// ---- At the audio rate of 44100 Hz --------------------------------------------------------------
 
-static_assert(kFrameSamples == 2317 && kBurstSamples == 23170);
+inline constexpr int32_t kAudioRate = 44100;      // Hz
+inline constexpr std::size_t kInterpolation = 10; // from the baseband rate
+inline constexpr std::size_t kBurstSamples = kInterpolation * kFrameSamples;
+inline constexpr std::size_t kAudioBodySamples = kInterpolation * kBodySamples;
+inline constexpr std::size_t kAudioGuardSamples = kInterpolation * kGuardSamples;
+inline constexpr std::size_t kAudioSymbolSamples = kInterpolation * kSymbolSamples;
+/// The delay of the generator's filters: the first symbol's prefix begins this late in a burst.
+inline constexpr std::size_t kBurstDelay = 128;
+
+inline constexpr double kBurstSeconds = static_cast<double>(kBurstSamples) / kAudioRate;
+inline constexpr double kSymbolSeconds = static_cast<double>(kAudioSymbolSamples) / kAudioRate;
+
+/// The sample of a burst with which symbol `symbol` of 1 to 16 begins; 17 is where the last one
+/// ends.
+constexpr std::size_t symbol_start(std::size_t symbol)
+{
+    return kBurstDelay + (symbol - 1) * kAudioSymbolSamples;
+}
+
+inline constexpr std::size_t kSinePeriod = 8192; // of the oscillator's table, in entries
+inline constexpr int32_t kBandShiftHz = 1845;    // nominal; the oscillator's grid makes it 1841.09
+/// Entries of the period that the oscillator goes on with each sample.
+inline constexpr int32_t kBandShiftStep =
+    static_cast<int32_t>(int64_t{kBandShiftHz} * kSinePeriod / kAudioRate);
+
+/// The frequency of a subcarrier, 2 to 62: the higher the number, the lower the tone.
+constexpr double subcarrier_hz(std::size_t subcarrier)
+{
+    constexpr double kShift = static_cast<double>(kBandShiftStep) * kAudioRate / kSinePeriod;
+    constexpr double kSpacing = static_cast<double>(kAudioRate) / kAudioBodySamples;
+    return kAudioRate / 2.0 - kShift - kSpacing * static_cast<double>(subcarrier);
+}
+
+inline constexpr double kBandLowHz = subcarrier_hz(kLastSubcarrier);
+inline constexpr double kBandHighHz = subcarrier_hz(kFirstSubcarrier);
+
+static_assert(kFrameSamples == 2317 && kBurstSamples == 23170 && kBandShiftStep == 342);
+static_assert(kBandLowHz > 18072.7 && kBandHighHz < 20140.1);
+
+// ---- From stage to stage ------------------------------------------------------------------------
 
 using channel_bits = std::array<uint8_t, kChannelBits>;
-using symbol_spectrum = std::array<cplx16, kBins>;
+using symbol_spectrum = std::array<cplx16, kSpectrumSize>;
 using symbol_body = std::array<int16_t, kBodySamples>;
 using frame_samples = std::array<int16_t, kFrameSamples>;
 using burst_span = std::span<int16_t, kBurstSamples>;

@@ -14,7 +14,7 @@ void bvec_bit2byte(std::span<const uint8_t> bits, std::span<uint8_t> bytes)
 
 uint32_t crc24(std::span<const uint8_t> bytes)
 {
-    uint32_t crc = 0xFFFFFF;
+    uint32_t crc = kCrcStart;
     for (const uint8_t byte : bytes) {
         crc ^= uint32_t{byte} << 16;
         for (int bit = 0; bit < 8; ++bit) {

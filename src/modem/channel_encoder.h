@@ -36,14 +36,6 @@ void bvec_bit2byte(std::span<const uint8_t> bits, std::span<uint8_t> bytes);
 /// CRC-24 of bytes, most significant bit first, before the format's final XOR.
 uint32_t crc24(std::span<const uint8_t> bytes);
 
-/// The polynomial of the FlexRay frame CRC:
-/// x^24 + x^22 + x^20 + x^19 + x^18 + x^16 + x^14 + x^13 + x^11 + x^10 + x^8 + x^7 + x^6 + x^3 + x
-/// + 1
-inline constexpr uint32_t kCrcPolynomial = 0x5D6DCB;
-
-/// XORed onto the CRC by the sender.
-inline constexpr uint32_t kCrcFinalXor = 0x48EB72;
-
 /// The CRC that a message is sent with: 24 bits.
 template <std::size_t Bits> uint32_t message_crc(std::span<const uint8_t, Bits> message);
 

@@ -2,14 +2,13 @@
 
 #include <iterator>
 
-#include "modem/channel_encoder.h"
 #include "modem/sine.h"
 
 namespace tonelink {
 
 namespace {
 
-constexpr std::array<int16_t, 6 *kUsedBins> kScramblingRows = {
+constexpr std::array<int16_t, 6 *kSubcarriers> kScramblingRows = {
     51,  198, 178, 40,  155, 62,  27,  76,  91,  63,  218, 97,  100, 158, 228, 209, 231, 24,  103,
     143, 21,  133, 149, 197, 137, 240, 10,  65,  220, 21,  93,  242, 87,  46,  214, 246, 23,  3,
     151, 246, 89,  16,  217, 161, 228, 82,  101, 199, 77,  157, 205, 82,  235, 103, 107, 34,  35,
@@ -83,8 +82,8 @@ constexpr std::array<int32_t, kChannelBits> perm_msg = {
     303, 66,  287, 80,  294, 441, 84,  10,  376, 190, 31,  219, 421, 105, 321, 186, 221, 392, 231,
     177, 288, 83,  266, 59,  480, 322, 86,  64,  103, 394, 16,  156};
 
-constexpr std::array<int16_t, kSymbols *kUsedBins> phi_scr = [] {
-    std::array<int16_t, kSymbols * kUsedBins> phases{};
+constexpr std::array<int16_t, kSymbols *kSubcarriers> phi_scr = [] {
+    std::array<int16_t, kSymbols * kSubcarriers> phases{};
     for (std::size_t i = 0; i < phases.size(); ++i)
         phases[i] = kScramblingRows[i % kScramblingRows.size()];
     return phases;
@@ -189,7 +188,7 @@ make_syndromes(const std::array<uint8_t, Bits + kCrcBits> &permutation,
             for (std::size_t bit = 0; bit < 4; ++bit)
                 if ((nibble >> (3 - bit) & 1) != 0)
                     table.of[n][nibble] ^= columns[permutation[4 * n + bit]];
-    uint32_t start = 0xFFFFFF; // what the CRC makes of zeros
+    uint32_t start = kCrcStart; // what the CRC makes of zeros
     for (std::size_t i = 0; i < Bits; ++i) start = step_crc(start);
     table.wanted = start ^ kCrcFinalXor;
     for (std::size_t i = 0; i < columns.size(); ++i)

@@ -76,7 +76,7 @@ inline constexpr auto p_pilots_even = [] {
 inline constexpr const auto &p_data_odd = p_pilots_even;
 
 /// Scrambling phase of each used bin of each symbol, in 1/256 of a turn; six rows that repeat.
-extern const std::array<int16_t, kSymbols * kUsedBins> phi_scr;
+extern const std::array<int16_t, kSymbols * kSubcarriers> phi_scr;
 
 /// Q15 cosines and sines of the first quarter turn in steps of 1/256 turn.
 extern const std::array<int16_t, 64> phaseReal;
@@ -103,7 +103,7 @@ struct descrambling_factors {
 };
 inline constexpr std::size_t kScramblingSymbols = 6; // after which the phases repeat
 struct descrambling_table {
-    descrambling_factors of[kScramblingSymbols * kUsedBins];
+    descrambling_factors of[kScramblingSymbols * kSubcarriers];
 };
 extern const descrambling_table kDescrambling;
 

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "modem/burst_format.h"
+
 namespace tonelink {
 
 /// A filter of odd length from its first half with centre; the second half mirrors it, times
@@ -42,6 +44,8 @@ inline constexpr std::array<int16_t, 129> coef_ht = mirrored<65>(
      0,   -692,  0, -759,  0,  -837,  0, -930,  0, -1040,  0, -1175, 0,  -1344, 0, -1565, 0, -1863,
      0,   -2290, 0, -2958, 0,  -4157, 0, -6944, 0, -20857, 0},
     -1);
+
+static_assert(b_flt_ups.size() / 2 + coef_ht.size() / 2 == kBurstDelay);
 
 // The output filter: second-order Butterworth high-pass by the bilinear transform, corner at 17000
 // Hz of 44100 Hz, gain 1 at half the sample rate.

@@ -105,14 +105,14 @@ cplx16 split_bin(std::size_t k, cplx16 a, cplx16 b)
 
 } // namespace
 
-int32_t inverse_symbol_transform(std::span<const cplx16, kBins> spectrum,
+int32_t inverse_symbol_transform(std::span<const cplx16, kSpectrumSize> spectrum,
                                  std::span<int16_t, kBodySamples> body)
 {
     // Real and imaginary parts change places on the way in, and the result is the imaginary part on
     // the way out: that turns the complex sum into the real one of cosines and sines.
     std::array<int16_t, kBodySamples> swapped_re{};
     std::fill(body.begin(), body.end(), int16_t{0});
-    for (std::size_t k = 0; k < kBins; ++k) {
+    for (std::size_t k = 0; k < kSpectrumSize; ++k) {
         body[k] = spectrum[k].re;
         swapped_re[k] = spectrum[k].im;
     }
@@ -120,17 +120,17 @@ int32_t inverse_symbol_transform(std::span<const cplx16, kBins> spectrum,
 }
 
 int32_t forward_symbol_transform(std::span<const int16_t, kBodySamples> body,
-                                 std::span<cplx16, kBins> spectrum)
+                                 std::span<cplx16, kSpectrumSize> spectrum)
 {
-    std::array<int16_t, kBins> re;
-    std::array<int16_t, kBins> im;
-    for (std::size_t k = 0; k < kBins; ++k) {
+    std::array<int16_t, kSpectrumSize> re;
+    std::array<int16_t, kSpectrumSize> im;
+    for (std::size_t k = 0; k < kSpectrumSize; ++k) {
         re[k] = body[2 * k];
         im[k] = body[2 * k + 1];
     }
     const int32_t exponent = run_transform(re, im, false, kForwardThreshold);
-    for (std::size_t k = 0; k < kBins; ++k) {
-        const std::size_t mirror = (kBins - k) % kBins;
+    for (std::size_t k = 0; k < kSpectrumSize; ++k) {
+        const std::size_t mirror = (kSpectrumSize - k) % kSpectrumSize;
         spectrum[k] = split_bin(k, {re[k], im[k]}, {re[mirror], im[mirror]});
     }
     return exponent;
@@ -151,8 +151,9 @@ int32_t fix_ifft(int16_t *re, int16_t *im, int16_t m)
 int32_t snfc_ifft_fxp(const cvec16 *spectrum, vec16 *samples)
 {
     using namespace tonelink;
-    return inverse_symbol_transform(std::span<const cplx16, kBins>{spectrum->data, kBins},
-                                    std::span<int16_t, kBodySamples>{samples->data, kBodySamples});
+    return inverse_symbol_transform(
+        std::span<const cplx16, kSpectrumSize>{spectrum->data, kSpectrumSize},
+        std::span<int16_t, kBodySamples>{samples->data, kBodySamples});
 }
 
 int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum)
@@ -160,9 +161,9 @@ int32_t snfc_fft_fxp(vec16 *samples, cvec16 *spectrum)
     using namespace tonelink;
     // A vector of another length gets fresh storage; zeros are what is transformed then.
     if (vec16_set_length(samples, kBodySamples) != 0) vec16_clear(samples);
-    cvec16_set_length(spectrum, kBins);
+    cvec16_set_length(spectrum, kSpectrumSize);
     if (samples->length == 0 || spectrum->length == 0) return -1;
     return forward_symbol_transform(
         std::span<const int16_t, kBodySamples>{samples->data, kBodySamples},
-        std::span<cplx16, kBins>{spectrum->data, kBins});
+        std::span<cplx16, kSpectrumSize>{spectrum->data, kSpectrumSize});
 }

@@ -10,11 +10,11 @@
 namespace tonelink {
 
 /// Makes a symbol's body from its bins; returns the block exponent.
-int32_t inverse_symbol_transform(std::span<const cplx16, kBins> spectrum,
+int32_t inverse_symbol_transform(std::span<const cplx16, kSpectrumSize> spectrum,
                                  std::span<int16_t, kBodySamples> body);
 
 /// Makes the bins from a symbol's body; returns the block exponent.
 int32_t forward_symbol_transform(std::span<const int16_t, kBodySamples> body,
-                                 std::span<cplx16, kBins> spectrum);
+                                 std::span<cplx16, kSpectrumSize> spectrum);
 
 } // namespace tonelink

@@ -65,7 +65,7 @@ void release(snfc_state *state)
 
 bool restore_receive_buffers(snfc_state &state)
 {
-    return restore(state.spectrum_history, kFrameHistory * kUsedBins) &&
+    return restore(state.spectrum_history, kFrameHistory * kSubcarriers) &&
            restore(state.exponent_history, kFrameHistory) &&
            restore(state.fft_input, kBodySamples) && restore(state.dns_delay, kDecimationTaps);
 }

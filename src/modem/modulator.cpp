@@ -13,8 +13,8 @@ symbol_rows scrambled_symbols(const channel_bits &bits)
     symbol_rows rows;
     for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
         const symbol_spectrum spectrum = scramble(map_symbol(bits, symbol), symbol);
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            rows.bins[k][symbol] = spectrum[kFirstUsedBin + k];
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            rows.bins[k][symbol] = spectrum[kFirstSubcarrier + k];
     }
     return rows;
 }
@@ -35,24 +35,23 @@ frame_samples extend_cyclically(const body_rows &bodies)
 
 bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol)
 {
-    // Offset 0 is bin 2, the first of the even bins, which are pilots in symbols 0, 2, 4, ...
-    const std::size_t first_data = symbol % 2 == 0 ? 1 : 0;
     bin_amplitudes amplitudes;
-    amplitudes.fill(kCarrierAmplitude);
-    std::size_t bit = first_bit_of(symbol);
-    for (std::size_t k = first_data; k < kUsedBins; k += 2)
-        if (bits[bit++] == 0) amplitudes[k] = -kCarrierAmplitude;
+    amplitudes.fill(kSubcarrierAmplitude);
+    std::size_t bit = first_bit_of(symbol + 1);
+    for (std::size_t k = 0; k < kSubcarriers; ++k)
+        if (!is_pilot(symbol + 1, kFirstSubcarrier + k) && bits[bit++] == 0)
+            amplitudes[k] = -kSubcarrierAmplitude;
     return amplitudes;
 }
 
 symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol)
 {
-    const auto *const factors = &kDescrambling.of[symbol % kScramblingSymbols * kUsedBins];
+    const auto *const factors = &kDescrambling.of[symbol % kScramblingSymbols * kSubcarriers];
     symbol_spectrum spectrum{};
-    for (std::size_t k = 0; k < kUsedBins; ++k) {
+    for (std::size_t k = 0; k < kSubcarriers; ++k) {
         const cplx16 factor = factors[k].for_real; // the phase's cosine and sine
-        spectrum[kFirstUsedBin + k] = {low16(mul_q15(amplitudes[k], factor.re)),
-                                       low16(mul_q15(amplitudes[k], factor.im))};
+        spectrum[kFirstSubcarrier + k] = {low16(mul_q15(amplitudes[k], factor.re)),
+                                          low16(mul_q15(amplitudes[k], factor.im))};
     }
     return spectrum;
 }

@@ -8,12 +8,7 @@
 namespace tonelink {
 
 /// Amplitudes of the used bins of one symbol, 2 to 62: +32767 for a pilot and a 1, -32767 for a 0.
-using bin_amplitudes = std::array<int16_t, kUsedBins>;
-
-/// Index of the first channel bit that symbol `symbol` (0 to 15) carries. Symbols carry 30 and 31
-/// bits in turn.
-constexpr std::size_t first_bit_of(std::size_t symbol) { return symbol * 61 / 2; }
-static_assert(first_bit_of(1) == 30 && first_bit_of(2) == 61 && first_bit_of(16) == kChannelBits);
+using bin_amplitudes = std::array<int16_t, kSubcarriers>;
 
 /// Places pilots and the symbol's share of the channel bits on its bins.
 bin_amplitudes map_symbol(const channel_bits &bits, std::size_t symbol);

@@ -176,8 +176,8 @@ void stream_receiver::take_up(const snfc_state &state)
 
     column_ = kFrameHistory;
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            spectra_.bins[k][f] = state.spectrum_history.data[kUsedBins * f + k];
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            spectra_.bins[k][f] = state.spectrum_history.data[kSubcarriers * f + k];
         spectra_.exponents[f] = state.exponent_history.data[f];
     }
 }
@@ -199,8 +199,8 @@ void stream_receiver::hand_back(snfc_state &state) const
 
     const std::size_t from = column_ - kFrameHistory;
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            state.spectrum_history.data[kUsedBins * f + k] = spectra_.bins[k][from + f];
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            state.spectrum_history.data[kSubcarriers * f + k] = spectra_.bins[k][from + f];
         state.exponent_history.data[f] = static_cast<int16_t>(spectra_.exponents[from + f]);
     }
 }

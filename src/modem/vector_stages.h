@@ -30,7 +30,7 @@ struct baseband_rows {
 struct spectrum_rows {
     // 25 cache lines: an odd number, so that the rows do not all fall into the same sets.
     static constexpr std::size_t kColumns = 400;
-    alignas(64) cplx16 bins[kUsedBins][kColumns];
+    alignas(64) cplx16 bins[kSubcarriers][kColumns];
     int32_t exponents[kColumns];
 };
 
@@ -54,7 +54,7 @@ inline constexpr std::size_t kShiftSlack = 64; // samples behind a block that ma
 
 /// Spectra of a burst's symbols: a row for each used bin, a column for each symbol.
 struct symbol_rows {
-    alignas(64) cplx16 bins[kUsedBins][kSymbols];
+    alignas(64) cplx16 bins[kSubcarriers][kSymbols];
 };
 
 /// Their bodies: a row for each sample, a column for each symbol.

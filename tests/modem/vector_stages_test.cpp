@@ -174,8 +174,8 @@ TEST_P(VectorStages, TransformSymbolsAsThePlainForm)
         GetParam()->transform_symbols(rows, bodies);
         for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
             symbol_spectrum spectrum{};
-            for (std::size_t k = 0; k < kUsedBins; ++k)
-                spectrum[kFirstUsedBin + k] = rows.bins[k][symbol];
+            for (std::size_t k = 0; k < kSubcarriers; ++k)
+                spectrum[kFirstSubcarrier + k] = rows.bins[k][symbol];
             symbol_body body;
             inverse_symbol_transform(spectrum, body);
             for (std::size_t n = 0; n < kBodySamples; ++n)
@@ -251,8 +251,8 @@ TEST_P(VectorStages, TransformHopsAsThePlainForm)
             const int32_t exponent = forward_symbol_transform(
                 std::span{stream}.subspan(8 * hop).first<kBodySamples>(), expected);
             ASSERT_EQ(spectra->exponents[column + hop], exponent) << round << ", hop " << hop;
-            for (std::size_t k = 0; k < kUsedBins; ++k)
-                ASSERT_TRUE(same(spectra->bins[k][column + hop], expected[kFirstUsedBin + k]))
+            for (std::size_t k = 0; k < kSubcarriers; ++k)
+                ASSERT_TRUE(same(spectra->bins[k][column + hop], expected[kFirstSubcarrier + k]))
                     << round << ", hop " << hop << ", bin " << k;
         }
     }
@@ -280,8 +280,8 @@ TEST_P(VectorStages, DemodulateAsThePlainForm)
             plain::candidate burst;
             for (std::size_t s = 0; s < kSymbols; ++s) {
                 const std::size_t from = column + hop + kSymbolHops * s;
-                for (std::size_t k = 0; k < kUsedBins; ++k)
-                    burst.bins[kUsedBins * s + k] = spectra->bins[k][from];
+                for (std::size_t k = 0; k < kSubcarriers; ++k)
+                    burst.bins[kSubcarriers * s + k] = spectra->bins[k][from];
                 burst.exponents[s] = static_cast<int16_t>(spectra->exponents[from]);
             }
             const plain::soft_channel soft = plain::demodulate(burst);

@@ -20,12 +20,19 @@ inline constexpr int32_t kSoftLimit = 500000;
 static_assert(coef_equ_freq == std::array<int16_t, 2>{1 << 13, 1638});
 inline constexpr int16_t kNeighbourQ16 = 2 * 1638;
 
-/// Index of the first channel bit that a symbol carries.
-constexpr std::size_t first_bit(std::size_t s) { return s * kUsedBins / 2; }
-
-/// Pilots are at even sums of symbol and bin offset.
-constexpr std::size_t first_pilot(std::size_t s) { return s % 2; }
-constexpr std::size_t first_data(std::size_t s) { return 1 - s % 2; }
+/// What each symbol, from 0 on, carries where. As tables, since no function of another file may be
+/// called.
+struct symbol_layout {
+    std::size_t first_pilot[kSymbols]; // row of the first pilot, 0 or 1; that of data is the other
+    std::size_t first_bit[kSymbols + 1];
+};
+inline constexpr symbol_layout kLayout = [] {
+    symbol_layout layout{};
+    for (std::size_t s = 0; s < kSymbols; ++s)
+        layout.first_pilot[s] = is_pilot(s + 1, kFirstSubcarrier) ? 0 : 1;
+    for (std::size_t s = 0; s <= kSymbols; ++s) layout.first_bit[s] = first_bit_of(s + 1);
+    return layout;
+}();
 
 /// Halves of all lanes of a batch for a bin, and for each pilot, or each data bin, of a symbol.
 typedef halves batch_halves[kVectors];
@@ -108,22 +115,23 @@ void take_symbol(const spectrum_rows &spectra, std::size_t column, std::size_t s
 {
     symbol_work &symbol = work.symbols[s % 3];
     const descrambling_factors *const factors =
-        &kDescrambling.of[kUsedBins * (s % kScramblingSymbols)];
+        &kDescrambling.of[kSubcarriers * (s % kScramblingSymbols)];
     const std::size_t from = column + kSymbolHops * s;
-    batch_halves *const pilots = symbol.pilots + first_pilot(s);
-    std::size_t k = first_pilot(s);
-    for (std::size_t i = 0; k < kUsedBins; ++i, k += 2) {
+    const std::size_t first_pilot = kLayout.first_pilot[s];
+    batch_halves *const pilots = symbol.pilots + first_pilot;
+    std::size_t k = first_pilot;
+    for (std::size_t i = 0; k < kSubcarriers; ++i, k += 2) {
         descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
                             [&](std::size_t v, halves pilot) {
                                 pilots[i][v] = pilot;
                                 symbol.halved[i][v] = halve_to_zero(pilot);
                             });
     }
-    k = first_data(s);
-    for (std::size_t i = 0; k < kUsedBins; ++i, k += 2)
+    k = 1 - first_pilot;
+    for (std::size_t i = 0; k < kSubcarriers; ++i, k += 2)
         descramble<Vectors>(&spectra.bins[k][from], factors[k], work.alignments[s],
                             [&](std::size_t v, halves data) { symbol.data[i][v] = data; });
-    if (first_pilot(s) == 0) return;
+    if (first_pilot == 0) return;
     for (std::size_t v = 0; v < Vectors; ++v)
         symbol.pilots[0][v] = symbol.pilots[kPilots][v] = halves{};
 }
@@ -139,8 +147,8 @@ TONELINK_INLINE pilots_around find_pilots(const batch_work &work, std::size_t s)
 {
     const symbol_work &before = work.symbols[(s + 2) % 3];
     const symbol_work &after = work.symbols[(s + 1) % 3];
-    if (s == 0) return {after.pilots + first_pilot(s + 1), work.nothing};
-    if (s == kSymbols - 1) return {before.pilots + first_pilot(s - 1), work.nothing};
+    if (s == 0) return {after.pilots + kLayout.first_pilot[s + 1], work.nothing};
+    if (s == kSymbols - 1) return {before.pilots + kLayout.first_pilot[s - 1], work.nothing};
     return {before.halved, after.halved};
 }
 
@@ -156,14 +164,14 @@ void give_symbol(const batch_work &work, std::size_t s, const target *targets)
 {
     const symbol_work &symbol = work.symbols[s % 3];
     const pilots_around around = find_pilots(work, s);
-    const std::size_t bits = first_bit(s + 1) - first_bit(s);
+    const std::size_t bits = kLayout.first_bit[s + 1] - kLayout.first_bit[s];
     const halves weight = splat_pair(pair{kNeighbourQ16, kNeighbourQ16});
     halves below[Vectors];
     for (std::size_t v = 0; v < Vectors; ++v) below[v] = multiply_high(symbol.pilots[0][v], weight);
     for (std::size_t d = 0; d < bits; ++d) {
         int32_t *rows[Targets];
         for (std::size_t t = 0; t < Targets; ++t)
-            rows[t] = targets[t].sums[targets[t].slots[first_bit(s) + d]];
+            rows[t] = targets[t].sums[targets[t].slots[kLayout.first_bit[s] + d]];
         for (std::size_t v = 0; v < Vectors; ++v) {
             const halves above = multiply_high(symbol.pilots[d + 1][v], weight);
             halves channel = add(around.one[d][v], around.other[d][v]) >> 2;

@@ -74,8 +74,8 @@ inline void transform_hops(const baseband_rows &samples, std::size_t count, spec
             met = run_stage<kPoints, false>(points, span, halve);
         }
         store(&spectra.exponents[column + first], exponent);
-        for (std::size_t k = kFirstUsedBin; k < kFirstUsedBin + kUsedBins; ++k)
-            store(&spectra.bins[k - kFirstUsedBin][column + first],
+        for (std::size_t k = kFirstSubcarrier; k < kFirstSubcarrier + kSubcarriers; ++k)
+            store(&spectra.bins[k - kFirstSubcarrier][column + first],
                   split_bin(k, points[k], points[kPoints - k]));
     }
 }

@@ -24,11 +24,11 @@ inline void transform_symbols(const symbol_rows &spectra, body_rows &bodies)
 {
     using namespace transform;
     for (std::size_t first = 0; first < kSymbols; first += kLanes) {
-        halves bins[kBins]{};
+        halves bins[kSpectrumSize]{};
         extremes met;
-        for (std::size_t k = 0; k < kUsedBins; ++k) {
+        for (std::size_t k = 0; k < kSubcarriers; ++k) {
             const halves bin = swap_parts(load<halves>(&spectra.bins[k][first]));
-            bins[kFirstUsedBin + k] = bin;
+            bins[kFirstSubcarrier + k] = bin;
             met.meet(bin);
         }
         // The bins of the upper half are zero: the first stage repeats those of the lower half.

@@ -12,10 +12,7 @@ namespace {
 
 constexpr int32_t kSoftLimit = 500000;
 
-/// Whether the carrier at bin offset `k` of symbol `s` is a pilot.
-constexpr bool is_pilot(std::size_t s, std::size_t k) { return (s + k) % 2 == 0; }
-
-constexpr std::size_t carrier(std::size_t s, std::size_t k) { return kUsedBins * s + k; }
+constexpr std::size_t carrier(std::size_t s, std::size_t k) { return kSubcarriers * s + k; }
 
 /// The mean of two pilots, each halved towards zero.
 cplx16 mean(cplx16 a, cplx16 b) { return {low16(a.re / 2 + b.re / 2), low16(a.im / 2 + b.im / 2)}; }
@@ -27,7 +24,7 @@ int32_t align_exponents(candidate &burst)
     const int32_t largest = std::max<int32_t>(0, *std::ranges::max_element(burst.exponents));
     for (std::size_t s = 0; s < kSymbols; ++s) {
         const int32_t shift = largest - burst.exponents[s];
-        for (std::size_t k = 0; k < kUsedBins; ++k) {
+        for (std::size_t k = 0; k < kSubcarriers; ++k) {
             cplx16 &bin = burst.bins[carrier(s, k)];
             bin = {low16(bin.re >> shift), low16(bin.im >> shift)};
         }
@@ -49,9 +46,9 @@ carriers spread_pilots(const carriers &bins)
 {
     carriers grid;
     for (std::size_t s = 0; s < kSymbols; ++s) {
-        for (std::size_t k = 0; k < kUsedBins; ++k) {
+        for (std::size_t k = 0; k < kSubcarriers; ++k) {
             const std::size_t at = carrier(s, k);
-            if (is_pilot(s, k))
+            if (is_pilot(s + 1, kFirstSubcarrier + k))
                 grid[at] = bins[at];
             else if (s == 0)
                 grid[at] = bins[carrier(1, k)];
@@ -72,11 +69,11 @@ carriers estimate_channel(const carriers &grid)
                low16(sum.im + mul_q15(value.im, weight))};
     };
     for (std::size_t s = 0; s < kSymbols; ++s) {
-        for (std::size_t k = 0; k < kUsedBins; ++k) {
+        for (std::size_t k = 0; k < kSubcarriers; ++k) {
             cplx16 &sum = estimate[carrier(s, k)];
             if (k > 0) add(sum, grid[carrier(s, k - 1)], coef_equ_freq[1]);
             add(sum, grid[carrier(s, k)], coef_equ_freq[0]);
-            if (k + 1 < kUsedBins) add(sum, grid[carrier(s, k + 1)], coef_equ_freq[1]);
+            if (k + 1 < kSubcarriers) add(sum, grid[carrier(s, k + 1)], coef_equ_freq[1]);
         }
     }
     return estimate;
@@ -99,8 +96,8 @@ soft_channel extract_data(const std::array<int32_t, kCarriers> &soft)
     soft_channel data;
     std::size_t bit = 0;
     for (std::size_t s = 0; s < kSymbols; ++s)
-        for (std::size_t k = 0; k < kUsedBins; ++k)
-            if (!is_pilot(s, k)) data[bit++] = soft[carrier(s, k)];
+        for (std::size_t k = 0; k < kSubcarriers; ++k)
+            if (!is_pilot(s + 1, kFirstSubcarrier + k)) data[bit++] = soft[carrier(s, k)];
     return data;
 }
 

@@ -9,7 +9,7 @@
 
 namespace tonelink::plain {
 
-inline constexpr std::size_t kCarriers = kSymbols * kUsedBins;
+inline constexpr std::size_t kCarriers = kSymbols * kSubcarriers;
 
 /// A value for each carrier of a burst, symbol by symbol.
 using carriers = std::array<cplx16, kCarriers>;

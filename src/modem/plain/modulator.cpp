@@ -36,10 +36,10 @@ cplx16 phase_factor(int16_t index)
 symbol_spectrum scramble(const bin_amplitudes &amplitudes, std::size_t symbol)
 {
     symbol_spectrum spectrum{};
-    for (std::size_t k = 0; k < kUsedBins; ++k) {
-        const cplx16 factor = phase_factor(phi_scr[kUsedBins * symbol + k]);
-        spectrum[kFirstUsedBin + k] = {low16(mul_q15(amplitudes[k], factor.re)),
-                                       low16(mul_q15(amplitudes[k], factor.im))};
+    for (std::size_t k = 0; k < kSubcarriers; ++k) {
+        const cplx16 factor = phase_factor(phi_scr[kSubcarriers * symbol + k]);
+        spectrum[kFirstSubcarrier + k] = {low16(mul_q15(amplitudes[k], factor.re)),
+                                          low16(mul_q15(amplitudes[k], factor.im))};
     }
     return spectrum;
 }

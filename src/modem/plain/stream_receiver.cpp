@@ -37,7 +37,7 @@ void stream_receiver::hand_back(snfc_state &state) const
     state.fft_fill = static_cast<int32_t>(fill_);
     for (std::size_t f = 0; f < kFrameHistory; ++f) {
         const std::size_t from = end_ - kFrameHistory + f;
-        std::ranges::copy(spectra_[from], &state.spectrum_history.data[kUsedBins * f]);
+        std::ranges::copy(spectra_[from], &state.spectrum_history.data[kSubcarriers * f]);
         state.exponent_history.data[f] = exponents_[from];
     }
 }
@@ -101,7 +101,7 @@ void stream_receiver::store_spectrum()
     }
     symbol_spectrum bins;
     exponents_[end_] = low16(forward_symbol_transform(input_, bins));
-    std::copy_n(bins.begin() + kFirstUsedBin, kUsedBins, spectra_[end_].begin());
+    std::copy_n(bins.begin() + kFirstSubcarrier, kSubcarriers, spectra_[end_].begin());
     ++end_;
 }
 
@@ -111,7 +111,7 @@ candidate stream_receiver::oldest_symbols() const
     candidate burst;
     for (std::size_t s = 0; s < kSymbols; ++s) {
         const std::size_t frame = end_ - kFrameHistory + kSymbolHops * s;
-        std::ranges::copy(spectra_[frame], burst.bins.begin() + kUsedBins * s);
+        std::ranges::copy(spectra_[frame], burst.bins.begin() + kSubcarriers * s);
         burst.exponents[s] = exponents_[frame];
     }
     return burst;

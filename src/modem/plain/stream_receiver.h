@@ -39,7 +39,7 @@ private:
     std::size_t fill_ = 0;
     // The last 271 frames end before frame `end_`; when there is no room left, they move to the
     // front.
-    std::array<std::array<cplx16, kUsedBins>, 2 * kFrameHistory> spectra_{};
+    std::array<std::array<cplx16, kSubcarriers>, 2 * kFrameHistory> spectra_{};
     std::array<int16_t, 2 * kFrameHistory> exponents_{};
     std::size_t end_ = kFrameHistory;
 };

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "support/signals.h"
 #include "test_sounds.h"
 
@@ -22,7 +22,7 @@ using test::sound;
 constexpr double kMillisecond = 0.001;
 
 std::vector<found_burst> bursts_in(const sound &samples, std::size_t block = 16384,
-                                   double rate = kDesignRate)
+                                   double rate = kAudioRate)
 {
     burst_finder finder{rate};
     for (std::size_t at = 0; at < samples.size(); at += block)
@@ -34,7 +34,7 @@ void expect_starts(const std::vector<found_burst> &found, const std::vector<std:
 {
     ASSERT_EQ(found.size(), starts.size());
     for (std::size_t i = 0; i < found.size(); ++i)
-        EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kDesignRate,
+        EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kAudioRate,
                     kMillisecond / 3);
 }
 
@@ -72,7 +72,7 @@ TEST(BurstFinder, PlacesThemWithinATenthOfAMillisecondOnAverage)
             0.3f);
         const auto found = bursts_in(samples);
         ASSERT_EQ(found.size(), 1u) << i;
-        const double error = found[0].start_s - static_cast<double>(at) / kDesignRate;
+        const double error = found[0].start_s - static_cast<double>(at) / kAudioRate;
         sum += error;
         squares += error * error;
     }
@@ -86,13 +86,13 @@ TEST(BurstFinder, FindsNothingInOtherSounds)
     const auto made = [](auto value_at) {
         sound samples(kSamples);
         for (std::size_t i = 0; i < kSamples; ++i)
-            samples[i] = static_cast<float>(value_at(static_cast<double>(i) / kDesignRate));
+            samples[i] = static_cast<float>(value_at(static_cast<double>(i) / kAudioRate));
         return samples;
     };
     const auto sine = [](double turns) { return std::sin(2 * std::numbers::pi * turns); };
     sound white(kSamples), clicks(kSamples);
     add_noise(white, 0, /*seed=*/3);
-    for (std::size_t at = 0; at < kSamples; at += kSymbolSamples) clicks[at] = 1;
+    for (std::size_t at = 0; at < kSamples; at += kAudioSymbolSamples) clicks[at] = 1;
     const std::map<const char *, sound> sounds{
         {"nothing", {}},
         {"silence", sound(kSamples)},

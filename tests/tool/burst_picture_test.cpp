@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {
@@ -25,7 +25,7 @@ uint32_t pixel(const canvas &page, double scale, double x, double y)
 
 spectrogram analysed(const test::sound &samples, std::size_t columns)
 {
-    spectrogram levels{{kDesignRate, 0, static_cast<int64_t>(samples.size()), columns, 512, 1024},
+    spectrogram levels{{kAudioRate, 0, static_cast<int64_t>(samples.size()), columns, 512, 1024},
                        0};
     levels.put(samples);
     levels.finish();
@@ -63,11 +63,10 @@ TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
     test::sound samples(44100);
     const spectrogram levels = analysed(samples, 100);
     subcarrier_estimate subcarriers{0, 1, true, {}};
-    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
-            auto &point =
-                subcarriers.points[static_cast<std::size_t>(symbol - 1)]
-                                  [static_cast<std::size_t>(subcarrier - kFirstSubcarrier)];
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
+            auto &point = subcarriers.points[symbol - 1][subcarrier - kFirstSubcarrier];
             // Pilots below, data above; the subcarriers of symbol 5 are lost.
             point.ideal = is_pilot(symbol, subcarrier) ? 1 : -1;
             point.value = {point.ideal, is_pilot(symbol, subcarrier) ? -0.5 : 0.5};
@@ -95,27 +94,28 @@ TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
         EXPECT_NE(pixel(page, layout.scale, parts.x(0.5), parts.y(2) + 2), kWhite)
             << "what lies beyond is at the rim";
 
-        const auto error_pixel = [&](double x, int subcarrier) {
+        const auto error_pixel = [&](double x, std::size_t subcarrier) {
             return pixel(page, layout.scale, x,
                          (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2);
         };
-        const auto lightness = [&](double symbol, int subcarrier) {
+        const auto lightness = [&](double symbol, std::size_t subcarrier) {
             const double step = parts.error_x(2) - parts.error_x(1);
             return (error_pixel(parts.error_x(1) + (symbol - 1) * step, subcarrier) >> 8) & 0xFF;
         };
-        for (const int subcarrier : {2, 3, 31, 62}) {
+        for (const std::size_t subcarrier : {2, 3, 31, 62}) {
             EXPECT_GT(lightness(5.5, subcarrier), 240u) << subcarrier;
             EXPECT_LT(lightness(4.5, subcarrier), 200u) << subcarrier;
             EXPECT_LT(lightness(6.5, subcarrier), 200u) << subcarrier;
         }
         // Ticks stand at the first, the last and each tenth; the last one's number is 60's as well.
-        const std::set<int> named{2, 10, 20, 30, 40, 50, 60, 62};
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+        const std::set<std::size_t> named{2, 10, 20, 30, 40, 50, 60, 62};
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
             EXPECT_EQ(error_pixel(parts.errors.left - 4, subcarrier) != kWhite,
                       named.contains(subcarrier))
                 << subcarrier;
         }
-        for (const int subcarrier : {50, 60}) {
+        for (const std::size_t subcarrier : {50, 60}) {
             bool has_number = false;
             for (double x = parts.errors.left - 40; x < parts.errors.left - 12; ++x)
                 has_number |= error_pixel(x, subcarrier) != kWhite;
@@ -135,7 +135,7 @@ TEST(BurstPicture, LoudIsLightAndQuietIsDark)
     area.from_s = 0;
     area.to_s = 3;
     area.low_hz = 0;
-    area.high_hz = kDesignRate / 2;
+    area.high_hz = kAudioRate / 2;
     const auto red = [&](double seconds, double hz) {
         return pixel(page, layout.scale, area.x(seconds), area.y(hz)) >> 16;
     };

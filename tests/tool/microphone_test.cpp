@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "burst_layout.h"
 #include "command.h"
 #include "decode/microphone.h"
+#include "modem/burst_format.h"
 #include "test_sounds.h"
 
 namespace {
@@ -67,13 +67,13 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
     ASSERT_EQ(told.size(), 3u);
     const auto lost = told[0].at("lost_samples").get<int64_t>();
     const std::chrono::duration<double> gap = behind_overrun - before_overrun;
-    EXPECT_GE(static_cast<double>(lost), kDesignRate * kStandstill.count() / 1000);
-    EXPECT_LE(static_cast<double>(lost), kDesignRate * gap.count());
+    EXPECT_GE(static_cast<double>(lost), kAudioRate * kStandstill.count() / 1000);
+    EXPECT_LE(static_cast<double>(lost), kAudioRate * gap.count());
     EXPECT_TRUE(said.starts_with("tonelink listen: lost " + std::to_string(lost) + " samples, "))
         << said;
     const double places[] = {kOverrun, kFirstBurst, kSecondBurst + static_cast<double>(lost)};
     for (std::size_t i = 0; i < told.size(); ++i)
-        EXPECT_NEAR(told[i].at("time").get<double>(), places[i] / kDesignRate, 0.005);
+        EXPECT_NEAR(told[i].at("time").get<double>(), places[i] / kAudioRate, 0.005);
 }
 
 } // namespace tonelink::tool

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 #include <sndfile.hh>
 
-#include "burst_layout.h"
 #include "errors.h"
+#include "modem/burst_format.h"
 #include "platform/scratch_folder.h"
 #include "plot/sound_survey.h"
 #include "test_sounds.h"
@@ -94,7 +94,7 @@ TEST_F(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
         ASSERT_EQ(bursts.size(), 1u);
         EXPECT_EQ(hex_of(bursts[0].message), "12673CA5");
         EXPECT_GT(bursts[0].fit, 0.7);
-        EXPECT_NEAR(bursts[0].start_s, kLead / kDesignRate, 0.0005);
+        EXPECT_NEAR(bursts[0].start_s, kLead / double{kAudioRate}, 0.0005);
     }
     receiver_input narrow{{write(sound, 32000, SF_FORMAT_WAV | SF_FORMAT_PCM_16)}};
     EXPECT_FALSE(narrow.has_band());

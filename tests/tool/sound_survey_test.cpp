@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -15,7 +15,7 @@ heard_burst heard_at(int64_t sample, const message_bits &message)
     return burst;
 }
 
-double seconds(int64_t sample) { return static_cast<double>(sample) / kDesignRate; }
+double seconds(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
 
 TEST(SoundSurvey, PutsTogetherWhatWasFoundAndWhatWasDecoded)
 {

@@ -54,9 +54,9 @@ double expected_error_db(double snr_db)
     double sum = 0;
     for (std::size_t symbol = 0; symbol < kSymbols; ++symbol) {
         const auto body = std::span{burst}.subspan(
-            kFirstSymbolSample + kExtensionSamples + symbol * kSymbolSamples, kBodySamples);
+            kBurstDelay + kAudioGuardSamples + symbol * kAudioSymbolSamples, kAudioBodySamples);
         // A sine has its power in two bins of the transform, noise spreads over all of them.
-        sum += mean_square(noise) * 2 * kSubcarriers / (mean_square(body) * kBodySamples);
+        sum += mean_square(noise) * 2 * kSubcarriers / (mean_square(body) * kAudioBodySamples);
     }
     return 10 * std::log10(sum / kSymbols);
 }
@@ -75,7 +75,7 @@ TEST(SubcarrierEstimate, ClocksStartsAndEchoesAreMadeGood)
         auto sound = padded_burst();
         test::mix(sound, padded_burst(), 80, echo);
         const auto burst =
-            estimate(test::resampled(sound, kDesignRate / (1 + ppm * 1e-6)), kLead + late, kBits);
+            estimate(test::resampled(sound, kAudioRate / (1 + ppm * 1e-6)), kLead + late, kBits);
         EXPECT_NEAR(burst.start, kLead / (1 + ppm * 1e-6), echo == 0 ? 0.1 : 40);
         EXPECT_NEAR(burst.clock_offset_ppm(), ppm, echo == 0 ? 0.1 : 0.3);
         EXPECT_LT(burst.data_error_db(), error_db);
@@ -88,8 +88,8 @@ TEST(SubcarrierEstimate, SignsAreTheMessagesWhereItIsKnown)
 {
     const auto known = estimate(padded_burst(), kLead, kBits);
     const auto guessed = estimate(padded_burst(), kLead, {});
-    for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol)
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
             EXPECT_EQ(known.at(symbol, subcarrier).ideal, guessed.at(symbol, subcarrier).ideal);
     const auto wrong = estimate(padded_burst(), kLead, message_bits(48, 1));
     EXPECT_NEAR(wrong.wrong_data(), 244, 60);
@@ -116,12 +116,13 @@ TEST(SubcarrierEstimate, TheErrorIsThatOfTheNoise)
 
 TEST(SubcarrierEstimate, WhatIsCutOffIsAllWrongAndTheRestIsNot)
 {
-    constexpr int kCut = 3 * kSymbolSamples + kFirstSymbolSample; // three symbols
+    constexpr std::ptrdiff_t kCut = 3 * kAudioSymbolSamples + kBurstDelay; // three symbols
     test::sound sound = test::burst_of(kMessage);
     sound.erase(sound.begin(), sound.begin() + kCut);
     const auto burst = estimate(sound, -kCut + 60, kBits);
-    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
             if (symbol <= 3)
                 EXPECT_EQ(burst.at(symbol, subcarrier).error(), 1);
             else

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -12,7 +12,7 @@ constexpr std::size_t kWindow = 1024;
 
 std::size_t bin_at(double hz)
 {
-    return static_cast<std::size_t>(std::lround(hz * kWindow / kDesignRate));
+    return static_cast<std::size_t>(std::lround(hz * kWindow / kAudioRate));
 }
 
 /// A Hann window spreads a sine over its neighbours: together they hold this much of its power.
@@ -35,7 +35,7 @@ void band_meter::measure()
     fill_ = 0;
     transform_.run();
     double sum = 0;
-    for (std::size_t bin = bin_at(kBandLow); bin <= bin_at(kBandHigh); ++bin)
+    for (std::size_t bin = bin_at(kBandLowHz); bin <= bin_at(kBandHighHz); ++bin)
         sum += static_cast<double>(transform_.power(bin));
     power_ += sum / kSpread;
     ++windows_;

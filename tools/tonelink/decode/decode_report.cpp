@@ -4,13 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
 
-double seconds_of(int64_t sample) { return static_cast<double>(sample) / kDesignRate; }
+double seconds_of(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
 
 std::string prefix_of(const std::string &file) { return file.empty() ? "" : file + ": "; }
 

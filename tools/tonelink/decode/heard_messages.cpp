@@ -2,15 +2,17 @@
 
 #include <algorithm>
 
+#include "modem/burst_format.h"
+
 namespace tonelink::tool {
 namespace {
 
 /// Positions of one burst are at most this far apart: half a burst. The next copy comes a whole
 /// burst later.
-constexpr int64_t kLongestRun = 11585;
+constexpr int64_t kLongestRun = kBurstSamples / 2;
 
 /// From the first sample of a clean burst to the middle of the run of positions that completes it.
-constexpr int64_t kMiddleOfRun = 23150;
+constexpr int64_t kMiddleOfRun = kBurstSamples - 20; // as measured
 
 } // namespace
 

@@ -18,6 +18,7 @@
 #include "errors.h"
 #include "events.h"
 #include "live_line.h"
+#include "modem/burst_format.h"
 #include "report_text.h"
 
 namespace tonelink::tool {
@@ -31,9 +32,9 @@ Times are from the start of listening. Ctrl-C ends it.)";
 constexpr int kWaitMs = 50;
 constexpr int64_t kMeterSamples = 4410; // ten times a second
 /// A message that comes again sooner, three seconds, is the same transmission going on.
-constexpr int64_t kSilenceBetween = 3 * 44100;
+constexpr int64_t kSilenceBetween = 3 * kAudioRate;
 /// Longer than a burst takes to be complete and told.
-constexpr int64_t kLongestSilence = 44100;
+constexpr int64_t kLongestSilence = kAudioRate;
 
 struct listen_options {
     std::string input = "alsa";
@@ -73,8 +74,8 @@ public:
     void put_gap(int64_t samples)
     {
         live_.clear();
-        std::cerr << "tonelink listen: lost " << samples << " samples, " << samples * 1000 / 44100
-                  << " ms, that were not read in time\n";
+        std::cerr << "tonelink listen: lost " << samples << " samples, "
+                  << samples * 1000 / kAudioRate << " ms, that were not read in time\n";
         if (form_ == report_form::json)
             print(line_of_gap(decoder_.position() + passed_over_, samples));
         const int64_t silence = std::min(samples, kLongestSilence);

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "errors.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
 
-constexpr unsigned int kRate = 44100;
 constexpr unsigned int kLatencyUs = 200'000;
 
 void ignore_message(const char *, int, const char *, int, const char *, va_list) {}
@@ -20,8 +20,8 @@ snd_pcm_t *open_device(const std::string &device)
     snd_pcm_t *pcm = nullptr;
     int error = snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK);
     if (error >= 0)
-        error = snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16, SND_PCM_ACCESS_RW_INTERLEAVED, 1, kRate,
-                                   1, kLatencyUs);
+        error = snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16, SND_PCM_ACCESS_RW_INTERLEAVED, 1,
+                                   kAudioRate, 1, kLatencyUs);
     if (error >= 0) error = snd_pcm_start(pcm);
     if (error >= 0) return pcm;
     if (pcm != nullptr) snd_pcm_close(pcm);
@@ -69,7 +69,7 @@ void microphone::resume(int error)
                       "\": " + snd_strerror(error)};
     const auto now = clock::now();
     const std::chrono::duration<double> seconds = now - std::exchange(last_read_, now);
-    lost_ += static_cast<int64_t>(seconds.count() * kRate);
+    lost_ += static_cast<int64_t>(seconds.count() * kAudioRate);
 }
 
 int64_t microphone::take_lost() { return std::exchange(lost_, 0); }

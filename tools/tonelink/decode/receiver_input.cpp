@@ -4,8 +4,8 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "burst_layout.h"
 #include "errors.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -18,7 +18,7 @@ int16_t to_16_bits(float sample)
     return static_cast<int16_t>(std::lrint(std::clamp(sample * 32768.0f, -32768.0f, 32767.0f)));
 }
 
-double ratio_of(const sound_reader &sound) { return kDesignRate / sound.sample_rate(); }
+double ratio_of(const sound_reader &sound) { return double{kAudioRate} / sound.sample_rate(); }
 
 } // namespace
 
@@ -80,6 +80,6 @@ std::optional<double> receiver_input::progress() const
     return std::min(1.0, static_cast<double>(samples_read_) / static_cast<double>(sound_.length()));
 }
 
-bool receiver_input::has_band() const { return sound_.sample_rate() > 2 * kBandHigh; }
+bool receiver_input::has_band() const { return sound_.sample_rate() > 2 * kBandHighHz; }
 
 } // namespace tonelink::tool

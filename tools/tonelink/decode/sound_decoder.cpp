@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "burst_layout.h"
 #include "modem/burst_format.h"
 
 namespace tonelink::tool {
@@ -32,7 +31,8 @@ void sound_decoder::put(std::span<const int16_t> samples)
 
 void sound_decoder::finish()
 {
-    put(std::array<int16_t, kBodySamples>{}); // filters and the run of acceptances end within it
+    // Filters and the run of acceptances end within a symbol's body.
+    put(std::array<int16_t, kAudioBodySamples>{});
     finished_ = true;
 }
 

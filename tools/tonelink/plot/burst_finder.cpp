@@ -8,17 +8,17 @@
 #include <numbers>
 #include <stdexcept>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
 
 // The burst's lengths at the rate of the search.
 constexpr int kDecimation = 16;
-constexpr double kSearchRate = kDesignRate / kDecimation;
-constexpr std::size_t kBody = kBodySamples / kDecimation;
-constexpr std::size_t kExtensions = 2 * kExtensionSamples / kDecimation;
-constexpr std::size_t kSymbol = kSymbolSamples / kDecimation;
+constexpr double kSearchRate = double{kAudioRate} / kDecimation;
+constexpr std::size_t kBody = kAudioBodySamples / kDecimation;
+constexpr std::size_t kExtensions = 2 * kAudioGuardSamples / kDecimation;
+constexpr std::size_t kSymbol = kAudioSymbolSamples / kDecimation;
 constexpr std::size_t kAllSymbols = kSymbols * kSymbol;
 
 /// Two bursts are never closer: a burst, less what noise can move its ends.
@@ -39,15 +39,18 @@ constexpr double kSilence = 1.6e-11;
 
 /// A sample of the search covers the 16 samples around its place, one of the baseband that a burst
 /// is made from covers 10. Of two rows that cover the same time, the search's begins later by this.
-constexpr double kLag = (kDecimation - 10) / 2.0 / kDesignRate;
+constexpr double kLag = (kDecimation - 10) / 2.0 / kAudioRate;
+
+/// Where a burst's first symbol begins, in seconds.
+constexpr double kFirstSymbol = double{kBurstDelay} / kAudioRate;
 
 constexpr std::size_t kSearchBlock = 16384;
 
-double mixing_frequency() { return (kBandLow + kBandHigh) / 2; }
+double mixing_frequency() { return (kBandLowHz + kBandHighHz) / 2; }
 
 } // namespace
 
-bool burst_finder::has_band(double sample_rate) { return sample_rate > 2 * kBandHigh; }
+bool burst_finder::has_band(double sample_rate) { return sample_rate > 2 * kBandHighHz; }
 
 burst_finder::burst_finder(double sample_rate)
     : sample_rate_{sample_rate}, resampler_{nullptr, &src_delete}
@@ -153,7 +156,7 @@ void burst_finder::consider(std::size_t at)
     const double first_symbol = static_cast<double>(position) + std::clamp(between, -1.0, 1.0);
     if (is_near) candidates_.pop_back();
     candidates_.push_back(
-        {position, weight, {first_symbol / kSearchRate - kLag - symbol_start_s(1), fit}});
+        {position, weight, {first_symbol / kSearchRate - kLag - kFirstSymbol, fit}});
 }
 
 /// The candidates that stand, the strongest first: each rules out all that would overlap it.
@@ -201,14 +204,14 @@ double burst_finder::correlation_elsewhere(std::size_t at) const
 }
 
 /// The correlation of a few samples from `at` on, over `symbols` symbols.
-double burst_finder::mean_correlation(std::size_t at, int symbols) const
+double burst_finder::mean_correlation(std::size_t at, std::size_t symbols) const
 {
     std::complex<double> sum;
-    for (int n = 0; n < symbols; ++n) {
+    for (std::size_t n = 0; n < symbols; ++n) {
         sum += correlation(at, at + kExtensions);
         at += kSymbol;
     }
-    return std::abs(sum) / symbols;
+    return std::abs(sum) / static_cast<double>(symbols);
 }
 
 /// The cyclic-prefix correlation: of the samples `from` to `to` with those one body later, 1 when

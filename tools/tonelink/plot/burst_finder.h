@@ -49,7 +49,7 @@ private:
     std::vector<found_burst> choose();
     double correlation_elsewhere(std::size_t at) const;
     double evenness(std::size_t at) const;
-    double mean_correlation(std::size_t at, int symbols) const;
+    double mean_correlation(std::size_t at, std::size_t symbols) const;
     std::complex<double> correlation(std::size_t from, std::size_t to) const;
 
     double sample_rate_;

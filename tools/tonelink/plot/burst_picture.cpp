@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -27,15 +27,21 @@ colour_scale scale_for(const spectrogram &overview, const spectrogram *closeup)
 /// The band's edges, as dashed lines over the whole sound, named at the right.
 void mark_band(canvas &page, const panel &area)
 {
-    if (area.high_hz < kBandHigh) return;
+    if (area.high_hz < kBandHighHz) return;
     constexpr double kDashes[] = {6, 6};
-    for (const double edge : {kBandLow, kBandHigh}) {
+    for (const double edge : {kBandLowHz, kBandHighHz}) {
         cairo_set_dash(page.context(), kDashes, 2, 0);
         page.line(area.left, area.y(edge), area.right(), area.y(edge), rgb(0x7fd0ff), 1.2);
         cairo_set_dash(page.context(), nullptr, 0, 0);
         page.text(area.right() + 8, area.y(edge), decimal(edge / 1000, 2) + " kHz",
                   {.size = 16, .ink = kMark});
     }
+}
+
+/// When a symbol of a burst begins; of 17, when the last one ends.
+double start_of(const sound_burst &burst, std::size_t symbol)
+{
+    return burst.start_s + static_cast<double>(symbol_start(symbol)) / kAudioRate;
 }
 
 colour ink_of(const sound_burst &burst) { return burst.is_decoded() ? kMark : kUndecoded; }
@@ -85,8 +91,8 @@ struct bar_ends {
 
 bar_ends ends_of(const panel &area, const sound_burst &burst)
 {
-    return {std::max(area.left, area.x(burst.start_s + symbol_start_s(1))),
-            std::min(area.right(), area.x(burst.start_s + symbol_start_s(kSymbols + 1)))};
+    return {std::max(area.left, area.x(start_of(burst, 1))),
+            std::min(area.right(), area.x(start_of(burst, kSymbols + 1)))};
 }
 
 /// The names of all bursts with as many words as leave room between neighbours, if any do.
@@ -114,10 +120,10 @@ std::vector<std::string> fitting_names(const canvas &page, const panel &area,
 /// The joints of a burst's symbols in the band.
 void mark_joints(canvas &page, const panel &area, const sound_burst &burst)
 {
-    for (int n = 1; n <= kSymbols + 1; ++n) {
-        const double x = area.x(burst.start_s + symbol_start_s(n));
+    for (std::size_t n = 1; n <= kSymbols + 1; ++n) {
+        const double x = area.x(start_of(burst, n));
         if (x >= area.left && x <= area.right())
-            draw_mark(page, x, area.y(kBandHigh), x, area.y(kBandLow));
+            draw_mark(page, x, area.y(kBandHighHz), x, area.y(kBandLowHz));
     }
 }
 
@@ -141,14 +147,15 @@ void mark_symbols(canvas &page, const panel &area, const sound_burst &burst)
 {
     page.text(area.left - 12, area.top - 16, "symbol",
               {.size = 16, .ink = kMark, .side = align::right});
-    for (int n = 1; n <= kSymbols + 1; ++n) {
-        const double start = area.x(burst.start_s + symbol_start_s(n));
+    for (std::size_t n = 1; n <= kSymbols + 1; ++n) {
+        const double start = area.x(start_of(burst, n));
         draw_mark(page, start, area.top - 8, start, area.bottom());
         if (n > kSymbols) break;
-        const double end = area.x(burst.start_s + symbol_start_s(n + 1));
+        const double end = area.x(start_of(burst, n + 1));
         page.text((start + end) / 2, area.top - 16, std::to_string(n),
                   {.size = 16, .ink = kMark, .side = align::centre});
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
             const double y = area.y(subcarrier_hz(subcarrier));
             if (is_pilot(n, subcarrier)) draw_mark(page, start, y, start + 6, y);
         }
@@ -158,7 +165,7 @@ void mark_symbols(canvas &page, const panel &area, const sound_burst &burst)
 /// The subcarriers' numbers at the right: the highest is the lowest tone.
 void draw_subcarrier_axis(canvas &page, const panel &area)
 {
-    for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+    for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
         const bool named =
             subcarrier % 10 == 0 || subcarrier == kFirstSubcarrier || subcarrier == kLastSubcarrier;
         const double y = area.y(subcarrier_hz(subcarrier));
@@ -236,8 +243,8 @@ panel closeup_panel(const burst_picture &picture, const picture_layout &layout)
     panel area = layout.closeup;
     area.from_s = start - kCloseupMarginSeconds;
     area.to_s = start + kBurstSeconds + kCloseupMarginSeconds;
-    area.low_hz = kBandLow - kMarginHz;
-    area.high_hz = kBandHigh + kMarginHz;
+    area.low_hz = kBandLowHz - kMarginHz;
+    area.high_hz = kBandHighHz + kMarginHz;
     return area;
 }
 

@@ -60,8 +60,9 @@ void draw_points(canvas &page, const constellation_layout &layout, const subcarr
 {
     enum class kind { pilot, data, wrong };
     for (const kind drawn : {kind::pilot, kind::data, kind::wrong}) {
-        for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-            for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+        for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+            for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+                 ++subcarrier) {
                 const auto &point = burst.at(symbol, subcarrier);
                 const kind its = is_pilot(symbol, subcarrier) ? kind::pilot
                                  : point.is_wrong()           ? kind::wrong
@@ -122,13 +123,14 @@ void paint_errors(canvas &page, const constellation_layout &layout,
     cairo_set_antialias(page.context(), CAIRO_ANTIALIAS_NONE);
     const double width = layout.error_x(2) - layout.error_x(1);
     const double height = layout.error_y(3) - layout.error_y(2);
-    for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol)
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
             page.fill(layout.error_x(symbol), layout.error_y(subcarrier), width, height,
                       kErrors.of(error_in_db(burst.at(symbol, subcarrier).error())));
     cairo_set_antialias(page.context(), CAIRO_ANTIALIAS_DEFAULT);
-    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
             if (!is_pilot(symbol, subcarrier)) continue;
             const double x = layout.error_x(symbol), y = layout.error_y(subcarrier) + height / 2;
             draw_mark(page, x, y, x + 6, y);
@@ -140,10 +142,10 @@ void draw_error_axes(canvas &page, const constellation_layout &layout)
 {
     const picture_area &errors = layout.errors;
     page.frame(errors.left, errors.top, errors.width, errors.height, kInk, 1.2);
-    for (int symbol = 1; symbol <= kSymbols; ++symbol)
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol)
         page.text((layout.error_x(symbol) + layout.error_x(symbol + 1)) / 2, errors.bottom() + 20,
                   std::to_string(symbol), {.side = align::centre});
-    for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+    for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
         const bool named =
             subcarrier % 10 == 0 || subcarrier == kFirstSubcarrier || subcarrier == kLastSubcarrier;
         if (!named) continue;
@@ -196,14 +198,15 @@ double constellation_layout::y(double quadrature) const
     return plane.top + (1 - std::clamp(quadrature, -kReach, kReach) / kReach) / 2 * plane.height;
 }
 
-double constellation_layout::error_x(int symbol) const
+double constellation_layout::error_x(std::size_t symbol) const
 {
-    return errors.left + (symbol - 1) * errors.width / kSymbols;
+    return errors.left + static_cast<double>(symbol - 1) * errors.width / kSymbols;
 }
 
-double constellation_layout::error_y(int subcarrier) const
+double constellation_layout::error_y(std::size_t subcarrier) const
 {
-    return errors.top + (subcarrier - kFirstSubcarrier) * errors.height / kSubcarriers;
+    return errors.top +
+           static_cast<double>(subcarrier - kFirstSubcarrier) * errors.height / kSubcarriers;
 }
 
 void draw_constellation(canvas &page, const constellation_layout &layout,

@@ -36,8 +36,8 @@ struct constellation_layout {
     double y(double quadrature) const;
 
     /// The upper left corner of a subcarrier's error; of 17 and 63, where the last ones end.
-    double error_x(int symbol) const;
-    double error_y(int subcarrier) const;
+    double error_x(std::size_t symbol) const;
+    double error_y(std::size_t subcarrier) const;
 };
 
 /// @param name  of the burst

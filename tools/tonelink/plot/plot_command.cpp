@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "arguments.h"
-#include "burst_layout.h"
 #include "command.h"
 #include "decode/receiver_input.h"
 #include "errors.h"
+#include "modem/burst_format.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"
@@ -97,9 +97,9 @@ burst_samples cut_burst(const sound_source &source, int sample_rate, const sound
 {
     constexpr double kMarginSeconds = 0.02;
     const auto skipped = std::llround(std::max(0.0, burst.start_s - kMarginSeconds) * sample_rate);
-    const double start = (burst.start_s - static_cast<double>(skipped) / sample_rate) * kDesignRate;
+    const double start = (burst.start_s - static_cast<double>(skipped) / sample_rate) * kAudioRate;
     const auto end = static_cast<std::size_t>(
-        std::max(0.0, start + kBurstSamples + kMarginSeconds * kDesignRate));
+        std::max(0.0, start + kBurstSamples + kMarginSeconds * kAudioRate));
     receiver_input input{source};
     input.skip(skipped);
     burst_samples cut{{}, start};

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <future>
 
-#include "burst_layout.h"
 #include "decode/decode_sound.h"
 #include "errors.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -49,7 +49,7 @@ std::vector<sound_burst> join_bursts(std::span<const found_burst> found,
 {
     std::vector<sound_burst> bursts;
     for (const heard_burst &next : heard) {
-        sound_burst burst{static_cast<double>(next.first_sample()) / kDesignRate, 0, next.message};
+        sound_burst burst{static_cast<double>(next.first_sample()) / kAudioRate, 0, next.message};
         const auto same = std::ranges::find_if(found, [&](const found_burst &other) {
             return distance(burst, other.start_s) < kSamePlaceSeconds;
         });

@@ -14,7 +14,7 @@ using value = std::complex<double>;
 using subcarrier_grid = std::array<std::array<value, kSubcarriers>, kSymbols>;
 
 constexpr double kTurn = 2 * std::numbers::pi;
-constexpr auto kLastOfRow = std::size_t{kSubcarriers} - 1;
+constexpr std::size_t kLastOfRow = kSubcarriers - 1;
 
 /// Where a burst's time runs in the samples.
 struct burst_clock {
@@ -22,39 +22,37 @@ struct burst_clock {
     double stretch;
 };
 
-constexpr int subcarrier_of(std::size_t column)
-{
-    return kFirstSubcarrier + static_cast<int>(column);
-}
+constexpr std::size_t subcarrier_of(std::size_t column) { return kFirstSubcarrier + column; }
 
 constexpr bool holds_pilot(std::size_t row, std::size_t column)
 {
-    return is_pilot(static_cast<int>(row) + 1, subcarrier_of(column));
+    return is_pilot(row + 1, subcarrier_of(column));
 }
 
 /// A frequency in turns a sample.
-constexpr double turns(double hz) { return hz / kDesignRate; }
+constexpr double turns(double hz) { return hz / kAudioRate; }
 
 /// The Fourier sum over the body of a symbol at one of its subcarriers. A subcarrier starts anew
 /// with each body; what mixed it up to the band ran through the whole burst. So their phases are
 /// counted from the body's and from the burst's first sample.
 value read_subcarrier(std::span<const int16_t> samples, const burst_clock &clock, std::size_t row,
-                      int subcarrier)
+                      std::size_t subcarrier)
 {
-    const double body = kFirstSymbolSample + kExtensionSamples +
-                        kSymbolSamples * static_cast<double>(row); // in the burst's time
+    const double body = kBurstDelay + kAudioGuardSamples +
+                        kAudioSymbolSamples * static_cast<double>(row); // in the burst's time
     const auto first = static_cast<int64_t>(std::lround(clock.start + clock.stretch * body));
     const double at = (static_cast<double>(first) - clock.start) / clock.stretch;
-    const double phase = turns(subcarrier_hz(0)) * at -
-                         subcarrier * (at - body) / kBodySamples; // the tone falls with it
+    const double phase =
+        turns(subcarrier_hz(0)) * at -
+        static_cast<double>(subcarrier) * (at - body) / kAudioBodySamples; // the tone falls with it
     value oscillator = std::polar(1.0, -kTurn * phase);
     const value step = std::polar(1.0, -kTurn * turns(subcarrier_hz(subcarrier)) / clock.stretch);
 
-    const int64_t end = std::min(first + kBodySamples, static_cast<int64_t>(samples.size()));
+    const int64_t end = std::min<int64_t>(first + kAudioBodySamples, std::ssize(samples));
     value sum;
     for (int64_t t = first; t < end; ++t, oscillator *= step)
         if (t >= 0) sum += oscillator * static_cast<double>(samples[static_cast<std::size_t>(t)]);
-    return sum / double{kBodySamples};
+    return sum / double{kAudioBodySamples};
 }
 
 /// What was sent on each subcarrier, 1 or -1, times the channel.
@@ -98,9 +96,9 @@ double turn_over_symbols(const subcarrier_grid &grid)
 
 burst_clock corrected(const burst_clock &clock, const subcarrier_grid &grid)
 {
-    const double late = turn_over_subcarriers(grid) / kTurn * kBodySamples / 2;
-    const double middle = turns((kBandLow + kBandHigh) / 2);
-    const double longer = -turn_over_symbols(grid) / kTurn / middle / kSymbolSamples;
+    const double late = turn_over_subcarriers(grid) / kTurn * kAudioBodySamples / 2;
+    const double middle = turns((kBandLowHz + kBandHighHz) / 2);
+    const double longer = -turn_over_symbols(grid) / kTurn / middle / kAudioSymbolSamples;
     return {clock.start + late * clock.stretch, clock.stretch * (1 + longer)};
 }
 
@@ -188,8 +186,9 @@ template <class Choice> double mean_error_db(const subcarrier_estimate &burst, C
 {
     double sum = 0;
     int points = 0;
-    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier) {
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
             if (!counts(symbol, subcarrier)) continue;
             sum += burst.at(symbol, subcarrier).error();
             ++points;
@@ -204,22 +203,23 @@ double error_in_db(double error) { return 10 * std::log10(std::max(error, 1e-10)
 
 double subcarrier_estimate::data_error_db() const
 {
-    return mean_error_db(*this,
-                         [](int symbol, int subcarrier) { return !is_pilot(symbol, subcarrier); });
+    return mean_error_db(*this, [](std::size_t symbol, std::size_t subcarrier) {
+        return !is_pilot(symbol, subcarrier);
+    });
 }
 
 double subcarrier_estimate::pilot_error_db() const { return mean_error_db(*this, is_pilot); }
 
 double subcarrier_estimate::error_db() const
 {
-    return mean_error_db(*this, [](int, int) { return true; });
+    return mean_error_db(*this, [](std::size_t, std::size_t) { return true; });
 }
 
 int subcarrier_estimate::wrong_data() const
 {
     int wrong = 0;
-    for (int symbol = 1; symbol <= kSymbols; ++symbol)
-        for (int subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol)
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier; ++subcarrier)
             wrong += !is_pilot(symbol, subcarrier) && at(symbol, subcarrier).is_wrong();
     return wrong;
 }

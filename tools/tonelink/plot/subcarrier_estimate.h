@@ -9,12 +9,10 @@
 #include <cstdint>
 #include <span>
 
-#include "burst_layout.h"
 #include "message.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
-
-inline constexpr int kSubcarriers = kLastSubcarrier - kFirstSubcarrier + 1;
 
 /// Of one burst in a row of samples at 44100 Hz.
 struct subcarrier_estimate {
@@ -32,10 +30,9 @@ struct subcarrier_estimate {
     std::array<std::array<point, kSubcarriers>, kSymbols> points;
 
     /// Symbols count from 1 to 16, subcarriers from 2 to 62.
-    const point &at(int symbol, int subcarrier) const
+    const point &at(std::size_t symbol, std::size_t subcarrier) const
     {
-        return points[static_cast<std::size_t>(symbol - 1)]
-                     [static_cast<std::size_t>(subcarrier - kFirstSubcarrier)];
+        return points[symbol - 1][subcarrier - kFirstSubcarrier];
     }
 
     /// The offset of the two clocks: by how many millionths its tones are higher than they should

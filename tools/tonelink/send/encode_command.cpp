@@ -16,6 +16,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "errors.h"
+#include "modem/burst_format.h"
 #include "output_file.h"
 #include "send/message_options.h"
 #include "sound_file.h"
@@ -116,7 +117,7 @@ void encode(const encode_options &options)
     std::vector<int16_t> burst =
         options.unfiltered ? modem_burst(message) : transmitted_burst(message);
     if (options.level_db) set_level(burst, *options.level_db);
-    const auto gap = static_cast<std::size_t>(std::lround(options.gap_ms * 44.1));
+    const auto gap = static_cast<std::size_t>(std::lround(options.gap_ms * kAudioRate / 1000));
     // A WAV file counts its bytes in 32 bits, its header's few included.
     if (format == sound_format::wav &&
         options.copies * (burst.size() + gap) * sizeof(int16_t) > 0xFFFFF000)

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "message.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 
@@ -17,7 +18,7 @@ enum class player { thread, callback, standalone };
 struct transmission_plan {
     message_bits message;
     player by = player::thread;
-    int32_t rate = 44100;
+    int32_t rate = kAudioRate;
     uint64_t copies = 0; ///< 0: until it is stopped
 };
 

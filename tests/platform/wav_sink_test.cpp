@@ -69,27 +69,6 @@ TEST_F(WavSink, HoldsWhatWasWritten)
     }
 }
 
-TEST_F(WavSink, SoundsAtTheLevelOfSoundType1)
-{
-    const sample_row samples{-32768, -15, -8, -7, -1, 0, 1, 7, 8, 100, 32767};
-    const sample_row at_1{-2185, -1, -1, 0, 0, 0, 0, 0, 1, 7, 2184};
-    const sample_row at_11{-24030, -11, -6, -5, -1, 0, 1, 5, 6, 73, 24029};
-    const sample_row silence(samples.size(), 0);
-    struct expectation {
-        int level, floor;
-        sample_row heard;
-    };
-    for (const auto &[level, floor, heard] :
-         {expectation{15, 0, samples}, expectation{0, 0, silence}, expectation{1, 0, at_1},
-          expectation{11, 0, at_11}, expectation{0, 15, samples}, expectation{1, 11, at_11}}) {
-        ASSERT_EQ(sound_manager_set_volume(kHeardType, level), 0);
-        ASSERT_EQ(sound_manager_set_ultrasound_volume_min(floor), 0);
-        std::filesystem::remove(path);
-        play(samples);
-        EXPECT_EQ(recorded(path), heard) << "level " << level << ", floor " << floor;
-    }
-}
-
 TEST_F(WavSink, LevelIsThatOfTheMomentAndAStopEndsAWrite)
 {
     const test_output out;

@@ -35,7 +35,7 @@ void expect_starts(const std::vector<found_burst> &found, const std::vector<std:
     ASSERT_EQ(found.size(), starts.size());
     for (std::size_t i = 0; i < found.size(); ++i)
         EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kAudioRate,
-                    kMillisecond / 3);
+                    kMillisecond / 4);
 }
 
 TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
@@ -58,26 +58,6 @@ TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
             EXPECT_GT(found[i].fit, 0.7);
         }
     }
-}
-
-TEST(BurstFinder, PlacesThemWithinATenthOfAMillisecondOnAverage)
-{
-    double sum = 0, squares = 0;
-    constexpr int kBursts = 60;
-    test::lcg random{5};
-    for (int i = 0; i < kBursts; ++i) {
-        sound samples(4000);
-        const auto at = static_cast<std::size_t>(random.next() & 1023);
-        mix(samples, burst_of(static_cast<uint32_t>(random.next() * 65536 + random.next())), at,
-            0.3f);
-        const auto found = bursts_in(samples);
-        ASSERT_EQ(found.size(), 1u) << i;
-        const double error = found[0].start_s - static_cast<double>(at) / kAudioRate;
-        sum += error;
-        squares += error * error;
-    }
-    EXPECT_LT(std::abs(sum / kBursts), 0.04 * kMillisecond);
-    EXPECT_LT(std::sqrt(squares / kBursts), 0.15 * kMillisecond);
 }
 
 TEST(BurstFinder, FindsNothingInOtherSounds)

@@ -99,7 +99,7 @@ class Decode(CommandCase):
         self.assertEqual(self.run_command("decode", "silence.wav", "a.wav").returncode, 0)
 
         (self.folder / "text.wav").write_bytes(b"no sound at all")
-        some = self.run_command("decode", "text.wav", "a.wav", "missing.wav")
+        some = self.run_command("decode", "text.wav", "missing.wav", "a.wav")
         self.assertEqual(some.returncode, 2)
         self.assertEqual([line["file"] for line in self.fields_of(some.stdout)], ["a.wav"])
         self.assertRegex(some.stderr, rb"\A.*text.wav.*\n.*missing.wav.*\n\Z")

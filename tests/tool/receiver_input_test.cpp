@@ -19,10 +19,10 @@ namespace {
 class ReceiverInput : public testing::Test {
 protected:
     /// Writes a sound file and returns its name.
-    std::string write(const test::sound &samples, int rate, int format) const
+    std::string write(const test::sound &samples, int rate, int format, int channels = 1) const
     {
         const std::string path = folder_.file("sound");
-        SndfileHandle file{path, SFM_WRITE, format, 1, rate};
+        SndfileHandle file{path, SFM_WRITE, format, channels, rate};
         file.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
         EXPECT_EQ(file.write(samples.data(), std::ssize(samples)), std::ssize(samples));
         return path;
@@ -52,6 +52,10 @@ TEST_F(ReceiverInput, LeavesSamplesAsTheyAre)
     receiver_input input{{write(samples, 44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16)}};
     EXPECT_EQ(all_of(input), expected);
     EXPECT_EQ(input.progress(), 1.0);
+
+    // Channels are mixed to their mean.
+    receiver_input mixed{{write({0.5, 0.25}, 44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2)}};
+    EXPECT_EQ(all_of(mixed), std::vector<int16_t>{12288});
 
     // What is louder than full scale is cut; what is no number is silent.
     const test::sound odd = {2, -2, NAN, INFINITY, 0.5};

@@ -30,12 +30,12 @@ constexpr unsigned int kBufferMicroseconds = 100'000;
 constexpr int kMostRecoveries = 8; // in a row, without a sample taken
 
 /// While it lives, the ALSA library prints nothing on this thread: what fails goes to the log.
-class silent_alsa {
+class alsa_message_filter {
 public:
-    silent_alsa() : before_{snd_lib_error_set_local(ignore)} {}
-    silent_alsa(const silent_alsa &) = delete;
-    silent_alsa &operator=(const silent_alsa &) = delete;
-    ~silent_alsa() { snd_lib_error_set_local(before_); }
+    alsa_message_filter() : before_{snd_lib_error_set_local(ignore)} {}
+    alsa_message_filter(const alsa_message_filter &) = delete;
+    alsa_message_filter &operator=(const alsa_message_filter &) = delete;
+    ~alsa_message_filter() { snd_lib_error_set_local(before_); }
 
 private:
     static void ignore(const char *, int, const char *, int, const char *, va_list) {}
@@ -47,7 +47,7 @@ class alsa_sink final : public sink {
 public:
     alsa_sink(const std::string &device, int rate) : device_{device}
     {
-        const silent_alsa silent;
+        const alsa_message_filter filter;
         snd_pcm_t *pcm = nullptr;
         const int opened = snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_PLAYBACK, 0);
         check(opened, "open", "; TONELINK_AUDIO=wav:PATH or null needs no sound card");
@@ -61,7 +61,7 @@ public:
 
     void play(std::span<const std::int16_t> samples) override
     {
-        const silent_alsa silent;
+        const alsa_message_filter filter;
         int recoveries = 0;
         while (!samples.empty()) {
             const auto taken = snd_pcm_writei(pcm_.get(), samples.data(), samples.size());
@@ -79,7 +79,7 @@ public:
 
     void drain() noexcept override
     {
-        const silent_alsa silent;
+        const alsa_message_filter filter;
         snd_pcm_drain(pcm_.get());
     }
 
@@ -87,7 +87,7 @@ private:
     struct closer {
         void operator()(snd_pcm_t *pcm) const
         {
-            const silent_alsa silent;
+            const alsa_message_filter filter;
             snd_pcm_close(pcm);
         }
     };

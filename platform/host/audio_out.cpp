@@ -1,4 +1,4 @@
-// The audio output's C face: handles, and arguments checked at the door.
+// The audio output's C face: handles, and arguments checked at the boundary.
 
 #include "tonelink_platform/audio_out.h"
 

@@ -13,7 +13,7 @@ namespace tonelink::host {
 
 namespace {
 
-// A period: the grain in which writes are cut, stopped and levelled.
+// A period: writes are cut, stopped and scaled in its steps.
 constexpr int kPeriodsPerSecond = 100;
 constexpr auto kPeriod = std::chrono::nanoseconds{std::chrono::seconds{1}} / kPeriodsPerSecond;
 constexpr std::size_t kLongestPeriod = audio_output::kHighestRate / kPeriodsPerSecond;
@@ -36,8 +36,8 @@ std::uint64_t samples_played() noexcept { return all_played; }
 
 int audio_output::bind(std::shared_ptr<stream_info> info)
 {
-    if (asker_.inside()) return kInvalidOperation;
-    const std::lock_guard control{control_};
+    if (thread_.inside()) return kInvalidOperation;
+    const std::lock_guard control_lock{control_mutex_};
     if (prepared_) return kInvalidOperation;
     info_ = std::move(info);
     return kOk;
@@ -45,21 +45,21 @@ int audio_output::bind(std::shared_ptr<stream_info> info)
 
 int audio_output::prepare()
 {
-    if (asker_.inside()) return kInvalidOperation;
-    const std::lock_guard control{control_};
+    if (thread_.inside()) return kInvalidOperation;
+    const std::lock_guard control_lock{control_mutex_};
     if (closed_) return kInvalidParameter;
     if (prepared_) return kInvalidOperation;
     {
-        const std::lock_guard playing{playing_};
+        const std::lock_guard sink_lock{sink_mutex_};
         sink_ = open_chosen_sink(rate_);
         failure_ = 0;
     }
     prepared_ = true;
-    std::unique_lock asking{asking_};
+    std::unique_lock callback_lock{callback_mutex_};
     if (!callback_) return kOk;
-    asking.unlock();
+    callback_lock.unlock();
     try {
-        asker_.start();
+        thread_.start();
     } catch (...) {
         stop_playing();
         throw;
@@ -69,8 +69,8 @@ int audio_output::prepare()
 
 int audio_output::unprepare()
 {
-    if (asker_.inside()) return kInvalidOperation;
-    const std::lock_guard control{control_};
+    if (thread_.inside()) return kInvalidOperation;
+    const std::lock_guard control_lock{control_mutex_};
     if (!prepared_) return kInvalidOperation;
     stop_playing();
     return kOk;
@@ -78,10 +78,10 @@ int audio_output::unprepare()
 
 int audio_output::close()
 {
-    if (asker_.inside()) return kInvalidOperation;
-    const std::lock_guard control{control_};
+    if (thread_.inside()) return kInvalidOperation;
+    const std::lock_guard control_lock{control_mutex_};
     if (prepared_) stop_playing();
-    asker_.stop(); // one that has removed itself may still be leaving
+    thread_.stop(); // one that has removed itself may still be leaving
     info_.reset();
     closed_ = true;
     return kOk;
@@ -90,8 +90,8 @@ int audio_output::close()
 void audio_output::stop_playing()
 {
     stopping_ = true;
-    asker_.stop();
-    const std::lock_guard playing{playing_};
+    thread_.stop();
+    const std::lock_guard sink_lock{sink_mutex_};
     stopping_ = false;
     sink_->drain();
     sink_.reset();
@@ -100,38 +100,38 @@ void audio_output::stop_playing()
 
 int audio_output::set_callback(const stream_callback &callback)
 {
-    if (asker_.inside()) return kInvalidOperation;
-    const std::lock_guard control{control_};
+    if (thread_.inside()) return kInvalidOperation;
+    const std::lock_guard control_lock{control_mutex_};
     if (closed_) return kInvalidParameter;
-    asker_.stop(); // one that is replaced
+    thread_.stop(); // one that is replaced
     {
-        const std::lock_guard asking{asking_};
+        const std::lock_guard callback_lock{callback_mutex_};
         callback_ = callback;
     }
-    if (prepared_) asker_.start();
+    if (prepared_) thread_.start();
     return kOk;
 }
 
 int audio_output::unset_callback()
 {
     // The callback must not wait for one who waits for it.
-    std::unique_lock control{control_, std::defer_lock};
-    if (!asker_.inside()) control.lock();
-    std::unique_lock asking{asking_};
+    std::unique_lock control_lock{control_mutex_, std::defer_lock};
+    if (!thread_.inside()) control_lock.lock();
+    std::unique_lock callback_lock{callback_mutex_};
     const bool was_set = callback_.has_value();
     callback_.reset();
-    asking.unlock();
-    asker_.stop();
+    callback_lock.unlock();
+    thread_.stop();
     return was_set ? kOk : kInvalidOperation;
 }
 
 /// Calls the program's callback once; one that has written nothing is asked again a period later.
-callback_thread::duration audio_output::ask_for_sound()
+callback_thread::duration audio_output::request_samples()
 {
-    std::unique_lock asking{asking_};
+    std::unique_lock callback_lock{callback_mutex_};
     if (!callback_) return callback_thread::kUntilWoken;
     const auto callback = *callback_;
-    asking.unlock();
+    callback_lock.unlock();
     const auto before = taken_.load();
     callback.function(callback.out, period_bytes(), callback.user_data);
     return taken_ != before ? callback_thread::duration::zero() : kPeriod;
@@ -139,7 +139,7 @@ callback_thread::duration audio_output::ask_for_sound()
 
 int audio_output::write(std::span<const std::byte> bytes)
 {
-    const std::lock_guard playing{playing_};
+    const std::lock_guard sink_lock{sink_mutex_};
     if (sink_ == nullptr) return kInvalidOperation;
     if (failure_ != 0) return failure_;
     std::size_t written = 0;

@@ -43,28 +43,28 @@ public:
     static constexpr int kHighestRate = 192000;
 
 private:
-    callback_thread::duration ask_for_sound();
+    callback_thread::duration request_samples();
     void stop_playing();
     void play_period(std::span<const std::byte> bytes);
     std::size_t period_bytes() const;
 
     const int rate_;
 
-    std::mutex
-        control_; // one call that changes the state at a time, also while it waits for a thread
+    // Lets through one call that changes the state at a time, also while it waits for a thread.
+    std::mutex control_mutex_;
     bool prepared_ = false;
     bool closed_ = false;
     std::shared_ptr<stream_info> info_;
 
-    std::mutex playing_; // one write at a time; guards the sink. Taken after control_.
+    std::mutex sink_mutex_; // one write at a time; guards the sink. Taken after control_mutex_.
     std::unique_ptr<sink> sink_;
     int failure_ = 0;                     // of the sink since it was opened
     std::atomic<bool> stopping_{false};   // writes end at the next period
     std::atomic<std::uint64_t> taken_{0}; // samples
 
-    std::mutex asking_; // guards the callback, which its own call may remove. Taken last.
+    std::mutex callback_mutex_; // guards the callback, which its own call may remove. Taken last.
     std::optional<stream_callback> callback_;
-    callback_thread asker_{"tonelink-audio", [this] { return ask_for_sound(); }};
+    callback_thread thread_{"tonelink-audio", [this] { return request_samples(); }};
 };
 
 /// Samples that all outputs of the process together have played.

@@ -16,7 +16,7 @@ namespace tonelink::host {
 
 namespace {
 
-constexpr std::uint64_t kPatienceMicroseconds = 10'000'000;
+constexpr std::uint64_t kReplyTimeoutMicroseconds = 10'000'000;
 
 struct bus_closer {
     void operator()(sd_bus *bus) const { sd_bus_flush_close_unref(bus); }
@@ -50,7 +50,7 @@ bus_ptr open_system_bus()
     return bus_ptr{bus};
 }
 
-message_ptr ask_for_objects(sd_bus *bus)
+message_ptr get_managed_objects(sd_bus *bus)
 {
     sd_bus_message *made = nullptr;
     check(sd_bus_message_new_method_call(
@@ -60,7 +60,7 @@ message_ptr ask_for_objects(sd_bus *bus)
 
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message *reply = nullptr;
-    const int result = sd_bus_call(bus, made, kPatienceMicroseconds, &error, &reply);
+    const int result = sd_bus_call(bus, made, kReplyTimeoutMicroseconds, &error, &reply);
     const bool is_absent = sd_bus_error_has_name(&error, SD_BUS_ERROR_SERVICE_UNKNOWN) != 0 ||
                            sd_bus_error_has_name(&error, SD_BUS_ERROR_NAME_HAS_NO_OWNER) != 0;
     sd_bus_error_free(&error);
@@ -128,7 +128,7 @@ bool is_device_address(const std::string &text)
 std::string first_adapter_address()
 {
     const auto bus = open_system_bus();
-    const auto reply = ask_for_objects(bus.get());
+    const auto reply = get_managed_objects(bus.get());
     sd_bus_message *const message = reply.get();
 
     std::string first_path;

@@ -29,7 +29,7 @@ void callback_thread::start()
     if (wanted_) return;
     thread_ = std::thread{[this] { run(); }};
     wanted_ = running_ = true;
-    leaves_alone_ = woken_ = false;
+    detaches_ = woken_ = false;
 }
 
 void callback_thread::stop()
@@ -38,7 +38,7 @@ void callback_thread::stop()
     wanted_ = false;
     changed_.notify_all();
     if (inside()) {
-        leaves_alone_ = true;
+        detaches_ = true;
         return;
     }
     changed_.wait(lock, [this] { return !running_; });
@@ -70,7 +70,7 @@ void callback_thread::run()
             changed_.wait_for(lock, pause, due);
     }
     running_ = false;
-    if (leaves_alone_) thread_.detach();
+    if (detaches_) thread_.detach();
     changed_.notify_all();
 }
 

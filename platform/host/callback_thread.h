@@ -48,7 +48,7 @@ private:
     bool wanted_ = false;  // calls are to be made
     bool running_ = false; // the thread has not left run()
     bool woken_ = false;
-    bool leaves_alone_ = false; // stopped from inside: nobody may come to join
+    bool detaches_ = false; // stopped from inside: nobody may come to join
 };
 
 } // namespace tonelink::host

@@ -45,14 +45,14 @@ std::optional<log_target> parse_target(std::string_view text)
     return std::nullopt;
 }
 
-/// How a priority looks: a letter, its colour on a terminal, its level in syslog.
-struct priority_look {
+/// How a priority is shown: a letter, its colour on a terminal, its level in syslog.
+struct priority_style {
     char letter;
     const char *colour;
     int syslog_level;
 };
 
-priority_look look_of(int priority)
+priority_style style_of(int priority)
 {
     switch (static_cast<log_priority>(priority)) {
     case log_priority::verbose: return {'V', "\033[2m", LOG_DEBUG};
@@ -108,13 +108,13 @@ bool wants_colour()
 
 void write_to_standard_error(int priority, const char *tag, const std::string &text)
 {
-    const auto look = look_of(priority);
+    const auto style = style_of(priority);
     const bool colour = wants_colour();
     std::string line;
     if (colour) line += "\033[2m";
     line += time_of_day() + ' ';
-    if (colour) line += std::string{"\033[0m"} + look.colour;
-    line += look.letter;
+    if (colour) line += std::string{"\033[0m"} + style.colour;
+    line += style.letter;
     if (colour) line += "\033[0m";
     line += ' ' + std::string{tag} + ": " + text + '\n';
 
@@ -147,7 +147,7 @@ void log_line(log_target target, int priority, const char *tag, std::string_view
     if (target == log_target::standard_error)
         write_to_standard_error(priority, tag, one_line(text));
     else if (target == log_target::syslog)
-        syslog(LOG_USER | look_of(priority).syslog_level, "%s: %s", tag, one_line(text).c_str());
+        syslog(LOG_USER | style_of(priority).syslog_level, "%s: %s", tag, one_line(text).c_str());
 }
 
 using c_text = std::unique_ptr<char, decltype(&std::free)>;

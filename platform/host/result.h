@@ -1,4 +1,4 @@
-// The host platform's result codes, and the door through which every exported function goes:
+// The host platform's result codes, and the boundary that every exported function goes through:
 // inside, what fails may throw; a program sees the code, and the log has the reason.
 #pragma once
 

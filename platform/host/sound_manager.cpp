@@ -21,8 +21,8 @@ constexpr int kNoFloor = -1;
 constexpr std::size_t kHeardType = 1;
 
 struct sound_manager {
-    std::mutex
-        mutex; // guards the volumes; held while a change is queued, so that news keep its order
+    // Guards the volumes; held while a change is queued, so that the listener is told in order.
+    std::mutex mutex;
     int master_volume = kMasterVolumeAtStart;
     std::array<int, 8> levels; // by sound type
     int floor = kNoFloor;
@@ -103,7 +103,7 @@ int sound_manager_set_master_volume(int volume)
         if (volume < 0 || volume > kHighestMasterVolume) return kInvalidParameter;
         const std::lock_guard lock{manager().mutex};
         if (manager().master_volume == volume) return kOk;
-        manager().listener.tell(static_cast<unsigned int>(volume));
+        manager().listener.notify(static_cast<unsigned int>(volume));
         manager().master_volume = volume;
         return kOk;
     });

@@ -8,13 +8,13 @@ int volume_listener::set(sound_manager_master_volume_changed_cb callback, void *
 {
     if (callback == nullptr) return kInvalidParameter;
     if (thread_.inside()) return kInvalidOperation;
-    const std::lock_guard registering{registering_};
+    const std::lock_guard registration_lock{registration_mutex_};
     thread_.stop(); // one that is replaced
     {
         const std::lock_guard lock{mutex_};
         callback_ = callback;
         user_data_ = user_data;
-        news_.clear();
+        pending_.clear();
     }
     try {
         thread_.start();
@@ -29,35 +29,35 @@ int volume_listener::set(sound_manager_master_volume_changed_cb callback, void *
 int volume_listener::unset()
 {
     // The listener must not wait for one who waits for it.
-    std::unique_lock registering{registering_, std::defer_lock};
-    if (!thread_.inside()) registering.lock();
+    std::unique_lock registration_lock{registration_mutex_, std::defer_lock};
+    if (!thread_.inside()) registration_lock.lock();
     bool was_set = false;
     {
         const std::lock_guard lock{mutex_};
         was_set = callback_ != nullptr;
         callback_ = nullptr;
-        news_.clear();
+        pending_.clear();
     }
     thread_.stop();
     return was_set ? kOk : kInvalidOperation;
 }
 
-void volume_listener::tell(unsigned int volume)
+void volume_listener::notify(unsigned int volume)
 {
     {
         const std::lock_guard lock{mutex_};
         if (callback_ == nullptr) return;
-        news_.push_back(volume);
+        pending_.push_back(volume);
     }
     thread_.wake();
 }
 
-callback_thread::duration volume_listener::tell_next()
+callback_thread::duration volume_listener::notify_next()
 {
     std::unique_lock lock{mutex_};
-    if (news_.empty()) return callback_thread::kUntilWoken;
-    const auto volume = news_.front();
-    news_.pop_front();
+    if (pending_.empty()) return callback_thread::kUntilWoken;
+    const auto volume = pending_.front();
+    pending_.pop_front();
     const auto callback = callback_;
     void *const user_data = user_data_;
     lock.unlock();

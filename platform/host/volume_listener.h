@@ -1,4 +1,4 @@
-// The listener of the master volume: a queue of news and a thread of its own that tells them in
+// The listener of the master volume: a queue of volumes and a thread of its own that tells them in
 // order.
 #pragma once
 
@@ -16,17 +16,18 @@ public:
     int unset();
 
     /// Has the listener, if there is one, told of a new volume; does not wait for it.
-    void tell(unsigned int volume);
+    void notify(unsigned int volume);
 
 private:
-    callback_thread::duration tell_next();
+    callback_thread::duration notify_next();
 
-    std::mutex registering_; // held by set() and unset(), also while they wait for the thread
-    std::mutex mutex_;       // guards what follows
+    // Held by set() and unset(), also while they wait for the thread.
+    std::mutex registration_mutex_;
+    std::mutex mutex_; // guards what follows
     sound_manager_master_volume_changed_cb callback_ = nullptr;
     void *user_data_ = nullptr;
-    std::deque<unsigned int> news_;
-    callback_thread thread_{"tonelink-volume", [this] { return tell_next(); }};
+    std::deque<unsigned int> pending_;
+    callback_thread thread_{"tonelink-volume", [this] { return notify_next(); }};
 };
 
 } // namespace tonelink::host

@@ -14,7 +14,7 @@ constexpr int kInvalidOperation = -38;
 using volume_row = std::vector<unsigned int>;
 
 /// What a listener was told.
-class told_volumes {
+class recorded_volumes {
 public:
     void add(unsigned int volume)
     {
@@ -40,7 +40,7 @@ private:
 
 void note(unsigned int volume, void *user_data)
 {
-    static_cast<told_volumes *>(user_data)->add(volume);
+    static_cast<recorded_volumes *>(user_data)->add(volume);
 }
 
 int master_volume()
@@ -91,22 +91,24 @@ TEST(SoundManager, KeepsVolumesWithinTheirLimits)
 TEST(SoundManager, FloorLiftsWhatIsHeardAndNotTheVolume)
 {
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), kInvalidOperation);
-    EXPECT_EQ(sound_manager_set_ultrasound_volume_min(-1), kInvalidParameter);
-    EXPECT_EQ(sound_manager_set_ultrasound_volume_min(16), kInvalidParameter);
-    EXPECT_EQ(tonelink_host_get_ultrasound_floor(), -1);
-
+    for (const int no_level : {-1, 16})
+        EXPECT_EQ(sound_manager_set_ultrasound_volume_min(no_level), kInvalidParameter);
+    const auto expect = [](int floor, int heard) {
+        EXPECT_EQ(tonelink_host_get_ultrasound_floor(), floor);
+        EXPECT_EQ(tonelink_host_get_heard_level(), heard);
+        EXPECT_EQ(volume_of(1), 4);
+    };
     ASSERT_EQ(sound_manager_set_volume(1, 4), 0);
+    expect(-1, 4);
     ASSERT_EQ(sound_manager_set_ultrasound_volume_min(10), 0);
-    EXPECT_EQ(tonelink_host_get_ultrasound_floor(), 10);
-    EXPECT_EQ(tonelink_host_get_heard_level(), 10);
-    EXPECT_EQ(volume_of(1), 4);
+    expect(10, 10);
     ASSERT_EQ(sound_manager_unset_ultrasound_volume_min(), 0);
-    EXPECT_EQ(tonelink_host_get_heard_level(), 4);
+    expect(-1, 4);
 }
 
 TEST(VolumeListener, IsToldOfEveryChangeInOrder)
 {
-    told_volumes told;
+    recorded_volumes told;
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &told), 0);
     volume_row changes;
     for (unsigned int volume = 0; volume <= 100; ++volume) {
@@ -125,14 +127,14 @@ TEST(VolumeListener, IsToldOfEveryChangeInOrder)
 
 TEST(VolumeListener, TurnedFromSeveralThreadsEndsOnTheLastVolume)
 {
-    told_volumes told;
+    recorded_volumes told;
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &told), 0);
-    std::vector<std::thread> hands;
-    for (int hand = 0; hand < 4; ++hand)
-        hands.emplace_back([hand] {
-            for (int i = 0; i < 200; ++i) sound_manager_set_master_volume(10 * hand + i % 7);
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([number] {
+            for (int i = 0; i < 200; ++i) sound_manager_set_master_volume(10 * number + i % 7);
         });
-    for (auto &hand : hands) hand.join();
+    for (auto &thread : threads) thread.join();
     const auto last = static_cast<unsigned int>(master_volume());
     ASSERT_EQ(sound_manager_set_master_volume(100), 0); // marks the end of the news
     const auto all = told.up_to(100);
@@ -145,7 +147,7 @@ TEST(VolumeListener, TurnedFromSeveralThreadsEndsOnTheLastVolume)
 TEST(VolumeListener, CanUseTheSoundManagerAndRemoveItself)
 {
     struct {
-        told_volumes told;
+        recorded_volumes told;
         std::vector<int> results;
     } state;
     const auto remove_itself = [](unsigned int volume, void *user_data) {
@@ -163,14 +165,13 @@ TEST(VolumeListener, CanUseTheSoundManagerAndRemoveItself)
     EXPECT_EQ(state.results, (std::vector<int>{0, kInvalidOperation, 0, 0}));
     EXPECT_EQ(state.told.up_to(50), volume_row{50});
 
-    // Another can take its place, and be replaced.
-    told_volumes first, second;
-    ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &first), 0);
-    ASSERT_EQ(sound_manager_set_master_volume(51), 0);
-    EXPECT_EQ(first.up_to(51), volume_row{51});
-    ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &second), 0);
-    ASSERT_EQ(sound_manager_set_master_volume(52), 0);
-    EXPECT_EQ(second.up_to(52), volume_row{52});
+    // Others can take its place, and be replaced.
+    recorded_volumes first, second;
+    for (const auto &[volumes, volume] : {std::pair{&first, 51u}, {&second, 52u}}) {
+        ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, volumes), 0);
+        ASSERT_EQ(sound_manager_set_master_volume(static_cast<int>(volume)), 0);
+        EXPECT_EQ(volumes->up_to(volume), volume_row{volume});
+    }
     EXPECT_EQ(first.up_to(51), volume_row{51});
     EXPECT_EQ(sound_manager_unset_master_volume_changed_cb(), 0);
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -53,6 +54,17 @@ inline std::string last_error()
     std::string text(tonelink_host_get_last_error(nullptr, 0), '\0');
     tonelink_host_get_last_error(text.data(), text.size() + 1);
     return text;
+}
+
+/// The machine's Bluetooth address, or the result code.
+inline std::string device_address()
+{
+    char *text = nullptr;
+    const int result = bt_adapter_get_address(&text);
+    EXPECT_EQ(result == 0, text != nullptr);
+    const std::string answer = result == 0 ? text : std::to_string(result);
+    std::free(text);
+    return answer;
 }
 
 /// Plays a row on an output of its own; a failed test when it cannot be played.

@@ -1,58 +1,53 @@
 #include "arguments.h"
 
+#include <optional>
+
 #include <gtest/gtest.h>
 
 #include "errors.h"
-#include "message.h"
 
 namespace tonelink::tool {
 namespace {
 
-TEST(Arguments, PinMustFitItsMessage)
+/// What an option that takes numbers makes of a text; nothing where it is refused.
+template <class Number>
+std::optional<Number> taken(const std::string &text, Number lowest, Number highest)
 {
-    EXPECT_EQ(parse_pin("65535", message_length::short_32), 65535u);
-    EXPECT_EQ(parse_pin("0042", message_length::short_32), 42u); // decimal in spite of the zeros
-    EXPECT_EQ(parse_pin("4294967295", message_length::long_48), 4294967295u);
-    EXPECT_THROW(parse_pin("65536", message_length::short_32), wrong_usage);
-    EXPECT_THROW(parse_pin("4294967296", message_length::long_48), wrong_usage);
-    for (const char *text : {"", "-1", "+1", " 1", "1 ", "0x10", "1e3", "99999999999999999999"})
-        EXPECT_THROW(parse_pin(text, message_length::long_48), wrong_usage) << text;
+    CLI::App program;
+    std::optional<Number> number;
+    program.add_option("--number", number)->transform(number_from(lowest, highest));
+    try {
+        program.parse(std::vector<std::string>{text, "--number"}); // the last one is read first
+    } catch (const CLI::ParseError &) {
+        return std::nullopt;
+    }
+    return number;
 }
 
-TEST(Arguments, AddressIsSixOctetsOfTwoDigits)
+TEST(Arguments, NumbersAreDecimalAndInTheirRange)
+{
+    constexpr uint64_t kLowest = 1, kHighest = 4294967295;
+    EXPECT_EQ(taken("0042", kLowest, kHighest), 42u);
+    EXPECT_EQ(taken("4294967295", kLowest, kHighest), kHighest);
+    for (const char *text : {"0", "4294967296", "18446744073709551617", "-1", "+1",
+                             "-18446744073709551610", "1.5", "0x10", "1e3", " 1", "1 ", "", "ten"})
+        EXPECT_EQ(taken(text, kLowest, kHighest), std::nullopt) << text;
+    EXPECT_EQ(taken("-6.5", -90.0, 1.0), -6.5);
+    EXPECT_EQ(taken("00.25", -90.0, 1.0), 0.25);
+    for (const char *text : {"1.1", "-90.1", "nan", "inf", "0x1", "", "-6dB"})
+        EXPECT_EQ(taken(text, -90.0, 1.0), std::nullopt) << text;
+}
+
+TEST(Arguments, BytesArePairsOfHexadecimalDigits)
 {
     EXPECT_EQ(parse_address("01:23:45:67:89:aF"),
               (bluetooth_address{0x01, 0x23, 0x45, 0x67, 0x89, 0xAF}));
     for (const char *text : {"", "01:23:45:67:89", "01:23:45:67:89:AF:", "01:23:45:67:89:A",
                              "0x:23:45:67:89:AF", "01-23-45-67-89-AF", "01:23:45:67:89:GF"})
         EXPECT_THROW(parse_address(text), wrong_usage) << text;
-}
-
-TEST(Arguments, DataIsPairsOfDigits)
-{
     EXPECT_EQ(parse_data("00fF"), (std::vector<uint8_t>{0x00, 0xFF}));
-    for (const char *text : {"", "0", "012", "0g", "0x01", "01 02"})
+    for (const char *text : {"", "0", "012", "0g", "0x01", "01 02", "-1+1"})
         EXPECT_THROW(parse_data(text), wrong_usage) << text;
-}
-
-TEST(Arguments, NumbersStayInTheirRange)
-{
-    EXPECT_EQ(parse_count("--copies", "010", 1, 100), 10u);
-    EXPECT_EQ(parse_number("--level", "-6.5", -90, 0), -6.5);
-    for (const char *text : {"0", "101", "1.5", "-1", "", "ten", "18446744073709551617"})
-        EXPECT_THROW(parse_count("--copies", text, 1, 100), wrong_usage) << text;
-    for (const char *text : {"0.1", "-90.1", "nan", "inf", "", "-6dB"})
-        EXPECT_THROW(parse_number("--level", text, -90, 0), wrong_usage) << text;
-}
-
-TEST(Arguments, SizeIsWidthTimesHeight)
-{
-    const picture_size size = parse_size("640x8000");
-    EXPECT_EQ(size.width, 640);
-    EXPECT_EQ(size.height, 8000);
-    for (const char *text : {"", "x", "1600", "1600x", "x1000", "639x1000", "1600x399", "8001x1000",
-                             "1600X1000", "1600x1000x2", "-1600x1000"})
-        EXPECT_THROW(parse_size(text), wrong_usage) << text;
 }
 
 } // namespace

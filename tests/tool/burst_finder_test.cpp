@@ -1,4 +1,4 @@
-#include "burst_finder.h"
+#include "plot/burst_finder.h"
 
 #include <cmath>
 #include <map>
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "support/signals.h"
 #include "test_sounds.h"
 
@@ -22,7 +22,7 @@ using test::sound;
 constexpr double kMillisecond = 0.001;
 
 std::vector<found_burst> bursts_in(const sound &samples, std::size_t block = 16384,
-                                   double rate = kDesignRate)
+                                   double rate = kAudioRate)
 {
     burst_finder finder{rate};
     for (std::size_t at = 0; at < samples.size(); at += block)
@@ -34,8 +34,8 @@ void expect_starts(const std::vector<found_burst> &found, const std::vector<std:
 {
     ASSERT_EQ(found.size(), starts.size());
     for (std::size_t i = 0; i < found.size(); ++i)
-        EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kDesignRate,
-                    kMillisecond / 3);
+        EXPECT_NEAR(found[i].start_s, static_cast<double>(starts[i]) / kAudioRate,
+                    kMillisecond / 4);
 }
 
 TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
@@ -47,6 +47,9 @@ TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
             i % 2 == 0 ? 1.0f : 0.01f);
     const auto whole = bursts_in(samples, samples.size());
     expect_starts(whole, starts);
+    auto noisy = samples;
+    add_noise(noisy, 6, /*seed=*/7);
+    expect_starts(bursts_in(noisy), {0, 60001, 400000}); // the others are 40 dB weaker
     for (const std::size_t block : {1u, 441u, 99999u}) {
         const auto found = bursts_in(samples, block);
         ASSERT_EQ(found.size(), whole.size()) << block;
@@ -57,48 +60,19 @@ TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
     }
 }
 
-TEST(BurstFinder, PlacesThemWithinATenthOfAMillisecondOnAverage)
-{
-    double sum = 0, squares = 0;
-    constexpr int kBursts = 60;
-    test::lcg random{5};
-    for (int i = 0; i < kBursts; ++i) {
-        sound samples(4000);
-        const auto at = static_cast<std::size_t>(random.next() & 1023);
-        mix(samples, burst_of(static_cast<uint32_t>(random.next() * 65536 + random.next())), at,
-            0.3f);
-        const auto found = bursts_in(samples);
-        ASSERT_EQ(found.size(), 1u) << i;
-        const double error = found[0].start_s - static_cast<double>(at) / kDesignRate;
-        sum += error;
-        squares += error * error;
-    }
-    EXPECT_LT(std::abs(sum / kBursts), 0.04 * kMillisecond);
-    EXPECT_LT(std::sqrt(squares / kBursts), 0.15 * kMillisecond);
-}
-
-TEST(BurstFinder, FindsThemInNoise)
-{
-    const std::vector<std::size_t> starts{11111, 50000, 90000};
-    sound samples(130000);
-    for (const std::size_t start : starts) mix(samples, burst_of(0xDEADBEEF), start);
-    add_noise(samples, 6, /*seed=*/7);
-    expect_starts(bursts_in(samples), starts);
-}
-
 TEST(BurstFinder, FindsNothingInOtherSounds)
 {
     constexpr std::size_t kSamples = 441000;
     const auto made = [](auto value_at) {
         sound samples(kSamples);
         for (std::size_t i = 0; i < kSamples; ++i)
-            samples[i] = static_cast<float>(value_at(static_cast<double>(i) / kDesignRate));
+            samples[i] = static_cast<float>(value_at(static_cast<double>(i) / kAudioRate));
         return samples;
     };
     const auto sine = [](double turns) { return std::sin(2 * std::numbers::pi * turns); };
     sound white(kSamples), clicks(kSamples);
     add_noise(white, 0, /*seed=*/3);
-    for (std::size_t at = 0; at < kSamples; at += kSymbolSamples) clicks[at] = 1;
+    for (std::size_t at = 0; at < kSamples; at += kAudioSymbolSamples) clicks[at] = 1;
     const std::map<const char *, sound> sounds{
         {"nothing", {}},
         {"silence", sound(kSamples)},
@@ -112,8 +86,12 @@ TEST(BurstFinder, FindsNothingInOtherSounds)
          made([&](double t) { return sine((17000 + 500 * std::fmod(t, 5)) * std::fmod(t, 5)); })},
     };
     for (const auto &[name, samples] : sounds) EXPECT_TRUE(bursts_in(samples).empty()) << name;
-    // The burst as it sounds from a player that turns 44100 Hz into 32000: the band is elsewhere.
-    EXPECT_TRUE(bursts_in(burst_of(5), 16384, 32000).empty()) << "a rate without the band";
+    // Every other sample holds a burst still, below the band; and some rates are beyond resampling.
+    sound halved;
+    for (std::size_t i = 0; const float sample : burst_of(5))
+        if (++i % 2 == 0) halved.push_back(sample);
+    for (const double rate : {22050.0, 1e6})
+        EXPECT_TRUE(bursts_in(halved, 16384, rate).empty()) << rate;
 }
 
 } // namespace

@@ -1,11 +1,12 @@
-#include "burst_picture.h"
+#include "plot/burst_picture.h"
 
 #include <cstdint>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {
@@ -24,7 +25,7 @@ uint32_t pixel(const canvas &page, double scale, double x, double y)
 
 spectrogram analysed(const test::sound &samples, std::size_t columns)
 {
-    spectrogram levels{{kDesignRate, 0, static_cast<int64_t>(samples.size()), columns, 512, 1024},
+    spectrogram levels{{kAudioRate, 0, static_cast<int64_t>(samples.size()), columns, 512, 1024},
                        0};
     levels.put(samples);
     levels.finish();
@@ -57,18 +58,18 @@ TEST(BurstPicture, BarsAreSolidWhereTheBurstWasDecodedAndHollowWhereNot)
         EXPECT_EQ(bar(outside, 3.5), kWhite) << outside;
 }
 
-TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
+TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
 {
     test::sound samples(44100);
     const spectrogram levels = analysed(samples, 100);
-    carrier_estimate carriers{0, 1, true, {}};
-    for (int symbol = 1; symbol <= kSymbols; ++symbol) {
-        for (int carrier = kFirstCarrier; carrier <= kLastCarrier; ++carrier) {
-            auto &point = carriers.points[static_cast<std::size_t>(symbol - 1)]
-                                         [static_cast<std::size_t>(carrier - kFirstCarrier)];
-            // Pilots below, data above; the carriers of symbol 5 are lost.
-            point.ideal = is_pilot(symbol, carrier) ? 1 : -1;
-            point.value = {point.ideal, is_pilot(symbol, carrier) ? -0.5 : 0.5};
+    subcarrier_estimate subcarriers{0, 1, true, {}};
+    for (std::size_t symbol = 1; symbol <= kSymbols; ++symbol) {
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
+            auto &point = subcarriers.points[symbol - 1][subcarrier - kFirstSubcarrier];
+            // Pilots below, data above; the subcarriers of symbol 5 are lost.
+            point.ideal = is_pilot(symbol, subcarrier) ? 1 : -1;
+            point.value = {point.ideal, is_pilot(symbol, subcarrier) ? -0.5 : 0.5};
             if (symbol == 5) point.value = {0.5, 9};
         }
     }
@@ -77,7 +78,7 @@ TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
         const picture_layout layout{width, height, picture_parts::constellation};
         EXPECT_EQ(layout.has_closeup(), height == 1600);
         burst_picture picture{"burst", "", &levels, {{0, 1, message_bits(32)}}};
-        picture.carriers = &carriers;
+        picture.subcarriers = &subcarriers;
         const canvas page = draw_picture(picture, layout);
         const constellation_layout &parts = layout.constellation;
         const auto at = [&](double re, double im) {
@@ -93,17 +94,32 @@ TEST(BurstPicture, CarriersStandWhereTheirValuesAndErrorsAre)
         EXPECT_NE(pixel(page, layout.scale, parts.x(0.5), parts.y(2) + 2), kWhite)
             << "what lies beyond is at the rim";
 
-        const auto lightness = [&](double symbol, int carrier) {
-            const int whole = static_cast<int>(symbol);
-            const double x =
-                parts.error_x(whole) + (symbol - whole) * (parts.error_x(2) - parts.error_x(1));
-            const double y = (parts.error_y(carrier) + parts.error_y(carrier + 1)) / 2;
-            return (pixel(page, layout.scale, x, y) >> 8) & 0xFF; // green
+        const auto error_pixel = [&](double x, std::size_t subcarrier) {
+            return pixel(page, layout.scale, x,
+                         (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2);
         };
-        for (const int carrier : {2, 3, 31, 62}) {
-            EXPECT_GT(lightness(5.5, carrier), 240u) << carrier;
-            EXPECT_LT(lightness(4.5, carrier), 200u) << carrier;
-            EXPECT_LT(lightness(6.5, carrier), 200u) << carrier;
+        const auto lightness = [&](double symbol, std::size_t subcarrier) {
+            const double step = parts.error_x(2) - parts.error_x(1);
+            return (error_pixel(parts.error_x(1) + (symbol - 1) * step, subcarrier) >> 8) & 0xFF;
+        };
+        for (const std::size_t subcarrier : {2, 3, 31, 62}) {
+            EXPECT_GT(lightness(5.5, subcarrier), 240u) << subcarrier;
+            EXPECT_LT(lightness(4.5, subcarrier), 200u) << subcarrier;
+            EXPECT_LT(lightness(6.5, subcarrier), 200u) << subcarrier;
+        }
+        // Ticks stand at the first, the last and each tenth; the last one's number is 60's as well.
+        const std::set<std::size_t> named{2, 10, 20, 30, 40, 50, 60, 62};
+        for (std::size_t subcarrier = kFirstSubcarrier; subcarrier <= kLastSubcarrier;
+             ++subcarrier) {
+            EXPECT_EQ(error_pixel(parts.errors.left - 4, subcarrier) != kWhite,
+                      named.contains(subcarrier))
+                << subcarrier;
+        }
+        for (const std::size_t subcarrier : {50, 60}) {
+            bool has_number = false;
+            for (double x = parts.errors.left - 40; x < parts.errors.left - 12; ++x)
+                has_number |= error_pixel(x, subcarrier) != kWhite;
+            EXPECT_EQ(has_number, subcarrier == 50);
         }
     }
 }
@@ -119,7 +135,7 @@ TEST(BurstPicture, LoudIsLightAndQuietIsDark)
     area.from_s = 0;
     area.to_s = 3;
     area.low_hz = 0;
-    area.high_hz = kDesignRate / 2;
+    area.high_hz = kAudioRate / 2;
     const auto red = [&](double seconds, double hz) {
         return pixel(page, layout.scale, area.x(seconds), area.y(hz)) >> 16;
     };

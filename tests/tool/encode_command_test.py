@@ -27,13 +27,6 @@ class Encode(CommandCase):
                 (("encode", "--unfiltered", "--data", "0123456789AB"), "e833d439981381010aa61091dc66f379")):
             self.assertEqual(hashlib.sha256(self.raw(*arguments)).hexdigest()[:32], known, arguments)
 
-    def test_data_decides_the_length_and_is_padded(self):
-        for padded, *data in (("CAFE0100", "--data", "CAFE01"),
-                              ("CAFE01230000", "--data", "CAFE0123", "--bits", "48"),
-                              ("CAFE01234500", "--data", "CAFE012345"),
-                              ("68C3A96C6C6F", "--text", "h\xe9llo")):
-            self.assertEqual(self.raw("encode", *data), self.raw("encode", "--data", padded), data)
-
     def test_formats_hold_the_same_samples(self):
         for arguments in (PAIRING, (*DATA, "--copies", "3", "--gap", "12.5")):
             raw = self.raw(*arguments)
@@ -50,13 +43,17 @@ class Encode(CommandCase):
             self.succeed(*arguments, "--raw", "-o", "burst")
             self.assertEqual(self.read("burst"), raw)
 
-    def test_copies_and_gaps(self):
+    def test_data_is_padded_and_copies_are_apart(self):
+        for padded, *data in (("CAFE0100", "--data", "CAFE01"),
+                              ("CAFE01230000", "--data", "CAFE0123", "--bits", "48"),
+                              ("CAFE01234500", "--data", "CAFE012345"),
+                              ("68C3A96C6C6F", "--text", "h\xe9llo")):
+            self.assertEqual(self.raw("encode", *data), self.raw("encode", "--data", padded), data)
         burst = self.raw(*DATA)
         self.assertEqual(len(burst), 2 * BURST)
-        self.assertEqual(self.raw(*DATA, "--copies", "5"), 5 * burst)
-        self.assertEqual(self.raw(*DATA, "--copies", "1", "--gap", "100"), burst)
-        self.assertEqual(self.raw(*DATA, "--copies", "3", "--gap", "100"),
-                         burst + 2 * (bytes(2 * 4410) + burst))
+        for copies, gap, sound in (("5", "0", 5 * burst), ("1", "100", burst),
+                                   ("3", "100", burst + 2 * (bytes(2 * 4410) + burst))):
+            self.assertEqual(self.raw(*DATA, "--copies", copies, "--gap", gap), sound)
 
     def test_level_is_the_peak(self):
         for filtering in ((), ("--unfiltered",)):
@@ -71,8 +68,8 @@ class Encode(CommandCase):
     def test_wrong_usage_says_what_is_right(self):
         sound = ("-o", "burst.wav")
         for text, *arguments in (
-                ("0 to 65535 is right for 32", "encode", "--pin", "70000", *PAIRING[3:], *sound),
-                ("not a number", "encode", "--pin", "0x10", *PAIRING[3:], *sound),
+                ("0 to 65535 is right, with --bits 48 up", "encode", "--pin", "70000", *PAIRING[3:], *sound),
+                ("from 0 to 4294967295", "encode", "--pin", "0x10", *PAIRING[3:], *sound),
                 ("AA:BB:CC:DD:EE:FF", "encode", "--pin", "1", "--address", "3C:A5", *sound),
                 ("right together", "encode", "--pin", "1", *sound),
                 ("right together", "encode", *PAIRING[3:], *sound),
@@ -82,9 +79,9 @@ class Encode(CommandCase):
                 ("not both", *DATA, "--text", "a", *sound),
                 ("--text is empty", "encode", "--text", "", *sound),
                 ("CAFE0123", "encode", "--data", "xyz", *sound),
-                ("--text has 7 bytes; up to 4", "encode", "--text", "forever", *sound),
-                ("--data has 5 bytes; up to 4", "encode", "--data", "0011223344", "--bits", "32", *sound),
-                ("32 or 48", *DATA, "--bits", "40", *sound),
+                ("has 7 bytes; up to 4", "encode", "--text", "forever", *sound),
+                ("has 5 bytes; up to 4", "encode", "--data", "0011223344", "--bits", "32", *sound),
+                ("{32,48}", *DATA, "--bits", "40", *sound),
                 ("from 1 to", *DATA, "--copies", "0", *sound),
                 ("from 0 to", *DATA, "--gap", "-1", *sound),
                 ("from -90 to 0", *DATA, "--level", "3", *sound),
@@ -104,6 +101,7 @@ class Encode(CommandCase):
         for command in ((), ("encode",), ("send",), ("plot",)):
             for option in ("--help", "-h"):
                 self.assertIn(b"xample", self.succeed(*command, option))
+        self.assertIn(b"xample", self.succeed("encode", "--pin", "wrong", "--help"))
         self.assertRegex(self.succeed("--version"), rb"^tonelink \d+\.\d+\.\d+\n$")
         with open("/dev/full", "wb") as full:
             self.complain(1, "standard output", "--help", stdout=full)

@@ -14,7 +14,7 @@ class Listen(CommandCase):
     def setUp(self):
         super().setUp()
         configuration = self.folder / "asoundrc"
-        configuration.write_text("""pcm.ear {
+        configuration.write_text("""pcm.test {
             type file
             slave.pcm { type null }
             file "/dev/null"
@@ -29,12 +29,12 @@ class Listen(CommandCase):
         (self.folder / "heard.raw").write_bytes(bytes(20000) + sound + bytes(2 * 5 * 44100))
 
     def test_tells_messages_as_they_come(self):
-        lines = self.succeed("listen", "--input", "alsa:ear", "--count", "3").decode().splitlines()
+        lines = self.succeed("listen", "--input", "alsa:test", "--count", "3").decode().splitlines()
         self.assertEqual([line.split("  ")[1:] for line in lines],
                          [["PIN 4711", "3C:A5", "32 bits", "12673CA5"],
                           ["PIN 3405644034", "03:04", "48 bits", "CAFE01020304"],
                           ["PIN 4711", "3C:A5", "32 bits", "12673CA5"]])
-        heard = json.loads(self.succeed("listen", "--input", "alsa:ear", "--count", "1",
+        heard = json.loads(self.succeed("listen", "--input", "alsa:test", "--count", "1",
                                         "--bits", "48", "--json"))
         self.assertAlmostEqual(heard.pop("time"), (10000 + 2 * 23170) / 44100, delta=0.01)
         self.assertEqual(heard, {"bits": 48, "message": "CAFE01020304", "pin": 3405644034,
@@ -42,14 +42,14 @@ class Listen(CommandCase):
 
     def test_stops_when_told_to(self):
         for stop in (signal.SIGINT, signal.SIGTERM):
-            with subprocess.Popen([command_case.COMMAND, "listen", "--input", "alsa:ear"],
+            with subprocess.Popen([command_case.COMMAND, "listen", "--input", "alsa:test"],
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
                 self.assertIn(b"PIN 4711", running.stdout.readline())
                 running.send_signal(stop)
                 self.assertEqual((running.wait(), running.stderr.read()), (0, b""))
 
     def test_shows_a_meter_on_a_terminal(self):
-        status, _, shown = self.run_with_terminal("listen", "--input", "alsa:ear", "--count", "1")
+        status, _, shown = self.run_with_terminal("listen", "--input", "alsa:test", "--count", "1")
         self.assertEqual(status, 0)
         self.assertRegex(shown, r"\r18-20 kHz \[\.{30}\] -100 dB")
         self.assertRegex(shown, r"\r18-20 kHz \[#{15,29}\.+\]  -[0-9]+ dB")
@@ -58,7 +58,7 @@ class Listen(CommandCase):
         for status, text, *arguments in (
                 (2, "alsa or alsa:DEVICE", "--input", "wav:a.wav"),
                 (2, "alsa or alsa:DEVICE", "--input", "alsa:"),
-                (2, "32, 48 or both", "--bits", "64"),
+                (2, "{32,48,both}", "--bits", "64"),
                 (2, "--count", "--count", "0"),
                 (1, "cannot listen to the ALSA device \"nowhere\"", "--input", "alsa:nowhere")):
             self.complain(status, text, "listen", *arguments)

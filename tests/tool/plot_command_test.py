@@ -1,5 +1,6 @@
 """Runs `tonelink plot` with right and wrong arguments. Usage: plot_command_test.py COMMAND"""
 import os
+import random
 import struct
 
 import command_case
@@ -32,16 +33,21 @@ class Plot(CommandCase):
         samples, _ = self.read_sound("burst.wav")
         self.write_sound("beginning.wav", samples[:22500])
         self.write_sound("end.wav", samples[3000:])
+        # A clear burst whose symbols are in another order, behind a decoded one in noise.
+        noise = random.Random(1)
+        noisy = [s // 2 + noise.randint(-4000, 4000) for s in samples]
+        mixed = [s for n in reversed(range(16)) for s in samples[128 + 1440 * n:128 + 1440 * (n + 1)]]
+        self.write_sound("mixed.wav", noisy + [0] * 5000 + mixed + [0] * 5000)
         self.write_sound("silence.wav", [0] * 44100)
         self.write_sound("slow.wav", [100, 0, -100, 0] * 500, 1000)
         self.write_sound("slowest.wav", [100, 0, -100, 0] * 500, 100)
-        for height, names in ((1600, ("burst.wav", "long.wav", "beginning.wav", "end.wav")),
+        for height, names in ((1600, ("burst.wav", "long.wav", "beginning.wav", "end.wav", "mixed.wav")),
                               (1000, ("silence.wav", "slow.wav", "slowest.wav"))):
             for name in names:
                 self.assertEqual(self.plot_size(name, "--constellation"), (1600, height), name)
         for size in ((640, 400), (800, 2000)):
             self.assertEqual(
-                self.plot_size("burst.wav", "--constellation", "--size", "%dx%d" % size), size)
+                self.plot_size("--constellation", "--size", "%dx%d" % size, "burst.wav"), size)
 
     def test_each_channel_has_a_picture(self):
         self.write_sound("two.wav", [5000, 0, -5000, 0] * 5000, 44100, 2)
@@ -56,7 +62,10 @@ class Plot(CommandCase):
                 ("FILE is required", *picture),
                 ("--output is required", "a.wav"),
                 (".png", "a.wav", "-o", "a.wav"),
-                ("1600x1000", "a.wav", *picture, "--size", "huge"),
+                ("WxH", "a.wav", *picture, "--size", "huge"),
+                ("from 640 to", "a.wav", *picture, "--size", "639x400"),
+                ("from 400 to 8000", "a.wav", *picture, "--size", "640x8001"),
+                ("--size", "a.wav", *picture, "--size", "640x400x1"),
                 ("from 1 to", "a.wav", *picture, "--channel", "0"),
                 ("pipe", "-", *picture)):
             self.complain(2, text, "plot", *arguments)

@@ -49,8 +49,8 @@ class Send(CommandCase):
         The file holds as many copies of the burst at the level as are told, and nothing else.
         Returns the first object and the number of copies."""
         started, *playing, stopped = map(json.loads, output.splitlines())
-        self.assertEqual((started["event"], stopped["event"], stopped["reason"]),
-                         ("started", "stopped", reason))
+        self.assertEqual([started["event"], stopped["event"], stopped["reason"]],
+                         ["started", "stopped", reason])
         for volume in ("master_volume", "sound_volume", "floor", "heard_volume"):
             self.assertEqual(stopped[volume], started[volume])
         self.assertEqual([playing[0][name] for name in ("event", "sound_volume", "floor")],
@@ -60,35 +60,25 @@ class Send(CommandCase):
         self.assertEqual(len(self.read(name)), 44 + 2 * len(expected))
         return started, stopped["copies"]
 
-    def test_what_is_played_is_the_burst(self):
-        for player, options, filtering, level, floor in (
-                ("thread", (), (), 11, None),
-                ("thread", ("--av-product",), (), 6, None),
-                ("callback", ("--master-volume", "35"), (), 7, None),
-                ("callback", ("--master-volume", "9"), (), 15, 10),
-                ("standalone", (), ("--unfiltered",), 8, None)):
-            output = self.succeed("send", *PAIRING, "--player", player, *options, *FAST, *WAV,
-                                  "--count", "3", "--json")
-            _, copies = self.check(output, "a.wav", "count", self.burst(*PAIRING, *filtering), level,
-                                   floor, 192000)
-            self.assertEqual(copies % 5, 3 if player == "standalone" else 0)
-
-    def test_messages(self):
+    def test_what_is_played_is_the_burst_of_the_message(self):
         # The bits as the documentation of the message lays them out.
-        for arguments, message, bits, pin in (
-                (PAIRING, "12673CA5", 32, 4711),
-                ((*PAIRING, "--bits", "48"), "000012673CA5", 48, 4711),
-                (("--pin", "4294967295", *PAIRING[2:], "--bits", "48"), "FFFFFFFF3CA5", 48, 2**32 - 1),
-                (("--data", "CAFE01"), "CAFE0100", 32, None),
-                (("--data", "80FE01FF0280"), "80FE01FF0280", 48, None),
-                (("--text", "hello"), "68656C6C6F00", 48, None)):
-            for player in ("thread", "callback"):
-                output = self.succeed("send", *arguments, *FAST, *WAV, "--player", player,
-                                      "--for", "0.1", "--json")
-                started, _ = self.check(output, "a.wav", "time", self.burst("--data", message), 11,
-                                        rate=192000)
-                self.assertEqual((started["message"], started["bits"], started.get("pin")),
-                                 (message, bits, pin))
+        for arguments, message, bits, pin, options, level, floor in (
+                (PAIRING, "12673CA5", 32, 4711, (), 11, None),
+                ((*PAIRING, "--bits", "48"), "000012673CA5", 48, 4711, ("--av-product",), 6, None),
+                (("--pin", "4294967295", *PAIRING[2:], "--bits", "48"), "FFFFFFFF3CA5", 48, 2**32 - 1,
+                 ("--player", "callback", "--master-volume", "35"), 7, None),
+                (("--data", "CAFE01"), "CAFE0100", 32, None,
+                 ("--player", "callback", "--master-volume", "9"), 15, 10),
+                (("--data", "80FE01FF0280"), "80FE01FF0280", 48, None, (), 11, None),
+                (("--text", "hello"), "68656C6C6F00", 48, None, ("--player", "callback"), 11, None),
+                (PAIRING, "12673CA5", 32, 4711, ("--player", "standalone"), 8, None)):
+            standalone = "standalone" in options
+            output = self.succeed("send", *arguments, *options, *FAST, *WAV, "--count", "3", "--json")
+            burst = self.burst("--data", message, *(("--unfiltered",) if standalone else ()))
+            started, copies = self.check(output, "a.wav", "count", burst, level, floor, 192000)
+            self.assertEqual(copies % 5, 3 if standalone else 0)
+            self.assertEqual((started["message"], started["bits"], started.get("pin")),
+                             (message, bits, pin))
 
     def test_a_pairing_is_completed(self):
         """The PIN is drawn anew each time, also within a second; the address is the machine's."""
@@ -178,12 +168,12 @@ class Send(CommandCase):
                 ("cannot open the sound file \".\": Is a directory", *PAIRING, *sound_file(".")),
                 ("cannot open the sound file \"/dev/null\": it is not a file",
                  *PAIRING, *sound_file("/dev/null")),
-                ("cannot open the ALSA device \"gramophone:0,1\": No such file or directory; "
+                ("cannot open the ALSA device \"nowhere:0,1\": No such file or directory; "
                  "TONELINK_AUDIO=wav:PATH or null needs no sound card",
-                 *PAIRING, "--output", "alsa:gramophone:0,1")):
+                 *PAIRING, "--output", "alsa:nowhere:0,1")):
             self.complain(1, text, "send", *arguments)
-        os.environ["TONELINK_AUDIO"] = "gramophone"
-        self.complain(1, "TONELINK_AUDIO is \"gramophone\"; it can be wav:PATH, alsa, alsa:DEVICE or null",
+        os.environ["TONELINK_AUDIO"] = "nowhere"
+        self.complain(1, "TONELINK_AUDIO is \"nowhere\"; it can be wav:PATH, alsa, alsa:DEVICE or null",
                       "send", *PAIRING)
 
     def test_what_fails_on_the_way_is_told(self):
@@ -210,13 +200,13 @@ class Send(CommandCase):
                 ("from 1 to", *PAIRING, "--count", "0"),
                 ("from 8000 to 192000", *PAIRING, "--rate", "7999"),
                 ("from 0 to 100", *PAIRING, "--master-volume", "101"),
-                ("thread, callback or standalone", *PAIRING, "--player", "band"),
+                ("{thread,callback,standalone}", *PAIRING, "--player", "nobody"),
                 ("32 bits of which the first is 0", "--pin", "32768", *PAIRING[2:], "--player", "standalone"),
                 ("32 bits of which", *PAIRING, "--bits", "48", "--player", "standalone"),
                 ("--av-product", *PAIRING, "--av-product", "--player", "standalone"),
                 ("--help", *PAIRING, "extra"),
                 *(("wav:PATH, alsa, alsa:DEVICE or none", *PAIRING, "--output", output)
-                  for output in ("mp3:a.mp3", "wav", "wav:", "WAV:a", "alsa:", "null:a", ""))):
+                  for output in ("mp3:a.mp3", ""))):
             self.complain(2, text, "send", *arguments)
 
 

@@ -1,8 +1,9 @@
-#include "sound_survey.h"
+#include "plot/sound_survey.h"
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "decode/decode_report.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -15,7 +16,7 @@ heard_burst heard_at(int64_t sample, const message_bits &message)
     return burst;
 }
 
-double seconds(int64_t sample) { return static_cast<double>(sample) / kDesignRate; }
+double seconds(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
 
 TEST(SoundSurvey, PutsTogetherWhatWasFoundAndWhatWasDecoded)
 {
@@ -56,6 +57,15 @@ TEST(HeardMessages, BurstsOfTwoMessagesStayApart)
     const auto second = heard.take_burst(INT64_MAX);
     ASSERT_TRUE(second);
     EXPECT_EQ(second->message, b);
+    // The first burst of a message tells its time; a single position is told apart.
+    const auto lines = heard.messages();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].start, first->start());
+    EXPECT_EQ(lines[0].positions, 2);
+    EXPECT_EQ(line_of(lines[0], "", report_form::text).find("chance"), std::string::npos);
+    EXPECT_NE(line_of(lines[1], "", report_form::text).find("may be chance"), std::string::npos);
+    EXPECT_EQ(time_text(int64_t{3723} * kAudioRate + kAudioRate / 4), "1:02:03.250");
+    EXPECT_EQ(time_text(int64_t{3599} * kAudioRate), "59:59.000");
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 
 #include <samplerate.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 #include "support/modem_guard.h"
 
 namespace tonelink::test {
@@ -33,7 +33,7 @@ void add_noise(sound &to, double snr_db, uint32_t seed)
 {
     constexpr double kBurstPower =
         0.055; // of bursts whose peak is full scale, within half a decibel
-    const double share_in_band = (tool::kBandHigh - tool::kBandLow) / (tool::kDesignRate / 2);
+    const double share_in_band = (kBandHighHz - kBandLowHz) / (kAudioRate / 2);
     const double power = kBurstPower / std::pow(10, snr_db / 10) / share_in_band;
     // Twelve even values make one that is as good as normal, with a variance of 1.
     const auto even = noise(12 * to.size(), seed);
@@ -46,7 +46,7 @@ void add_noise(sound &to, double snr_db, uint32_t seed)
 
 sound resampled(const sound &from, double rate)
 {
-    const double ratio = rate / tool::kDesignRate;
+    const double ratio = rate / kAudioRate;
     sound to(static_cast<std::size_t>(std::ceil(static_cast<double>(from.size()) * ratio)));
     SRC_DATA data{};
     data.data_in = from.data();

@@ -1,8 +1,8 @@
-#include "transmission.h"
+#include "send/transmission.h"
 
 #include <gtest/gtest.h>
 
-#include "burst_layout.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 

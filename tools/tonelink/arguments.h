@@ -1,40 +1,52 @@
-// The texts of the command line as values. Each function says what would be right when a text is
-// not: it throws wrong_usage.
+// What CLI11 does not know by itself of the values on the command line: how numbers are written
+// here, and texts that stand for bytes. What is not right is said, with what would be.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "message.h"
 
 namespace tonelink::tool {
 
-/// A whole decimal number, `lowest` to `highest`; leading zeros mean nothing.
-uint64_t parse_count(const std::string &option, const std::string &text, uint64_t lowest,
-                     uint64_t highest);
+/// Takes decimal numbers alone, `lowest` to `highest`. CLI11 would read 010 as 8, 0x10 as 16, -1 as
+/// the largest number, and nan as a number within any range.
+template <class Number> CLI::Validator number_from(Number lowest, Number highest)
+{
+    return {[lowest, highest](std::string &text) -> std::string {
+                const char *const allowed =
+                    std::integral<Number> ? "0123456789" : "+-.0123456789eE";
+                const bool is_decimal = text.find_first_not_of(allowed) == std::string::npos;
+                const std::string typed = text;
+                while (text.size() > 1 && text.starts_with('0') && text[1] != '.') text.erase(0, 1);
+                if (is_decimal && CLI::Range(lowest, highest)(text).empty()) return {};
+                std::ostringstream line;
+                line << '\'' << typed << "' is not right: it takes a number from " << lowest
+                     << " to " << highest;
+                return line.str();
+            },
+            ""};
+}
 
-/// A decimal number, with or without a fraction, `lowest` to `highest`.
-double parse_number(const std::string &option, const std::string &text, double lowest,
-                    double highest);
+/// Makes an option take one of some names, each of which stands for a value.
+template <class Value>
+void take_one_of(CLI::Option &option, const CLI::TransformPairs<Value> &values)
+{
+    option.transform(CLI::Transformer(values).description(""));
+    option.transform(CLI::IsMember(values).description("")); // comes before the other one
+}
 
-/// "32" or "48".
-message_length parse_bits(const std::string &text);
-
-/// A decimal PIN that fits a message of the length.
-uint32_t parse_pin(const std::string &text, message_length length);
+// These throw wrong_usage for a text that is not right.
 
 /// Six octets of two hexadecimal digits, "AA:BB:CC:DD:EE:FF".
 bluetooth_address parse_address(const std::string &text);
 
-/// Bytes of two hexadecimal digits each, "CAFE01": 1 to 6 of them.
+/// Bytes of two hexadecimal digits each, "CAFE01": one at least.
 std::vector<uint8_t> parse_data(const std::string &text);
-
-/// A picture's size in pixels, "1600x1000".
-struct picture_size {
-    int width;
-    int height;
-};
-picture_size parse_size(const std::string &text);
 
 } // namespace tonelink::tool

@@ -55,6 +55,15 @@ int run(CLI::App &program, int argc, char **argv, const int &status)
     }
 }
 
+/// Makes --help count before anything else that was typed, right or wrong.
+void put_help_first(CLI::App &program)
+{
+    for (CLI::App *command : program.get_subcommands([](CLI::App *) { return true; }))
+        command->get_help_ptr()
+            ->check([](const std::string &) -> std::string { throw CLI::CallForHelp{}; })
+            ->trigger_on_parse();
+}
+
 } // namespace
 } // namespace tonelink::tool
 
@@ -72,6 +81,7 @@ try {
     tonelink::tool::add_decode_command(program, status);
     tonelink::tool::add_listen_command(program);
     tonelink::tool::add_plot_command(program);
+    tonelink::tool::put_help_first(program);
     return tonelink::tool::run(program, argc, argv, status);
 } catch (const std::exception &error) {
     std::fprintf(stderr, "tonelink: %s\n", error.what());

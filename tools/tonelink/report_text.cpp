@@ -1,8 +1,10 @@
 #include "report_text.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
-#include <glib.h>
+#include <nlohmann/json.hpp>
 
 #include "errors.h"
 
@@ -18,18 +20,19 @@ std::string padded_hex(uint64_t number, int width)
     return joined(0, std::hex, std::uppercase, std::setfill('0'), std::setw(width), number);
 }
 
-std::string json_string(const std::string &text)
+std::string bar_of(double share, std::size_t width)
 {
-    char *const valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-    std::string quoted = "\"";
-    for (const char *c = valid; *c != '\0'; ++c) {
-        if (*c == '"' || *c == '\\') quoted += '\\';
-        const auto byte = static_cast<unsigned char>(*c);
-        quoted += byte < 0x20 ? "\\u" + padded_hex(byte, 4) : std::string{*c};
-    }
-    g_free(valid);
-    return quoted + '"';
+    std::string bar(width, '.');
+    std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * static_cast<double>(width)), '#');
+    return '[' + bar + ']';
 }
+
+std::string line_of(const json_object &object)
+{
+    return object.dump(-1, ' ', false, json_object::error_handler_t::replace) + '\n';
+}
+
+double to_milliseconds(double seconds) { return std::round(seconds * 1000) / 1000; }
 
 void print(const std::string &text)
 {

@@ -6,6 +6,8 @@
 #include <sstream>
 #include <string>
 
+#include <nlohmann/json_fwd.hpp>
+
 namespace tonelink::tool {
 
 /// For a person, or for a program: an object of JSON a line.
@@ -24,8 +26,17 @@ template <class... Values> std::string joined(int decimals, const Values &...val
 std::string padded(uint64_t number, int width);
 std::string padded_hex(uint64_t number, int width);
 
-/// A text as a string of JSON, with its quotes. Bytes that are no UTF-8 become U+FFFD.
-std::string json_string(const std::string &text);
+/// A share of 0 to 1 as a bar so many characters wide: "[###.....]".
+std::string bar_of(double share, std::size_t width);
+
+/// An object of JSON whose members stand in the order in which they were put.
+using json_object = nlohmann::ordered_json;
+
+/// It as a line. Bytes that are no UTF-8 become U+FFFD.
+std::string line_of(const json_object &object);
+
+/// Seconds to the millisecond, for an object.
+double to_milliseconds(double seconds);
 
 /// Writes to standard output at once. Throws failure when it takes no more.
 void print(const std::string &text);

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "errors.h"
+#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -65,7 +66,7 @@ sound_handle open_source(const sound_source &source, SF_INFO &format)
 {
     if (source.raw)
         format = {.frames = 0,
-                  .samplerate = 44100,
+                  .samplerate = kAudioRate,
                   .channels = 1,
                   .format = SF_FORMAT_RAW | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE,
                   .sections = 0,
@@ -124,7 +125,7 @@ sound_writer::sound_writer(int descriptor, sound_format format, std::string name
     : name_{std::move(name)}
 {
     SF_INFO info{};
-    info.samplerate = 44100;
+    info.samplerate = kAudioRate;
     info.channels = 1;
     switch (format) {
     case sound_format::wav: info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16; break;

@@ -1,0 +1,85 @@
+#include "decode/receiver_input.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "errors.h"
+#include "modem/burst_format.h"
+
+namespace tonelink::tool {
+namespace {
+
+constexpr std::size_t kResampledBlock = 16384;
+
+/// Exact for what was 16 bits in the file.
+int16_t to_16_bits(float sample)
+{
+    return static_cast<int16_t>(std::lrint(std::clamp(sample * 32768.0f, -32768.0f, 32767.0f)));
+}
+
+double ratio_of(const sound_reader &sound) { return double{kAudioRate} / sound.sample_rate(); }
+
+} // namespace
+
+receiver_input::receiver_input(const sound_source &source)
+    : sound_{source}, resampler_{nullptr, &src_delete}
+{
+    const double ratio = ratio_of(sound_);
+    if (ratio == 1) return;
+    if (!src_is_valid_ratio(ratio))
+        throw failure{"cannot resample " + name_of(source) + " from " +
+                      std::to_string(sound_.sample_rate()) + " Hz"};
+    int error = 0;
+    resampler_.reset(src_new(SRC_SINC_BEST_QUALITY, 1, &error));
+    if (!resampler_) throw std::runtime_error{src_strerror(error)};
+    resampled_.resize(kResampledBlock);
+}
+
+std::span<const int16_t> receiver_input::read()
+{
+    std::span<const float> block;
+    if (resampler_) {
+        block = resample();
+    } else {
+        block = sound_.read();
+        samples_read_ += std::ssize(block);
+    }
+    samples_.resize(block.size());
+    std::ranges::transform(block, samples_.begin(), to_16_bits);
+    return samples_;
+}
+
+/// The next samples at 44100 Hz, none at the end of what the converter holds back.
+std::span<const float> receiver_input::resample()
+{
+    for (;;) {
+        if (pending_.empty() && !at_end_) {
+            pending_ = sound_.read();
+            samples_read_ += std::ssize(pending_);
+            at_end_ = pending_.empty();
+        }
+        SRC_DATA data{};
+        data.data_in = pending_.data();
+        data.input_frames = static_cast<long>(pending_.size());
+        data.data_out = resampled_.data();
+        data.output_frames = static_cast<long>(resampled_.size());
+        data.end_of_input = at_end_ ? 1 : 0;
+        data.src_ratio = ratio_of(sound_);
+        if (const int error = src_process(resampler_.get(), &data))
+            throw std::runtime_error{src_strerror(error)};
+        pending_ = pending_.subspan(static_cast<std::size_t>(data.input_frames_used));
+        const auto count = static_cast<std::size_t>(data.output_frames_gen);
+        if (count > 0 || at_end_) return {resampled_.data(), count};
+    }
+}
+
+std::optional<double> receiver_input::progress() const
+{
+    if (sound_.length() <= 0) return std::nullopt;
+    return std::min(1.0, static_cast<double>(samples_read_) / static_cast<double>(sound_.length()));
+}
+
+bool receiver_input::has_band() const { return sound_.sample_rate() > 2 * kBandHighHz; }
+
+} // namespace tonelink::tool

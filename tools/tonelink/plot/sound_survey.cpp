@@ -1,0 +1,74 @@
+#include "plot/sound_survey.h"
+
+#include <algorithm>
+#include <cmath>
+#include <future>
+
+#include "decode/decode_sound.h"
+#include "errors.h"
+#include "modem/burst_format.h"
+
+namespace tonelink::tool {
+namespace {
+
+/// A decoded burst's start is known to some 2 ms, less than half a symbol.
+constexpr double kSamePlaceSeconds = kSymbolSeconds / 2;
+
+/// Two bursts never begin closer than this: a burst, less what noise can move its ends.
+constexpr double kOverlapSeconds = kBurstSeconds * 0.9;
+
+double distance(const sound_burst &a, double start_s) { return std::abs(a.start_s - start_s); }
+
+} // namespace
+
+std::size_t sound_survey::decoded() const
+{
+    return static_cast<std::size_t>(std::ranges::count_if(bursts, &sound_burst::is_decoded));
+}
+
+sound_survey survey_sound(const sound_source &source)
+{
+    sound_reader sound{source};
+    sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
+    std::future<decoded_sound> heard;
+    if (burst_finder::has_band(sound.sample_rate()))
+        heard = std::async(std::launch::async,
+                           [&] { return decode_sound(source, message_lengths::both); });
+    burst_finder finder{static_cast<double>(sound.sample_rate())};
+    for (auto block = sound.read(); !block.empty(); block = sound.read()) {
+        finder.put(block);
+        survey.samples += static_cast<int64_t>(block.size());
+    }
+    if (survey.samples == 0) throw failure{source.path + " holds no samples"};
+    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get().bursts);
+    return survey;
+}
+
+std::vector<sound_burst> join_bursts(std::span<const found_burst> found,
+                                     std::span<const heard_burst> heard)
+{
+    std::vector<sound_burst> bursts;
+    for (const heard_burst &next : heard) {
+        sound_burst burst{static_cast<double>(next.first_sample()) / kAudioRate, 0, next.message};
+        const auto same = std::ranges::find_if(found, [&](const found_burst &other) {
+            return distance(burst, other.start_s) < kSamePlaceSeconds;
+        });
+        if (same != found.end()) {
+            burst.start_s = same->start_s;
+            burst.fit = same->fit;
+        }
+        bursts.push_back(burst);
+    }
+    std::vector<sound_burst> others;
+    for (const found_burst &next : found) {
+        const bool is_overlapped = std::ranges::any_of(bursts, [&](const sound_burst &burst) {
+            return distance(burst, next.start_s) < kOverlapSeconds;
+        });
+        if (!is_overlapped) others.push_back({next.start_s, next.fit, {}});
+    }
+    bursts.insert(bursts.end(), others.begin(), others.end());
+    std::ranges::sort(bursts, {}, &sound_burst::start_s);
+    return bursts;
+}
+
+} // namespace tonelink::tool

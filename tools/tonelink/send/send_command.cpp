@@ -1,0 +1,212 @@
+// `tonelink send`: plays a message until it is told to stop, with the volumes looked after.
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <future>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+
+#include <tonelink_platform/host.h>
+
+#include "arguments.h"
+#include "command.h"
+#include "errors.h"
+#include "events.h"
+#include "send/message_options.h"
+#include "send/send_report.h"
+#include "send/transmission.h"
+
+namespace tonelink::tool {
+namespace {
+
+constexpr int kTickMilliseconds = 100;
+constexpr int kMasterVolumeStep = 5;
+
+constexpr const char *kExamples = R"(Examples:
+  tonelink send --pin 4711 --address AA:BB:CC:DD:EE:FF
+  tonelink send --text hello --count 5 --output wav:hello.wav
+Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops.)";
+
+struct send_options {
+    message_choice message;
+    transmission_plan plan; ///< without its message
+    std::optional<double> limit_s;
+    std::optional<std::string> output;
+    std::optional<int> master_volume;
+    bool av_product = false;
+    bool json = false;
+};
+
+/// Four digits from the system's source of randomness: who knows when it was drawn knows nothing.
+uint32_t random_pin()
+{
+    std::random_device source;
+    return std::uniform_int_distribution<uint32_t>{1000, 9999}(source);
+}
+
+void refuse_contradictions(const send_options &options)
+{
+    if (options.limit_s && options.plan.copies > 0)
+        throw wrong_usage{"--for and --count both say when to stop; either is right, not both"};
+    if (options.av_product && options.plan.by == player::standalone)
+        throw wrong_usage{"--av-product is about volumes, which --player standalone leaves alone; "
+                          "thread or callback is right"};
+}
+
+/// Sets up the host platform as the options say.
+void set_up_host(const send_options &options)
+{
+    const std::string output = options.output.value_or("");
+    const std::string choice = output == "none" ? "null" : output;
+    if (options.output && tonelink_host_set_audio(choice.c_str()) != 0)
+        throw wrong_usage{"--output '" + output +
+                          "' is not right: it is wav:PATH, alsa, alsa:DEVICE or none"};
+    if (options.master_volume) sound_manager_set_master_volume(*options.master_volume);
+    if (options.av_product) tonelink_host_set_av_product(1);
+}
+
+/// Completes a pairing with what the options leave open.
+message_choice choose_pairing(message_choice choice)
+{
+    if (choice.data) return choice;
+    if (!choice.pin) choice.pin = random_pin();
+    if (!choice.address) choice.address = own_address();
+    return choice;
+}
+
+/// Looks after a transmission under way.
+class send_loop {
+public:
+    send_loop(transmission &sending, send_report &report, double limit_s)
+        : sending_{sending}, report_{report}, limit_s_{limit_s}
+    {
+    }
+
+    /// Plays until the time is over, the last copies are at hand, a signal comes or a key says so,
+    /// but not before the first samples are on their way. Returns which of these it was.
+    stop_reason play(const stop_signals &signals, keyboard &keys) const
+    {
+        for (;;) {
+            sending_.check_output();
+            const auto now = progress();
+            if (sending_.has_begun()) {
+                report_.playing(now, false);
+                if (sending_.is_at_last_write()) return stop_reason::count;
+                if (now.seconds >= limit_s_) return stop_reason::time;
+            }
+            const event happened = wait_for_event(signals, keys, time_to_wait(now.seconds));
+            if (happened == event::signal) return stop_reason::signal;
+            if (happened == event::quit) return stop_reason::key;
+            turn_volume(happened);
+        }
+    }
+
+    /// Stops, which takes as long as the copies at hand, and goes on telling how it goes.
+    void finish(stop_reason reason, const stop_signals &signals, keyboard &keys) const
+    {
+        auto stopping = std::async(std::launch::async, [this] { sending_.stop(); });
+        while (stopping.wait_for(std::chrono::seconds{0}) != std::future_status::ready) {
+            sending_.check_output();
+            if (sending_.has_begun()) report_.playing(progress(), reason != stop_reason::count);
+            turn_volume(wait_for_event(signals, keys, kTickMilliseconds));
+        }
+        stopping.get();
+        sending_.check_output();
+        report_.stopped(progress(), reason);
+    }
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    static void turn_volume(event happened)
+    {
+        if (happened == event::louder) turn_master_volume(kMasterVolumeStep);
+        if (happened == event::softer) turn_master_volume(-kMasterVolumeStep);
+    }
+
+    send_report::progress progress() const
+    {
+        const std::chrono::duration<double> since_start = clock::now() - start_;
+        return {since_start.count(), sending_.copies_played(), read_volumes()};
+    }
+
+    /// Milliseconds until the next look: a tick, or less where the time ends before.
+    int time_to_wait(double elapsed_s) const
+    {
+        const double left = std::ceil((limit_s_ - elapsed_s) * 1000);
+        return left > 0 && left < kTickMilliseconds ? static_cast<int>(left) : kTickMilliseconds;
+    }
+
+    transmission &sending_;
+    send_report &report_;
+    double limit_s_;
+    clock::time_point start_ = clock::now();
+};
+
+void send(const send_options &options)
+{
+    transmission_plan plan = options.plan;
+    length_of(options.message); // what does not fit is said before anything else goes wrong
+    refuse_contradictions(options);
+    set_up_host(options);
+    const message_choice choice = choose_pairing(options.message);
+    plan.message = message_of(choice);
+
+    // A reader that goes away is a failure like others, told once the volumes are back.
+    std::signal(SIGPIPE, SIG_IGN);
+    const stop_signals signals;
+    const volumes before = read_volumes();
+    transmission sending{plan};
+    keyboard keys;
+    send_report report{plan, choice.pin, options.json ? report_form::json : report_form::text};
+    const send_loop loop{sending, report,
+                         options.limit_s.value_or(std::numeric_limits<double>::infinity())};
+    report.started(before, keys.is_there());
+    const stop_reason reason = loop.play(signals, keys);
+    loop.finish(reason, signals, keys);
+}
+
+} // namespace
+
+void add_send_command(CLI::App &program)
+{
+    auto options = std::make_shared<send_options>();
+    CLI::App *command = program.add_subcommand("send", "Play a message until it is stopped");
+    command->footer(kExamples);
+
+    add_message_options(*command, options->message);
+    command->get_option("--pin")->description(
+        "PIN to pair with: 0 to 65535, with --bits 48 to 4294967295; else a random one");
+    command->get_option("--address")
+        ->description("Bluetooth address to pair with; else this machine's own");
+    const auto option = [command](const char *name, auto &value, const char *type,
+                                  const char *meaning) {
+        return command->add_option(name, value, meaning)->type_name(type);
+    };
+    option("--for", options->limit_s, "SECONDS", "Stop after this time, when a write is through")
+        ->transform(number_from<double>(0.1, 1e6));
+    option(
+        "--count", options->plan.copies, "N",
+        "Stop after so many copies of the burst; all players but standalone write five at a time")
+        ->transform(number_from<uint64_t>(1, 1'000'000));
+    CLI::Option *by = option("--player", options->plan.by, "PLAYER",
+                             "thread, callback or standalone (default thread)");
+    take_one_of<player>(*by, {{"thread", player::thread},
+                              {"callback", player::callback},
+                              {"standalone", player::standalone}});
+    option("--output", options->output, "OUTPUT",
+           "wav:PATH, alsa, alsa:DEVICE or none (default TONELINK_AUDIO, else alsa)");
+    option("--rate", options->plan.rate, "HZ", "Sample rate of the output (default 44100)")
+        ->transform(number_from(8000, 192'000));
+    option("--master-volume", options->master_volume, "N",
+           "Set the master volume first, 0 to 100 (else it is 20)")
+        ->transform(number_from(0, 100));
+    command->add_flag("--av-product", options->av_product, "Choose the volume as on an AV product");
+    command->add_flag("--json", options->json, "Tell what happens as lines of JSON");
+    command->callback([options] { send(*options); });
+}
+
+} // namespace tonelink::tool

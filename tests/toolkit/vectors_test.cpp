@@ -31,7 +31,7 @@ std::optional<numbers> range_of(const numbers &row, int32_t first, int32_t last,
     const int64_t from = first == -1 ? end - 1 : first;
     const int64_t to = last == -1 ? end - 1 : last;
     if (from < 0 || to >= end || to - from < (may_be_empty ? -1 : 0)) return {};
-    return numbers(row.begin() + from, row.begin() + to + 1);
+    return numbers(row.begin() + from, row.begin() + (to + 1));
 }
 
 /// Three vectors, and what they ought to hold.

@@ -21,6 +21,7 @@ namespace {
 
 /// What a sum or a product of integers is in 32 bits, and in the parts of a type.
 int64_t in_32_bits(int64_t x) { return static_cast<int32_t>(static_cast<uint64_t>(x)); }
+int64_t times(int64_t x, int64_t y) { return in_32_bits(x * y); }
 template <class Part> int64_t cut(int64_t x) { return static_cast<Part>(in_32_bits(x)); }
 
 // All operations of an integer type on two numbers and a factor, by exact arithmetic.
@@ -28,12 +29,14 @@ template <class Part> int64_t cut(int64_t x) { return static_cast<Part>(in_32_bi
     void expect_operations(C a, C b, P k)                                                          \
     {                                                                                              \
         const int64_t x = a.re, y = a.im, u = b.re, v = b.im;                                      \
-        const int64_t n = cut<P>(u * u + v * v); /* cut before it divides */                       \
-        const int64_t real = in_32_bits(x * u + y * v), imaginary = in_32_bits(y * u - x * v);     \
+        const int64_t n = cut<P>(times(u, u) + times(v, v)); /* cut before it divides */           \
+        const int64_t real = in_32_bits(times(x, u) + times(y, v));                                \
+        const int64_t imaginary = in_32_bits(times(y, u) - times(x, v));                           \
         EXPECT_COMPLEX(C##_conj(a), x, cut<P>(-y));                                                \
         EXPECT_COMPLEX(C##_add(a, b), cut<P>(x + u), cut<P>(y + v));                               \
         EXPECT_COMPLEX(C##_sub(a, b), cut<P>(x - u), cut<P>(y - v));                               \
-        EXPECT_COMPLEX(C##_mul(a, b), cut<P>(x * u - y * v), cut<P>(x * v + y * u));               \
+        EXPECT_COMPLEX(C##_mul(a, b), cut<P>(times(x, u) - times(y, v)),                           \
+                       cut<P>(times(x, v) + times(y, u)));                                         \
         EXPECT_COMPLEX(C##_mul_real(a, k), cut<P>(x * k), cut<P>(y * k));                          \
         EXPECT_COMPLEX(C##_div_real(a, k), k ? cut<P>(x / k) : 0, k ? cut<P>(y / k) : 0);          \
         EXPECT_COMPLEX(C##_div(a, b), n ? cut<P>(real / n) : 0, n ? cut<P>(imaginary / n) : 0);    \

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 
 using namespace tonelink::test;
 
@@ -31,7 +32,9 @@ std::optional<numbers> range_of(const numbers &row, int32_t first, int32_t last,
     const int64_t from = first == -1 ? end - 1 : first;
     const int64_t to = last == -1 ? end - 1 : last;
     if (from < 0 || to >= end || to - from < (may_be_empty ? -1 : 0)) return {};
-    return numbers(row.begin() + from, row.begin() + to + 1);
+    const auto part = std::span{row}.subspan(static_cast<std::size_t>(from),
+                                             static_cast<std::size_t>(to + 1 - from));
+    return numbers(part.begin(), part.end());
 }
 
 /// Three vectors, and what they ought to hold.

@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -18,6 +16,7 @@
 #include "common/playing.h"
 #include "common/tonelink_tx.h"
 #include "modem/output_filter.h"
+#include "support/documented_trace.h"
 #include "support/fake_platform.h"
 #include "support/signals.h"
 
@@ -46,27 +45,6 @@ protected:
         EXPECT_EQ(is_ultra_volume_changed, 0);
     }
 };
-
-/// A trace as it should be, from tests/traces.
-inline std::string documented_trace(const std::string &name)
-{
-    std::ifstream file{TONELINK_TRACES + name};
-    return {std::istreambuf_iterator{file}, {}};
-}
-
-/// Compares what the test's own thread and the others have done with documented traces, which show
-/// once what the others may have done several times in a row.
-inline void expect_documented(const std::string &name, const std::string &repeated = "")
-{
-    EXPECT_EQ(platform.trace(by::control), documented_trace(name + ".control"));
-    std::string others = platform.trace(by::others);
-    while (!repeated.empty()) {
-        const auto at = others.find(repeated + repeated);
-        if (at == std::string::npos) break;
-        others.erase(at, repeated.size());
-    }
-    EXPECT_EQ(others, documented_trace(name + ".others"));
-}
 
 /// What a function's lines of log look like in a trace.
 inline std::string log_of(const std::string &file, const std::string &function,

@@ -41,13 +41,7 @@ TEST_F(PreparedMessage, IsAPinWithAnAddress)
     set_pin_in_ultrasound(5000, "0:0:0:0:AB:CD");
     EXPECT_EQ(m_pin_Type, 2);
     expect_prepared(binary<48>(0x1388ABCD));
-    EXPECT_EQ(platform.said("set_pin_in_ultrasound"), R"([SoundMgr.cpp]
-set_pin_in_ultrasound: ENTER\n
-set_pin_in_ultrasound: set_pin_in_ultrasound mac_address NULL
-set_pin_in_ultrasound: EXIT\n
-set_pin_in_ultrasound: ENTER\n
-set_pin_in_ultrasound: EXIT\n
-)");
+    EXPECT_EQ(platform.said("set_pin_in_ultrasound"), documented_trace("pin_with_address"));
 }
 
 TEST_F(PreparedMessage, IsAPinText)

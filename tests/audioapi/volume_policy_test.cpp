@@ -19,17 +19,7 @@ TEST_F(VolumePolicy, ReadsAndSetsTheMasterVolume)
     EXPECT_EQ(platform.master_volume, 44);
     platform.fail("sound_manager_set_master_volume", -5);
     set_tv_volume(45);
-    EXPECT_EQ(platform.trace(), R"(sound_manager_get_master_volume()
-[SoundMgr.cpp]
-get_tv_volume:  TV volume is [33]
-sound_manager_get_master_volume()
-get_tv_volume: [call sound_manager_get_master_volume() failed
-get_tv_volume:  TV volume is [-1]
-sound_manager_set_master_volume(44)
-set_tv_volume: Set TV volume to [44]
-sound_manager_set_master_volume(45)
-set_tv_volume: sound_manager_set_master_volume failed(-5)
-)");
+    EXPECT_EQ(platform.trace(), documented_trace("master_volume"));
 }
 
 TEST_F(VolumePolicy, KeepsAFloorUnderLowVolumes)
@@ -100,17 +90,7 @@ TEST_F(VolumePolicy, FollowsTheMasterVolume)
     platform.fail("sound_manager_get_max_volume", -1);
     platform.av_product.reset();
     _sound_manager_master_volume_changed_cb(60, nullptr);
-    EXPECT_EQ(platform.trace(), R"(sound_manager_get_volume(1)
-sound_manager_get_max_volume(1)
-[SoundMgr.cpp]
-_sound_manager_master_volume_changed_cb: BLEAPP USED_SOUND_TYPE get_volume[0] get_max_volume[0] Master Volume [60]\n\n
-IsAVProduct: ENTER\n
-system_info_get_custom_bool(com.orvane/featureconf/tonelink.set_volume_av_type)
-IsAVProduct: EXIT\n
-sound_manager_set_volume(1, 3)
-_sound_manager_master_volume_changed_cb: BLEAPP USED_SOUND_TYPE set vol[3] \n\n
-sound_manager_get_master_volume()
-)");
+    EXPECT_EQ(platform.trace(), documented_trace("unread_volumes_of_the_listener"));
 }
 
 } // namespace tonelink::test

@@ -255,12 +255,7 @@ TEST_F(TransmitterHandle, SavesTheVolumeOnceForAllThatPlay)
         platform.fail(unread, -1, 2);
     kWriter.play(handle);
     EXPECT_EQ(tonelink_tx_stop(handle), 0);
-    EXPECT_EQ(platform.said("tx_function"), R"([tonelink_tx.cpp]
-tx_function: TONE_LINK USED_SOUND_TYPE get_volume[0] get_max_volume[0] get_master_volume [0]\n\n
-tx_function: BLEAPP USED_SOUND_TYPE set vol[0] \n\n
-tx_function: BLEAPP USED_SOUND_TYPE get_volume[0] get_max_volume[0] Thread Writing\n\n
-tx_function: BLEAPP USED_SOUND_TYPE revert vol[0] and audio_out_write complete \n\n
-)");
+    EXPECT_EQ(platform.said("tx_function"), documented_trace("unread_volumes"));
 }
 
 TEST_F(TransmitterHandle, IsNotDisturbedWhileItsThreadWrites)

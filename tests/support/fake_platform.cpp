@@ -12,6 +12,7 @@
 #include <mutex>
 #include <pthread.h>
 #include <sstream>
+#include <string_view>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -165,6 +166,19 @@ int read(int result, int *to, int value)
     const lock held{mutex};
     *to = result == 0 ? value : kNoSuchVolume;
     return result;
+}
+
+/// Whether all text of a line stands in its format, where a log that keeps formats finds it: what
+/// is filled in are numbers, names of errors, an address and a PIN.
+bool is_literal(std::string_view format)
+{
+    format.remove_prefix(std::min(format.size(), std::size_t{2})); // the file
+    for (std::size_t at = 0; (at = format.find("%s", at + 1)) != format.npos;)
+        if (format.substr(0, at).find(']') != format.npos && !format.substr(0, at).ends_with('[') &&
+            !format.substr(0, at).ends_with('=') && !format.substr(0, at).ends_with("= ") &&
+            !format.substr(0, at).ends_with("failed "))
+            return false;
+    return true;
 }
 
 template <class Record> Record *make_in(std::vector<std::unique_ptr<Record>> &records)
@@ -439,6 +453,10 @@ int __dlog_print(int log_id, int priority, const char *tag, const char *format, 
     std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
 
+    if (!is_literal(format)) {
+        const lock held{mutex};
+        now.misuse += std::string{"text that is not in its format: "} + format + "; ";
+    }
     // "file: function(line) > [function:line] text"
     char file[64], function[64], function_again[64];
     int at = 0, at_again = 0, length = 0;

@@ -39,7 +39,8 @@ constexpr audio_error kAudioErrors[] = {
 struct output_pair {
     audio_out_h out;
     sound_stream_info_h info;
-    bool is_left; // to destroy_left_outputs()
+    bool is_bound; // else `info` stays: the platform may hold on to what it refuses
+    bool is_left;  // to destroy_left_outputs()
     output_pair *next;
 };
 
@@ -73,18 +74,23 @@ pair_ptr take(audio_out_h out)
     return take_if([out](const output_pair &pair) { return pair.out == out; });
 }
 
+/// Destroys the output and then its stream information. Returns the platform's code.
+int32_t destroy(const output_pair &pair)
+{
+    const int32_t result = audio_out_destroy(pair.out);
+    if (result == 0 && pair.is_bound) sound_manager_destroy_stream_information(pair.info);
+    return result;
+}
+
 } // namespace
 
 int32_t destroy_output(audio_out_h out)
 {
     // Out of the list first: once destroyed, another thread's new output may have the same handle.
     pair_ptr pair = take(out);
-    const int32_t result = audio_out_destroy(out);
-    if (!pair) return result;
-    if (result == 0)
-        sound_manager_destroy_stream_information(pair->info);
-    else
-        keep(std::move(pair));
+    if (!pair) return audio_out_destroy(out);
+    const int32_t result = destroy(*pair);
+    if (result != 0) keep(std::move(pair));
     return result;
 }
 
@@ -100,8 +106,7 @@ void destroy_left_outputs()
 {
     pair_ptr pair = take_if([](const output_pair &p) { return p.is_left; });
     if (!pair) return;
-    const bool is_gone = audio_out_destroy(pair->out) == 0;
-    if (is_gone) sound_manager_destroy_stream_information(pair->info);
+    const bool is_gone = destroy(*pair) == 0;
     destroy_left_outputs(); // the others, before one that is refused again is back in the list
     if (!is_gone) keep(std::move(pair));
 }
@@ -132,17 +137,9 @@ int32_t audio_create(int32_t rate, audio_out_h *out)
     // that one is not known to be nobody's: its handle, too, may be in use again.
     take(*out).reset();
     result = audio_out_set_sound_stream_info(*out, info);
-    if (result == 0) {
-        *pair = {*out, info, false, nullptr};
-        keep(std::move(pair));
-    } else {
-        TONELINK_LOG("audio_out_set_sound_stream_info failed(%d)\n", result);
-        // `info` stays: the platform may hold on to what it refuses.
-        if (audio_out_destroy(*out) != 0) {
-            *pair = {*out, info, true, nullptr};
-            keep(std::move(pair));
-        }
-    }
+    *pair = {*out, info, result == 0, result != 0, nullptr};
+    if (result != 0) TONELINK_LOG("audio_out_set_sound_stream_info failed(%d)\n", result);
+    if (result == 0 || destroy(*pair) != 0) keep(std::move(pair));
     TONELINK_LOG("### Exit :>>>>>>>>>>>>>>>>>>>>>>>>  audio_create  \n\n");
     return result;
 }

@@ -100,12 +100,14 @@ bool takes_volume(tonelink_tx_h &handle, callback_turn turn)
 
 namespace {
 
-/// Notes how a step down from `stage` went.
-bool stepped_down(tonelink_tx_h &handle, output_stage stage, int32_t result)
+/// Notes how a step down from `from` to `to` went. A callback that is still set stays noted
+/// whatever happens below it, until its output is gone.
+bool stepped_down(tonelink_tx_h &handle, output_stage from, output_stage to, int32_t result)
 {
     const playing_state state{handle};
-    const auto below = static_cast<output_stage>(static_cast<uint8_t>(stage) - 1);
-    state.set_stage(result == 0 ? below : std::max(state.stage(), stage));
+    const output_stage now = state.stage();
+    const bool leads_down = result == 0 && (now <= from || to == output_stage::closed);
+    state.set_stage(leads_down ? to : std::max(now, from));
     return result == 0;
 }
 
@@ -114,17 +116,19 @@ bool stepped_down(tonelink_tx_h &handle, output_stage stage, int32_t result)
 bool remove_callback(tonelink_tx_h &handle)
 {
     const int32_t result = audio_out_unset_stream_cb(handle.audio_out);
-    return stepped_down(handle, output_stage::called_back, result);
+    return stepped_down(handle, output_stage::called_back, output_stage::prepared, result);
 }
 
 bool unprepare_output(tonelink_tx_h &handle)
 {
-    return stepped_down(handle, output_stage::prepared, audio_out_unprepare(handle.audio_out));
+    const int32_t result = audio_out_unprepare(handle.audio_out);
+    return stepped_down(handle, output_stage::prepared, output_stage::created, result);
 }
 
 bool close_output(tonelink_tx_h &handle)
 {
-    return stepped_down(handle, output_stage::created, destroy_output(handle.audio_out));
+    const int32_t result = destroy_output(handle.audio_out);
+    return stepped_down(handle, output_stage::created, output_stage::closed, result);
 }
 
 void disarm(tonelink_tx_h &handle)
@@ -139,7 +143,7 @@ void disarm(tonelink_tx_h &handle)
         sound_manager_set_volume(kUsedSoundType, std::atomic_ref{vol_aud_write});
 }
 
-bool abandon_playing(tonelink_tx_h &handle)
+void abandon_playing(tonelink_tx_h &handle)
 {
     const playing_state state{handle};
     const player before = state.exchange_player(player::halted);
@@ -149,8 +153,18 @@ bool abandon_playing(tonelink_tx_h &handle)
     if (stage >= output_stage::prepared) unprepare_output(handle);
     if (stage >= output_stage::created) close_output(handle);
     running(handle) = 0;
-    if (state.stage() != output_stage::closed) return false;
+    if (state.stage() != output_stage::closed) return;
     state.set_player(before == player::joined ? player::joined : player::none);
+}
+
+bool make_way(tonelink_tx_h &handle)
+{
+    abandon_playing(handle);
+    const playing_state state{handle};
+    if (state.stage() == output_stage::called_back) return false;
+    if (state.stage() == output_stage::closed) return true;
+    leave_output(handle.audio_out);
+    state.clear();
     return true;
 }
 

@@ -86,9 +86,13 @@ bool close_output(tonelink_tx_h &handle);
 void disarm(tonelink_tx_h &handle);
 
 /// Ends by force what a stop has refused to end or has left half-way: afterwards no callback
-/// touches the handle, and its output is closed as far as the platform lets it: false when
-/// something stays open.
-bool abandon_playing(tonelink_tx_h &handle);
+/// touches the handle, and its output is closed as far as the platform lets it.
+void abandon_playing(tonelink_tx_h &handle);
+
+/// abandon_playing() for a start. What the platform does not give up is left to
+/// destroy_left_outputs(), but for an output whose callback is still set: false then, as with a new
+/// player that callback would play again.
+bool make_way(tonelink_tx_h &handle);
 
 } // namespace tonelink
 

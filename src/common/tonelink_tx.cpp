@@ -56,11 +56,9 @@ bool has_thread(tonelink_tx_h &handle)
            !pthread_equal(handle.thread, pthread_t{});
 }
 
-/// Opens a new output, once what an earlier stop may have left open is closed: with that output's
-/// callback still set, the new player's stop would not be the last.
 bool open_output(tonelink_tx_h &handle)
 {
-    return abandon_playing(handle) && audio_create(handle.sample_rate, &handle.audio_out) == 0;
+    return make_way(handle) && audio_create(handle.sample_rate, &handle.audio_out) == 0;
 }
 
 /// The body of the writer thread.

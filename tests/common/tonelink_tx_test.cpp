@@ -4,6 +4,7 @@
 #include <latch>
 #include <thread>
 
+#include "common/AudioOutput.h"
 #include "support/failing_memory.h"
 #include "support/library_fixture.h"
 
@@ -188,7 +189,6 @@ TEST_F(TransmitterHandle, StaysMutedWhileThePlatformKeepsItsCallback)
     loaded_handle handle;
     kStream.play(handle);
     platform.fail("audio_out_unset_stream_cb", -1, 3);
-    platform.fail("audio_out_unprepare", -1, 2);
     platform.fail("audio_out_destroy", -1, 2);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 8);
     EXPECT_EQ(tonelink_tx_start(handle), 8); // there would be two outputs
@@ -196,6 +196,19 @@ TEST_F(TransmitterHandle, StaysMutedWhileThePlatformKeepsItsCallback)
     EXPECT_EQ(platform.count("audio_out_create_new(44100, 128, 113)"), 1);
     platform.run_callback();
     expect_stopped(handle);
+}
+
+TEST_F(TransmitterHandle, StartsAnewBesideAnOutputThatCannotPlay)
+{
+    loaded_handle handle;
+    kStream.play(handle);
+    platform.fail("audio_out_unprepare", -1, 2);
+    platform.fail("audio_out_destroy", -1);
+    EXPECT_EQ(tonelink_tx_stop_async(handle), 8);
+    EXPECT_EQ(tonelink_tx_start(handle), 0);
+    EXPECT_EQ(tonelink_tx_stop(handle), 0);
+    EXPECT_EQ(platform.left_over(), "1 outputs; 1 stream infos; ");
+    destroy_left_outputs();
 }
 
 TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)

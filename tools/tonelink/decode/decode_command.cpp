@@ -25,7 +25,7 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr const char *kExamples = R"(Examples:
+constexpr const char *kDecodeExamples = R"(Examples:
   tonelink decode recording.wav
   arecord -f S16_LE -r 44100 -t raw -d 10 | tonelink decode --raw -
 Exit status: 0 when a message was heard, 1 when none was, 2 for wrong usage or a file
@@ -189,7 +189,7 @@ void add_decode_command(CLI::App &program, int &status)
 {
     auto options = std::make_shared<decode_options>();
     CLI::App *command = program.add_subcommand("decode", "Read the messages in sound files");
-    command->footer(kExamples);
+    command->footer(kDecodeExamples);
     command
         ->add_option("FILE", options->files,
                      "Sound files: WAV, FLAC or any that libsndfile reads; - is standard input")

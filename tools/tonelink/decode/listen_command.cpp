@@ -24,7 +24,7 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr const char *kExamples = R"(Examples:
+constexpr const char *kListenExamples = R"(Examples:
   tonelink listen
   tonelink listen --input alsa:hw:1 --count 1
 Times are from the start of listening. Ctrl-C ends it.)";
@@ -145,7 +145,7 @@ void add_listen_command(CLI::App &program)
     auto options = std::make_shared<listen_options>();
     CLI::App *command =
         program.add_subcommand("listen", "Print the messages that a microphone hears");
-    command->footer(kExamples);
+    command->footer(kListenExamples);
     command->add_option("--input", options->input, "Where to listen: alsa (default) or alsa:DEVICE")
         ->type_name("INPUT");
     add_lengths_option(*command, options->lengths);

@@ -32,10 +32,10 @@ constexpr int64_t kSameCandidate = kSymbol / 2;
 constexpr double kEnoughFit = 0.28;
 
 /// Where the peak is looked at on both sides to place it between two samples.
-constexpr std::size_t kReach = 1;
+constexpr std::size_t kPeakReach = 1;
 
 /// Full-scale sine squared times 10^-10.5: below -105 dBFS there is no burst.
-constexpr double kSilence = 1.6e-11;
+constexpr double kSilentPower = 1.6e-11;
 
 /// A sample of the search covers the 16 samples around its place, one of the baseband that a burst
 /// is made from covers 10. Of two rows that cover the same time, the search's begins later by this.
@@ -60,8 +60,8 @@ burst_finder::burst_finder(double sample_rate)
     resampler_.reset(src_new(SRC_SINC_FASTEST, 2, &error));
     if (!resampler_) throw std::runtime_error{src_strerror(error)};
     // Silence before the sound, so that the first position has two neighbours too.
-    band_.resize(kReach);
-    band_start_ = -int64_t{kReach};
+    band_.resize(kPeakReach);
+    band_start_ = -int64_t{kPeakReach};
 }
 
 void burst_finder::put(std::span<const float> samples)
@@ -84,7 +84,7 @@ std::vector<found_burst> burst_finder::finish()
     if (!resampler_) return {};
     resample(true);
     // A burst that ends with the sound has its last extension within reach of the search.
-    band_.resize(band_.size() + kBody + kReach);
+    band_.resize(band_.size() + kBody + kPeakReach);
     search();
     return choose();
 }
@@ -113,8 +113,8 @@ void burst_finder::resample(bool last)
 /// Scores each position whose whole burst is in `band_` and drops what no later position needs.
 void burst_finder::search()
 {
-    constexpr std::size_t kNeeded = kAllSymbols + kReach;
-    if (band_.size() <= kReach + kNeeded) return;
+    constexpr std::size_t kNeeded = kAllSymbols + kPeakReach;
+    if (band_.size() <= kPeakReach + kNeeded) return;
 
     products_.assign(1, 0);
     energies_.assign(1, 0);
@@ -126,10 +126,10 @@ void burst_finder::search()
                                 x * std::conj(std::complex<double>{band_[t + kBody]}));
     }
     const std::size_t end = band_.size() - kNeeded;
-    for (std::size_t at = kReach; at < end; ++at) consider(at);
+    for (std::size_t at = kPeakReach; at < end; ++at) consider(at);
 
     // The next search begins at `end` and looks back from there.
-    const std::size_t passed = end - kReach;
+    const std::size_t passed = end - kPeakReach;
     band_.erase(band_.begin(), band_.begin() + static_cast<std::ptrdiff_t>(passed));
     band_start_ += static_cast<int64_t>(passed);
 }
@@ -149,10 +149,10 @@ void burst_finder::consider(std::size_t at)
     if (fit < kEnoughFit) return;
 
     // The correlation rises and falls in straight lines around its peak.
-    const double before = mean_correlation(at - kReach, kSymbols);
-    const double after = mean_correlation(at + kReach, kSymbols);
+    const double before = mean_correlation(at - kPeakReach, kSymbols);
+    const double after = mean_correlation(at + kPeakReach, kSymbols);
     const double between =
-        kReach * (after - before) / std::max(2 * extensions - before - after, 1e-9);
+        kPeakReach * (after - before) / std::max(2 * extensions - before - after, 1e-9);
     const double first_symbol = static_cast<double>(position) + std::clamp(between, -1.0, 1.0);
     if (is_near) candidates_.pop_back();
     candidates_.push_back(
@@ -188,7 +188,7 @@ double burst_finder::evenness(std::size_t at) const
     }
     auto sorted = energies;
     std::nth_element(sorted.begin(), sorted.begin() + kSymbols / 2, sorted.end());
-    const double median = std::max(sorted[kSymbols / 2], kSilence * kSymbol);
+    const double median = std::max(sorted[kSymbols / 2], kSilentPower * kSymbol);
     double sum = 0;
     for (const double energy : energies) sum += std::min(1.0, energy / median);
     return sum / kSymbols;
@@ -220,7 +220,8 @@ std::complex<double> burst_finder::correlation(std::size_t from, std::size_t to)
 {
     const double energy =
         (energies_[to] - energies_[from] + energies_[to + kBody] - energies_[from + kBody]) / 2;
-    return (products_[to] - products_[from]) / (energy + kSilence * static_cast<double>(to - from));
+    return (products_[to] - products_[from]) /
+           (energy + kSilentPower * static_cast<double>(to - from));
 }
 
 } // namespace tonelink::tool

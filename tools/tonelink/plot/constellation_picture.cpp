@@ -9,8 +9,8 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr double kReach = 2;     // of the plane, to each side of 0
-constexpr double kBetween = 120; // the plane and the errors, for what is written there
+constexpr double kPlaneReach = 2; // of the plane, to each side of 0
+constexpr double kBetween = 120;  // the plane and the errors, for what is written there
 
 constexpr colour kData = rgb(0x1f77b4, 0.55);
 constexpr colour kPilot = rgb(0xe69f00, 0.55);
@@ -190,12 +190,14 @@ double constellation_layout::greatest_height(double width)
 
 double constellation_layout::x(double in_phase) const
 {
-    return plane.left + (std::clamp(in_phase, -kReach, kReach) / kReach + 1) / 2 * plane.width;
+    return plane.left +
+           (std::clamp(in_phase, -kPlaneReach, kPlaneReach) / kPlaneReach + 1) / 2 * plane.width;
 }
 
 double constellation_layout::y(double quadrature) const
 {
-    return plane.top + (1 - std::clamp(quadrature, -kReach, kReach) / kReach) / 2 * plane.height;
+    return plane.top +
+           (1 - std::clamp(quadrature, -kPlaneReach, kPlaneReach) / kPlaneReach) / 2 * plane.height;
 }
 
 double constellation_layout::error_x(std::size_t symbol) const

@@ -24,7 +24,7 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr const char *kExamples = R"(Examples:
+constexpr const char *kEncodeExamples = R"(Examples:
   tonelink encode --pin 4711 --address AA:BB:CC:DD:EE:FF -o pairing.wav
   tonelink encode --data CAFE01 --copies 5 --gap 100 --level -12 -o data.flac
   tonelink encode --data CAFE01 --raw -o - | aplay -f S16_LE -r 44100)";
@@ -136,7 +136,7 @@ void add_encode_command(CLI::App &program)
 {
     auto options = std::make_shared<encode_options>();
     CLI::App *command = program.add_subcommand("encode", "Write a message as a sound file");
-    command->footer(kExamples);
+    command->footer(kEncodeExamples);
 
     add_message_options(*command, options->message);
     const auto option = [command](const char *name, auto &value, const char *type,

@@ -25,7 +25,7 @@ namespace {
 constexpr int kTickMilliseconds = 100;
 constexpr int kMasterVolumeStep = 5;
 
-constexpr const char *kExamples = R"(Examples:
+constexpr const char *kSendExamples = R"(Examples:
   tonelink send --pin 4711 --address AA:BB:CC:DD:EE:FF
   tonelink send --text hello --count 5 --output wav:hello.wav
 Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops.)";
@@ -175,7 +175,7 @@ void add_send_command(CLI::App &program)
 {
     auto options = std::make_shared<send_options>();
     CLI::App *command = program.add_subcommand("send", "Play a message until it is stopped");
-    command->footer(kExamples);
+    command->footer(kSendExamples);
 
     add_message_options(*command, options->message);
     command->get_option("--pin")->description(

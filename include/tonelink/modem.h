@@ -139,7 +139,6 @@ typedef struct snfc_state {
     cvec16 spectrum_history; /**< 271 frames of the 61 subcarriers 2 to 62, oldest first */
     vec16 exponent_history;  /**< block exponent of each of these frames */
     int16_t agc_gain;        /**< receive gain in Q8 */
-    uint8_t reserved[2];     /**< the library's own, in what would be padding otherwise */
     vec32 results;           /**< detection records of the last call, 4 words each */
 } snfc_state;
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
 
 #include "modem/band_shift.h"
 #include "modem/burst_format.h"
@@ -17,16 +18,27 @@ namespace {
 
 int32_t open_states = 0; // of open_snfc(), which share the band shifters
 
-/// What open_snfc() leaves in `reserved`: a byte and its complement. Whoever makes a record by hand
-/// does not count among its states.
+/// What open_snfc() leaves in the padding behind `agc_gain`, so that the record has its documented
+/// fields and no others: a byte and its complement. Whoever makes a record by hand does not count
+/// among its states.
 constexpr std::array<uint8_t, 2> kOpened = {0x5A, 0xA5};
+constexpr std::size_t kMarkOffset = offsetof(snfc_state, agc_gain) + sizeof(snfc_state::agc_gain);
 
-bool is_opened(const snfc_state &state) { return std::ranges::equal(state.reserved, kOpened); }
-
-// The mark lies in padding: a record declared from its documented fields is as large.
 constexpr bool kIs64Bit = sizeof(void *) == 8;
+static_assert(kMarkOffset + sizeof kOpened <= offsetof(snfc_state, results));
 static_assert(offsetof(snfc_state, results) == (kIs64Bit ? 184 : 104));
 static_assert(sizeof(snfc_state) == (kIs64Bit ? 200 : 112));
+
+void mark_opened(snfc_state &state)
+{
+    std::memcpy(reinterpret_cast<std::byte *>(&state) + kMarkOffset, &kOpened, sizeof kOpened);
+}
+
+bool is_opened(const snfc_state &state)
+{
+    const auto *const mark = reinterpret_cast<const std::byte *>(&state) + kMarkOffset;
+    return std::memcmp(mark, &kOpened, sizeof kOpened) == 0;
+}
 
 /// Gives `v` an array of `n` zeros unless it has one of that length. Without memory it stays as it
 /// is.
@@ -96,7 +108,7 @@ int32_t open_snfc(snfc_state **state)
     opened->spectral_inversion = 1;
     opened->rx_status = -1;
     opened->agc_gain = 256; // unity
-    std::ranges::copy(kOpened, opened->reserved);
+    mark_opened(*opened);
     if (!restore_receive_buffers(*opened) || !reopen_shifters()) {
         release(opened);
         return modem_result::no_memory;

@@ -1,6 +1,7 @@
 #include "modem/burst_generator.h"
 
 #include <algorithm>
+#include <array>
 
 #include "modem/band_shift.h"
 #include "modem/channel_encoder.h"
@@ -79,7 +80,10 @@ int32_t get_burst_snfc(snfc_state **state, const uint8_t *bits, int32_t nbits, i
     if (nbits != 32 && nbits != 48) return modem_result::bad_length;
 
     snfc_state &modem = **state;
-    const std::span message{bits, static_cast<std::size_t>(nbits)};
+    // A copy: a caller may hand over the message that the state itself remembers.
+    std::array<uint8_t, 48> copy;
+    const std::span message{copy.data(), static_cast<std::size_t>(nbits)};
+    std::copy_n(bits, nbits, copy.begin());
     if (!holds_burst_of(modem, message)) {
         if (!make_room(modem, message.size())) return modem_result::no_memory;
         std::ranges::copy(message, modem.last_message.data);

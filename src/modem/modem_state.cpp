@@ -73,6 +73,8 @@ bool reopen_shifters()
 
 void release(snfc_state *state)
 {
+    // The next record of this memory may be one that a caller makes by hand.
+    std::memset(reinterpret_cast<std::byte *>(state) + kMarkOffset, 0, sizeof kOpened);
     bvec_free(&state->last_message);
     bvec_free(&state->msg_bytes);
     bvec_free(&state->msg_bits);
@@ -122,7 +124,7 @@ int32_t close_snfc(snfc_state **state)
 {
     using namespace tonelink;
     if (*state == nullptr) return modem_result::no_state;
-    if (is_opened(**state)) --open_states;
+    if (is_opened(**state) && open_states > 0) --open_states;
     release(*state);
     *state = nullptr;
     if (open_states == 0) {

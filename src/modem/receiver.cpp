@@ -93,6 +93,9 @@ bool equal(const bvec &a, const bvec &b)
     return a.length == b.length && std::equal(a.data, a.data + a.length, b.data);
 }
 
+/// One more; the largest number is followed by the smallest.
+void count_up(int32_t &count) { count = static_cast<int32_t>(static_cast<uint32_t>(count) + 1u); }
+
 /// Makes a message heard the state's last one; returns whether it is new.
 bool remember(std::span<const uint8_t> message, snfc_state &state, working_memory &memory)
 {
@@ -104,9 +107,9 @@ bool remember(std::span<const uint8_t> message, snfc_state &state, working_memor
     for (std::size_t i = 0; i < message.size(); ++i)
         state.msg_bytes.data[i / 8] |= static_cast<uint8_t>(message[i] << (7 - i % 8));
 
-    ++state.decode_count;
+    count_up(state.decode_count);
     if (state.repeat_count != 0 && equal(state.msg_bytes, state.prev_msg_bytes)) {
-        ++state.repeat_count;
+        count_up(state.repeat_count);
         return false;
     }
     settle(state.prev_msg_bytes, message.size() / 8, memory.prev_msg_bytes);

@@ -229,6 +229,7 @@ TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
             });
         platform.on("Resetting USED_SOUND_TYPE to 9\n",
                     [] { EXPECT_FALSE(is_held(audio_stop_mutex)); });
+        handle->keep_writing = 7; // whatever it holds
         const pthread_t thread = handle->thread;
         EXPECT_EQ(by.stop(handle), 0);
         is_stopping = false;

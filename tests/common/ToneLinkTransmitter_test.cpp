@@ -64,14 +64,7 @@ TEST_F(StandaloneTransmitter, RepeatsTheUnfilteredBurst)
     platform.forget();
     ASSERT_EQ(GenerateMessage(0, 1), 1);
     EXPECT_EQ(row(), negative);
-    std::string said = R"([ToneLinkTransmitter.cpp]
-GenerateMessage: ### Enter : GenerateMessage\n\n
-GenerateMessage: ### msg : [0]\n
-GenerateMessage: ### SNFC_N_BITS_MESSAGE : [32]\n
-)";
-    for (int i = 0; i < 32; ++i)
-        said += "GenerateMessage: ### bitmsg[" + std::to_string(i) + "th] : 0]\\n\n";
-    EXPECT_EQ(platform.trace(), said + "GenerateMessage: ### exit : GenerateMessage\\n\\n\n");
+    EXPECT_EQ(platform.trace(), documented_trace("standalone_message"));
 
     // -2147483643 needs 31 digits; the others stay.
     std::array<int32_t, 33> digits;

@@ -98,6 +98,7 @@ TEST_F(TransmitterHandle, RefusesWhatItCannotDo)
 
     EXPECT_EQ(tonelink_tx_close(&handle), 0);
     EXPECT_EQ(tonelink_tx_close(&handle), 0);
+    EXPECT_TRUE(handle->burst == nullptr && handle->burst_length == nullptr);
     EXPECT_EQ(tonelink_tx_generate(handle, 32), 6);
     EXPECT_EQ(tonelink_tx_start(handle), 7);
     EXPECT_EQ(tonelink_tx_start_async(handle), 7);

@@ -262,10 +262,10 @@ std::string fake_platform::trace(by whom) const
     });
 }
 
-std::string fake_platform::said(const std::string &function) const
+std::string fake_platform::said(const std::string &by) const
 {
     const lock held{mutex};
-    return rendered([&function](const entry &e) { return e.function == function; });
+    return rendered([&by](const entry &e) { return e.function == by || e.file == by; });
 }
 
 int fake_platform::count(const std::string &text) const

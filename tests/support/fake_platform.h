@@ -54,8 +54,8 @@ public:
     /// "tonelink_tx_start: ENTER\\n" with its line breaks as here. Lines of log come below the name
     /// of their file, "[tonelink_tx.cpp]", where it changes.
     std::string trace(by whom = by::all) const;
-    /// What a function has logged, in the same form.
-    std::string said(const std::string &function) const;
+    /// What a function or a file has logged, in the same form.
+    std::string said(const std::string &by) const;
     /// How often a call was made or a line of log written.
     int count(const std::string &text) const;
     void forget(); // what has been recorded so far

@@ -143,7 +143,9 @@ TEST_F(TransmitterHandle, StartsOrSaysWhyNot)
         loaded_handle handle;
         handle->keep_writing = 7;
         platform.fail(c.failing, -1);
+        platform.forget();
         EXPECT_EQ(c.by.start(handle), c.result);
+        EXPECT_EQ(platform.trace().find("audio_out_unprepare") != std::string::npos, c.result == 9);
         EXPECT_EQ(platform.left_over(), "");
         EXPECT_EQ(handle->keep_writing, c.keep_writing);
         EXPECT_EQ(c.by.start(handle), 0); // and is taken down by the close

@@ -55,8 +55,10 @@ TEST_F(TransmissionControl, GoesTheDocumentedWayByWriterThread)
 {
     prepare_at_low_volume();
     ASSERT_EQ(start_audio_transmitting_type(2), 1);
+    EXPECT_EQ(reset_volume, 5);
     platform.wait_for_writes(2);
     ASSERT_EQ(stop_audio_transmitting(), 1);
+    EXPECT_EQ(reset_volume, 0);
     expect_documented("writer_thread", "audio_out_write(out1, 231700)\nusleep(100000)\n");
 }
 

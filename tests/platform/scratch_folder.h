@@ -14,9 +14,7 @@ class scratch_folder {
 public:
     scratch_folder()
     {
-        std::string name = (std::filesystem::temp_directory_path() / "tonelink-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error{"no temporary folder"};
-        path_ = name;
+        if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error{"no temporary folder"};
     }
     scratch_folder(const scratch_folder &) = delete;
     scratch_folder &operator=(const scratch_folder &) = delete;
@@ -26,7 +24,7 @@ public:
         std::filesystem::remove_all(path_, ignored);
     }
 
-    std::string file(const std::string &name) const { return path_ / name; }
+    std::string file(const std::string &name) const { return path_ + '/' + name; }
 
     /// Writes a text into a file of the folder and returns its path.
     std::string write(const std::string &name, const std::string &text) const
@@ -36,7 +34,7 @@ public:
     }
 
 private:
-    std::filesystem::path path_;
+    std::string path_ = std::filesystem::temp_directory_path() / "tonelink-XXXXXX";
 };
 
 /// The bytes of a file; none when it is not there.

@@ -5,9 +5,8 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <span>
 #include <string>
 #include <thread>
@@ -25,6 +24,10 @@ using sample_row = std::vector<std::int16_t>;
 
 constexpr int kRate = 44100;
 constexpr std::size_t kPeriodSamples = kRate / 100; // 10 ms
+
+constexpr int kInvalidParameter = -22;
+constexpr int kInvalidOperation = -38;
+constexpr int kNotOpened = -26214399;
 
 /// An output that is destroyed with the scope.
 class test_output {
@@ -48,6 +51,17 @@ public:
 private:
     audio_out_h out_ = nullptr;
 };
+
+/// A stream callback made of a function object.
+using stream_callback = std::function<void(audio_out_h out, std::size_t nbytes)>;
+
+inline int set_callback(audio_out_h out, stream_callback &call)
+{
+    const auto pass_on = [](audio_out_h o, size_t nbytes, void *user_data) {
+        (*static_cast<stream_callback *>(user_data))(o, nbytes);
+    };
+    return audio_out_set_stream_cb(out, pass_on, &call);
+}
 
 inline std::string last_error()
 {
@@ -75,25 +89,16 @@ inline void play(const sample_row &samples, int rate = kRate)
     EXPECT_EQ(out.write(samples), static_cast<int>(2 * samples.size()));
 }
 
-/// The samples of a mono WAV file of this rate; a failed test when it is none.
-inline sample_row recorded(const std::string &path, int rate = kRate)
+/// The samples of a mono file of this rate, with a header or `raw`; a failed test when it is none.
+inline sample_row recorded(const std::string &path, int rate = kRate, bool raw = false)
 {
-    SndfileHandle file{path};
-    EXPECT_EQ(file.error(), 0) << path << ": " << file.strError();
-    EXPECT_EQ(file.format(), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    EXPECT_EQ(file.channels(), 1);
-    EXPECT_EQ(file.samplerate(), rate);
+    const int format = (raw ? SF_FORMAT_RAW : SF_FORMAT_WAV) | SF_FORMAT_PCM_16;
+    SndfileHandle file{path, SFM_READ, format, 1, rate};
+    EXPECT_EQ(std::tuple(file.format(), file.channels(), file.samplerate()),
+              std::tuple(format, 1, rate))
+        << path << ": " << file.strError();
     sample_row samples(static_cast<std::size_t>(file.frames()));
     EXPECT_EQ(file.read(samples.data(), file.frames()), file.frames());
-    return samples;
-}
-
-/// The samples of a file that holds nothing else; none when it is not there.
-inline sample_row raw_samples(const std::string &path)
-{
-    const auto bytes = bytes_of(path);
-    sample_row samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), 2 * samples.size());
     return samples;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "child_process.h"
+#include "platform/child_process.h"
 #include "platform/test_output.h"
 #include "support/signals.h"
 #include "tonelink/payload.h"

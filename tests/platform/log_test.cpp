@@ -32,63 +32,49 @@ template <class Act> std::string written_by(Act act)
     return with_time_as_t(testing::internal::GetCapturedStderr());
 }
 
-std::string line_of(int priority, const std::string &text)
-{
-    return written_by([&] { __dlog_print(0, priority, "TAG", "%s", text.c_str()); });
-}
-
 } // namespace
 
 // Whether there is a syslog or not: LOG_PERROR shows what is on its way there.
-TEST(Log, GoesWhereItIsTold)
+TEST(Log, MakesOneLineOfACallWhereItIsWanted)
 {
-    unsetenv("TONELINK_LOG");
+    const std::string long_word(2000, 'x');
+    const auto text = "  common: \n address_=AA\r\n" + long_word + " 100 %d \n\n";
+    const auto line = " TAG:   common: address_=AA " + long_word + " 100 %d\n";
     openlog("test", LOG_PERROR, LOG_USER);
-    for (const auto &[priority, letter, level] :
-         {std::tuple{2, "V", LOG_DEBUG}, std::tuple{3, "D", LOG_DEBUG},
-          std::tuple{4, "I", LOG_INFO}, std::tuple{5, "W", LOG_WARNING},
-          std::tuple{6, "E", LOG_ERR}, std::tuple{7, "F", LOG_CRIT},
-          std::tuple{99, "I", LOG_INFO}}) {
-        setlogmask(LOG_MASK(level));
-        EXPECT_EQ(line_of(priority, "unheard"), "");
-        ASSERT_EQ(tonelink_host_set_log("syslog"), 0);
-        EXPECT_EQ(line_of(priority, "100 %%\n\n"), "test: TAG: 100 %%\n") << priority;
-        ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
-        EXPECT_EQ(line_of(priority, "100 %%"), std::string{"T "} + letter + " TAG: 100 %%\n");
-        ASSERT_EQ(tonelink_host_set_log(nullptr), 0);
-    }
+    for (const auto &[priority, letter, level] : {std::tuple{2, "T V", LOG_DEBUG},
+                                                  {3, "T D", LOG_DEBUG},
+                                                  {4, "T I", LOG_INFO},
+                                                  {5, "T W", LOG_WARNING},
+                                                  {6, "T E", LOG_ERR},
+                                                  {7, "T F", LOG_CRIT},
+                                                  {99, "T I", LOG_INFO}})
+        for (const auto &[target, written] : {std::pair{"", std::string{}},
+                                              {"syslog", "test:" + line},
+                                              {"stderr", letter + line}}) {
+            setlogmask(LOG_MASK(level));
+            setenv("TONELINK_LOG", target, 1);
+            EXPECT_EQ(
+                written_by([&, p = priority] { __dlog_print(0, p, "TAG", "%s", text.c_str()); }),
+                written);
+        }
     for (const int result : {tonelink_host_set_log("nowhere"), __dlog_print(0, 4, nullptr, "%d", 1),
                              __dlog_print(0, 4, "TAG", nullptr)})
         EXPECT_EQ(result, -22);
 }
 
-TEST(Log, MakesOneLineOfACall)
-{
-    setenv("TONELINK_LOG", "stderr", 1);
-    const std::string long_text(2000, 'x');
-    for (const auto &[text, line] :
-         {std::pair<std::string, std::string>{"common: \n address_=AA \n\n", "common: address_=AA"},
-          {"\n", ""},
-          {"a\r\nb", "a b"},
-          {"  indented", "  indented"},
-          {long_text, long_text}})
-        EXPECT_EQ(line_of(4, text), "T I TAG: " + line + '\n');
-}
-
 TEST(Log, LinesOfSeveralThreadsStayWhole)
 {
     ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
+    const auto written = written_by([] {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 4; ++thread)
+            threads.emplace_back([] {
+                for (int line = 0; line < 200; ++line) __dlog_print(0, 4, "TAG", "some words");
+            });
+    });
     std::string lines;
     for (int line = 0; line < 4 * 200; ++line) lines += "T I TAG: some words\n";
-    EXPECT_EQ(written_by([] {
-                  std::vector<std::jthread> threads;
-                  for (int thread = 0; thread < 4; ++thread)
-                      threads.emplace_back([] {
-                          for (int line = 0; line < 200; ++line)
-                              __dlog_print(0, 4, "TAG", "some words");
-                      });
-              }),
-              lines);
+    EXPECT_EQ(written, lines);
 }
 
 TEST(Log, IsColouredOnATerminalOnly)
@@ -99,8 +85,8 @@ TEST(Log, IsColouredOnATerminalOnly)
     ASSERT_EQ(dup2(standard_error, STDERR_FILENO), STDERR_FILENO);
     for (const auto &[no_color, type, shown] :
          {std::tuple{"", "xterm", "\033[2mT \033[0m\033[31mE\033[0m TAG: text\r\n"},
-          std::tuple{"1", "xterm", "T E TAG: text\r\n"},
-          std::tuple{"", "dumb", "T E TAG: text\r\n"}}) {
+          {"1", "xterm", "T E TAG: text\r\n"},
+          {"", "dumb", "T E TAG: text\r\n"}}) {
         setenv("NO_COLOR", no_color, 1);
         setenv("TERM", type, 1);
         __dlog_print(0, 6, "TAG", "text");
@@ -117,14 +103,16 @@ TEST(Log, TellsOnceWhatTheHostCouldNotDo)
     EXPECT_EQ(tonelink_host_get_last_error(nullptr, 0), 0u);
     setenv("TONELINK_LOG", "nowhere", 1);
     setenv("TONELINK_BT_ADDRESS", "hci0", 1);
+    char *address = nullptr;
     const std::string words =
         "TONELINK_BT_ADDRESS is \"hci0\"; it can be an address like AA:BB:CC:DD:EE:FF";
-    char *address = nullptr;
-    EXPECT_EQ(written_by([&] { EXPECT_EQ(bt_adapter_get_address(&address), -22); }),
+    EXPECT_EQ(written_by([&] {
+                  EXPECT_EQ(bt_adapter_get_address(&address), -22);
+                  __dlog_print(0, 4, "TAG", "next");
+              }),
               "T E TONE_LINK_HOST: TONELINK_LOG is \"nowhere\"; it can be stderr, syslog or none\n"
               "T E TONE_LINK_HOST: " +
-                  words + '\n');
-    EXPECT_EQ(line_of(4, "next"), "T I TAG: next\n");
+                  words + "\nT I TAG: next\n");
     std::string text(7, '?');
     EXPECT_EQ(tonelink_host_get_last_error(text.data(), 5), words.size());
     EXPECT_EQ(text, std::string("TONE\0??", 7));

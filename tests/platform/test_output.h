@@ -70,17 +70,6 @@ inline std::string last_error()
     return text;
 }
 
-/// The machine's Bluetooth address, or the result code.
-inline std::string device_address()
-{
-    char *text = nullptr;
-    const int result = bt_adapter_get_address(&text);
-    EXPECT_EQ(result == 0, text != nullptr);
-    const std::string answer = result == 0 ? text : std::to_string(result);
-    std::free(text);
-    return answer;
-}
-
 /// Plays a row on an output of its own; a failed test when it cannot be played.
 inline void play(const sample_row &samples, int rate = kRate)
 {
@@ -99,6 +88,7 @@ inline sample_row recorded(const std::string &path, int rate = kRate, bool raw =
         << path << ": " << file.strError();
     sample_row samples(static_cast<std::size_t>(file.frames()));
     EXPECT_EQ(file.read(samples.data(), file.frames()), file.frames());
+    EXPECT_EQ(std::filesystem::file_size(path), 2 * samples.size() + (raw ? 0 : 44)) << path;
     return samples;
 }
 
@@ -117,7 +107,7 @@ inline void wait_for_samples(std::uint64_t count)
 inline std::ptrdiff_t host_threads()
 {
     const std::filesystem::directory_iterator threads{"/proc/self/task"};
-    return std::count_if(begin(threads), end(threads), [](const auto &thread) {
+    return std::ranges::count_if(threads, [](const auto &thread) {
         return bytes_of(thread.path() / "comm").starts_with("tonelink-");
     });
 }

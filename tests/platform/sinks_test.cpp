@@ -1,0 +1,176 @@
+// What a WAV file and an ALSA device hold of the sound, and at which level. On a machine without a
+// sound card the device is ALSA's `file` plug-in over `null`.
+
+#include <atomic>
+#include <cerrno>
+
+#include <alsa/asoundlib.h>
+#include <dlfcn.h>
+
+#include "support/signals.h"
+#include "test_output.h"
+
+namespace {
+
+// What the ALSA device answers next in place of taking samples; 0: nothing special.
+std::atomic<int> next_answer{0};
+std::atomic<int> writes{0};
+
+} // namespace
+
+// Goes before the ALSA library's own, to which it passes on.
+extern "C" snd_pcm_sframes_t snd_pcm_writei(snd_pcm_t *pcm, const void *buffer,
+                                            snd_pcm_uframes_t size)
+{
+    static const auto real =
+        reinterpret_cast<decltype(&snd_pcm_writei)>(dlsym(RTLD_NEXT, "snd_pcm_writei"));
+    ++writes;
+    // An error that does not last is answered once, in the midst of a sound.
+    if (next_answer == -EPIPE ? writes % 5 == 0 : next_answer < 0) return next_answer;
+    return real(pcm, buffer, size);
+}
+
+namespace tonelink::test {
+
+namespace {
+
+class Sinks : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        play_to(path);
+        ASSERT_EQ(sound_manager_set_volume(1, 15), 0);
+    }
+
+    static void play_to(const std::string &file)
+    {
+        ASSERT_EQ(tonelink_host_set_audio(("wav:" + file).c_str()), 0);
+    }
+
+    static void expect_refusal(int rate, int result, const std::string &reason)
+    {
+        EXPECT_EQ(audio_out_prepare(test_output{rate}), result);
+        EXPECT_EQ(last_error(), reason);
+    }
+
+    const scratch_folder folder;
+    const std::string path = folder.file("sound.wav");
+    const sample_row sound = noise(kRate / 10, /*seed=*/1);
+};
+
+} // namespace
+
+TEST_F(Sinks, HearTheLevelOfTheMomentUntilTheOutputEnds)
+{
+    const sample_row a_minute(std::size_t{kRate} * 60, 1000);
+    std::atomic<int> written{-1};
+    stream_callback call = [&](audio_out_h out, std::size_t) {
+        if (written < 0) written = audio_out_write(out, a_minute.data(), 2 * kRate * 60);
+    };
+    {
+        const test_output out;
+        ASSERT_EQ(set_callback(out, call), 0);
+        ASSERT_EQ(audio_out_prepare(out), 0);
+        wait_for_samples(3 * kPeriodSamples);
+        ASSERT_EQ(sound_manager_set_volume(1, 0), 0);
+        wait_for_samples(tonelink_host_get_samples_played() + 3 * kPeriodSamples);
+    }
+    const auto heard = recorded(path);
+    const auto size = heard.size();
+    EXPECT_EQ(std::tuple(written.load(), tonelink_host_get_samples_played(), host_threads()),
+              std::tuple(static_cast<int>(2 * size), size, 0));
+    EXPECT_LT(size, a_minute.size());
+    const auto loud = static_cast<std::size_t>(std::ranges::count(heard, 1000));
+    EXPECT_TRUE(loud >= 3 * kPeriodSamples && loud < size && loud % kPeriodSamples == 0) << loud;
+    auto expected = sample_row(loud, 1000);
+    expected.resize(size);
+    EXPECT_EQ(heard, expected);
+}
+
+TEST_F(Sinks, FileIsAppendedToByOneOutputAtATime)
+{
+    folder.write("sound.wav", std::string(10000, 'x')); // what was there before
+    play(sound);
+    EXPECT_EQ(recorded(path), sound);
+    {
+        const test_output second;
+        ASSERT_EQ(audio_out_prepare(second), 0);
+        expect_refusal(kRate, -26214398,
+                       "the sound file \"" + path + "\" is being written by another output");
+        second.write(sound);
+    }
+    expect_refusal(48000, kNotOpened,
+                   "cannot append to the sound file \"" + path +
+                       "\": it is not mono at 48000 Hz in 16 bits");
+    auto twice = sound;
+    twice.insert(twice.end(), sound.begin(), sound.end());
+    EXPECT_EQ(recorded(path), twice);
+
+    std::filesystem::remove(path); // made anew, at any rate
+    play(sound, 48000);
+    EXPECT_EQ(recorded(path, 48000), sound);
+
+    // Another file is made anew, even where it takes the place of the first on the disk.
+    std::filesystem::remove(path);
+    const auto other_path = folder.write("other.wav", "what was there before");
+    play_to(other_path);
+    play(sound);
+    EXPECT_EQ(recorded(other_path), sound);
+}
+
+// A program that ends while a callback feeds the device and a listener is told of volumes.
+TEST_F(Sinks, FileIsWholeWhenTheProcessEndsWhileItPlays)
+{
+    const auto end_while_playing = [&] {
+        const test_output out;
+        stream_callback call = [&](audio_out_h, std::size_t) { out.write(sound); };
+        set_callback(out, call);
+        sound_manager_set_master_volume_changed_cb([](unsigned int, void *) {}, nullptr);
+        audio_out_prepare(out);
+        for (int volume = 0; tonelink_host_get_samples_played() < 2 * sound.size();
+             volume = !volume)
+            sound_manager_set_master_volume(volume);
+        std::exit(0); // which destroys neither of them
+    };
+    EXPECT_EXIT(end_while_playing(), testing::ExitedWithCode(0), "");
+    const auto heard = recorded(path);
+    ASSERT_GE(heard.size(), 2 * sound.size());
+    for (std::size_t i = 0; i < heard.size(); ++i) ASSERT_EQ(heard[i], sound[i % sound.size()]);
+}
+
+TEST_F(Sinks, DeviceHoldsWhatWasWrittenAndIsToldOnceToBeLost)
+{
+    const auto raw = folder.file("sound.raw");
+    const auto file_plugin =
+        " {\n type file\n slave.pcm { type null }\n file \"" + raw + "\"\n format raw\n}\n";
+    const auto devices =
+        folder.write("asoundrc", "pcm.test" + file_plugin + "pcm.default" + file_plugin);
+    setenv("ALSA_CONFIG_PATH", devices.c_str(), 1);
+    unsetenv("TONELINK_AUDIO");
+    for (const char *choice : {"alsa:test", "alsa", static_cast<const char *>(nullptr)}) {
+        std::filesystem::remove(raw);
+        ASSERT_EQ(tonelink_host_set_audio(choice), 0);
+        play(sound);
+        EXPECT_EQ(recorded(raw, kRate, /*raw=*/true), sound);
+        next_answer = -EPIPE; // from now on the device runs empty
+    }
+
+    // After -EINTR, ALSA has one try again, for ever.
+    const test_output out;
+    for (const auto &[answer, words] :
+         {std::pair{-ENODEV, "No such device"}, {-EINTR, "Interrupted system call"}}) {
+        next_answer = 0;
+        ASSERT_EQ(audio_out_prepare(out), 0) << last_error();
+        EXPECT_EQ(out.write(sound), static_cast<int>(2 * sound.size())); // it is back
+        next_answer = answer;
+        EXPECT_EQ(out.write(sound), kNotOpened);
+        EXPECT_EQ(last_error(),
+                  std::string{"cannot play to the ALSA device \"default\": "} + words);
+        const int writes_before = writes;
+        EXPECT_EQ(out.write(sound), kNotOpened);
+        EXPECT_EQ(writes, writes_before);
+        EXPECT_EQ(audio_out_unprepare(out), 0);
+    }
+}
+
+} // namespace tonelink::test

@@ -31,17 +31,13 @@ TEST_F(AudioOutput, RefusesWhatIsNoOutputAndOtherFormats)
 {
     audio_out_h none = nullptr;
     const audio_out_h gone = test_output{};
-    const auto ignore = [](audio_out_h, size_t, void *) {};
+    for (const auto &[rate, channel, type] :
+         {std::tuple{7999, 128, 113}, {192001, 128, 113}, {kRate, 129, 113}, {kRate, 128, 112}})
+        EXPECT_EQ(audio_out_create_new(rate, channel, type, &none), kInvalidParameter);
     for (const int result :
-         {audio_out_set_sound_stream_info(gone, info), audio_out_prepare(gone),
-          audio_out_unprepare(gone), audio_out_destroy(gone), audio_out_write(gone, &sample, 2),
-          audio_out_set_stream_cb(gone, ignore, nullptr), audio_out_unset_stream_cb(gone),
-          audio_out_prepare(nullptr), audio_out_set_stream_cb(test_output{}, nullptr, nullptr),
-          audio_out_create_new(7999, 128, 113, &none),
-          audio_out_create_new(192001, 128, 113, &none),
-          audio_out_create_new(kRate, 129, 113, &none),
-          audio_out_create_new(kRate, 128, 112, &none),
-          audio_out_create_new(kRate, 128, 113, nullptr),
+         {audio_out_create_new(kRate, 128, 113, nullptr), audio_out_prepare(nullptr),
+          audio_out_prepare(gone), audio_out_destroy(gone),
+          audio_out_set_stream_cb(test_output{}, nullptr, nullptr),
           sound_manager_create_stream_information(-1, nullptr, nullptr, &info),
           sound_manager_create_stream_information(3, nullptr, nullptr, nullptr)})
         EXPECT_EQ(result, kInvalidParameter);
@@ -49,26 +45,23 @@ TEST_F(AudioOutput, RefusesWhatIsNoOutputAndOtherFormats)
 
 TEST_F(AudioOutput, KnowsItsStatesAndKeepsItsStreamInformation)
 {
-    {
-        const test_output out;
-        for (int round = 0; round < 2; ++round) { // it can be had again
-            for (const int result : {audio_out_write(out, &sample, 2), audio_out_unprepare(out),
-                                     audio_out_unset_stream_cb(out)})
-                EXPECT_EQ(result, kInvalidOperation);
-            ASSERT_EQ(audio_out_set_sound_stream_info(out, info), 0);
-            ASSERT_EQ(audio_out_prepare(out), 0);
-            for (const int result :
-                 {audio_out_prepare(out), audio_out_set_sound_stream_info(out, info),
-                  sound_manager_destroy_stream_information(info)})
-                EXPECT_EQ(result, kInvalidOperation);
-            for (const int result :
-                 {audio_out_write(out, nullptr, 2), audio_out_write(out, &sample, 1)})
-                EXPECT_EQ(result, kInvalidBuffer);
-            EXPECT_EQ(audio_out_write(out, nullptr, 0), 0);
-            EXPECT_EQ(audio_out_write(out, &sample, 2), 2);
-            ASSERT_EQ(audio_out_unprepare(out), 0);
-        }
+    const test_output out;
+    for (int round = 0; round < 2; ++round) { // it can be had again
+        for (const int result : {audio_out_write(out, &sample, 2), audio_out_unprepare(out),
+                                 audio_out_unset_stream_cb(out)})
+            EXPECT_EQ(result, kInvalidOperation);
+        ASSERT_EQ(audio_out_set_sound_stream_info(out, info), 0);
+        ASSERT_EQ(audio_out_prepare(out), 0);
+        for (const int result : {audio_out_prepare(out), audio_out_set_sound_stream_info(out, info),
+                                 sound_manager_destroy_stream_information(info)})
+            EXPECT_EQ(result, kInvalidOperation);
+        EXPECT_EQ(audio_out_write(out, nullptr, 2), kInvalidBuffer);
+        EXPECT_EQ(audio_out_write(out, &sample, 1), kInvalidBuffer);
+        EXPECT_EQ(audio_out_write(out, nullptr, 0), 0);
+        EXPECT_EQ(audio_out_write(out, &sample, 2), 2);
+        ASSERT_EQ(audio_out_unprepare(out), 0);
     }
+    EXPECT_EQ(audio_out_destroy(out), 0);
     EXPECT_EQ(sound_manager_destroy_stream_information(info), 0);
     EXPECT_EQ(sound_manager_destroy_stream_information(info), kInvalidParameter);
     EXPECT_EQ(audio_out_set_sound_stream_info(test_output{}, info), kInvalidParameter);
@@ -97,11 +90,11 @@ TEST_F(AudioOutput, AsksForSoundOnAThreadOfItsOwn)
     const auto here = std::this_thread::get_id();
     for (const std::size_t length : {kPeriodSamples, std::size_t{0}}) {
         const sample_row sound(length, 1);
-        std::atomic<int> calls{0}, right_calls{0};
+        std::atomic<int> calls{0};
         stream_callback call = [&](audio_out_h o, std::size_t nbytes) {
+            EXPECT_TRUE(o == out && nbytes == 2 * kPeriodSamples);
+            EXPECT_NE(std::this_thread::get_id(), here);
             out.write(sound);
-            right_calls +=
-                o == out && nbytes == 2 * kPeriodSamples && std::this_thread::get_id() != here;
             ++calls;
         };
         ASSERT_EQ(set_callback(out, call), 0);
@@ -113,7 +106,6 @@ TEST_F(AudioOutput, AsksForSoundOnAThreadOfItsOwn)
         EXPECT_EQ(host_threads(), 0); // it has waited for the last call
         ASSERT_EQ(audio_out_unprepare(out), 0);
         EXPECT_GE(steady_clock::now() - start, (calls - 1) * milliseconds{10});
-        EXPECT_EQ(right_calls, calls);
     }
 }
 
@@ -122,9 +114,8 @@ TEST_F(AudioOutput, CallbackCanRemoveItselfAndNothingElse)
     std::atomic<int> calls{0};
     std::vector<int> results;
     stream_callback call = [&](audio_out_h out, std::size_t) {
-        results = {audio_out_prepare(out),         audio_out_unprepare(out),
-                   audio_out_destroy(out),         set_callback(out, call),
-                   audio_out_unset_stream_cb(out), audio_out_write(out, &sample, 2)};
+        results = {audio_out_prepare(out), audio_out_unprepare(out), audio_out_destroy(out),
+                   set_callback(out, call), audio_out_unset_stream_cb(out)};
         ++calls;
     };
     const test_output out;
@@ -134,8 +125,7 @@ TEST_F(AudioOutput, CallbackCanRemoveItselfAndNothingElse)
         wait_until([&] { return calls >= round; });
         // Gone already; this waits all the same.
         EXPECT_EQ(audio_out_unset_stream_cb(out), kInvalidOperation);
-        EXPECT_EQ(results, (std::vector{kInvalidOperation, kInvalidOperation, kInvalidOperation,
-                                        kInvalidOperation, 0, 2}));
+        EXPECT_EQ(results, (std::vector{-38, -38, -38, -38, 0})); // kInvalidOperation
         EXPECT_EQ(calls, round);
     }
     wait_until([] { return host_threads() == 0; }); // the thread leaves by itself

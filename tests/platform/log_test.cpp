@@ -1,18 +1,13 @@
 // Where a line goes and how it looks there.
 
 #include <array>
-#include <cstdlib>
 #include <regex>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include "tonelink_platform/host.h"
+#include "test_output.h"
 
 namespace tonelink::test {
 
@@ -41,40 +36,36 @@ TEST(Log, MakesOneLineOfACallWhereItIsWanted)
     const auto text = "  common: \n address_=AA\r\n" + long_word + " 100 %d \n\n";
     const auto line = " TAG:   common: address_=AA " + long_word + " 100 %d\n";
     openlog("test", LOG_PERROR, LOG_USER);
-    for (const auto &[priority, letter, level] : {std::tuple{2, "T V", LOG_DEBUG},
-                                                  {3, "T D", LOG_DEBUG},
-                                                  {4, "T I", LOG_INFO},
-                                                  {5, "T W", LOG_WARNING},
-                                                  {6, "T E", LOG_ERR},
-                                                  {7, "T F", LOG_CRIT},
-                                                  {99, "T I", LOG_INFO}})
-        for (const auto &[target, written] : {std::pair{"", std::string{}},
-                                              {"syslog", "test:" + line},
-                                              {"stderr", letter + line}}) {
-            setlogmask(LOG_MASK(level));
+    int priority = 2; // and on: the last one is none
+    for (const auto &[letter, level] :
+         {std::pair{'V', LOG_DEBUG}, std::pair{'D', LOG_DEBUG}, std::pair{'I', LOG_INFO},
+          std::pair{'W', LOG_WARNING}, std::pair{'E', LOG_ERR}, std::pair{'F', LOG_CRIT},
+          std::pair{'I', LOG_INFO}}) {
+        setlogmask(LOG_MASK(level));
+        const auto written_to = [&](const char *target) {
             setenv("TONELINK_LOG", target, 1);
-            EXPECT_EQ(
-                written_by([&, p = priority] { __dlog_print(0, p, "TAG", "%s", text.c_str()); }),
-                written);
-        }
+            return written_by([&] { __dlog_print(0, priority, "TAG", "%s", text.c_str()); });
+        };
+        EXPECT_EQ(written_to(""), "");
+        EXPECT_EQ(written_to("syslog"), "test:" + line);
+        EXPECT_EQ(written_to("stderr"), std::string{"T "} + letter + line);
+        ++priority;
+    }
     for (const int result : {tonelink_host_set_log("nowhere"), __dlog_print(0, 4, nullptr, "%d", 1),
                              __dlog_print(0, 4, "TAG", nullptr)})
-        EXPECT_EQ(result, -22);
+        EXPECT_EQ(result, kInvalidParameter);
 }
 
 TEST(Log, LinesOfSeveralThreadsStayWhole)
 {
     ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
-    const auto written = written_by([] {
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < 4; ++thread)
-            threads.emplace_back([] {
-                for (int line = 0; line < 200; ++line) __dlog_print(0, 4, "TAG", "some words");
-            });
-    });
-    std::string lines;
-    for (int line = 0; line < 4 * 200; ++line) lines += "T I TAG: some words\n";
-    EXPECT_EQ(written, lines);
+    const auto log_lines = [] {
+        for (int line = 0; line < 400; ++line) __dlog_print(0, 4, "TAG", "some words");
+    };
+    const auto written = written_by([&] { const std::jthread one{log_lines}, other{log_lines}; });
+    std::string expected;
+    for (int line = 0; line < 2 * 400; ++line) expected += "T I TAG: some words\n";
+    EXPECT_EQ(written, expected);
 }
 
 TEST(Log, IsColouredOnATerminalOnly)
@@ -100,21 +91,19 @@ TEST(Log, IsColouredOnATerminalOnly)
 // program.
 TEST(Log, TellsOnceWhatTheHostCouldNotDo)
 {
-    EXPECT_EQ(tonelink_host_get_last_error(nullptr, 0), 0u);
+    EXPECT_EQ(last_error(), "");
     setenv("TONELINK_LOG", "nowhere", 1);
-    setenv("TONELINK_BT_ADDRESS", "hci0", 1);
-    char *address = nullptr;
-    const std::string words =
-        "TONELINK_BT_ADDRESS is \"hci0\"; it can be an address like AA:BB:CC:DD:EE:FF";
-    EXPECT_EQ(written_by([&] {
-                  EXPECT_EQ(bt_adapter_get_address(&address), -22);
-                  __dlog_print(0, 4, "TAG", "next");
-              }),
-              "T E TONE_LINK_HOST: TONELINK_LOG is \"nowhere\"; it can be stderr, syslog or none\n"
-              "T E TONE_LINK_HOST: " +
-                  words + "\nT I TAG: next\n");
+    setenv("TONELINK_AUDIO", "elsewhere", 1);
+    const auto written = written_by([] {
+        EXPECT_EQ(audio_out_prepare(test_output{}), kNotOpened);
+        __dlog_print(0, 4, "TAG", "next");
+    });
+    EXPECT_EQ(written,
+              "T E TONE_LINK_HOST: TONELINK_LOG is \"nowhere\"; it can be stderr, syslog or "
+              "none\nT E TONE_LINK_HOST: " +
+                  last_error() + "\nT I TAG: next\n");
     std::string text(7, '?');
-    EXPECT_EQ(tonelink_host_get_last_error(text.data(), 5), words.size());
+    EXPECT_EQ(tonelink_host_get_last_error(text.data(), 5), last_error().size());
     EXPECT_EQ(text, std::string("TONE\0??", 7));
 }
 

@@ -2,7 +2,7 @@
 // overrules; and the address of the machine's adapter, from BlueZ, for which a stand-in runs on a
 // bus of the test's own.
 
-#include "child_process.h"
+#include "companion_program.h"
 #include "test_output.h"
 
 namespace tonelink::test {
@@ -28,34 +28,24 @@ std::string av_product()
     return std::to_string(result == 0 ? value : result);
 }
 
-int set_av_product(const char *value)
+/// Sets a variable to `one` and has the program set `other` in its place; `get` tells what is in
+/// force, or the result code, which is `failure` where the text in force cannot be used.
+void expect_setting(const std::string &variable, int (*set)(const char *text), std::string (*get)(),
+                    const char *one, const char *other, const std::string &both_got,
+                    const std::vector<const char *> &unusable, const std::string &usable,
+                    const std::string &failure)
 {
-    return tonelink_host_set_av_product(value == nullptr ? -1 : std::atoi(value));
-}
-
-std::string prepared() { return std::to_string(audio_out_prepare(test_output{})); }
-
-/// What can be set, and what is in force: a text, or the result code.
-struct setting {
-    std::string variable, words;
-    int (*set)(const char *text);
-    std::string (*get)();
-};
-
-void expect_setting(const setting &s, const char *one, const char *other, const std::string &got,
-                    const std::vector<const char *> &unusable, const std::string &failure)
-{
-    setenv(s.variable.c_str(), one, 1);
-    const auto got_of_one = s.get();
-    EXPECT_EQ(s.set(other), 0);
-    for (const char *text : unusable) EXPECT_EQ(s.set(text), kInvalidParameter) << text;
-    EXPECT_EQ(got_of_one + ' ' + s.get(), got);
-    EXPECT_EQ(s.set(nullptr), 0);
-    EXPECT_EQ(s.get(), got_of_one);
+    setenv(variable.c_str(), one, 1);
+    const auto got = get();
+    EXPECT_EQ(set(other), 0);
+    for (const char *text : unusable) EXPECT_EQ(set(text), kInvalidParameter) << text;
+    EXPECT_EQ(got + ' ' + get(), both_got);
+    EXPECT_EQ(set(nullptr), 0);
+    EXPECT_EQ(get(), got);
     for (const char *text : unusable) {
-        setenv(s.variable.c_str(), text, 1);
-        EXPECT_EQ(s.get(), failure);
-        EXPECT_EQ(last_error(), s.variable + " is \"" + text + "\"; it can be " + s.words);
+        setenv(variable.c_str(), text, 1);
+        EXPECT_EQ(get(), failure);
+        EXPECT_EQ(last_error(), variable + " is \"" + text + "\"; it can be " + usable);
     }
 }
 
@@ -71,18 +61,19 @@ void expect_no_adapter(const std::string &why)
 TEST(Settings, ComeFromTheEnvironmentUnlessTheProgramSetsThem)
 {
     expect_setting(
-        {"TONELINK_BT_ADDRESS", "an address like AA:BB:CC:DD:EE:FF",
-         tonelink_host_set_bluetooth_address, device_address},
+        "TONELINK_BT_ADDRESS", tonelink_host_set_bluetooth_address, device_address,
         "00:1a:7D:da:71:0f", "AA:BB:CC:DD:EE:FF", "00:1A:7D:DA:71:0F AA:BB:CC:DD:EE:FF",
-        {"AA:BB:CC:DD:EE", "AA:BB:CC:DD:EE:FF:", "AA-BB-CC-DD-EE-FF", "AA:BB:CC:DD:EE:FG"}, "-22");
-    expect_setting({"TONELINK_AV_PRODUCT", "0 or 1", set_av_product, av_product}, "1", "0", "1 0",
-                   {"2", "-2"}, "-22");
-    expect_setting({"TONELINK_AUDIO", "wav:PATH, alsa, alsa:DEVICE or null",
-                    tonelink_host_set_audio, prepared},
-                   "null", "wav:/", "0 -26214399", {"wav", "wav:", "WAV:a", "alsa:", "null:a"},
-                   "-26214399");
-    setenv("TONELINK_AV_PRODUCT", "", 1);
-    EXPECT_EQ(av_product(), "0");
+        {"AA:BB:CC:DD:EE", "AA:BB:CC:DD:EE:FF:", "AA-BB-CC-DD-EE-FF", "AA:BB:CC:DD:EE:FG"},
+        "an address like AA:BB:CC:DD:EE:FF", "-22");
+    const auto set_av_product = [](const char *text) {
+        return tonelink_host_set_av_product(text != nullptr ? std::atoi(text) : -1);
+    };
+    expect_setting("TONELINK_AV_PRODUCT", set_av_product, av_product, "1", "0", "1 0", {"2", "-2"},
+                   "0 or 1", "-22");
+    const auto prepared = [] { return std::to_string(audio_out_prepare(test_output{})); };
+    expect_setting("TONELINK_AUDIO", tonelink_host_set_audio, prepared, "null", "wav:/",
+                   "0 -26214399", {"wav", "wav:", "WAV:a", "alsa:", "null:a"},
+                   "wav:PATH, alsa, alsa:DEVICE or null", "-26214399");
     bool value = true;
     for (const int result :
          {system_info_get_custom_bool("com.orvane/featureconf/other", &value),
@@ -93,33 +84,30 @@ TEST(Settings, ComeFromTheEnvironmentUnlessTheProgramSetsThem)
 
 TEST(DeviceAddress, IsThatOfTheFirstAdapterThatBlueZKnows)
 {
+    ASSERT_EQ(std::system("which dbus-daemon gdbus python3"), 0);
     const scratch_folder folder;
-    const auto bus_address = "unix:path=" + folder.file("bus");
-    const auto log = " >>" + folder.file("log") + " 2>&1";
-    const auto call = [&](const std::string &what) {
-        return std::system(("gdbus call --system --object-path / --dest " + what + log).c_str()) ==
-               0;
+    const auto bus = folder.file("bus");
+    const auto call = [](const std::string &method) {
+        const auto bluez =
+            "gdbus call --system --dest org.bluez --object-path / --method " + method;
+        return std::system(bluez.c_str()) == 0;
     };
-    unsetenv("TONELINK_BT_ADDRESS");
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_address.c_str(), 1);
+    setenv("TONELINK_BT_ADDRESS", "", 1); // as if it were not there
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     expect_no_adapter("no system bus: No such file or directory");
-    const child_process bus{
-        "dbus-daemon --session --nofork --nopidfile --nosyslog --address=" + bus_address + log};
-    EXPECT_TRUE(bus.wait_for([&] { return std::filesystem::exists(folder.file("bus")); }));
+    const auto daemon =
+        run_beside("dbus-daemon --session --nofork --nopidfile --address=unix:path=" + bus);
+    wait_until([&] { return std::filesystem::exists(bus); });
     expect_no_adapter("BlueZ does not run");
-    const child_process bluez{"/usr/bin/python3 -m dbusmock --template bluez5 --system" + log};
-    EXPECT_TRUE(bluez.wait_for([&] {
-        return call("org.bluez --method org.freedesktop.DBus.Peer.Ping");
-    })) << bytes_of(folder.file("log"))
-        << "(packages dbus, libglib2.0-bin, python3-dbusmock)";
+    const auto bluez = run_beside("/usr/bin/python3 -m dbusmock --template bluez5 --system");
+    wait_until([&] { return call("org.freedesktop.DBus.Peer.Ping"); });
     expect_no_adapter("BlueZ knows of none");
 
     // The stand-in makes the address of hciN from its last digit.
     for (const auto &[added, expected] :
          {std::pair{"hci10", "00:01:02:03:04:05"}, std::pair{"hci2", "02:03:04:05:06:07"},
           std::pair{"hci3", "02:03:04:05:06:07"}, std::pair{"hci1", "01:02:03:04:05:06"}}) {
-        ASSERT_TRUE(call("org.bluez --method org.bluez.Mock.AddAdapter " + std::string{added} +
-                         " machine"));
+        ASSERT_TRUE(call(std::string{"org.bluez.Mock.AddAdapter "} + added + " machine"));
         EXPECT_EQ(device_address(), expected) << "with " << added << ": " << last_error();
     }
 }

@@ -10,13 +10,9 @@
 #include "support/signals.h"
 #include "test_output.h"
 
-namespace {
-
 // What the ALSA device answers next in place of taking samples; 0: nothing special.
-std::atomic<int> next_answer{0};
-std::atomic<int> writes{0};
-
-} // namespace
+static std::atomic<int> next_answer{0};
+static std::atomic<int> writes{0};
 
 // Goes before the ALSA library's own, to which it passes on.
 extern "C" snd_pcm_sframes_t snd_pcm_writei(snd_pcm_t *pcm, const void *buffer,
@@ -38,13 +34,13 @@ class Sinks : public testing::Test {
 protected:
     void SetUp() override
     {
-        play_to(path);
+        play_to("wav:" + path);
         ASSERT_EQ(sound_manager_set_volume(1, 15), 0);
     }
 
-    static void play_to(const std::string &file)
+    static void play_to(const std::string &sink)
     {
-        ASSERT_EQ(tonelink_host_set_audio(("wav:" + file).c_str()), 0);
+        ASSERT_EQ(tonelink_host_set_audio(sink.c_str()), 0);
     }
 
     static void expect_refusal(int rate, int result, const std::string &reason)
@@ -64,17 +60,16 @@ TEST_F(Sinks, HearTheLevelOfTheMomentUntilTheOutputEnds)
 {
     const sample_row a_minute(std::size_t{kRate} * 60, 1000);
     std::atomic<int> written{-1};
-    stream_callback call = [&](audio_out_h out, std::size_t) {
-        if (written < 0) written = audio_out_write(out, a_minute.data(), 2 * kRate * 60);
+    stream_callback call = [&](audio_out_h o, std::size_t) {
+        if (written < 0) written = audio_out_write(o, a_minute.data(), 2 * kRate * 60);
     };
-    {
-        const test_output out;
-        ASSERT_EQ(set_callback(out, call), 0);
-        ASSERT_EQ(audio_out_prepare(out), 0);
-        wait_for_samples(3 * kPeriodSamples);
-        ASSERT_EQ(sound_manager_set_volume(1, 0), 0);
-        wait_for_samples(tonelink_host_get_samples_played() + 3 * kPeriodSamples);
-    }
+    const test_output out;
+    ASSERT_EQ(set_callback(out, call), 0);
+    ASSERT_EQ(audio_out_prepare(out), 0);
+    wait_for_samples(3 * kPeriodSamples);
+    ASSERT_EQ(sound_manager_set_volume(1, 0), 0);
+    wait_for_samples(tonelink_host_get_samples_played() + 3 * kPeriodSamples);
+    ASSERT_EQ(audio_out_destroy(out), 0);
     const auto heard = recorded(path);
     const auto size = heard.size();
     EXPECT_EQ(std::tuple(written.load(), tonelink_host_get_samples_played(), host_threads()),
@@ -82,28 +77,28 @@ TEST_F(Sinks, HearTheLevelOfTheMomentUntilTheOutputEnds)
     EXPECT_LT(size, a_minute.size());
     const auto loud = static_cast<std::size_t>(std::ranges::count(heard, 1000));
     EXPECT_TRUE(loud >= 3 * kPeriodSamples && loud < size && loud % kPeriodSamples == 0) << loud;
-    auto expected = sample_row(loud, 1000);
-    expected.resize(size);
-    EXPECT_EQ(heard, expected);
+    EXPECT_TRUE(std::ranges::is_sorted(heard, std::greater{})); // silent from then on
+    EXPECT_EQ(loud + static_cast<std::size_t>(std::ranges::count(heard, 0)), size);
 }
 
-TEST_F(Sinks, FileIsAppendedToByOneOutputAtATime)
+TEST_F(Sinks, FileIsWholeAndAppendedToByOneOutputAtATime)
 {
     folder.write("sound.wav", std::string(10000, 'x')); // what was there before
     play(sound);
-    EXPECT_EQ(recorded(path), sound);
+    auto twice = recorded(path);
+    EXPECT_EQ(bytes_of(path).size(), 44 + 2 * sound.size());
+    twice.insert(twice.end(), sound.begin(), sound.end());
     {
         const test_output second;
         ASSERT_EQ(audio_out_prepare(second), 0);
         expect_refusal(kRate, -26214398,
                        "the sound file \"" + path + "\" is being written by another output");
         second.write(sound);
+        EXPECT_EQ(recorded(path), twice); // before it is closed
     }
     expect_refusal(48000, kNotOpened,
                    "cannot append to the sound file \"" + path +
                        "\": it is not mono at 48000 Hz in 16 bits");
-    auto twice = sound;
-    twice.insert(twice.end(), sound.begin(), sound.end());
     EXPECT_EQ(recorded(path), twice);
 
     std::filesystem::remove(path); // made anew, at any rate
@@ -113,13 +108,12 @@ TEST_F(Sinks, FileIsAppendedToByOneOutputAtATime)
     // Another file is made anew, even where it takes the place of the first on the disk.
     std::filesystem::remove(path);
     const auto other_path = folder.write("other.wav", "what was there before");
-    play_to(other_path);
+    play_to("wav:" + other_path);
     play(sound);
     EXPECT_EQ(recorded(other_path), sound);
 }
 
-// A program that ends while a callback feeds the device and a listener is told of volumes.
-TEST_F(Sinks, FileIsWholeWhenTheProcessEndsWhileItPlays)
+TEST_F(Sinks, LetTheProcessEndWhileTheyPlay)
 {
     const auto end_while_playing = [&] {
         const test_output out;
@@ -127,15 +121,10 @@ TEST_F(Sinks, FileIsWholeWhenTheProcessEndsWhileItPlays)
         set_callback(out, call);
         sound_manager_set_master_volume_changed_cb([](unsigned int, void *) {}, nullptr);
         audio_out_prepare(out);
-        for (int volume = 0; tonelink_host_get_samples_played() < 2 * sound.size();
-             volume = !volume)
-            sound_manager_set_master_volume(volume);
+        wait_for_samples(1);
         std::exit(0); // which destroys neither of them
     };
     EXPECT_EXIT(end_while_playing(), testing::ExitedWithCode(0), "");
-    const auto heard = recorded(path);
-    ASSERT_GE(heard.size(), 2 * sound.size());
-    for (std::size_t i = 0; i < heard.size(); ++i) ASSERT_EQ(heard[i], sound[i % sound.size()]);
 }
 
 TEST_F(Sinks, DeviceHoldsWhatWasWrittenAndIsToldOnceToBeLost)

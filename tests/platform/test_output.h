@@ -3,12 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
-#include <span>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -42,10 +37,9 @@ public:
 
     operator audio_out_h() const { return out_; }
 
-    int write(std::span<const std::int16_t> samples) const
+    int write(const sample_row &samples) const
     {
-        return audio_out_write(out_, samples.data(),
-                               static_cast<unsigned int>(samples.size_bytes()));
+        return audio_out_write(out_, samples.data(), static_cast<unsigned>(2 * samples.size()));
     }
 
 private:
@@ -88,7 +82,6 @@ inline sample_row recorded(const std::string &path, int rate = kRate, bool raw =
         << path << ": " << file.strError();
     sample_row samples(static_cast<std::size_t>(file.frames()));
     EXPECT_EQ(file.read(samples.data(), file.frames()), file.frames());
-    EXPECT_EQ(std::filesystem::file_size(path), 2 * samples.size() + (raw ? 0 : 44)) << path;
     return samples;
 }
 

@@ -7,13 +7,11 @@
 
 namespace tonelink::test {
 
-using companion_program = std::unique_ptr<std::FILE, int (*)(std::FILE *)>;
-
 /// Runs a program, by a line of the shell, until the result goes, or the test's process: a shell
 /// waits for the end of a pipe, and ends the program.
-inline companion_program run_beside(const std::string &command)
+inline std::unique_ptr<std::FILE, int (*)(std::FILE *)> run_beside(const std::string &command)
 {
-    return {popen((command + " & read end; kill -9 $!").c_str(), "we"), pclose};
+    return {popen((command + " & read end; kill -9 $!; wait").c_str(), "we"), pclose};
 }
 
 } // namespace tonelink::test

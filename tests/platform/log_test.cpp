@@ -1,6 +1,5 @@
 // Where a line goes and how it looks there.
 
-#include <array>
 #include <regex>
 
 #include <pty.h>
@@ -81,9 +80,9 @@ TEST(Log, IsColouredOnATerminalOnly)
         setenv("NO_COLOR", no_color, 1);
         setenv("TERM", type, 1);
         __dlog_print(0, 6, "TAG", "text");
-        std::array<char, 256> text{};
-        EXPECT_GT(read(terminal, text.data(), text.size() - 1), 0);
-        EXPECT_EQ(with_time_as_t(text.data()), shown);
+        char text[256] = "";
+        EXPECT_GT(read(terminal, text, sizeof text - 1), 0);
+        EXPECT_EQ(with_time_as_t(text), shown);
     }
 }
 

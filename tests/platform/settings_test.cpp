@@ -86,28 +86,26 @@ TEST(DeviceAddress, IsThatOfTheFirstAdapterThatBlueZKnows)
 {
     ASSERT_EQ(std::system("which dbus-daemon gdbus python3"), 0);
     const scratch_folder folder;
-    const auto bus = folder.file("bus");
-    const auto call = [](const std::string &method) {
-        const auto bluez =
-            "gdbus call --system --dest org.bluez --object-path / --method " + method;
-        return std::system(bluez.c_str()) == 0;
+    const auto bus = "unix:path=" + folder.file("bus");
+    const auto call = [](const std::string &name, const std::string &method) {
+        const auto line = "gdbus call --system --object-path / --dest " + name + " --method ";
+        return std::system((line + method).c_str()) == 0;
     };
     setenv("TONELINK_BT_ADDRESS", "", 1); // as if it were not there
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
     expect_no_adapter("no system bus: No such file or directory");
-    const auto daemon =
-        run_beside("dbus-daemon --session --nofork --nopidfile --address=unix:path=" + bus);
-    wait_until([&] { return std::filesystem::exists(bus); });
+    const auto daemon = run_beside("dbus-daemon --session --nofork --nopidfile --address=" + bus);
+    wait_until([&] { return call("org.freedesktop.DBus", "org.freedesktop.DBus.Peer.Ping"); });
     expect_no_adapter("BlueZ does not run");
     const auto bluez = run_beside("/usr/bin/python3 -m dbusmock --template bluez5 --system");
-    wait_until([&] { return call("org.freedesktop.DBus.Peer.Ping"); });
+    wait_until([&] { return call("org.bluez", "org.freedesktop.DBus.Peer.Ping"); });
     expect_no_adapter("BlueZ knows of none");
 
     // The stand-in makes the address of hciN from its last digit.
     for (const auto &[added, expected] :
          {std::pair{"hci10", "00:01:02:03:04:05"}, std::pair{"hci2", "02:03:04:05:06:07"},
           std::pair{"hci3", "02:03:04:05:06:07"}, std::pair{"hci1", "01:02:03:04:05:06"}}) {
-        ASSERT_TRUE(call(std::string{"org.bluez.Mock.AddAdapter "} + added + " machine"));
+        ASSERT_TRUE(call("org.bluez", "org.bluez.Mock.AddAdapter " + std::string{added} + " it"));
         EXPECT_EQ(device_address(), expected) << "with " << added << ": " << last_error();
     }
 }

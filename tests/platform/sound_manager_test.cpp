@@ -8,44 +8,38 @@ namespace tonelink::test {
 
 namespace {
 
-using volume_row = std::vector<unsigned int>;
+using volume_row = std::vector<int>;
 
 /// What a listener was told; to be read once no more comes.
 struct recorded_volumes {
     volume_row all;
-    std::atomic<unsigned int> last{~0u};
+    std::atomic<int> last{-1};
 };
 
 void note(unsigned int volume, void *user_data)
 {
     auto &told = *static_cast<recorded_volumes *>(user_data);
-    told.all.push_back(volume);
-    told.last = volume;
+    told.all.push_back(static_cast<int>(volume));
+    told.last = told.all.back();
 }
 
 /// Sets a volume that is the last, and waits until it is told.
-volume_row told_up_to(unsigned int last, const recorded_volumes &told)
+volume_row told_up_to(int last, const recorded_volumes &told)
 {
-    EXPECT_EQ(sound_manager_set_master_volume(static_cast<int>(last)), 0);
+    EXPECT_EQ(sound_manager_set_master_volume(last), 0);
     wait_until([&] { return told.last == last; });
     return told.all;
 }
 
-template <class Get, class... Type> int value_of(Get get, Type... type)
-{
-    int value = -1;
-    EXPECT_EQ(get(type..., &value), 0);
-    return value;
-}
-
-using state = std::vector<int>;
-
 /// The master volume, those of types 1 and 7, the floor, and the level that is heard.
-state volumes()
+volume_row volumes()
 {
-    return {value_of(sound_manager_get_tv_master_volume), value_of(sound_manager_get_volume, 1),
-            value_of(sound_manager_get_volume, 7), tonelink_host_get_ultrasound_floor(),
-            tonelink_host_get_heard_level()};
+    int master = -1, one = -1, seven = -1;
+    EXPECT_EQ(sound_manager_get_tv_master_volume(&master), 0);
+    EXPECT_EQ(sound_manager_get_volume(1, &one), 0);
+    EXPECT_EQ(sound_manager_get_volume(7, &seven), 0);
+    const int floor = tonelink_host_get_ultrasound_floor();
+    return {master, one, seven, floor, tonelink_host_get_heard_level()};
 }
 
 } // namespace
@@ -54,10 +48,10 @@ TEST(SoundManager, KeepsVolumesWithinTheirLimits)
 {
     for (const auto &[floor, heard] : {std::pair{10, 10}, {8, 8}, {7, 8}}) {
         ASSERT_EQ(sound_manager_set_ultrasound_volume_min(floor), 0);
-        EXPECT_EQ(volumes(), (state{20, 8, 8, floor, heard}));
+        EXPECT_EQ(volumes(), (volume_row{20, 8, 8, floor, heard}));
     }
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), 0);
-    EXPECT_EQ(volumes(), (state{20, 8, 8, -1, 8}));
+    EXPECT_EQ(volumes(), (volume_row{20, 8, 8, -1, 8}));
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), kInvalidOperation);
     for (const int result :
          {sound_manager_set_master_volume(0), sound_manager_set_master_volume(100),
@@ -74,7 +68,7 @@ TEST(SoundManager, KeepsVolumesWithinTheirLimits)
           sound_manager_get_master_volume(nullptr), sound_manager_get_tv_master_volume(nullptr),
           sound_manager_get_volume(1, nullptr), sound_manager_get_max_volume(1, nullptr)})
         EXPECT_EQ(result, kInvalidParameter);
-    EXPECT_EQ(volumes(), (state{100, 0, 15, 0, 0}));
+    EXPECT_EQ(volumes(), (volume_row{100, 0, 15, 0, 0}));
 }
 
 TEST(VolumeListener, IsToldOfEveryChangeInOrder)
@@ -83,10 +77,10 @@ TEST(VolumeListener, IsToldOfEveryChangeInOrder)
     EXPECT_EQ(sound_manager_set_master_volume_changed_cb(nullptr, nullptr), kInvalidParameter);
     ASSERT_EQ(sound_manager_set_master_volume_changed_cb(note, &told), 0);
     volume_row changes;
-    for (unsigned int volume = 0; volume <= 100; ++volume) {
+    for (int volume = 0; volume <= 100; ++volume) {
         changes.push_back(volume);
         for (int repeated = 0; repeated < 2; ++repeated) // no change, no news
-            ASSERT_EQ(sound_manager_set_master_volume(static_cast<int>(volume)), 0);
+            ASSERT_EQ(sound_manager_set_master_volume(volume), 0);
     }
     EXPECT_EQ(told_up_to(100, told), changes);
 
@@ -96,7 +90,7 @@ TEST(VolumeListener, IsToldOfEveryChangeInOrder)
             for (int i = 0; i < 200; ++i) sound_manager_set_master_volume(10 * number + i % 7);
         });
     threads.clear();
-    const auto last = static_cast<unsigned int>(volumes()[0]);
+    const int last = volumes()[0];
     const auto all = told_up_to(100, told);
     EXPECT_EQ(all[all.size() - 2], last);
     EXPECT_EQ(std::ranges::adjacent_find(all), all.end());

@@ -19,9 +19,8 @@ constexpr std::size_t kBurst = 23170;
 /// Starts, plays into a write of five copies, and stops.
 void transmit(int32_t (*start)(int32_t packet_type), int32_t (*stop)())
 {
-    const auto before = tonelink_host_get_samples_played();
     ASSERT_EQ(start(2), 1) << last_error();
-    wait_for_samples(before + 1);
+    wait_for_samples(tonelink_host_get_samples_played() + 1);
     ASSERT_EQ(stop(), 1);
 }
 
@@ -44,17 +43,17 @@ TEST(Transmission, IsTheSameInAFileAndThroughASoundServer)
     for (const char *variable : {"HOME", "XDG_RUNTIME_DIR"})
         setenv(variable, folder.file("").c_str(), 1);
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + folder.file("no-bus")).c_str(), 1);
-    setenv("PULSE_SERVER", ("unix:" + folder.file("socket")).c_str(), 1);
-    const auto server =
-        run_beside("pulseaudio -n -F /dev/null --daemonize=no --use-pid-file=no --exit-idle-time=-1"
-                   " --disable-shm=yes -L 'module-native-protocol-unix auth-anonymous=1 socket=" +
-                   folder.file("socket") +
-                   "' -L 'module-null-sink sink_name=speaker format=s16le rate=44100 channels=1'");
+    const auto socket = folder.file("socket");
+    setenv("PULSE_SERVER", ("unix:" + socket).c_str(), 1);
+    const auto server = run_beside(
+        "pulseaudio -n --daemonize=no --use-pid-file=no --exit-idle-time=-1 --disable-shm=yes"
+        " -L 'module-null-sink sink_name=speaker format=s16le rate=44100 channels=1'"
+        " -L 'module-native-protocol-unix auth-anonymous=1 socket=" +
+        socket + "'");
     wait_until([] { return std::system("pactl info") == 0; });
     const auto monitor = folder.file("monitor.raw");
-    const auto recorder = run_beside("parec --device=speaker.monitor --format=s16le --rate=44100"
-                                     " --channels=1 --raw --latency-msec=20 >" +
-                                     monitor);
+    const auto recorder = run_beside(
+        "parec --device=speaker.monitor --rate=44100 --channels=1 --latency-msec=20 >" + monitor);
     wait_until([&] { return !bytes_of(monitor).empty(); });
 
     const auto plugin = folder.write("asoundrc", "pcm.desktop { type pulse }\n");

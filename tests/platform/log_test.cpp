@@ -1,136 +1,88 @@
 // Where a line goes and how it looks there.
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
+#include <regex>
 
-#include <fnmatch.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include "tonelink_platform/host.h"
+#include "test_output.h"
 
 namespace tonelink::test {
 
 namespace {
 
-using text_lines = std::vector<std::string>;
+std::string with_time_as_t(const std::string &text)
+{
+    static const std::regex time{R"([0-2]\d:[0-5]\d:[0-6]\d\.\d{3})"};
+    return std::regex_replace(text, time, "T");
+}
 
-/// The lines that `act` writes to standard error, without the time of day that each begins with.
-template <class Act> text_lines lines_of(Act act)
+/// What `act` writes to standard error, where T stands for each time of day.
+template <class Act> std::string written_by(Act act)
 {
     testing::internal::CaptureStderr();
     act();
-    std::istringstream text{testing::internal::GetCapturedStderr()};
-    text_lines lines;
-    for (std::string line; std::getline(text, line);) {
-        constexpr auto kTime = "[0-2][0-9]:[0-5][0-9]:[0-6][0-9].[0-9][0-9][0-9] *";
-        EXPECT_EQ(fnmatch(kTime, line.c_str(), 0), 0) << line;
-        lines.push_back(line.substr(13));
-    }
-    return lines;
-}
-
-/// What a terminal shows of an error logged while standard error is that terminal.
-std::string shown_on_terminal()
-{
-    int master = -1, slave = -1;
-    EXPECT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
-    const int before = dup(STDERR_FILENO);
-    dup2(slave, STDERR_FILENO);
-    __dlog_print(0, 6, "TAG", "text");
-    dup2(before, STDERR_FILENO);
-    std::array<char, 256> text{};
-    EXPECT_GT(read(master, text.data(), text.size() - 1), 0);
-    for (const int descriptor : {master, slave, before}) close(descriptor);
-    return text.data();
+    return with_time_as_t(testing::internal::GetCapturedStderr());
 }
 
 } // namespace
 
-TEST(Log, IsSilentUnlessToldOtherwise)
+// Whether there is a syslog or not: LOG_PERROR shows what is on its way there.
+TEST(Log, MakesOneLineOfACallWhereItIsWanted)
 {
-    unsetenv("TONELINK_LOG");
+    const std::string long_word(2000, 'x');
+    const auto text = "  common: \n address_=AA\r\n" + long_word + " 100 %d \n\n";
+    const auto line = " TAG:   common: address_=AA " + long_word + " 100 %d\n";
     openlog("test", LOG_PERROR, LOG_USER);
-    EXPECT_EQ(lines_of([] { __dlog_print(0, 4, "TAG", "%s", "unheard"); }), text_lines{});
-    EXPECT_EQ(tonelink_host_set_log("nowhere"), -22);
-    EXPECT_EQ(__dlog_print(0, 4, nullptr, "%d", 1), -22);
-    EXPECT_EQ(__dlog_print(0, 4, "TAG", nullptr), -22);
-}
-
-TEST(Log, MakesOneLineOfACall)
-{
-    setenv("TONELINK_LOG", "stderr", 1);
-    const std::string long_text(2000, 'x');
-    for (const auto &[priority, text, line] : {
-             std::tuple{4, std::string{"common: plain"}, std::string{"I TAG: common: plain"}},
-             {4, "ENTER\n", "I TAG: ENTER"},
-             {4, "common: \n address_=AA \n\n", "I TAG: common: address_=AA"},
-             {4, "\n", "I TAG: "},
-             {2, "a\r\nb", "V TAG: a b"},
-             {3, "  indented", "D TAG:   indented"},
-             {5, "w", "W TAG: w"},
-             {6, "e", "E TAG: e"},
-             {7, "f", "F TAG: f"},
-             {99, "?", "I TAG: ?"},
-             {4, long_text, "I TAG: " + long_text},
-         })
-        EXPECT_EQ(
-            lines_of([&, p = priority, t = text.c_str()] { __dlog_print(0, p, "TAG", "%s", t); }),
-            text_lines{line});
+    int priority = 2; // and on: the last one is none
+    for (const auto &[letter, level] :
+         {std::pair{'V', LOG_DEBUG}, std::pair{'D', LOG_DEBUG}, std::pair{'I', LOG_INFO},
+          std::pair{'W', LOG_WARNING}, std::pair{'E', LOG_ERR}, std::pair{'F', LOG_CRIT},
+          std::pair{'I', LOG_INFO}}) {
+        setlogmask(LOG_MASK(level));
+        const auto written_to = [&](const char *target) {
+            setenv("TONELINK_LOG", target, 1);
+            return written_by([&] { __dlog_print(0, priority, "TAG", "%s", text.c_str()); });
+        };
+        EXPECT_EQ(written_to(""), "");
+        EXPECT_EQ(written_to("syslog"), "test:" + line);
+        EXPECT_EQ(written_to("stderr"), std::string{"T "} + letter + line);
+        ++priority;
+    }
+    for (const int result : {tonelink_host_set_log("nowhere"), __dlog_print(0, 4, nullptr, "%d", 1),
+                             __dlog_print(0, 4, "TAG", nullptr)})
+        EXPECT_EQ(result, kInvalidParameter);
 }
 
 TEST(Log, LinesOfSeveralThreadsStayWhole)
 {
     ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
-    constexpr std::size_t kThreads = 4, kLines = 200;
-    const std::string text(100, '7');
-    auto lines = lines_of([&] {
-        std::vector<std::thread> threads;
-        for (std::size_t thread = 0; thread < kThreads; ++thread)
-            threads.emplace_back([&, thread] {
-                for (std::size_t i = 0; i < kLines; ++i)
-                    __dlog_print(0, 4, "TAG", "%zu says %s", thread, text.c_str());
-            });
-        for (auto &thread : threads) thread.join();
-    });
-    std::ranges::sort(lines);
-    ASSERT_EQ(lines.size(), kThreads * kLines);
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        ASSERT_EQ(lines[i], "I TAG: " + std::to_string(i / kLines) + " says " + text);
+    const auto log_lines = [] {
+        for (int line = 0; line < 400; ++line) __dlog_print(0, 4, "TAG", "some words");
+    };
+    const auto written = written_by([&] { const std::jthread one{log_lines}, other{log_lines}; });
+    std::string expected;
+    for (int line = 0; line < 2 * 400; ++line) expected += "T I TAG: some words\n";
+    EXPECT_EQ(written, expected);
 }
 
 TEST(Log, IsColouredOnATerminalOnly)
 {
     ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
-    setenv("TERM", "xterm", 1);
-    unsetenv("NO_COLOR");
-    EXPECT_NE(shown_on_terminal().find("\033[31mE\033[0m TAG: text\r\n"), std::string::npos);
-    for (const auto &[name, value] : {std::pair{"NO_COLOR", "1"}, std::pair{"TERM", "dumb"}}) {
-        setenv(name, value, 1);
-        EXPECT_EQ(shown_on_terminal().find('\033'), std::string::npos) << name;
-        unsetenv("NO_COLOR");
-    }
-}
-
-// Whether there is a syslog or not: LOG_PERROR shows what is on its way there.
-TEST(Log, GoesToSyslog)
-{
-    ASSERT_EQ(tonelink_host_set_log("syslog"), 0);
-    openlog("test", LOG_PERROR, LOG_USER);
-    for (const auto &[priority, level] :
-         {std::pair{2, LOG_DEBUG}, std::pair{3, LOG_DEBUG}, std::pair{4, LOG_INFO},
-          std::pair{5, LOG_WARNING}, std::pair{6, LOG_ERR}, std::pair{7, LOG_CRIT}}) {
-        setlogmask(LOG_MASK(level));
-        testing::internal::CaptureStderr();
-        __dlog_print(0, priority, "TAG", "100 %%\n\n");
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "test: TAG: 100 %\n") << priority;
+    int terminal = -1, standard_error = -1;
+    ASSERT_EQ(openpty(&terminal, &standard_error, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(dup2(standard_error, STDERR_FILENO), STDERR_FILENO);
+    for (const auto &[no_color, type, shown] :
+         {std::tuple{"", "xterm", "\033[2mT \033[0m\033[31mE\033[0m TAG: text\r\n"},
+          {"1", "xterm", "T E TAG: text\r\n"},
+          {"", "dumb", "T E TAG: text\r\n"}}) {
+        setenv("NO_COLOR", no_color, 1);
+        setenv("TERM", type, 1);
+        __dlog_print(0, 6, "TAG", "text");
+        char text[256] = "";
+        EXPECT_GT(read(terminal, text, sizeof text - 1), 0);
+        EXPECT_EQ(with_time_as_t(text), shown);
     }
 }
 
@@ -138,21 +90,19 @@ TEST(Log, GoesToSyslog)
 // program.
 TEST(Log, TellsOnceWhatTheHostCouldNotDo)
 {
-    EXPECT_EQ(tonelink_host_get_last_error(nullptr, 0), 0u);
+    EXPECT_EQ(last_error(), "");
     setenv("TONELINK_LOG", "nowhere", 1);
-    setenv("TONELINK_BT_ADDRESS", "hci0", 1);
-    char *address = nullptr;
-    const auto lines = lines_of([&] {
-        EXPECT_EQ(bt_adapter_get_address(&address), -22);
+    setenv("TONELINK_AUDIO", "elsewhere", 1);
+    const auto written = written_by([] {
+        EXPECT_EQ(audio_out_prepare(test_output{}), kNotOpened);
         __dlog_print(0, 4, "TAG", "next");
     });
-    const std::string words =
-        "TONELINK_BT_ADDRESS is \"hci0\"; it can be an address like AA:BB:CC:DD:EE:FF";
-    EXPECT_EQ(lines, (text_lines{"E TONE_LINK_HOST: TONELINK_LOG is \"nowhere\"; it can be "
-                                 "stderr, syslog or none",
-                                 "E TONE_LINK_HOST: " + words, "I TAG: next"}));
+    EXPECT_EQ(written,
+              "T E TONE_LINK_HOST: TONELINK_LOG is \"nowhere\"; it can be stderr, syslog or "
+              "none\nT E TONE_LINK_HOST: " +
+                  last_error() + "\nT I TAG: next\n");
     std::string text(7, '?');
-    EXPECT_EQ(tonelink_host_get_last_error(text.data(), 5), words.size());
+    EXPECT_EQ(tonelink_host_get_last_error(text.data(), 5), last_error().size());
     EXPECT_EQ(text, std::string("TONE\0??", 7));
 }
 

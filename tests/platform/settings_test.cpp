@@ -1,109 +1,113 @@
-// What the environment sets and the program overrules: the device address, the AV product, the
-// sink.
+// The device address, the AV product and the sink: what the environment sets and the program
+// overrules; and the address of the machine's adapter, from BlueZ, for which a stand-in runs on a
+// bus of the test's own.
 
-#include <cstdlib>
-#include <functional>
-
+#include "companion_program.h"
 #include "test_output.h"
 
 namespace tonelink::test {
 
 namespace {
 
-constexpr int kInvalidParameter = -22;
 constexpr const char *kAvProductKey = "com.orvane/featureconf/tonelink.set_volume_av_type";
+
+/// The machine's Bluetooth address, or the result code.
+std::string device_address()
+{
+    char *text = nullptr;
+    const int result = bt_adapter_get_address(&text);
+    const std::string answer = text != nullptr ? text : std::to_string(result);
+    std::free(text);
+    return answer;
+}
 
 std::string av_product()
 {
     bool value = false;
     const int result = system_info_get_custom_bool(kAvProductKey, &value);
-    return result == 0 ? std::to_string(value) : std::to_string(result);
+    return std::to_string(result == 0 ? value : result);
 }
 
-std::string prepared()
+/// Sets a variable to `one` and has the program set `other` in its place; `get` tells what is in
+/// force, or the result code, which is `failure` where the text in force cannot be used.
+void expect_setting(const std::string &variable, int (*set)(const char *text), std::string (*get)(),
+                    const char *one, const char *other, const std::string &both_got,
+                    const std::vector<const char *> &unusable, const std::string &usable,
+                    const std::string &failure)
 {
-    const test_output out;
-    return std::to_string(audio_out_prepare(out));
+    setenv(variable.c_str(), one, 1);
+    const auto got = get();
+    EXPECT_EQ(set(other), 0);
+    for (const char *text : unusable) EXPECT_EQ(set(text), kInvalidParameter) << text;
+    EXPECT_EQ(got + ' ' + get(), both_got);
+    EXPECT_EQ(set(nullptr), 0);
+    EXPECT_EQ(get(), got);
+    for (const char *text : unusable) {
+        setenv(variable.c_str(), text, 1);
+        EXPECT_EQ(get(), failure);
+        EXPECT_EQ(last_error(), variable + " is \"" + text + "\"; it can be " + usable);
+    }
 }
 
-int set_av_product(const char *value)
+void expect_no_adapter(const std::string &why)
 {
-    return tonelink_host_set_av_product(value == nullptr ? -1 : std::atoi(value));
+    EXPECT_EQ(device_address(), "-29359870");
+    EXPECT_EQ(last_error(), "no Bluetooth adapter: " + why +
+                                "; TONELINK_BT_ADDRESS=AA:BB:CC:DD:EE:FF can stand in");
 }
-
-struct setting {
-    const char *variable;
-    std::function<int(const char *)> set;
-    std::function<std::string()> get; // what is in force, or the result code
-    std::vector<std::pair<const char *, const char *>> usable; // and what is got
-    std::vector<const char *> unusable, unusable_to_the_program;
-    std::string failure, words;
-};
-
-const setting kSettings[] = {
-    {"TONELINK_BT_ADDRESS",
-     tonelink_host_set_bluetooth_address,
-     device_address,
-     {{"00:1a:7D:da:71:0f", "00:1A:7D:DA:71:0F"}, {"AA:BB:CC:DD:EE:FF", "AA:BB:CC:DD:EE:FF"}},
-     {"AA:BB:CC:DD:EE", "AA:BB:CC:DD:EE:FF:", "AA-BB-CC-DD-EE-FF", "AA:BB:CC:DD:EE:FG",
-      "A:BB:CC:DD:EE:FFF"},
-     {"hci0"},
-     "-22",
-     "an address like AA:BB:CC:DD:EE:FF"},
-    {"TONELINK_AV_PRODUCT",
-     set_av_product,
-     av_product,
-     {{"1", "1"}, {"0", "0"}},
-     {"yes", "01"},
-     {"2", "-2"},
-     "-22",
-     "0 or 1"},
-    {"TONELINK_AUDIO",
-     tonelink_host_set_audio,
-     prepared,
-     {{"null", "0"}, {"wav:/", "-26214399"}},
-     {"wav", "wav:", "WAV:a", "alsa:", "null:a"},
-     {"mp3:a.mp3"},
-     "-26214399",
-     "wav:PATH, alsa, alsa:DEVICE or null"},
-};
 
 } // namespace
 
 TEST(Settings, ComeFromTheEnvironmentUnlessTheProgramSetsThem)
 {
-    for (const setting &tested : kSettings) {
-        SCOPED_TRACE(tested.variable);
-        const auto &[one, other] = std::pair{tested.usable[0], tested.usable[1]};
-        setenv(tested.variable, one.first, 1);
-        EXPECT_EQ(tested.get(), one.second);
-        EXPECT_EQ(tested.set(other.first), 0);
-        EXPECT_EQ(tested.get(), other.second);
-        for (const char *text : tested.unusable_to_the_program)
-            EXPECT_EQ(tested.set(text), kInvalidParameter) << text;
-        EXPECT_EQ(tested.get(), other.second);
-        EXPECT_EQ(tested.set(nullptr), 0);
-        EXPECT_EQ(tested.get(), one.second);
-        for (const char *text : tested.unusable) {
-            setenv(tested.variable, text, 1);
-            EXPECT_EQ(tested.get(), tested.failure);
-            EXPECT_EQ(last_error(), std::string{tested.variable} + " is \"" + text +
-                                        "\"; it can be " + tested.words);
-        }
-    }
-    setenv("TONELINK_AV_PRODUCT", "", 1);
-    EXPECT_EQ(av_product(), "0");
-}
-
-TEST(Settings, CallsNeedTheirArguments)
-{
+    expect_setting(
+        "TONELINK_BT_ADDRESS", tonelink_host_set_bluetooth_address, device_address,
+        "00:1a:7D:da:71:0f", "AA:BB:CC:DD:EE:FF", "00:1A:7D:DA:71:0F AA:BB:CC:DD:EE:FF",
+        {"AA:BB:CC:DD:EE", "AA:BB:CC:DD:EE:FF:", "AA-BB-CC-DD-EE-FF", "AA:BB:CC:DD:EE:FG"},
+        "an address like AA:BB:CC:DD:EE:FF", "-22");
+    const auto set_av_product = [](const char *text) {
+        return tonelink_host_set_av_product(text != nullptr ? std::atoi(text) : -1);
+    };
+    expect_setting("TONELINK_AV_PRODUCT", set_av_product, av_product, "1", "0", "1 0", {"2", "-2"},
+                   "0 or 1", "-22");
+    const auto prepared = [] { return std::to_string(audio_out_prepare(test_output{})); };
+    expect_setting("TONELINK_AUDIO", tonelink_host_set_audio, prepared, "null", "wav:/",
+                   "0 -26214399", {"wav", "wav:", "WAV:a", "alsa:", "null:a"},
+                   "wav:PATH, alsa, alsa:DEVICE or null", "-26214399");
     bool value = true;
     for (const int result :
          {system_info_get_custom_bool("com.orvane/featureconf/other", &value),
           system_info_get_custom_bool(nullptr, &value),
           system_info_get_custom_bool(kAvProductKey, nullptr), bt_adapter_get_address(nullptr)})
         EXPECT_EQ(result, kInvalidParameter);
-    EXPECT_TRUE(value);
+}
+
+TEST(DeviceAddress, IsThatOfTheFirstAdapterThatBlueZKnows)
+{
+    ASSERT_EQ(std::system("which dbus-daemon gdbus python3"), 0);
+    const scratch_folder folder;
+    const auto bus = "unix:path=" + folder.file("bus");
+    const auto call = [](const std::string &name, const std::string &method) {
+        const auto line = "gdbus call --system --object-path / --dest " + name + " --method ";
+        return std::system((line + method).c_str()) == 0;
+    };
+    setenv("TONELINK_BT_ADDRESS", "", 1); // as if it were not there
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
+    expect_no_adapter("no system bus: No such file or directory");
+    const auto daemon = run_beside("dbus-daemon --session --nofork --nopidfile --address=" + bus);
+    wait_until([&] { return call("org.freedesktop.DBus", "org.freedesktop.DBus.Peer.Ping"); });
+    expect_no_adapter("BlueZ does not run");
+    const auto bluez = run_beside("/usr/bin/python3 -m dbusmock --template bluez5 --system");
+    wait_until([&] { return call("org.bluez", "org.freedesktop.DBus.Peer.Ping"); });
+    expect_no_adapter("BlueZ knows of none");
+
+    // The stand-in makes the address of hciN from its last digit.
+    for (const auto &[added, expected] :
+         {std::pair{"hci10", "00:01:02:03:04:05"}, std::pair{"hci2", "02:03:04:05:06:07"},
+          std::pair{"hci3", "02:03:04:05:06:07"}, std::pair{"hci1", "01:02:03:04:05:06"}}) {
+        ASSERT_TRUE(call("org.bluez", "org.bluez.Mock.AddAdapter " + std::string{added} + " it"));
+        EXPECT_EQ(device_address(), expected) << "with " << added << ": " << last_error();
+    }
 }
 
 } // namespace tonelink::test

@@ -3,13 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <span>
-#include <string>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -26,6 +20,10 @@ using sample_row = std::vector<std::int16_t>;
 constexpr int kRate = 44100;
 constexpr std::size_t kPeriodSamples = kRate / 100; // 10 ms
 
+constexpr int kInvalidParameter = -22;
+constexpr int kInvalidOperation = -38;
+constexpr int kNotOpened = -26214399;
+
 /// An output that is destroyed with the scope.
 class test_output {
 public:
@@ -39,32 +37,31 @@ public:
 
     operator audio_out_h() const { return out_; }
 
-    int write(std::span<const std::int16_t> samples) const
+    int write(const sample_row &samples) const
     {
-        return audio_out_write(out_, samples.data(),
-                               static_cast<unsigned int>(samples.size_bytes()));
+        return audio_out_write(out_, samples.data(), static_cast<unsigned>(2 * samples.size()));
     }
 
 private:
     audio_out_h out_ = nullptr;
 };
 
+/// A stream callback made of a function object.
+using stream_callback = std::function<void(audio_out_h out, std::size_t nbytes)>;
+
+inline int set_callback(audio_out_h out, stream_callback &call)
+{
+    const auto pass_on = [](audio_out_h o, size_t nbytes, void *user_data) {
+        (*static_cast<stream_callback *>(user_data))(o, nbytes);
+    };
+    return audio_out_set_stream_cb(out, pass_on, &call);
+}
+
 inline std::string last_error()
 {
     std::string text(tonelink_host_get_last_error(nullptr, 0), '\0');
     tonelink_host_get_last_error(text.data(), text.size() + 1);
     return text;
-}
-
-/// The machine's Bluetooth address, or the result code.
-inline std::string device_address()
-{
-    char *text = nullptr;
-    const int result = bt_adapter_get_address(&text);
-    EXPECT_EQ(result == 0, text != nullptr);
-    const std::string answer = result == 0 ? text : std::to_string(result);
-    std::free(text);
-    return answer;
 }
 
 /// Plays a row on an output of its own; a failed test when it cannot be played.
@@ -75,25 +72,16 @@ inline void play(const sample_row &samples, int rate = kRate)
     EXPECT_EQ(out.write(samples), static_cast<int>(2 * samples.size()));
 }
 
-/// The samples of a mono WAV file of this rate; a failed test when it is none.
-inline sample_row recorded(const std::string &path, int rate = kRate)
+/// The samples of a mono file of this rate, with a header or `raw`; a failed test when it is none.
+inline sample_row recorded(const std::string &path, int rate = kRate, bool raw = false)
 {
-    SndfileHandle file{path};
-    EXPECT_EQ(file.error(), 0) << path << ": " << file.strError();
-    EXPECT_EQ(file.format(), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-    EXPECT_EQ(file.channels(), 1);
-    EXPECT_EQ(file.samplerate(), rate);
+    const int format = (raw ? SF_FORMAT_RAW : SF_FORMAT_WAV) | SF_FORMAT_PCM_16;
+    SndfileHandle file{path, SFM_READ, format, 1, rate};
+    EXPECT_EQ(std::tuple(file.format(), file.channels(), file.samplerate()),
+              std::tuple(format, 1, rate))
+        << path << ": " << file.strError();
     sample_row samples(static_cast<std::size_t>(file.frames()));
     EXPECT_EQ(file.read(samples.data(), file.frames()), file.frames());
-    return samples;
-}
-
-/// The samples of a file that holds nothing else; none when it is not there.
-inline sample_row raw_samples(const std::string &path)
-{
-    const auto bytes = bytes_of(path);
-    sample_row samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), 2 * samples.size());
     return samples;
 }
 
@@ -112,7 +100,7 @@ inline void wait_for_samples(std::uint64_t count)
 inline std::ptrdiff_t host_threads()
 {
     const std::filesystem::directory_iterator threads{"/proc/self/task"};
-    return std::count_if(begin(threads), end(threads), [](const auto &thread) {
+    return std::ranges::count_if(threads, [](const auto &thread) {
         return bytes_of(thread.path() / "comm").starts_with("tonelink-");
     });
 }

@@ -82,11 +82,6 @@ TEST(Transforms, MeetTheIndependentModel)
     }
 }
 
-TEST(Transforms, ReadATableOfSines)
-{
-    EXPECT_EQ(test::hash16(Sinewave), "73e1daf45422f10d"); // of the independent model, too
-}
-
 TEST(Transforms, RefuseSizesOutOfRangeAndLeaveOnePoint)
 {
     const auto data = noise(16384, /*seed=*/7);

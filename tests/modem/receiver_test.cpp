@@ -32,53 +32,43 @@ using samples = std::vector<int16_t>;
 
 struct call_result {
     int32_t status = 0;
-    int32_t *words = nullptr;
-    int32_t *length = nullptr;
     std::vector<int32_t> records;
-
-    bool stored_nothing() const { return words == nullptr && length == nullptr; }
 };
-
-call_result call_receiver(snfc_state **state, const int16_t *block, int32_t count, int32_t nbits)
-{
-    call_result call;
-    call.status = receiver_snfc(state, block, count, &call.words, &call.length, nbits);
-    if (call.words != nullptr) call.records.assign(call.words, call.words + *call.length);
-    return call;
-}
 
 call_result receive(open_modem &modem, std::span<const int16_t> block, int32_t nbits)
 {
-    const auto count = static_cast<int32_t>(block.size());
-    const auto call = call_receiver(&modem, block.data(), count, nbits);
-    EXPECT_TRUE(call.length == &modem->results.length && call.words == modem->results.data);
-    return call;
+    int32_t *words = nullptr;
+    int32_t *length = nullptr;
+    const int32_t status = receiver_snfc(&modem, block.data(), static_cast<int32_t>(block.size()),
+                                         &words, &length, nbits);
+    EXPECT_TRUE(length == &modem->results.length && words == modem->results.data);
+    return {status, {words, words + modem->results.length}};
+}
+
+/// What a call says that receives nothing, and so hands out nothing.
+int32_t refusal(snfc_state **state, std::span<const int16_t> block, int32_t nbits)
+{
+    int32_t *words = nullptr;
+    int32_t *length = nullptr;
+    const int32_t status = receiver_snfc(state, block.data(), static_cast<int32_t>(block.size()),
+                                         &words, &length, nbits);
+    EXPECT_TRUE(words == nullptr && length == nullptr) << nbits;
+    return status;
 }
 
 /// Receives a block; what the call says and leaves behind is added as the known answers hash it.
 void receive(open_modem &modem, std::span<const int16_t> block, int32_t nbits,
              std::vector<int32_t> &told)
 {
-    const call_result call = receive(modem, block, nbits);
-    told.push_back(call.status);
-    told.push_back(static_cast<int32_t>(call.records.size()));
-    told.insert(told.end(), call.records.begin(), call.records.end());
+    const auto [status, records] = receive(modem, block, nbits);
+    told.insert(told.end(), {status, static_cast<int32_t>(records.size())});
+    told.insert(told.end(), records.begin(), records.end());
     told.insert(told.end(), {modem->decode_count, modem->repeat_count, modem->agc_gain,
                              modem->fft_fill, modem->decim_phase});
     told.insert(told.end(), modem->msg_bits.data, modem->msg_bits.data + modem->msg_bits.length);
 }
 
 std::vector<uint8_t> contents(const bvec &v) { return {v.data, v.data + v.length}; }
-
-/// The samples at a stream's decimation filter, the newest first and twice, after `block`.
-samples delay_line_after(const samples &block, int32_t spectral_inversion, int32_t invert_phase)
-{
-    open_modem modem;
-    modem->spectral_inversion = spectral_inversion;
-    modem->invert_phase = invert_phase;
-    receive(modem, block, 32);
-    return {modem->dns_delay.data, modem->dns_delay.data + 37};
-}
 
 } // namespace
 
@@ -126,17 +116,14 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
     std::vector<int32_t> told;
     receive(modem, std::span{signal}.first(27000), 32, told);
     EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
-    modem->decim_phase = 7; // as after a block of another length
-    modem->fft_input.data[5] = 5;
-    const snfc_state before = **&modem;
+    modem->decim_phase = 7;                              // as after a block of another length
+    std::fill_n(modem->fft_input.data, 128, int16_t{0}); // what lies there does not matter
+    const int32_t gain = modem->agc_gain;
 
     EXPECT_EQ(reset_snfc(&modem), 1);
-    EXPECT_EQ(std::exchange(modem->fft_input.data[5], int16_t{0}), 5);
-    EXPECT_EQ(stream_of(**&modem), test::silent_stream(before.agc_gain));
-    EXPECT_EQ(modem->repeat_count, 0);
+    EXPECT_EQ(stream_of(**&modem), test::silent_stream(gain));
     EXPECT_TRUE(modem->prev_msg_bytes.length == 0 && modem->msg_bytes.length == 0);
-    EXPECT_EQ(modem->decode_count, before.decode_count);
-    EXPECT_EQ(modem->results.length, before.results.length);
+    EXPECT_GT(modem->results.length, 0);
     EXPECT_EQ(modem.burst(pair32), burst); // remembered
     EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
     EXPECT_TRUE(bits == modem->msg_bits.data && length == 32);
@@ -144,7 +131,6 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
     // The same message is a new one.
     receive(modem, std::span{signal}.last(27000), 32, told);
     EXPECT_EQ(test::hash16<int32_t>(told), "74822c3eab36cf0d");
-    EXPECT_EQ(check_snfc(&modem, &bits, &length), 1);
 }
 
 TEST(Receiver, HandsOutTheMessageInAllItsForms)
@@ -157,46 +143,35 @@ TEST(Receiver, HandsOutTheMessageInAllItsForms)
     EXPECT_EQ((std::vector(records.begin(), records.begin() + 8)),
               (std::vector{1, 0x0123, 0x456789AB, at, 0, 0x0123, 0x456789AB, at + 80}));
     EXPECT_EQ(text_of(contents(modem->msg_bits)), data48);
-
-    // The same again, in a call of its own, and nothing.
-    const auto again = receive(modem, quiet, 48);
-    EXPECT_EQ(again.status, 0);
-    const auto heard = static_cast<int32_t>(records.size() + again.records.size()) / 4;
-    EXPECT_TRUE(modem->repeat_count == heard && modem->decode_count == heard);
+    EXPECT_EQ(receive(modem, quiet, 48).status, 0) << "in a call of its own, but the same";
     const std::vector<uint8_t> bytes = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB};
     EXPECT_TRUE(contents(modem->msg_bytes) == bytes && contents(modem->prev_msg_bytes) == bytes);
     EXPECT_EQ(receive(modem, samples(26000), 48).status, -1);
 
     // A shorter message after it, on the same state; a call without samples forgets its records.
-    EXPECT_EQ(receive(modem, scene{26000, {{data32, 0}}}.samples(), 32).status, 1);
-    EXPECT_EQ(text_of(contents(modem->msg_bits)), data32);
+    EXPECT_EQ(receive(modem, scene{26000, {{data32, 0}}}.samples(), 32).records[1], 0);
     EXPECT_EQ(contents(modem->prev_msg_bytes), (std::vector<uint8_t>{0xDE, 0xAD, 0xBE, 0xEF}));
-    EXPECT_EQ(modem->results.data[1], 0);
     const auto before = stream_of(**&modem);
-    const auto nothing = call_receiver(&modem, nullptr, -7, 32);
-    EXPECT_TRUE(nothing.status == -1 && nothing.words == nullptr && *nothing.length == 0);
-    EXPECT_EQ(stream_of(**&modem), before);
-    EXPECT_EQ(modem->msg_bits.length, 32);
+    const auto [status, none] = receive(modem, {}, 32);
+    EXPECT_TRUE(status == -1 && none.empty() && stream_of(**&modem) == before);
+    EXPECT_EQ(text_of(contents(modem->msg_bits)), data32);
 }
 
 TEST(Receiver, PausesAtTheStartAndTheMiddle)
 {
-    const std::string once = "usleep(1500000)\n", twice = once + once, thrice = twice + once;
-    for (const auto &[count, pauses] : {std::pair<std::size_t, std::string>{0, ""},
-                                        {1, once},
-                                        {2, twice},
-                                        {5, thrice},
-                                        {4410, twice}}) {
+    for (const auto &[count, pauses] :
+         {std::pair<std::size_t, int>{0, 0}, {1, 1}, {2, 2}, {5, 3}, {4410, 2}}) {
         open_modem modem;
+        std::string expected;
+        for (int i = 0; i < pauses; ++i) expected += "usleep(1500000)\n";
         test::platform.reset();
         receive(modem, samples(count), 32);
-        EXPECT_EQ(test::platform.trace(), pauses) << count;
+        EXPECT_EQ(test::platform.trace(), expected) << count;
     }
 
     // A caller's thread may record over the block while the receiver pauses.
     samples block = scene{25000, {{pair32, 500}}}.samples();
     open_modem modem;
-    test::platform.reset();
     test::platform.on("usleep", [&] { std::ranges::fill(block, int16_t{12345}); });
     EXPECT_EQ(receive(modem, block, 32).status, 1);
     test::platform.reset();
@@ -225,13 +200,15 @@ TEST(Receiver, TurnsTheSpectrumAsItsStateSays)
     // Nothing negated; samples 1, 3, 5, ...; samples 0, 2, 4, ...
     for (const auto &[inversion, phase, first] :
          {std::tuple{0, 0, 38u}, {0, 1, 38u}, {1, 0, 1u}, {2, 0, 1u}, {1, 1, 0u}, {1, -2, 0u}}) {
-        samples line = shifted;
-        for (std::size_t i = first; i < line.size(); i += 2)
-            line[i] = static_cast<int16_t>(-line[i]);
-        line.erase(line.begin(), line.begin() + 2);
-        line.push_back(line.back());
-        std::ranges::reverse(line);
-        EXPECT_EQ(delay_line_after(block, inversion, phase), line) << inversion << ' ' << phase;
+        open_modem modem;
+        modem->spectral_inversion = inversion;
+        modem->invert_phase = phase;
+        receive(modem, block, 32);
+        for (std::size_t i = 2; i < 38; ++i) { // the delay line has the newest first
+            const bool is_negated = i >= first && i % 2 == first % 2;
+            EXPECT_EQ(modem->dns_delay.data[38 - i], is_negated ? -shifted[i] : shifted[i])
+                << inversion << ' ' << phase << ' ' << i;
+        }
     }
 }
 
@@ -239,17 +216,13 @@ TEST(Receiver, RefusesWithNothingChanged)
 {
     const samples signal(100, 1000);
     snfc_state *none = nullptr;
-    const auto without_state = call_receiver(&none, signal.data(), 100, 32);
-    EXPECT_TRUE(without_state.status == -2 && without_state.stored_nothing());
+    EXPECT_EQ(refusal(&none, signal, 32), -2);
     EXPECT_TRUE(reset_snfc(&none) == -2 && check_snfc(&none, nullptr, nullptr) == -1);
 
     open_modem modem;
     modem->rx_status = 1;
     test::platform.reset();
-    for (const int32_t nbits : {0, 16, 33, 64, -32}) {
-        const auto call = call_receiver(&modem, signal.data(), 100, nbits);
-        EXPECT_TRUE(call.status == -3 && call.stored_nothing()) << nbits;
-    }
+    for (const int32_t nbits : {0, 16, 33, 64, -32}) EXPECT_EQ(refusal(&modem, signal, nbits), -3);
     EXPECT_EQ(stream_of(**&modem), test::silent_stream(256));
     EXPECT_TRUE(modem->rx_status == 1 && test::platform.trace() == "");
 }
@@ -258,38 +231,32 @@ TEST(Receiver, WithoutMemoryTheStreamStandsStill)
 {
     const samples signal = scene{52000, {{data48, 1000, 2}, {pair32, 26000, 2}}}.samples();
     const auto rest = std::span{signal}.last(26000);
-    std::size_t n = 0;
-    for (bool has_failed = true; has_failed; ++n) {
+    for (std::size_t n = 0; n < 6; ++n) { // the receiver, samples, records and three messages
         open_modem modem;
         receive(modem, std::span{signal}.first(26000), 48);
         const auto before = stream_of(**&modem);
         const int32_t phase = sInfoRx.phase;
-        const test::failing_allocation failure{n};
-        const auto refused = call_receiver(&modem, rest.data(), 26000, 32);
-        has_failed = failure.happened();
-        if (!has_failed) break;
-        EXPECT_TRUE(refused.status == -4 && refused.stored_nothing()) << n;
+        {
+            const test::failing_allocation failure{n};
+            EXPECT_EQ(refusal(&modem, rest, 32), -4) << n;
+        }
         EXPECT_TRUE(stream_of(**&modem) == before && sInfoRx.phase == phase) << n;
         EXPECT_TRUE(modem->rx_status == 1 && modem->msg_bits.length == 48) << n;
         EXPECT_EQ(receive(modem, rest, 32).status, 1) << n;
     }
-    EXPECT_GE(n, 3u);
 }
 
 TEST(Receiver, CopesWithWhatACallerHasLeftInItsFields)
 {
     open_modem modem;
     // Exponents that no transform says are handed back, three frames older.
-    std::vector<int16_t> expected(271);
-    std::iota(expected.begin(), expected.end(), int16_t{-100});
-    std::ranges::copy(expected, modem->exponent_history.data);
-    receive(modem, test::noise(1500, 1), 32);
     const std::span history{modem->exponent_history.data, 271};
-    EXPECT_TRUE(std::ranges::equal(history.first(268), std::span{expected}.last(268)));
+    std::iota(history.begin(), history.end(), int16_t{-100});
+    modem->spectrum_history.data[61 * 3] = {5, 6};
+    receive(modem, test::noise(1500, 1), 32);
+    EXPECT_EQ(history.front(), -97);
+    EXPECT_EQ(history[267], 170);
     for (const int16_t made : history.last(3)) EXPECT_TRUE(made >= 0 && made <= 6) << made;
-
-    modem->spectrum_history.data[0] = {5, 6}; // stays where no new frame pushes it out
-    receive(modem, samples(10), 32);
     EXPECT_EQ(modem->spectrum_history.data[0].im, 6);
 
     cvec16_free(&modem->spectrum_history);

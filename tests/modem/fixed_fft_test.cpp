@@ -94,6 +94,16 @@ TEST(Transforms, RefuseSizesOutOfRangeAndLeaveOnePoint)
     }
 }
 
+TEST(Transforms, HalveAboveTheirThresholds)
+{
+    for (const auto &[value, by_fft, by_ifft] :
+         {std::tuple{14000, 0, 0}, {14001, 1, 0}, {-16383, 1, 0}, {-16384, 1, 1}}) {
+        std::array<int16_t, 2> re = {static_cast<int16_t>(value)}, im = {}, again = re;
+        EXPECT_EQ(fix_fft(re.data(), im.data(), 1, 1), by_fft) << value;
+        EXPECT_EQ(fix_ifft(again.data(), im.data(), 1), by_ifft) << value;
+    }
+}
+
 TEST(SymbolTransform, GivesVectorsTheirLengthOrSaysThatThereIsNoMemory)
 {
     for (const std::size_t n : {0u, 1u, 2u}) {

@@ -7,11 +7,7 @@
 #include "support/failing_memory.h"
 #include "support/modem_guard.h"
 
-namespace tonelink {
-
-using test::hash16;
-using test::noise;
-using test::open_shifter;
+namespace tonelink::test {
 
 TEST(BandShift, OpensSilentInAnyDirection)
 {
@@ -74,7 +70,7 @@ TEST(BandShift, LeavesAClosedRecordAndNoSamplesAlone)
     closeBandShift(&info);
     makeBandShift(signal.data(), 100, &info);
     for (const std::size_t n : {0u, 1u}) {
-        const test::failing_allocation failure{n};
+        const failing_allocation failure{n};
         open_shifter without_memory{-1845};
         makeBandShift(signal.data(), 100, &without_memory);
         EXPECT_EQ(without_memory.memory(), (std::vector{0, 0})) << n;
@@ -82,4 +78,4 @@ TEST(BandShift, LeavesAClosedRecordAndNoSamplesAlone)
     EXPECT_EQ(signal, before);
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

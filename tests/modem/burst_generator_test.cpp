@@ -10,18 +10,9 @@
 #include "support/failing_memory.h"
 #include "support/modem_guard.h"
 
-namespace tonelink {
-
-using test::bits_of;
-using test::hash16;
-using test::kKnownBursts;
-using test::open_modem;
+namespace tonelink::test {
 
 namespace {
-
-const auto &[pair32, pair32_burst] = kKnownBursts[0];
-const char *const pair48 = kKnownBursts[1].bits;
-const char *const data48 = kKnownBursts[3].bits;
 
 /// What a call says that makes no burst, and so hands out nothing.
 int32_t refusal(snfc_state **state, const char *message, int32_t nbits)
@@ -39,34 +30,34 @@ int32_t refusal(snfc_state **state, const char *message, int32_t nbits)
 TEST(BurstGenerator, BurstsOfOneStateFollowEachOther)
 {
     open_modem modem;
-    EXPECT_EQ(hash16(modem.burst(pair32)), pair32_burst);
-    EXPECT_EQ(hash16(modem.burst(data48)), "dc91f30cf3dd005f");
-    EXPECT_EQ(hash16(modem.burst(pair32)), "15c22dc95b12f44b");
+    EXPECT_EQ(hash16(modem.burst(kPair32.bits)), kPair32.burst);
+    EXPECT_EQ(hash16(modem.burst(kData48.bits)), "dc91f30cf3dd005f");
+    EXPECT_EQ(hash16(modem.burst(kPair32.bits)), "15c22dc95b12f44b");
 }
 
 TEST(BurstGenerator, MirrorsUnlessItsStateSaysOtherwise)
 {
     for (const int32_t inversion : {0, 1, -2}) {
         std::array<int16_t, kBurstSamples> expected;
-        test::open_shifter shifter{-kBandShiftHz};
-        reference::make_burst(bits_of(pair32), inversion != 0, shifter, expected);
+        open_shifter shifter{-kBandShiftHz};
+        reference::make_burst(bits_of(kPair32.bits), inversion != 0, shifter, expected);
         open_modem modem;
         modem->spectral_inversion = inversion;
-        EXPECT_TRUE(std::ranges::equal(modem.burst(pair32), expected)) << inversion;
+        EXPECT_TRUE(std::ranges::equal(modem.burst(kPair32.bits), expected)) << inversion;
     }
 }
 
 TEST(BurstGenerator, RemembersItsMessage)
 {
     open_modem modem;
-    auto burst = modem.burst(pair32);
+    auto burst = modem.burst(kPair32.bits);
     modem->burst_samples.data[1000] = burst[1000] ^= 0x55; // a caller's change stays
     const int32_t phase = sInfoTx.phase;
-    EXPECT_EQ(modem.burst(pair32), burst);
+    EXPECT_EQ(modem.burst(kPair32.bits), burst);
     EXPECT_EQ(sInfoTx.phase, phase);
 
     // One bit less in common, or another length that begins alike, is another message.
-    std::string other = pair32;
+    std::string other = kPair32.bits;
     other[0] ^= 1;
     for (const auto &message : {other, other + std::string(16, '0'), other}) {
         sInfoTx.phase = 0;
@@ -78,26 +69,26 @@ TEST(BurstGenerator, RemembersItsMessage)
 TEST(BurstGenerator, RefusesWhatItCannotSend)
 {
     snfc_state *none = nullptr;
-    EXPECT_EQ(refusal(&none, pair48, 48), -2);
+    EXPECT_EQ(refusal(&none, kPair48.bits, 48), -2);
     open_modem modem;
     for (const int32_t nbits : {-1, 40, 31, 33, 49, -32, INT32_MAX})
-        EXPECT_EQ(refusal(&modem, pair48, nbits), -3);
+        EXPECT_EQ(refusal(&modem, kPair48.bits, nbits), -3);
     EXPECT_TRUE(modem->last_message.length == 0 && modem->burst_samples.length == 0);
 }
 
 TEST(BurstGenerator, WithoutMemoryHoldsNothingAndGoesOn)
 {
     // Message and burst; the message alone for one of another length.
-    for (const auto &[before, n] : {std::pair{"", 0u}, {"", 1u}, {pair48, 0u}}) {
+    for (const auto &[before, n] : {std::pair{"", 0u}, {"", 1u}, {kPair48.bits, 0u}}) {
         open_modem modem;
         if (*before != 0) modem.burst(before);
         {
-            const test::failing_allocation failure{n};
-            EXPECT_EQ(refusal(&modem, pair32, 32), -4) << n;
+            const failing_allocation failure{n};
+            EXPECT_EQ(refusal(&modem, kPair32.bits, 32), -4) << n;
         }
         EXPECT_TRUE(modem->burst_samples.length == 0 && modem->last_message.length == 0) << n;
-        EXPECT_EQ(hash16(modem.burst(pair32)) == pair32_burst, *before == 0) << n;
+        EXPECT_EQ(hash16(modem.burst(kPair32.bits)) == kPair32.burst, *before == 0) << n;
     }
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

@@ -11,9 +11,7 @@
 #include "tonelink/modem.h"
 #include "toolkit/scoped_vector.h"
 
-namespace tonelink {
-
-using test::noise;
+namespace tonelink::test {
 
 namespace {
 
@@ -24,29 +22,29 @@ int32_t forward(int16_t *re, int16_t *im, int16_t m) { return fix_fft(re, im, m,
 
 int32_t inverse(int16_t *re, int16_t *im, int16_t m) { return fix_fft(re, im, m, 1); }
 
-// The symbol's transforms between 64 complex numbers and 128 samples in the same place.
+// The symbol's transforms, between 64 complex numbers and 128 samples in the same place.
+struct symbol_place {
+    cplx16 numbers[64];
+    vec16 samples = {&numbers[0].re, 128};
+    cvec16 spectrum = {numbers, 64};
+};
+
 int32_t make_samples(int16_t *re, int16_t *im, int16_t)
 {
-    cplx16 place[64];
-    for (std::size_t k = 0; k < 64; ++k) place[k] = {re[k], im[k]};
-    const cvec16 spectrum = {place, 64};
-    vec16 samples = {&place[0].re, 128};
-    const int32_t exponent = snfc_ifft_fxp(&spectrum, &samples);
-    std::memcpy(re, place, sizeof place);
+    symbol_place at;
+    for (std::size_t k = 0; k < 64; ++k) at.numbers[k] = {re[k], im[k]};
+    const int32_t exponent = snfc_ifft_fxp(&at.spectrum, &at.samples);
+    std::memcpy(re, at.numbers, sizeof at.numbers);
     return exponent;
 }
 
 int32_t make_spectrum(int16_t *re, int16_t *im, int16_t)
 {
-    cplx16 place[64];
-    std::memcpy(place, re, sizeof place);
-    vec16 samples = {&place[0].re, 128};
-    cvec16 spectrum = {place, 64};
-    const int32_t exponent = snfc_fft_fxp(&samples, &spectrum);
-    for (std::size_t k = 0; k < 64; ++k) {
-        re[k] = place[k].re;
-        im[k] = place[k].im;
-    }
+    symbol_place at;
+    std::memcpy(at.numbers, re, sizeof at.numbers);
+    const int32_t exponent = snfc_fft_fxp(&at.samples, &at.spectrum);
+    std::ranges::transform(at.numbers, re, &cplx16::re);
+    std::ranges::transform(at.numbers, im, &cplx16::im);
     return exponent;
 }
 
@@ -77,7 +75,7 @@ TEST(Transforms, MeetTheIndependentModel)
             if (level == 2) data[1] = -32768;
             const int32_t exponent = c.run(data.data(), &data[data.size() / 2], c.m);
             EXPECT_EQ(exponent, (std::array{c.exponent, 0, 2}[level])) << seed;
-            EXPECT_EQ(test::hash16(data), c.known[level]) << seed;
+            EXPECT_EQ(hash16(data), c.known[level]) << seed;
         }
     }
 }
@@ -104,23 +102,20 @@ TEST(Transforms, HalveAboveTheirThresholds)
     }
 }
 
-TEST(SymbolTransform, GivesVectorsTheirLengthOrSaysThatThereIsNoMemory)
+TEST(Transforms, GiveVectorsTheirLengthOrSayThatThereIsNoMemory)
 {
+    scoped_vector<vec16> samples;
+    scoped_vector<cvec16> spectrum;
     for (const std::size_t n : {0u, 1u, 2u}) {
-        scoped_vector<vec16> samples;
-        scoped_vector<cvec16> spectrum;
         vec16_set_length(&samples, 128);
         std::fill_n(samples.data, 128, int16_t{1}); // memory that is likely to be handed out again
         vec16_set_length(&samples, 5);
-        const test::failing_allocation failure{n};
-        const int32_t exponent = snfc_fft_fxp(&samples, &spectrum);
-        EXPECT_EQ(exponent, n < 2 ? -1 : 0);
-        EXPECT_EQ(failure.happened(), n < 2);
-        if (n < 2) continue;
-        EXPECT_TRUE(samples.length == 128 && spectrum.length == 64);
-        for (int32_t k = 0; k < spectrum.length; ++k) // of 128 zeros
-            EXPECT_TRUE(spectrum.data[k].re == 0 && spectrum.data[k].im == 0) << k;
+        cvec16_free(&spectrum);
+        const failing_allocation failure{n};
+        EXPECT_EQ(snfc_fft_fxp(&samples, &spectrum), n < 2 ? -1 : 0) << n;
     }
+    EXPECT_TRUE(samples.length == 128 && spectrum.length == 64);
+    for (int32_t i = 0; i < 128; ++i) EXPECT_EQ(samples.data[i], 0) << i;
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

@@ -19,11 +19,7 @@
 #include "support/decoding.h"
 #include "support/modem_guard.h"
 
-namespace tonelink {
-
-using test::bits_of;
-using test::hash16;
-using test::kKnownBursts;
+namespace tonelink::test {
 
 namespace {
 
@@ -56,8 +52,8 @@ void tell_symbols(const channel_bits &channel, std::ostream &told)
         std::ranges::transform(spectrum, parts.begin() + kSpectrumSize, &cplx16::im);
         symbol_body body;
         EXPECT_EQ(inverse_symbol_transform(spectrum, body), 5) << symbol;
-        spectra += test::sha256_as<int16_t>(parts);
-        bodies += test::sha256_as<int16_t>(body);
+        spectra += sha256_as<int16_t>(parts);
+        bodies += sha256_as<int16_t>(body);
     }
     told << "\nchannel bits " << hash16(channel) << "\nspectra " << hash16<uint8_t>(spectra);
     told << "\nbodies " << hash16<uint8_t>(bodies);
@@ -72,7 +68,7 @@ void tell_sound(const channel_bits &channel, const vector_stages &stages, std::o
     told << "\nframe " << hash16(frame) << "\ninterpolated " << hash16(burst);
     mirror_spectrum(burst, 1);
     told << "\nmirrored " << hash16(burst);
-    test::open_shifter shifter{-kBandShiftHz};
+    open_shifter shifter{-kBandShiftHz};
     shift_band(burst, shifter, stages);
     told << "\nshifted " << hash16(burst) << "\npeak " << peak_magnitude(burst);
     normalise_peak(burst, stages);
@@ -84,8 +80,8 @@ template <std::size_t Bits>
 void tell_decoded(const std::string &message, uint32_t seed, int32_t mul, int32_t level,
                   std::ostream &told)
 {
-    const auto sent = match_rate(encode_convolutional<Bits>(test::encoder_input_of<Bits>(message)));
-    test::lcg noise{seed};
+    const auto sent = match_rate(encode_convolutional<Bits>(encoder_input_of<Bits>(message)));
+    lcg noise{seed};
     reference::soft_channel soft;
     std::ranges::transform(sent, soft.begin(), [&](uint8_t bit) {
         return std::clamp(noise.next() * mul + (bit != 0 ? -level : level), -500000, 500000);
@@ -97,7 +93,7 @@ void tell_decoded(const std::string &message, uint32_t seed, int32_t mul, int32_
     told << " crc " << std::hex << received.crc << std::dec;
     told << (passes_crc_check(received) ? " accepted\n" : "\n");
     // Ties go to the higher predecessor.
-    EXPECT_EQ(test::text_of(reference::viterbi_decoder<Bits>({})),
+    EXPECT_EQ(text_of(reference::viterbi_decoder<Bits>({})),
               std::string(Bits + kCrcBits, '1').append(kTailBits, '0'));
 }
 
@@ -140,4 +136,4 @@ TEST(KnownAnswers, TablesOfWhichAMessageShowsTheBitsAlone)
     EXPECT_EQ(hash16(Sinewave), "73e1daf45422f10d");
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

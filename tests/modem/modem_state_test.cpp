@@ -8,12 +8,7 @@
 #include "support/modem_guard.h"
 #include "support/receiving.h"
 
-namespace tonelink {
-
-using test::hash16;
-using test::kKnownBursts;
-using test::open_modem;
-using test::stream_of;
+namespace tonelink::test {
 
 TEST(ModemState, OpensSilent)
 {
@@ -24,7 +19,7 @@ TEST(ModemState, OpensSilent)
           modem->burst_samples.length, modem->msg_bytes.length, modem->msg_bits.length,
           modem->prev_msg_bytes.length, modem->results.length})
         EXPECT_EQ(zero, 0);
-    EXPECT_EQ(stream_of(**&modem), test::silent_stream(256));
+    EXPECT_EQ(stream_of(**&modem), silent_stream(256));
     EXPECT_TRUE(sInfoTx.freq == -1845 && sInfoRx.freq == 1845);
 }
 
@@ -39,12 +34,12 @@ TEST(ModemState, StatesShareTheShiftersUntilTheLastOneCloses)
     close_one_by_hand();
     {
         open_modem first;
-        first.burst(kKnownBursts[1].bits);
+        first.burst(kPair48.bits);
         // Another one starts the shifters afresh.
-        EXPECT_EQ(hash16(open_modem{}.burst(kKnownBursts[0].bits)), kKnownBursts[0].burst);
+        EXPECT_EQ(hash16(open_modem{}.burst(kPair32.bits)), kPair32.burst);
         close_one_by_hand();
         EXPECT_TRUE(is_open(sInfoTx) && is_open(sInfoRx)); // the first still needs them
-        EXPECT_EQ(hash16(first.burst(kKnownBursts[3].bits)), "dc91f30cf3dd005f"); // runs on
+        EXPECT_EQ(hash16(first.burst(kData48.bits)), "dc91f30cf3dd005f"); // runs on
     }
     EXPECT_FALSE(is_open(sInfoTx) || is_open(sInfoRx));
 }
@@ -52,16 +47,16 @@ TEST(ModemState, StatesShareTheShiftersUntilTheLastOneCloses)
 TEST(ModemState, OpenWithoutMemoryTakesNothing)
 {
     open_modem other; // and takes nothing from a state that is open
-    other.burst(kKnownBursts[0].bits);
+    other.burst(kPair32.bits);
     const auto phase_and_place = [] { return std::pair{sInfoTx.phase, sInfoTx.history.data}; };
     const auto before = phase_and_place();
     for (std::size_t n = 0; n < 9; ++n) { // the record, four buffers, two for each shifter
         snfc_state *state = nullptr;
-        const test::failing_allocation failure{n};
+        const failing_allocation failure{n};
         EXPECT_EQ(open_snfc(&state), -4) << n;
         EXPECT_EQ(state, nullptr) << n;
         EXPECT_EQ(phase_and_place(), before) << n;
     }
 }
 
-} // namespace tonelink
+} // namespace tonelink::test

@@ -18,9 +18,7 @@
 #include "support/decoding.h"
 #include "support/receiving.h"
 
-namespace tonelink {
-
-using test::open_shifter;
+namespace tonelink::test {
 
 namespace {
 
@@ -28,22 +26,18 @@ using samples = std::vector<int16_t>;
 using burst_array = std::array<int16_t, kBurstSamples>;
 
 /// Values that look for the edges: any, full scale, small, or few of them around a threshold.
-class edge_source {
-public:
-    explicit edge_source(uint32_t seed) : random_{seed} {}
+struct edge_source : lcg {
+    using lcg::lcg;
 
     int16_t next(std::size_t kind)
     {
-        const int32_t any = random_.next();
+        const int32_t any = lcg::next();
         if (kind == 0) return static_cast<int16_t>(any);
         if (kind == 1) return any < 0 ? int16_t{-32768} : int16_t{32767};
         if (kind == 2 || any % 128 != 0) return static_cast<int16_t>(any >> 12);
         return static_cast<int16_t>((any < 0 ? -14000 : 14000) + any / 128 % 2);
     }
-    uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_.next() + 32768) % limit; }
-
-private:
-    test::lcg random_;
+    uint32_t below(uint32_t limit) { return static_cast<uint32_t>(lcg::next() + 32768) % limit; }
 };
 
 /// All counts of hops in turn.
@@ -57,7 +51,7 @@ void expect_reference_shift(const samples &signal, int32_t freq, int32_t phase, 
     fast.phase = slow.phase = phase;
     fast.half = slow.half = half;
     samples by_fast, by_slow = signal;
-    test::in_blocks(signal, {1, 63, 511, 80, 513, 0, 441}, [&](std::span<const int16_t> block) {
+    in_blocks(signal, {1, 63, 511, 80, 513, 0, 441}, [&](std::span<const int16_t> block) {
         samples piece(block.begin(), block.end());
         shift_band(piece, fast, stages);
         by_fast.insert(by_fast.end(), piece.begin(), piece.end());
@@ -89,7 +83,7 @@ reference::soft_code<Bits> code_of(const encoder_input<Bits> &input, int32_t lev
 template <std::size_t Bits> void expect_reference_decisions(const vector_stages &stages)
 {
     edge_source source{Bits};
-    const auto message = test::encoder_input_of<Bits>(test::kKnownBursts[Bits == 32 ? 0 : 1].bits);
+    const auto message = encoder_input_of<Bits>((Bits == 32 ? kPair32 : kPair48).bits);
     for (std::size_t round = 0; round < Bits + kCrcBits; ++round) {
         const int32_t level = round % 2 == 0 ? 1000000 : 1; // the largest, or the smallest
         auto other = message;
@@ -98,7 +92,7 @@ template <std::size_t Bits> void expect_reference_decisions(const vector_stages 
         while (codes.size() < count_of(round))
             codes.push_back(codes.size() % 5 == 3 ? code_of<Bits>(message, level)
                                                   : any_code<Bits>(source, round % 4));
-        EXPECT_TRUE(test::decides_as_reference<Bits>(stages, codes)) << Bits << ", round " << round;
+        EXPECT_TRUE(decides_as_reference<Bits>(stages, codes)) << Bits << ", round " << round;
     }
 }
 
@@ -107,7 +101,7 @@ template <std::size_t Bits>
 bool has_sums(const reference::soft_channel &soft, code_sums<Bits> sums, std::size_t lane)
 {
     const code_sums<Bits> actual = sums;
-    test::put_sums<Bits>(reference::recover_rate<Bits>(soft), lane, sums);
+    put_sums<Bits>(reference::recover_rate<Bits>(soft), lane, sums);
     return std::memcmp(&actual, &sums, sizeof sums) == 0;
 }
 
@@ -135,7 +129,7 @@ TEST_P(VectorStages, ShiftAsTheReferenceForm)
     samples extreme(6000);
     std::ranges::generate(extreme, [source = edge_source{3}]() mutable { return source.next(1); });
     for (const int32_t freq : {-1845, 1845, 0, 1, 22050, -44100, 2000000000, INT32_MIN})
-        for (const samples &signal : {test::noise(6000, 2), extreme, worst, samples(5000, -32768)})
+        for (const samples &signal : {noise(6000, 2), extreme, worst, samples(5000, -32768)})
             expect_reference_shift(signal, freq, 0, freq > 0, *GetParam());
     // The modem's own oscillator, read from any phase.
     for (int32_t phase = 0; phase < 4096; phase += phase < 4080 ? 37 : 1)
@@ -153,7 +147,7 @@ TEST_P(VectorStages, MakeBurstsAsTheReferenceForm)
         burst_array fast, slow;
         make_burst(message, round % 3 != 0, fast_shifter, fast, *GetParam());
         reference::make_burst(message, round % 3 != 0, slow_shifter, slow);
-        EXPECT_TRUE(fast == slow) << test::text_of(message);
+        EXPECT_TRUE(fast == slow) << text_of(message);
     }
 }
 
@@ -245,4 +239,4 @@ INSTANTIATE_TEST_SUITE_P(AllWidths, VectorStages,
                              return of.param->name[0] == '8' ? "Lanes8" : "Lanes4";
                          });
 
-} // namespace tonelink
+} // namespace tonelink::test

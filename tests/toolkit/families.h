@@ -49,13 +49,11 @@ TONELINK_MATRIX_FAMILIES(DEFINE_MATRICES)
 #undef OPERATION
 
 /// The list of test types of a macro that gives ", Family" for each family.
-template <class, class... Families> struct types_after_first {
-    using types = ::testing::Types<Families...>;
-};
+template <class, class... Families> using types_after_first = ::testing::Types<Families...>;
 #define VECTOR_FAMILY(V, T, R) , V##_family
 #define MATRIX_FAMILY(M, V, T, R) , M##_family
-using vector_families = types_after_first<void TONELINK_VECTOR_FAMILIES(VECTOR_FAMILY)>::types;
-using matrix_families = types_after_first<void TONELINK_MATRIX_FAMILIES(MATRIX_FAMILY)>::types;
+using vector_families = types_after_first<void TONELINK_VECTOR_FAMILIES(VECTOR_FAMILY)>;
+using matrix_families = types_after_first<void TONELINK_MATRIX_FAMILIES(MATRIX_FAMILY)>;
 #undef VECTOR_FAMILY
 #undef MATRIX_FAMILY
 

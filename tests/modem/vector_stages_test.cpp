@@ -126,10 +126,8 @@ TEST_P(VectorStages, ShiftAsTheReferenceForm)
 {
     samples worst; // signs that follow the taps, so that the sum leaves int32
     for (int i = 0; i < 6000; ++i) worst.push_back(i % 129 < 64 ? int16_t{-32768} : int16_t{32767});
-    samples extreme(6000);
-    std::ranges::generate(extreme, [source = edge_source{3}]() mutable { return source.next(1); });
     for (const int32_t freq : {-1845, 1845, 0, 1, 22050, -44100, 2000000000, INT32_MIN})
-        for (const samples &signal : {noise(6000, 2), extreme, worst, samples(5000, -32768)})
+        for (const samples &signal : {noise(6000, 2), worst, samples(5000, -32768)})
             expect_reference_shift(signal, freq, 0, freq > 0, *GetParam());
     // The modem's own oscillator, read from any phase.
     for (int32_t phase = 0; phase < 4096; phase += phase < 4080 ? 37 : 1)
@@ -154,7 +152,7 @@ TEST_P(VectorStages, MakeBurstsAsTheReferenceForm)
 TEST_P(VectorStages, NormaliseAsTheReferenceForm)
 {
     edge_source source{22};
-    for (int32_t peak = 32768; peak > 0; peak = peak * 9 / 10) {
+    for (int32_t peak = 32768;; peak = peak * 9 / 10) { // down to silence
         burst_array fast;
         for (int16_t &sample : fast) sample = static_cast<int16_t>(source.next(0) * peak / 32768);
         fast[3] = static_cast<int16_t>(-peak);
@@ -163,11 +161,9 @@ TEST_P(VectorStages, NormaliseAsTheReferenceForm)
         normalise_peak(fast, *GetParam());
         reference::normalise_peak(slow);
         EXPECT_TRUE(fast == slow) << peak;
+        if (peak == 0) break;
         EXPECT_GE(peak_magnitude(fast), 32766 - 32768 / peak) << peak;
     }
-    burst_array silence{};
-    normalise_peak(silence, *GetParam());
-    EXPECT_EQ(silence, burst_array{});
 }
 
 TEST_P(VectorStages, TransformHopsAsTheReferenceForm)

@@ -18,27 +18,28 @@ namespace {
         EXPECT_EQ(im, (imaginary)) << #actual;                                                     \
     } while (false)
 
-/// What a sum or a product of integers is in 32 bits, and in the parts of a type.
+/// What a sum or a product of integers is in 32 bits.
 int64_t in_32_bits(int64_t x) { return static_cast<int32_t>(static_cast<uint64_t>(x)); }
 int64_t times(int64_t x, int64_t y) { return in_32_bits(x * y); }
-template <class Part> int64_t cut(int64_t x) { return static_cast<Part>(in_32_bits(x)); }
 
-// All operations of an integer type on two numbers and a factor, by exact arithmetic.
+// All operations of an integer type on two numbers and a factor, by exact arithmetic whose results
+// are cut to the type's parts.
 #define EXPECT_INTEGERS(C, P)                                                                      \
     void expect_operations(C a, C b, P k)                                                          \
     {                                                                                              \
+        const auto cut = [](int64_t value) { return static_cast<P>(in_32_bits(value)); };          \
         const int64_t x = a.re, y = a.im, u = b.re, v = b.im;                                      \
-        const int64_t n = cut<P>(times(u, u) + times(v, v)); /* cut before it divides */           \
+        const int64_t n = cut(times(u, u) + times(v, v)); /* cut before it divides */              \
         const int64_t real = in_32_bits(times(x, u) + times(y, v));                                \
         const int64_t imaginary = in_32_bits(times(y, u) - times(x, v));                           \
-        EXPECT_COMPLEX(C##_conj(a), x, cut<P>(-y));                                                \
-        EXPECT_COMPLEX(C##_add(a, b), cut<P>(x + u), cut<P>(y + v));                               \
-        EXPECT_COMPLEX(C##_sub(a, b), cut<P>(x - u), cut<P>(y - v));                               \
-        EXPECT_COMPLEX(C##_mul(a, b), cut<P>(times(x, u) - times(y, v)),                           \
-                       cut<P>(times(x, v) + times(y, u)));                                         \
-        EXPECT_COMPLEX(C##_mul_real(a, k), cut<P>(x * k), cut<P>(y * k));                          \
-        EXPECT_COMPLEX(C##_div_real(a, k), k ? cut<P>(x / k) : 0, k ? cut<P>(y / k) : 0);          \
-        EXPECT_COMPLEX(C##_div(a, b), n ? cut<P>(real / n) : 0, n ? cut<P>(imaginary / n) : 0);    \
+        EXPECT_COMPLEX(C##_conj(a), x, cut(-y));                                                   \
+        EXPECT_COMPLEX(C##_add(a, b), cut(x + u), cut(y + v));                                     \
+        EXPECT_COMPLEX(C##_sub(a, b), cut(x - u), cut(y - v));                                     \
+        EXPECT_COMPLEX(C##_mul(a, b), cut(times(x, u) - times(y, v)),                              \
+                       cut(times(x, v) + times(y, u)));                                            \
+        EXPECT_COMPLEX(C##_mul_real(a, k), cut(x *k), cut(y *k));                                  \
+        EXPECT_COMPLEX(C##_div_real(a, k), k ? cut(x / k) : 0, k ? cut(y / k) : 0);                \
+        EXPECT_COMPLEX(C##_div(a, b), n ? cut(real / n) : 0, n ? cut(imaginary / n) : 0);          \
         EXPECT_COMPLEX(C##_one(), 1, 0);                                                           \
         EXPECT_COMPLEX(C##_zero(), 0, 0);                                                          \
         EXPECT_TRUE(C##_get_real(a) == x && C##_get_imag(a) == y);                                 \

@@ -58,32 +58,34 @@ void expect_line(filled<Family> &&m, bool is_row, int32_t index, int length, std
 
 } // namespace
 
+/// Changes matrices of a size, with and without memory, into another one or not at all.
+template <class Family, class Change>
+void expect_change(shape before, const filled<Family> &after, bool stays, const Change &change)
+{
+    for (const std::size_t allocation : {0u, 1u}) {
+        filled<Family> m{before, 50};
+        auto expected = content_of(stays ? m : after);
+        if (!runs(allocation, stays ? 0 : 1, [&] { return change(m); }))
+            expected = content_of(owned<Family>{});
+        EXPECT_EQ(content_of(m), expected);
+    }
+}
+
 TYPED_TEST(Matrices, TakeSizesAndCopies)
 {
-    const owned<TypeParam> nothing;
     for (const auto &before : kShapes)
-        for (const auto &after : kShapes)
-            for (const std::size_t allocation : {0u, 1u}) {
-                const filled<TypeParam> source{after, 1};
-                filled<TypeParam> copy{before, 50}, sized{before, 50};
-                const bool is_refused = source.size == 0 && copy.size != 0;
-                auto expected = content_of(is_refused ? copy : source);
-                if (!runs(allocation, is_refused ? 0 : 1,
-                          [&] { return TypeParam::copy(&source, &copy); }))
-                    expected = content_of(nothing);
-                EXPECT_EQ(content_of(copy), expected);
-
-                const bool stays = source.size != 0 && source.size == sized.size;
-                expected = content_of(stays ? sized : source);
-                const auto set_size = [&] {
-                    return TypeParam::set_size(&sized, after.first, after.second);
-                };
-                if (!runs(allocation, stays ? 0 : 1, set_size))
-                    expected = content_of(nothing);
-                else if (!stays)
-                    sized.fill(std::get<2>(expected)); // new elements are not initialised
-                EXPECT_EQ(content_of(sized), expected);
-            }
+        for (const auto &after : kShapes) {
+            const filled<TypeParam> other{after, 1};
+            const int32_t size = filled<TypeParam>{before, 1}.size;
+            expect_change(before, other, other.size == 0 && size != 0,
+                          [&](auto &m) { return TypeParam::copy(&other, &m); });
+            expect_change(before, other, other.size != 0 && other.size == size, [&](auto &m) {
+                const int32_t result = TypeParam::set_size(&m, after.first, after.second);
+                if (result != 0)
+                    m.fill(other.first(other.size)); // new elements are not initialised
+                return result;
+            });
+        }
 }
 
 TYPED_TEST(Matrices, AreReadAndWrittenByRowsAndColumns)

@@ -27,9 +27,9 @@ TEST(ModemState, StatesShareTheShiftersUntilTheLastOneCloses)
 {
     const auto close_one_by_hand = [] { // which counts for nothing
         auto *by_hand = static_cast<snfc_state *>(ac_allocate_memory(sizeof(snfc_state)));
-        *by_hand = {};
+        ac_zero_memory(by_hand, offsetof(snfc_state, agc_gain) + 2); // and what lies there stays
+        by_hand->results = {};
         EXPECT_EQ(close_snfc(&by_hand), 1);
-        EXPECT_EQ(by_hand, nullptr);
     };
     close_one_by_hand();
     {

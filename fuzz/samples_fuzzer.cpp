@@ -56,8 +56,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
         const auto fast = std::make_unique<stream_receiver>(*stages);
         REQUIRE(hear(*fast, sound, sizes, lengths) == expected);
     }
-    if (lengths != message_lengths::both)
-        require_exported(sound, even_sizes, lengths == message_lengths::only_32 ? 32 : 48,
-                         expected);
+    const int32_t nbits = lengths == message_lengths::only_32 ? 32 : 48;
+    if (lengths != message_lengths::both) require_exported(sound, even_sizes, nbits, expected);
     return 0;
 }

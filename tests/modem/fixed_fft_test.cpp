@@ -16,7 +16,6 @@ namespace tonelink::test {
 namespace {
 
 // Every transform in place on real and imaginary parts that are the halves of one array.
-using transform = int32_t (*)(int16_t *re, int16_t *im, int16_t m);
 
 int32_t forward(int16_t *re, int16_t *im, int16_t m) { return fix_fft(re, im, m, 0); }
 
@@ -52,30 +51,27 @@ int32_t make_spectrum(int16_t *re, int16_t *im, int16_t)
 
 TEST(Transforms, MeetTheIndependentModel)
 {
-    const struct {
-        transform run;
-        int16_t m;
-        int32_t exponent; // at full scale
-        const char *known[3];
-    } cases[] = {
-        {forward, 3, 3, {"a953268203a808f0", "e94891f461f810c5", "cf25a8ecbaf140e2"}},
-        {inverse, 3, 3, {"88ed4d4afd5cd15a", "8684754f9ca9d7c4", "738778ebecc5cfed"}},
-        {forward, 6, 5, {"f84422571e2a9700", "5d9bb91088fd2d53", "3393dde5c8a561ef"}},
-        {forward, 13, 9, {"4b849f4857bbb829", "d0d8dd052fa080a5", "45514f353d375947"}},
-        {fix_ifft, 3, 3, {"1dd75e85a634dc15", "fccf964926517971", "e42afa4bf23d7851"}},
-        {fix_ifft, 7, 5, {"40dce71a9457920d", "af2baa9b221ec244", "2b92fb09e915156f"}},
-        {make_samples, 6, 5, {"502a7bd104810020", "e32a381ca2a71f8d", "2ca5d5b3fbf5cebd"}},
-        {make_spectrum, 6, 5, {"c609ae7e05c3615a", "6724552cecd8b9a4", "9f3afde3646f2d32"}},
-    };
+    using row = std::array<const char *, 3>;
     uint32_t seed = 90000;
-    for (const auto &c : cases) {
+    for (const auto &[run, m, at_full_scale, known] : {
+             std::tuple{&forward, 3, 3,
+                        row{"a953268203a808f0", "e94891f461f810c5", "cf25a8ecbaf140e2"}},
+             {&inverse, 3, 3, {"88ed4d4afd5cd15a", "8684754f9ca9d7c4", "738778ebecc5cfed"}},
+             {&forward, 6, 5, {"f84422571e2a9700", "5d9bb91088fd2d53", "3393dde5c8a561ef"}},
+             {&forward, 13, 9, {"4b849f4857bbb829", "d0d8dd052fa080a5", "45514f353d375947"}},
+             {&fix_ifft, 3, 3, {"1dd75e85a634dc15", "fccf964926517971", "e42afa4bf23d7851"}},
+             {&fix_ifft, 7, 5, {"40dce71a9457920d", "af2baa9b221ec244", "2b92fb09e915156f"}},
+             {&make_samples, 6, 5, {"502a7bd104810020", "e32a381ca2a71f8d", "2ca5d5b3fbf5cebd"}},
+             {&make_spectrum, 6, 5, {"c609ae7e05c3615a", "6724552cecd8b9a4", "9f3afde3646f2d32"}},
+         }) {
         // At full scale, quietly, and quietly but for one value.
         for (std::size_t level = 0; level < 3; ++level) {
-            auto data = noise(std::size_t{2} << c.m, ++seed, 1, std::array{1, 600, 500}[level]);
+            auto data = noise(std::size_t{2} << m, ++seed, 1, std::array{1, 600, 500}[level]);
             if (level == 2) data[1] = -32768;
-            const int32_t exponent = c.run(data.data(), &data[data.size() / 2], c.m);
-            EXPECT_EQ(exponent, (std::array{c.exponent, 0, 2}[level])) << seed;
-            EXPECT_EQ(hash16(data), c.known[level]) << seed;
+            const int32_t exponent =
+                run(data.data(), &data[data.size() / 2], static_cast<int16_t>(m));
+            EXPECT_EQ(exponent, (std::array{at_full_scale, 0, 2}[level])) << seed;
+            EXPECT_EQ(hash16(data), known[level]) << seed;
         }
     }
 }

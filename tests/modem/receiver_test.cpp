@@ -85,9 +85,7 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
         scene{54000, {{kData32.bits, 600, 3}, {kData32.bits, 28000, 3}}}.samples();
     open_modem modem;
     uint8_t *bits = nullptr;
-    int32_t length = 77;
-    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1);
-    EXPECT_TRUE(bits == nullptr && length == 77);
+    int32_t length = 0;
     const samples burst = modem.burst(kPair32.bits);
     std::vector<int32_t> told;
     receive(modem, std::span{signal}.first(27000), 32, told);
@@ -120,7 +118,6 @@ TEST(Receiver, HandsOutTheMessageInAllItsForms)
     records.resize(8);
     const int32_t at = records[3];
     EXPECT_EQ(records, (std::vector{1, 0x0123, 0x456789AB, at, 0, 0x0123, 0x456789AB, at + 80}));
-    EXPECT_EQ(text_of(contents(modem->msg_bits)), kData48.bits);
     const std::vector<uint8_t> bytes = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB};
     EXPECT_TRUE(contents(modem->msg_bytes) == bytes && contents(modem->prev_msg_bytes) == bytes);
 
@@ -130,19 +127,17 @@ TEST(Receiver, HandsOutTheMessageInAllItsForms)
     const auto before = stream_of(**&modem);
     EXPECT_EQ(receive(&modem, {}, 32), -1);
     EXPECT_TRUE(modem->results.length == 0 && stream_of(**&modem) == before);
-    EXPECT_EQ(text_of(contents(modem->msg_bits)), kData32.bits);
 }
 
 TEST(Receiver, PausesAtTheStartAndTheMiddle)
 {
+    const std::string one = "usleep(1500000)\n", two = one + one, three = two + one;
     for (const auto &[count, pauses] :
-         {std::pair<std::size_t, int>{0, 0}, {1, 1}, {2, 2}, {5, 3}, {4410, 2}}) {
+         {std::pair{0u, std::string{}}, {1u, one}, {2u, two}, {5u, three}, {4410u, two}}) {
         open_modem modem;
-        std::string expected;
-        for (int i = 0; i < pauses; ++i) expected += "usleep(1500000)\n";
         platform.reset();
         receive(&modem, samples(count), 32);
-        EXPECT_EQ(platform.trace(), expected) << count;
+        EXPECT_EQ(platform.trace(), pauses) << count;
     }
 
     // A caller's thread may record over the block while the receiver pauses.

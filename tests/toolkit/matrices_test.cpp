@@ -47,16 +47,14 @@ void expect_line(filled<Family> &&m, bool is_row, int32_t index, int length, std
     owned<vectors> v;
     vectors::set_length(&v, length);
     v.fill(given);
-    const auto set = is_row ? Family::set_row : Family::set_col;
-    runs(allocation, fits ? 1 : 0, [&] { return set(&v, &m, index); });
+    runs(allocation, fits ? 1 : 0,
+         [&] { return (is_row ? Family::set_row : Family::set_col)(&v, &m, index); });
     EXPECT_EQ(m.first(m.size), fits ? overwritten : elements);
     const auto get = is_row ? Family::get_row : Family::get_col;
     if (exists && !fits) given = line;
     if (!runs(allocation, exists ? 1 : 0, [&] { return get(&m, &v, index); })) given.clear();
     EXPECT_EQ(v.first(v.length), given);
 }
-
-} // namespace
 
 /// Changes matrices of a size, with and without memory, into another one or not at all.
 template <class Family, class Change>
@@ -70,6 +68,8 @@ void expect_change(shape before, const filled<Family> &after, bool stays, const 
         EXPECT_EQ(content_of(m), expected);
     }
 }
+
+} // namespace
 
 TYPED_TEST(Matrices, TakeSizesAndCopies)
 {

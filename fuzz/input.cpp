@@ -29,20 +29,19 @@ std::vector<int16_t> make_sound(input &from, std::size_t longest)
         const uint8_t kind = from.byte();
         const std::size_t length = std::min(from.below(24000), longest - sound.size());
         const int32_t level = from.byte() + 1;
-        const auto &burst = known_burst(kind % 4); // most often from its start
-        const std::size_t start = kind < 128 || kind % 8 >= 4 ? 0 : from.below(burst.size());
-        const auto noise = test::noise(kind % 8 == 4 ? length : 0, kind, level, 256);
-        const int16_t constant = kind % 8 == 5 ? from.half() : int16_t{0};
-        for (std::size_t i = 0; i < length; ++i) {
-            int32_t sample = constant;
-            if (kind % 8 < 4)
-                sample = start + i < burst.size() ? burst[start + i] * level / 256 : 0;
-            if (kind % 8 == 4) sample = noise[i];
-            if (kind % 8 == 6)
-                sample = i / static_cast<std::size_t>(level) % 2 == 0 ? 32767 : -32768;
-            if (kind % 8 == 7) sample = from.half();
-            sound.push_back(static_cast<int16_t>(sample));
+        auto piece = test::noise(length, kind, level, 256);
+        if (kind % 8 < 4) { // of a burst, most often from its start
+            piece = known_burst(kind % 4);
+            const std::size_t start = kind < 128 ? 0 : from.below(piece.size());
+            piece.erase(piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(start));
+            piece.resize(length);
+            for (int16_t &sample : piece) sample = static_cast<int16_t>(sample * level / 256);
         }
+        if (kind % 8 == 5) std::ranges::fill(piece, from.half());
+        for (std::size_t i = 0; kind % 8 == 6 && i < length; ++i)
+            piece[i] = i / static_cast<std::size_t>(level) % 2 == 0 ? 32767 : -32768;
+        if (kind % 8 == 7) std::ranges::generate(piece, [&] { return from.half(); });
+        sound.insert(sound.end(), piece.begin(), piece.end());
     }
     return sound;
 }

@@ -25,11 +25,6 @@ public:
         return first;
     }
     int16_t half() { return static_cast<int16_t>(byte() | byte() << 8); }
-    int32_t word()
-    {
-        return static_cast<int32_t>(static_cast<uint16_t>(half())) << 16 |
-               static_cast<uint16_t>(half());
-    }
     std::size_t below(std::size_t limit) { return static_cast<uint16_t>(half()) % limit; }
 
 private:

@@ -20,18 +20,19 @@ int32_t open_states = 0; // of open_snfc(), which share the band shifters
 
 /// What open_snfc() leaves in the padding behind `agc_gain`, so that the record has its documented
 /// fields and no others: a byte and its complement. Whoever makes a record by hand does not count
-/// among its states.
-constexpr std::array<uint8_t, 2> kOpened = {0x5A, 0xA5};
+/// among its states; so the mark goes before its memory does, which such a record may get next.
+using state_mark = std::array<uint8_t, 2>;
+constexpr state_mark kOpened = {0x5A, 0xA5};
 constexpr std::size_t kMarkOffset = offsetof(snfc_state, agc_gain) + sizeof(snfc_state::agc_gain);
 
 constexpr bool kIs64Bit = sizeof(void *) == 8;
-static_assert(kMarkOffset + sizeof kOpened <= offsetof(snfc_state, results));
+static_assert(kMarkOffset + sizeof(state_mark) <= offsetof(snfc_state, results));
 static_assert(offsetof(snfc_state, results) == (kIs64Bit ? 184 : 104));
 static_assert(sizeof(snfc_state) == (kIs64Bit ? 200 : 112));
 
-void mark_opened(snfc_state &state)
+void set_mark(snfc_state &state, const state_mark &mark)
 {
-    std::memcpy(reinterpret_cast<std::byte *>(&state) + kMarkOffset, &kOpened, sizeof kOpened);
+    std::memcpy(reinterpret_cast<std::byte *>(&state) + kMarkOffset, &mark, sizeof mark);
 }
 
 bool is_opened(const snfc_state &state)
@@ -74,7 +75,7 @@ bool reopen_shifters()
 void release(snfc_state *state)
 {
     // The next record of this memory may be one that a caller makes by hand.
-    std::memset(reinterpret_cast<std::byte *>(state) + kMarkOffset, 0, sizeof kOpened);
+    set_mark(*state, {});
     bvec_free(&state->last_message);
     bvec_free(&state->msg_bytes);
     bvec_free(&state->msg_bits);
@@ -110,11 +111,11 @@ int32_t open_snfc(snfc_state **state)
     opened->spectral_inversion = 1;
     opened->rx_status = -1;
     opened->agc_gain = 256; // unity
-    mark_opened(*opened);
     if (!restore_receive_buffers(*opened) || !reopen_shifters()) {
         release(opened);
         return modem_result::no_memory;
     }
+    set_mark(*opened, kOpened);
     ++open_states;
     *state = opened;
     return modem_result::success;

@@ -1,7 +1,6 @@
 #include <bit>
 #include <tuple>
 
-#include "modem/filter_taps.h"
 #include "modem/reference/output_filter.h"
 #include "support/library_fixture.h"
 
@@ -56,13 +55,6 @@ TEST_F(OutputFilter, FastFormEqualsTheReferenceOne)
                 ASSERT_EQ(filtered_twice(samples, fast), expected) << size;
             }
         }
-}
-
-TEST_F(OutputFilter, ReciprocalOfTheGainIsAsGoodAsTheGain)
-{
-    for (int s = -32768; s <= 32767; ++s)
-        ASSERT_EQ(static_cast<float>(s * (1 / kOutputFilterGain)),
-                  static_cast<float>(s / kOutputFilterGain));
 }
 
 } // namespace tonelink::test

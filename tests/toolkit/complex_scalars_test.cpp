@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <type_traits>
 #include <vector>
 
 #include "support/signals.h"
@@ -19,33 +18,33 @@ namespace {
         EXPECT_EQ(im, (imaginary)) << #actual;                                                     \
     } while (false)
 
-/// What a sum or a product of integers is in 32 bits, and in the parts of a type.
+/// What a sum or a product of integers is in 32 bits.
 int64_t in_32_bits(int64_t x) { return static_cast<int32_t>(static_cast<uint64_t>(x)); }
 int64_t times(int64_t x, int64_t y) { return in_32_bits(x * y); }
-template <class Part> int64_t cut(int64_t x) { return static_cast<Part>(in_32_bits(x)); }
 
-// All operations of an integer type on two numbers and a factor, by exact arithmetic.
+// All operations of an integer type on two numbers and a factor, by exact arithmetic whose results
+// are cut to the type's parts.
 #define EXPECT_INTEGERS(C, P)                                                                      \
     void expect_operations(C a, C b, P k)                                                          \
     {                                                                                              \
+        const auto cut = [](int64_t value) { return static_cast<P>(in_32_bits(value)); };          \
         const int64_t x = a.re, y = a.im, u = b.re, v = b.im;                                      \
-        const int64_t n = cut<P>(times(u, u) + times(v, v)); /* cut before it divides */           \
+        const int64_t n = cut(times(u, u) + times(v, v)); /* cut before it divides */              \
         const int64_t real = in_32_bits(times(x, u) + times(y, v));                                \
         const int64_t imaginary = in_32_bits(times(y, u) - times(x, v));                           \
-        EXPECT_COMPLEX(C##_conj(a), x, cut<P>(-y));                                                \
-        EXPECT_COMPLEX(C##_add(a, b), cut<P>(x + u), cut<P>(y + v));                               \
-        EXPECT_COMPLEX(C##_sub(a, b), cut<P>(x - u), cut<P>(y - v));                               \
-        EXPECT_COMPLEX(C##_mul(a, b), cut<P>(times(x, u) - times(y, v)),                           \
-                       cut<P>(times(x, v) + times(y, u)));                                         \
-        EXPECT_COMPLEX(C##_mul_real(a, k), cut<P>(x * k), cut<P>(y * k));                          \
-        EXPECT_COMPLEX(C##_div_real(a, k), k ? cut<P>(x / k) : 0, k ? cut<P>(y / k) : 0);          \
-        EXPECT_COMPLEX(C##_div(a, b), n ? cut<P>(real / n) : 0, n ? cut<P>(imaginary / n) : 0);    \
+        EXPECT_COMPLEX(C##_conj(a), x, cut(-y));                                                   \
+        EXPECT_COMPLEX(C##_add(a, b), cut(x + u), cut(y + v));                                     \
+        EXPECT_COMPLEX(C##_sub(a, b), cut(x - u), cut(y - v));                                     \
+        EXPECT_COMPLEX(C##_mul(a, b), cut(times(x, u) - times(y, v)),                              \
+                       cut(times(x, v) + times(y, u)));                                            \
+        EXPECT_COMPLEX(C##_mul_real(a, k), cut(x *k), cut(y *k));                                  \
+        EXPECT_COMPLEX(C##_div_real(a, k), k ? cut(x / k) : 0, k ? cut(y / k) : 0);                \
+        EXPECT_COMPLEX(C##_div(a, b), n ? cut(real / n) : 0, n ? cut(imaginary / n) : 0);          \
         EXPECT_COMPLEX(C##_one(), 1, 0);                                                           \
         EXPECT_COMPLEX(C##_zero(), 0, 0);                                                          \
         EXPECT_TRUE(C##_get_real(a) == x && C##_get_imag(a) == y);                                 \
         EXPECT_EQ(C##_square(b), n);                                                               \
         EXPECT_TRUE(C##_arg(a) == 0 && C##_abs(a) == 0);                                           \
-        static_assert(std::is_same_v<decltype(C##_square(a)), int32_t>);                           \
     }
 EXPECT_INTEGERS(cplx16, int16_t)
 EXPECT_INTEGERS(cplx32, int32_t)
@@ -77,27 +76,18 @@ TEST(Complex, SinglePrecisionStepByStep)
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     // The square of x is 1 + 2^-11 + 2^-24; its last bit is lost before the subtraction.
     constexpr float x = 1.0f + 0x1p-12f, x_squared = 1.0f + 0x1p-11f;
-    const cplx a{3, 4}, b{1, -2};
-    EXPECT_COMPLEX(cplx_one(), 1, 0);
-    EXPECT_COMPLEX(cplx_zero(), 0, 0);
-    EXPECT_COMPLEX(cplx_conj(a), 3, -4);
-    EXPECT_COMPLEX(cplx_add(a, b), 4, 2);
-    EXPECT_COMPLEX(cplx_sub(a, b), 2, 6);
-    EXPECT_COMPLEX(cplx_mul(a, b), 11, -2);
+    EXPECT_COMPLEX(cplx_sub({3, 4}, {1, -2}), 2, 6);
+    EXPECT_COMPLEX(cplx_mul({3, 4}, {1, -2}), 11, -2);
     EXPECT_COMPLEX(cplx_mul({x, 1}, {x, x_squared}), 0, x * x_squared + x);
-    EXPECT_COMPLEX(cplx_mul_real(a, -2), -6, -8);
-    EXPECT_COMPLEX(cplx_div_real(a, -2), -1.5f, -2);
-    EXPECT_COMPLEX(cplx_div_real(a, -0.0f), 0, 0);
-    EXPECT_COMPLEX(cplx_div({11, -2}, b), 3, 4);
-    EXPECT_COMPLEX(cplx_div(a, {1e-30f, 0}), 0, 0); // its square is 0
-    EXPECT_TRUE(cplx_get_real(a) == 3 && cplx_get_imag(a) == 4 && cplx_square(a) == 25);
-    EXPECT_TRUE(std::signbit(cplx_conj({1, 0}).im));
-    EXPECT_TRUE(std::isnan(cplx_div_real(a, nan).re) && std::isnan(cplx_div(a, {nan, 0}).im));
+    EXPECT_COMPLEX(cplx_div_real({3, 4}, -2), -1.5f, -2);
+    EXPECT_COMPLEX(cplx_div_real({3, 4}, -0.0f), 0, 0);
+    EXPECT_COMPLEX(cplx_div({11, -2}, {1, -2}), 3, 4);
+    EXPECT_COMPLEX(cplx_div({3, 4}, {1e-30f, 0}), 0, 0); // its square is 0
+    EXPECT_TRUE(std::signbit(cplx_conj({1, 0}).im) && std::isnan(cplx_div_real({3, 4}, nan).re));
     EXPECT_EQ(cplx_abs({3, -4}), 5.0f);
     EXPECT_EQ(cplx_abs({3e20f, 0}), infinity) << "the square is beyond single precision";
     EXPECT_EQ(cplx_arg({0, 1}), 1.57079637f);
     EXPECT_EQ(cplx_arg({-1, -0.0f}), -3.14159274f);
-    EXPECT_EQ(cplx_arg({0, 0}), 0.0f);
 }
 
 } // namespace

@@ -2,138 +2,123 @@
 
 #include "toolkit/families.h"
 
-#include <array>
-
 using namespace tonelink::test;
 
 namespace {
-
-/// What a matrix holds: its elements column by column.
-struct grid {
-    int32_t rows = 0, cols = 0;
-    numbers elements = {};
-
-    bool operator==(const grid &) const = default;
-    /// The elements of a row or of a column, as long as there is one.
-    std::vector<int *> line(bool is_row, int32_t index)
-    {
-        std::vector<int *> places;
-        if (index < 0 || index >= (is_row ? rows : cols)) return places;
-        for (int32_t i = 0; i < (is_row ? cols : rows); ++i)
-            places.push_back(&elements.data()[is_row ? i * rows + index : index * rows + i]);
-        return places;
-    }
-};
-
-/// Two matrices and a vector, and what they ought to hold.
-template <class Family> struct matrices_and_grids {
-    std::array<owned<Family>, 2> matrices;
-    std::array<grid, 2> grids;
-    owned<typename Family::vectors> vector;
-    numbers row;
-    chooser choose{/*seed=*/2};
-
-    /// Runs a call that says `result` and leaves `target` as `after`.
-    template <class Target, class Run>
-    void expect(Target &target, const Target &after, int32_t result, const Run &run)
-    {
-        target = choose.runs(result, run) ? after : Target{};
-        for (std::size_t i = 0; i < grids.size(); ++i) {
-            const auto &m = matrices[i];
-            ASSERT_TRUE(m.size == m.rows * m.cols && (m.data == nullptr) == (m.size == 0));
-            ASSERT_EQ((grid{m.rows, m.cols, m.first(Family::size(&m))}), grids[i]);
-        }
-        ASSERT_EQ(vector.first(vector.length), row);
-    }
-};
 
 template <class Family> class Matrices : public ::testing::Test {
 };
 TYPED_TEST_SUITE(Matrices, matrix_families, family_names);
 
-/// A new size, and new elements with it.
-template <class Family> void resize(matrices_and_grids<Family> &all, owned<Family> &m, grid &here)
-{
-    const int32_t rows = all.choose.from(-1, 3), cols = all.choose.from(-1, 3);
-    const bool is_empty = rows < 1 || cols < 1, stays = !is_empty && rows * cols == m.size;
-    const grid after = stays      ? here
-                       : is_empty ? grid{}
-                                  : grid{rows, cols, all.choose.row(rows * cols)};
-    const auto *const array = m.data;
-    all.expect(here, after, stays ? 0 : 1, [&] {
-        const int32_t result = Family::set_size(&m, rows, cols);
-        if (result != 0) m.fill(after.elements); // new elements are not initialised
-        return result;
-    });
-    EXPECT_TRUE(!stays || m.data == array);
-}
+using shape = std::pair<int32_t, int32_t>; // rows and columns
+const shape kShapes[] = {{0, 3}, {2, -1}, {1, 1}, {1, 3}, {3, 1}, {2, 3}, {3, 2}, {3, 3}};
 
-/// A row or a column to or from the vector.
-template <class Family>
-void move_line(matrices_and_grids<Family> &all, owned<Family> &m, grid &here)
-{
-    const bool is_row = all.choose.from(0, 1) != 0;
-    const int32_t index = all.choose.from(-1, 3);
-    grid after = here;
-    const auto places = after.line(is_row, index);
-    if (all.choose.from(0, 1) != 0) {
-        const bool fits = !places.empty() && all.row.size() == places.size();
-        for (std::size_t i = 0; fits && i < places.size(); ++i) *places[i] = all.row[i];
-        const auto set = is_row ? Family::set_row : Family::set_col;
-        all.expect(here, after, fits ? 1 : 0, [&] { return set(&all.vector, &m, index); });
-    } else {
-        numbers got;
-        for (const int *const place : places) got.push_back(*place);
-        const auto get = is_row ? Family::get_row : Family::get_col;
-        all.expect(all.row, places.empty() ? all.row : got, places.empty() ? 0 : 1,
-                   [&] { return get(&m, &all.vector, index); });
+/// A matrix of that size, and its elements from the one for `first` on.
+template <class Family> struct filled : owned<Family> {
+    filled(shape of, int first)
+    {
+        Family::set_size(this, of.first, of.second);
+        this->fill(elements_from<typename Family::element>(first, this->size));
     }
+};
+
+/// Its size and its elements, column by column.
+template <class Family> auto content_of(const owned<Family> &m)
+{
+    EXPECT_TRUE(m.size == m.rows * m.cols && (m.data == nullptr) == (m.size == 0));
+    return std::tuple{m.rows, m.cols, m.first(Family::size(&m))};
 }
 
-template <class Family> void make_any_call(matrices_and_grids<Family> &all)
+/// Overwrites a row or a column from a vector, and reads it into the same one.
+template <class Family>
+void expect_line(filled<Family> &&m, bool is_row, int32_t index, int length, std::size_t allocation)
 {
-    const auto which = static_cast<std::size_t>(all.choose.from(0, 1));
-    auto &m = all.matrices[which], &other = all.matrices[1 - which];
-    grid &here = all.grids[which], there = all.grids[1 - which];
-    const bool is_refused = other.size == 0 && m.size != 0;
-    switch (all.choose.from(0, 9)) {
-    case 0: all.expect(here, {}, m.size == 0 ? 0 : 1, [&] { return Family::free(&m); }); break;
-    case 1:
-        all.expect(here, {m.rows, m.cols, numbers(here.elements.size())}, 1,
-                   [&] { return Family::clear(&m), 1; });
-        break;
-    case 2:
-        all.expect(here, is_refused ? here : there, is_refused ? 0 : 1,
-                   [&] { return Family::copy(&other, &m); });
-        break;
-    case 3:
-        if (m.size == 0) break;
-        *here.line(true, m.rows - 1)[0] = here.elements.back();
-        Family::set_value(&m,
-                          element_for<typename Family::element>(
-                              number_of(Family::get_value(&m, m.rows - 1, m.cols - 1))),
-                          m.rows - 1, 0);
-        break;
-    case 4:
-    case 5: resize(all, m, here); break;
-    default: move_line(all, m, here);
+    using vectors = typename Family::vectors;
+    auto elements = m.first(m.size), overwritten = elements;
+    auto given = elements_from<typename Family::element>(50, length), line = given;
+    line.clear();
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const auto at = static_cast<int32_t>(i);
+        if ((is_row ? at % m.rows : at / m.rows) != index) continue;
+        overwritten[i] = element_for<typename Family::element>(50 + static_cast<int>(line.size()));
+        line.push_back(elements[i]);
+    }
+    const bool exists = !line.empty(), fits = exists && line.size() == given.size();
+    owned<vectors> v;
+    vectors::set_length(&v, length);
+    v.fill(given);
+    runs(allocation, fits ? 1 : 0,
+         [&] { return (is_row ? Family::set_row : Family::set_col)(&v, &m, index); });
+    EXPECT_EQ(m.first(m.size), fits ? overwritten : elements);
+    const auto get = is_row ? Family::get_row : Family::get_col;
+    if (exists && !fits) given = line;
+    if (!runs(allocation, exists ? 1 : 0, [&] { return get(&m, &v, index); })) given.clear();
+    EXPECT_EQ(v.first(v.length), given);
+}
+
+/// Changes matrices of a size, with and without memory, into another one or not at all.
+template <class Family, class Change>
+void expect_change(shape before, const filled<Family> &after, bool stays, const Change &change)
+{
+    for (const std::size_t allocation : {0u, 1u}) {
+        filled<Family> m{before, 50};
+        auto expected = content_of(stays ? m : after);
+        if (!runs(allocation, stays ? 0 : 1, [&] { return change(m); }))
+            expected = content_of(owned<Family>{});
+        EXPECT_EQ(content_of(m), expected);
     }
 }
 
 } // namespace
 
-TYPED_TEST(Matrices, AreGridsOfNumbersThroughAnyCalls)
+TYPED_TEST(Matrices, TakeSizesAndCopies)
 {
-    matrices_and_grids<TypeParam> all;
-    for (int call = 0; call < 20000 && !this->HasFailure(); ++call) make_any_call(all);
+    for (const auto &before : kShapes)
+        for (const auto &after : kShapes) {
+            const filled<TypeParam> other{after, 1};
+            const int32_t size = filled<TypeParam>{before, 1}.size;
+            expect_change(before, other, other.size == 0 && size != 0,
+                          [&](auto &m) { return TypeParam::copy(&other, &m); });
+            expect_change(before, other, other.size != 0 && other.size == size, [&](auto &m) {
+                const int32_t result = TypeParam::set_size(&m, after.first, after.second);
+                if (result != 0)
+                    m.fill(other.first(other.size)); // new elements are not initialised
+                return result;
+            });
+        }
+}
+
+TYPED_TEST(Matrices, AreReadAndWrittenByRowsAndColumns)
+{
+    for (const auto &of : kShapes)
+        for (int32_t index = -1; index <= 3; ++index)
+            for (int length = 0; length <= 3; ++length)
+                for (const std::size_t allocation : {0u, 1u}) {
+                    expect_line<TypeParam>({of, 1}, true, index, length, allocation);
+                    expect_line<TypeParam>({of, 1}, false, index, length, allocation);
+                }
+}
+
+TYPED_TEST(Matrices, AreReadAndWrittenByElements)
+{
+    using element = typename TypeParam::element;
+    filled<TypeParam> m{{2, 3}, 1};
+    TypeParam::set_value(&m, static_cast<element>(TypeParam::get_value(&m, 1, 2)), 0, 1);
+    auto expected = elements_from<element>(1, 6);
+    expected[2] = expected[5];
+    EXPECT_EQ(content_of(m), (std::tuple{2, 3, expected}));
+    TypeParam::clear(&m);
+    EXPECT_EQ(content_of(m), (std::tuple{2, 3, std::vector<element>(6)}));
+    EXPECT_EQ(TypeParam::free(&m), 1);
+    EXPECT_EQ(TypeParam::free(&m), 0);
+    EXPECT_EQ(content_of(m), content_of(owned<TypeParam>{}));
 }
 
 TYPED_TEST(Matrices, RefuseArraysThatCannotBe)
 {
     for (const auto &[rows, cols] : {std::pair{1 << 16, 1 << 15}, {1 << 16, 1 << 16}}) {
-        owned<TypeParam> m;
-        TypeParam::set_size(&m, 2, 2);
+        filled<TypeParam> m{{2, 2}, 1};
         EXPECT_EQ(TypeParam::set_size(&m, rows, cols), 0) << rows << " x " << cols;
-        EXPECT_TRUE(m.data == nullptr && m.size == 0 && m.rows == 0 && m.cols == 0);
+        EXPECT_EQ(content_of(m), content_of(owned<TypeParam>{}));
     }
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bitset>
 #include <cmath>
-#include <numeric>
 #include <stdexcept>
 
 #include <samplerate.h>
@@ -35,13 +34,9 @@ void add_noise(sound &to, double snr_db, uint32_t seed)
         0.055; // of bursts whose peak is full scale, within half a decibel
     const double share_in_band = (kBandHighHz - kBandLowHz) / (kAudioRate / 2);
     const double power = kBurstPower / std::pow(10, snr_db / 10) / share_in_band;
-    // Twelve even values make one that is as good as normal, with a variance of 1.
-    const auto even = noise(12 * to.size(), seed);
-    for (std::size_t i = 0; i < to.size(); ++i) {
-        const auto first = even.begin() + static_cast<std::ptrdiff_t>(12 * i);
-        const double normal = std::accumulate(first, first + 12, 0.0) / 65536;
-        to[i] += static_cast<float>(std::sqrt(power) * normal);
-    }
+    const double gain = std::sqrt(12 * power) / 65536; // the values are even over 16 bits
+    for (std::size_t i = 0; const int16_t value : noise(to.size(), seed))
+        to[i++] += static_cast<float>(gain * value);
 }
 
 sound resampled(const sound &from, double rate)

@@ -11,7 +11,7 @@ namespace tonelink::test {
 
 class scratch_folder {
 public:
-    scratch_folder() = default;
+    scratch_folder() {} // not defaulted: there are const folders
     scratch_folder(const scratch_folder &) = delete;
     ~scratch_folder()
     {

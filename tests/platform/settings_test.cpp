@@ -60,6 +60,12 @@ void expect_no_adapter(const std::string &why)
 
 TEST(Settings, ComeFromTheEnvironmentUnlessTheProgramSetsThem)
 {
+    bool value = true;
+    for (const int result :
+         {system_info_get_custom_bool("com.orvane/featureconf/other", &value),
+          system_info_get_custom_bool(nullptr, &value),
+          system_info_get_custom_bool(kAvProductKey, nullptr), bt_adapter_get_address(nullptr)})
+        EXPECT_EQ(result, kInvalidParameter);
     expect_setting(
         "TONELINK_BT_ADDRESS", tonelink_host_set_bluetooth_address, device_address,
         "00:1a:7D:da:71:0f", "AA:BB:CC:DD:EE:FF", "00:1A:7D:DA:71:0F AA:BB:CC:DD:EE:FF",
@@ -74,12 +80,6 @@ TEST(Settings, ComeFromTheEnvironmentUnlessTheProgramSetsThem)
     expect_setting("TONELINK_AUDIO", tonelink_host_set_audio, prepared, "null", "wav:/",
                    "0 -26214399", {"wav", "wav:", "WAV:a", "alsa:", "null:a"},
                    "wav:PATH, alsa, alsa:DEVICE or null", "-26214399");
-    bool value = true;
-    for (const int result :
-         {system_info_get_custom_bool("com.orvane/featureconf/other", &value),
-          system_info_get_custom_bool(nullptr, &value),
-          system_info_get_custom_bool(kAvProductKey, nullptr), bt_adapter_get_address(nullptr)})
-        EXPECT_EQ(result, kInvalidParameter);
 }
 
 TEST(DeviceAddress, IsThatOfTheFirstAdapterThatBlueZKnows)

@@ -31,15 +31,15 @@ volume_row told_up_to(int last, const recorded_volumes &told)
     return told.all;
 }
 
-/// The master volume, those of types 1 and 7, the floor, and the level that is heard.
+/// The master volume, that of type 1, the highest, the floor, and the level that is heard.
 volume_row volumes()
 {
-    int master = -1, one = -1, seven = -1;
+    int master = -1, one = -1, highest = -1;
     EXPECT_EQ(sound_manager_get_tv_master_volume(&master), 0);
     EXPECT_EQ(sound_manager_get_volume(1, &one), 0);
-    EXPECT_EQ(sound_manager_get_volume(7, &seven), 0);
+    EXPECT_EQ(sound_manager_get_max_volume(7, &highest), 0);
     const int floor = tonelink_host_get_ultrasound_floor();
-    return {master, one, seven, floor, tonelink_host_get_heard_level()};
+    return {master, one, highest, floor, tonelink_host_get_heard_level()};
 }
 
 } // namespace
@@ -48,10 +48,10 @@ TEST(SoundManager, KeepsVolumesWithinTheirLimits)
 {
     for (const auto &[floor, heard] : {std::pair{10, 10}, {8, 8}, {7, 8}}) {
         ASSERT_EQ(sound_manager_set_ultrasound_volume_min(floor), 0);
-        EXPECT_EQ(volumes(), (volume_row{20, 8, 8, floor, heard}));
+        EXPECT_EQ(volumes(), (volume_row{20, 8, 15, floor, heard}));
     }
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), 0);
-    EXPECT_EQ(volumes(), (volume_row{20, 8, 8, -1, 8}));
+    EXPECT_EQ(volumes(), (volume_row{20, 8, 15, -1, 8}));
     EXPECT_EQ(sound_manager_unset_ultrasound_volume_min(), kInvalidOperation);
     for (const int result :
          {sound_manager_set_master_volume(0), sound_manager_set_master_volume(100),

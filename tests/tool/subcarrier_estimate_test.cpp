@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bitset>
 #include <cmath>
+#include <functional>
+#include <span>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -87,6 +89,15 @@ TEST(SubcarrierEstimate, TheErrorIsThatOfTheNoise)
         EXPECT_NEAR(burst.pilot_error_db(), 1 - snr_db, 1);
         EXPECT_NEAR(burst.error_db(), 1 - snr_db, 1);
     }
+}
+
+TEST(SubcarrierEstimate, ASymbolThatIsTurnedAsAWholeIsTurnedBack)
+{
+    auto sound = padded_burst();
+    const std::span symbol{sound.data() + kLead + kBurstDelay + 7 * kAudioSymbolSamples,
+                           kAudioSymbolSamples};
+    std::ranges::transform(symbol, symbol.begin(), std::negate{});
+    EXPECT_EQ(estimate(sound, kLead, kBits).wrong_data(), 0);
 }
 
 TEST(SubcarrierEstimate, WhatIsCutOffIsAllWrongAndTheRestIsNot)

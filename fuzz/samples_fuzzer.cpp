@@ -12,8 +12,7 @@
 namespace {
 
 using namespace tonelink;
-using test::hear;
-using test::reception;
+using namespace tonelink::test;
 
 constexpr std::size_t kLongest = 27000;
 
@@ -21,10 +20,10 @@ constexpr std::size_t kLongest = 27000;
 void require_exported(std::span<const int16_t> sound, const std::vector<std::size_t> &sizes,
                       int32_t nbits, const reception &expected)
 {
-    test::open_modem modem;
+    open_modem modem;
     uint64_t position = 0;
     std::vector<uint64_t> positions;
-    test::in_blocks(sound, sizes, [&](std::span<const int16_t> block) {
+    in_blocks(sound, sizes, [&](std::span<const int16_t> block) {
         int32_t *records = nullptr;
         int32_t *length = nullptr;
         receiver_snfc(&modem, block.data(), static_cast<int32_t>(block.size()), &records, &length,
@@ -34,7 +33,7 @@ void require_exported(std::span<const int16_t> sound, const std::vector<std::siz
         position += block.size();
     });
     REQUIRE(std::ranges::equal(positions, expected.heard, {}, {}, &heard_message::position));
-    REQUIRE(test::stream_of(**&modem) == expected.stream);
+    REQUIRE(stream_of(**&modem) == expected.stream);
 }
 
 } // namespace

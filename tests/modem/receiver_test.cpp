@@ -95,10 +95,9 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
     modem->decim_phase = 7;
     modem->dns_delay.data[5] = 5;
     std::fill_n(modem->fft_input.data, 128, int16_t{0});
-    const int32_t gain = modem->agc_gain;
 
     EXPECT_EQ(reset_snfc(&modem), 1);
-    EXPECT_EQ(stream_of(**&modem), silent_stream(gain));
+    EXPECT_EQ(stream_of(**&modem), silent_stream(modem->agc_gain));
     EXPECT_TRUE(modem->prev_msg_bytes.length == 0 && modem->msg_bytes.length == 0);
     EXPECT_GT(modem->results.length, 0);
     EXPECT_EQ(modem.burst(kPair32.bits), burst); // remembered

@@ -20,8 +20,8 @@ namespace tonelink::test {
     using element = T;                                                                             \
     static constexpr const char *family = #F;                                                      \
     OPERATION(F, init)                                                                             \
-    OPERATION(F, free) OPERATION(F, clear) OPERATION(F, copy) OPERATION(F, set_value)              \
-        OPERATION(F, get_value)
+    OPERATION(F, free)                                                                             \
+    OPERATION(F, clear) OPERATION(F, copy) OPERATION(F, set_value) OPERATION(F, get_value)
 
 // The operations of each family under names without its prefix.
 #define DEFINE_VECTORS(V, T, R)                                                                    \
@@ -37,8 +37,8 @@ TONELINK_VECTOR_FAMILIES(DEFINE_VECTORS)
         using vectors = V##_family;                                                                \
         DEFINE_FAMILY(M, T, R)                                                                     \
         OPERATION(M, set_size)                                                                     \
-        OPERATION(M, size) OPERATION(M, set_row) OPERATION(M, get_row) OPERATION(M, set_col)       \
-            OPERATION(M, get_col)                                                                  \
+        OPERATION(M, size)                                                                         \
+        OPERATION(M, set_row) OPERATION(M, get_row) OPERATION(M, set_col) OPERATION(M, get_col)    \
     };
 TONELINK_MATRIX_FAMILIES(DEFINE_MATRICES)
 #undef DEFINE_MATRICES

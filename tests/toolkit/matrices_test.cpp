@@ -33,7 +33,6 @@ template <class Family> auto content_of(const owned<Family> &m)
 template <class Family>
 void expect_line(filled<Family> &&m, bool is_row, int32_t index, int length, std::size_t allocation)
 {
-    using vectors = typename Family::vectors;
     auto elements = m.first(m.size), overwritten = elements;
     auto given = elements_from<typename Family::element>(50, length), line = given;
     line.clear();
@@ -44,8 +43,8 @@ void expect_line(filled<Family> &&m, bool is_row, int32_t index, int length, std
         line.push_back(elements[i]);
     }
     const bool exists = !line.empty(), fits = exists && line.size() == given.size();
-    owned<vectors> v;
-    vectors::set_length(&v, length);
+    owned<typename Family::vectors> v;
+    Family::vectors::set_length(&v, length);
     v.fill(given);
     runs(allocation, fits ? 1 : 0,
          [&] { return (is_row ? Family::set_row : Family::set_col)(&v, &m, index); });

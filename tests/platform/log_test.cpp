@@ -59,11 +59,11 @@ TEST(Log, LinesOfSeveralThreadsStayWhole)
 {
     ASSERT_EQ(tonelink_host_set_log("stderr"), 0);
     const auto log_lines = [] {
-        for (int line = 0; line < 400; ++line) __dlog_print(0, 4, "TAG", "%0100d", 7);
+        for (int line = 0; line < 2000; ++line) __dlog_print(0, 4, "TAG", "%0100d", 7);
     };
     const auto written = written_by([&] { const std::jthread one{log_lines}, other{log_lines}; });
     std::string expected;
-    for (int line = 0; line < 800; ++line) expected += "T I TAG: " + std::string(99, '0') + "7\n";
+    for (int line = 0; line < 4000; ++line) expected += "T I TAG: " + std::string(99, '0') + "7\n";
     EXPECT_EQ(written, expected);
 }
 

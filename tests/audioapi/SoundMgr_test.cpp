@@ -32,7 +32,18 @@ protected:
     {
         ASSERT_EQ(set_pin_Custom_in_ultrasound("4711\x3C\xA5", 2, 2, 6, 1), 0);
         platform.master_volume = platform.tv_master_volume = 5;
+        platform.keeps_samples = true;
         platform.forget();
+    }
+
+    /// That message's burst, filtered, five times a write. From an independent model.
+    static void expect_copies()
+    {
+        for (const auto &samples : platform.writes) {
+            ASSERT_EQ(samples.size(), 5u * 23170);
+            EXPECT_EQ(hash16(std::span{samples}.first(23170)), "b27af8e51b359866");
+            EXPECT_TRUE(std::equal(samples.begin() + 23170, samples.end(), samples.begin()));
+        }
     }
 
     static std::string message_bits(std::size_t count)
@@ -59,6 +70,7 @@ TEST_F(TransmissionControl, GoesTheDocumentedWayByWriterThread)
     platform.wait_for_writes(2);
     ASSERT_EQ(stop_audio_transmitting(), 1);
     EXPECT_EQ(reset_volume, 0);
+    expect_copies();
     expect_documented("writer_thread", "audio_out_write(out1, 231700)\nusleep(100000)\n");
 }
 
@@ -68,6 +80,7 @@ TEST_F(TransmissionControl, GoesTheDocumentedWayByStreamCallback)
     ASSERT_EQ(start_audio_transmitting_async_type(2), 1);
     platform.run_callback();
     stop_stream();
+    expect_copies();
     expect_documented("stream_callback");
 }
 

@@ -29,16 +29,8 @@ TEST_F(PairingIdentity, DrawsThePinOfTheSecond)
     EXPECT_EQ(Get_Random_PIN(), pin);
     EXPECT_EQ(get_audio_pin(), pin);
     const auto text = std::to_string(pin);
-    set_app_mode(-7);
-    EXPECT_EQ(get_app_mode(), -7);
-    EXPECT_EQ(platform.trace(), "[common.cpp]\n"
-                                "Generate_Random_PIN: int pin_num = " +
-                                    text +
-                                    "\n"
-                                    "Generate_Random_PIN: char random_pin = " +
-                                    text +
-                                    "\n"
-                                    "set_app_mode: \\n application_mode = -7 \\n\\n\n");
+    EXPECT_EQ(platform.trace(), log_of("common.cpp", "Generate_Random_PIN",
+                                       {"int pin_num = " + text, "char random_pin = " + text}));
 }
 
 TEST_F(PairingIdentity, HandsOutTheAddressOrNamesTheError)
@@ -46,28 +38,17 @@ TEST_F(PairingIdentity, HandsOutTheAddressOrNamesTheError)
     char *const address = Get_TV_BD_Addr();
     EXPECT_STREQ(address, "11:22:33:44:AB:CD");
     std::free(address);
-    EXPECT_EQ(platform.count("\n bt_adapter_get_address_=11:22:33:44:AB:CD \n\n"), 1);
     platform.address.clear(); // success, but no text: error 0
-    const std::pair<uint32_t, std::string> cases[] = {{0xC0000001, "TIMED_OUT"},
-                                                      {0xFE400100, "NONE"},
-                                                      {0xFE400101, "NOT_INITIALIZED"},
-                                                      {0xFE400104, "OPERATION_FAILED"},
-                                                      {0xFE40010B, "REMOTE_DEVICE_NOT_CONNECTED"},
-                                                      {0xFE40010C, "NONE"},
-                                                      {0xFFFFFF83, "CANCELLED"},
-                                                      {0xFFFFFF8D, "NOW_IN_PROGRESS"},
-                                                      {0xFFFFFFEA, "INVALID_PARAMETER"},
-                                                      {0xFFFFFFF4, "OUT_OF_MEMORY"},
-                                                      {0xFFFFFFFF, "NONE"},
-                                                      {0, "NONE"}};
-    for (const auto &[code, name] : cases) {
-        platform.forget();
+    for (const uint32_t code :
+         {0xC0000001u, 0xFE400100u, 0xFE400101u, 0xFE400102u, 0xFE400103u, 0xFE400104u, 0xFE400105u,
+          0xFE400106u, 0xFE400107u, 0xFE400108u, 0xFE400109u, 0xFE40010Au, 0xFE40010Bu, 0xFE40010Cu,
+          0xFFFFFF83u, 0xFFFFFF8Du, 0xFFFFFFEAu, 0xFFFFFFF0u, 0xFFFFFFF4u, 0xFFFFFFFFu, 0u}) {
         platform.fail("bt_adapter_get_address", static_cast<int32_t>(code));
         EXPECT_EQ(Get_TV_BD_Addr(), nullptr);
-        EXPECT_EQ(platform.trace(), "bt_adapter_get_address()\n[common.cpp]\nGet_TV_BD_Addr: "
-                                    "Error:: bt_adapter_get_address failed " +
-                                        name + " \\n\\n\n");
     }
+    set_app_mode(-7);
+    EXPECT_EQ(get_app_mode(), -7);
+    EXPECT_EQ(platform.said("common.cpp"), documented_trace("pairing_identity"));
 }
 
 } // namespace tonelink::test

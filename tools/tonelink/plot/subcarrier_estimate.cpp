@@ -48,7 +48,7 @@ value read_subcarrier(std::span<const int16_t> samples, const burst_clock &clock
     value oscillator = std::polar(1.0, -kTurn * phase);
     const value step = std::polar(1.0, -kTurn * turns(subcarrier_hz(subcarrier)) / clock.stretch);
 
-    const int64_t end = std::min<int64_t>(first + kAudioBodySamples, std::ssize(samples));
+    const int64_t end = std::min<int64_t>(first + int64_t{kAudioBodySamples}, std::ssize(samples));
     value sum;
     for (int64_t t = first; t < end; ++t, oscillator *= step)
         if (t >= 0) sum += oscillator * static_cast<double>(samples[static_cast<std::size_t>(t)]);

@@ -35,20 +35,12 @@ TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
     for (std::size_t i = 0; i < starts.size(); ++i)
         test::mix(samples, test::burst_of(0x12673CA5u + static_cast<uint32_t>(i)),
                   static_cast<std::size_t>(starts[i]), i % 2 == 0 ? 1.0f : 0.01f);
-    const auto whole = bursts_in(samples, samples.size());
-    ASSERT_TRUE(std::ranges::equal(whole, starts, is_at));
+    for (const std::size_t block : {std::size_t{1}, std::size_t{441}, samples.size()})
+        EXPECT_TRUE(std::ranges::equal(bursts_in(samples, block), starts, is_at)) << block;
     auto noisy = samples;
     test::add_noise(noisy, 6, /*seed=*/7);
     // The others are 40 dB weaker.
     EXPECT_TRUE(std::ranges::equal(bursts_in(noisy), std::vector{0, 60001, 400000}, is_at));
-    for (const std::size_t block : {1u, 441u, 99999u}) {
-        const auto found = bursts_in(samples, block);
-        ASSERT_EQ(found.size(), whole.size()) << block;
-        for (std::size_t i = 0; i < found.size(); ++i) {
-            EXPECT_NEAR(found[i].start_s, whole[i].start_s, 0.00001) << block;
-            EXPECT_GT(found[i].fit, 0.7);
-        }
-    }
 }
 
 TEST(BurstFinder, FindsNothingInOtherSounds)

@@ -13,8 +13,7 @@ namespace tonelink::test {
 class open_modem {
 public:
     open_modem() { open_snfc(&state_); }
-    open_modem(const open_modem &) = delete;
-    open_modem &operator=(const open_modem &) = delete;
+    open_modem &operator=(open_modem &&) = delete; // nor copied
     ~open_modem() { close_snfc(&state_); }
 
     snfc_state **operator&() { return &state_; }
@@ -39,8 +38,7 @@ private:
 
 struct open_shifter : BandShiftInfo {
     explicit open_shifter(int32_t hertz) { openBandShift(this, hertz); }
-    open_shifter(const open_shifter &) = delete;
-    open_shifter &operator=(const open_shifter &) = delete;
+    open_shifter &operator=(open_shifter &&) = delete; // nor copied
     ~open_shifter() { closeBandShift(this); }
 
     /// All that it takes from one block to the next.

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <bit>
+#include <cmath>
 
 namespace tonelink::test {
 
@@ -66,14 +67,9 @@ std::string sha256_of_bytes(const std::vector<std::uint8_t> &bytes)
 std::vector<std::int16_t> noise(std::size_t count, std::uint32_t seed, std::int32_t mul,
                                 std::int32_t div)
 {
-    lcg source{seed};
-    std::vector<std::int16_t> values;
-    while (values.size() < count) {
-        const std::int64_t scaled = std::int64_t{source.next()} * mul;
-        // Rounded down, also below zero.
-        const auto quotient = scaled / div - (scaled % div < 0 ? 1 : 0);
-        values.push_back(static_cast<std::int16_t>(quotient));
-    }
+    std::vector<std::int16_t> values(count);
+    for (lcg source{seed}; std::int16_t & value : values)
+        value = static_cast<std::int16_t>(std::floor(1.0 * source.next() * mul / div));
     return values;
 }
 

@@ -1,5 +1,8 @@
 #include "plot/sound_survey.h"
 
+#include <algorithm>
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 #include "decode/decode_report.h"
@@ -8,62 +11,51 @@
 namespace tonelink::tool {
 namespace {
 
-/// A decoded burst that began at a sample, give or take what the decoder does not know.
-heard_burst heard_at(int64_t sample, const message_bits &message)
-{
-    heard_burst burst{message, 0, 0};
-    burst.first = burst.last = sample - burst.first_sample();
-    return burst;
-}
-
-double seconds(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
+const message_bits kShort(32, 1), kLong(48, 1);
 
 TEST(SoundSurvey, PutsTogetherWhatWasFoundAndWhatWasDecoded)
 {
-    const message_bits a(32, 1), b(48, 1);
+    const auto seconds = [](double sample) { return sample / kAudioRate; };
     const std::vector<found_burst> found{
         {seconds(1440), 0.4},   // in the burst that the sound begins within, symbols off
         {seconds(50000), 0.5},  // decoded, too
         {seconds(80000), 0.6},  // not decoded
         {seconds(203170), 0.7}, // decoded, right behind one that was not found
     };
-    const std::vector<sound_burst> expected{{seconds(-3000), 0, a},
-                                            {seconds(50000), 0.5, b},
+    // Began at a sample, give or take what the decoder does not know.
+    const auto heard_at = [](int64_t sample, const message_bits &message) {
+        const int64_t completed = sample - heard_burst{{}, 0, 0}.first_sample();
+        return heard_burst{message, completed, completed};
+    };
+    const std::vector heard{heard_at(-3000, kShort), heard_at(50080, kLong),
+                            heard_at(180000, kShort), heard_at(203090, kShort)};
+    const std::vector<sound_burst> expected{{seconds(-3000), 0, kShort},
+                                            {seconds(50000), 0.5, kLong},
                                             {seconds(80000), 0.6, {}},
-                                            {seconds(180000), 0, a},
-                                            {seconds(203170), 0.7, a}};
-    const auto bursts = join_bursts(found, std::vector{heard_at(-3000, a), heard_at(50080, b),
-                                                       heard_at(180000, a), heard_at(203090, a)});
-    ASSERT_EQ(bursts.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_EQ(bursts[i].start_s, expected[i].start_s) << i;
-        EXPECT_EQ(bursts[i].fit, expected[i].fit) << i;
-        EXPECT_EQ(bursts[i].message, expected[i].message) << i;
-    }
+                                            {seconds(180000), 0, kShort},
+                                            {seconds(203170), 0.7, kShort}};
+    EXPECT_TRUE(std::ranges::equal(
+        join_bursts(found, heard), expected, [](const sound_burst &a, const sound_burst &b) {
+            return std::tie(a.start_s, a.fit, a.message) == std::tie(b.start_s, b.fit, b.message);
+        }));
 }
 
 TEST(HeardMessages, BurstsOfTwoMessagesStayApart)
 {
-    const message_bits a(32, 1), b(48, 1);
     heard_messages heard;
-    heard.accept(a, 50000);
-    heard.accept(b, 50080);
-    heard.accept(a, 50160);
+    heard.accept(kShort, 50000);
+    heard.accept(kLong, 50080);
+    heard.accept(kShort, 54000);
     EXPECT_FALSE(heard.take_burst(61585)); // may go on
-    const auto first = heard.take_burst(61586);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(first->message, a);
-    EXPECT_EQ(first->last, 50160);
-    const auto second = heard.take_burst(INT64_MAX);
-    ASSERT_TRUE(second);
-    EXPECT_EQ(second->message, b);
-    // The first burst of a message tells its time; a single position is told apart.
-    const auto lines = heard.messages();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].start, first->start());
-    EXPECT_EQ(lines[0].positions, 2);
-    EXPECT_EQ(line_of(lines[0], "", report_form::text).find("chance"), std::string::npos);
-    EXPECT_NE(line_of(lines[1], "", report_form::text).find("may be chance"), std::string::npos);
+    std::string told;
+    for (const int64_t sample : {int64_t{61586}, INT64_MAX})
+        told += line_of_burst(heard.take_burst(sample).value(), report_form::text);
+    for (const message_summary &line : heard.messages()) // began with the first of its bursts
+        told += line_of(line, "", report_form::text);
+    const std::string a = "0:00.654  PIN 65535  FF:FF  32 bits  FFFFFFFF";
+    const std::string b = "0:00.611  PIN 4294967295  FF:FF  48 bits  FFFFFFFFFFFF";
+    EXPECT_EQ(told, a + "\n" + b + "\n" + a + "  heard once\n" + b +
+                        "  heard once, at a single position: may be chance\n");
     EXPECT_EQ(time_text(int64_t{3723} * kAudioRate + kAudioRate / 4), "1:02:03.250");
     EXPECT_EQ(time_text(int64_t{3599} * kAudioRate), "59:59.000");
 }

@@ -30,8 +30,8 @@ void mix(sound &to, const sound &what, std::size_t at, float gain)
 
 void add_noise(sound &to, double snr_db, uint32_t seed)
 {
-    constexpr double kBurstPower =
-        0.055; // of bursts whose peak is full scale, within half a decibel
+    // Of bursts whose peak is full scale, within half a decibel.
+    constexpr double kBurstPower = 0.055;
     const double share_in_band = (kBandHighHz - kBandLowHz) / (kAudioRate / 2);
     const double power = kBurstPower / std::pow(10, snr_db / 10) / share_in_band;
     const double gain = std::sqrt(12 * power) / 65536; // the values are even over 16 bits
@@ -43,12 +43,7 @@ sound resampled(const sound &from, double rate)
 {
     const double ratio = rate / kAudioRate;
     sound to(static_cast<std::size_t>(std::ceil(static_cast<double>(from.size()) * ratio)));
-    SRC_DATA data{};
-    data.data_in = from.data();
-    data.input_frames = static_cast<long>(from.size());
-    data.data_out = to.data();
-    data.output_frames = static_cast<long>(to.size());
-    data.src_ratio = ratio;
+    SRC_DATA data{from.data(), to.data(), std::ssize(from), std::ssize(to), 0, 0, 0, ratio};
     if (src_simple(&data, SRC_SINC_BEST_QUALITY, 1) != 0) throw std::runtime_error{"not resampled"};
     to.resize(static_cast<std::size_t>(data.output_frames_gen));
     return to;

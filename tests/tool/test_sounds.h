@@ -1,8 +1,11 @@
 // Sounds with bursts in known places.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
+
+#include "plot/spectrogram.h"
 
 namespace tonelink::test {
 
@@ -20,5 +23,22 @@ void add_noise(sound &to, double snr_db, uint32_t seed);
 
 /// The sound at `rate` in place of 44100 Hz.
 sound resampled(const sound &from, double rate);
+
+/// Puts a sound into what takes it block by block.
+template <class Taker> void put_in_blocks(const sound &samples, std::size_t block, Taker &taker)
+{
+    for (std::size_t at = 0; at < samples.size(); at += block)
+        taker.put({samples.data() + at, std::min(block, samples.size() - at)});
+}
+
+/// The whole spectrogram of a sound.
+inline tool::spectrogram analysed(const sound &samples, const tool::spectrogram_shape &shape,
+                                  std::size_t block = 16384)
+{
+    tool::spectrogram levels{shape, 0};
+    put_in_blocks(samples, block, levels);
+    levels.finish();
+    return levels;
+}
 
 } // namespace tonelink::test

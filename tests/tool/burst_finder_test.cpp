@@ -49,7 +49,7 @@ TEST(BurstFinder, FindsNothingInOtherSounds)
     const std::map<const char *, std::function<double(double)>> sounds{
         {"silence or noise", [](double) { return 0; }},
         {"clicks a symbol apart",
-         [](double t) { return std::lround(t * kAudioRate) % kAudioSymbolSamples == 0; }},
+         [](double t) { return std::lround(t * kAudioRate) % int64_t{kAudioSymbolSamples} == 0; }},
         {"a tone", [&](double t) { return sine(19000 * t); }},
         {"a tone that beats as symbols do",
          [&](double t) { return std::fmod(t / kSymbolSeconds, 1) < 0.5 ? sine(19106 * t) : 0; }},

@@ -94,8 +94,8 @@ TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
                          (parts.error_y(subcarrier) + parts.error_y(subcarrier + 1)) / 2);
         };
         const double half = (parts.error_x(2) - parts.error_x(1)) / 2;
-        for (const std::size_t subcarrier : {2, 3, 31, 62})
-            for (const std::size_t symbol : {4, 5, 6}) {
+        for (const std::size_t subcarrier : {2u, 3u, 31u, 62u})
+            for (const std::size_t symbol : {4u, 5u, 6u}) {
                 const uint32_t colour = error_pixel(parts.error_x(symbol) + half, subcarrier);
                 EXPECT_EQ((colour >> 8 & 0xFF) > 220, symbol == 5) << symbol << ' ' << subcarrier;
             }

@@ -39,7 +39,7 @@ extern "C" snd_pcm_sframes_t snd_pcm_readi(snd_pcm_t *, void *buffer, snd_pcm_uf
     (has_overrun ? behind_overrun : before_overrun) = clock::now();
     const auto count = std::min(static_cast<std::ptrdiff_t>(size), std::ssize(sound) - position);
     for (auto *to = static_cast<int16_t *>(buffer), *end = to + count; to != end; ++to)
-        *to = static_cast<int16_t>(sound[position++] * 32767);
+        *to = static_cast<int16_t>(sound[static_cast<std::size_t>(position++)] * 32767);
     return count;
 }
 

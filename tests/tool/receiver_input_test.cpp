@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <ranges>
+#include <span>
 
 #include <gtest/gtest.h>
 #include <sndfile.hh>
@@ -68,8 +68,10 @@ TEST(ReceiverInput, SkipsSamples)
             receiver_input input{sound};
             input.skip(count);
             const auto block = input.read();
-            const auto rest = std::views::drop(all, count);
-            EXPECT_TRUE(std::ranges::equal(block, std::views::take(rest, 16384))) << count;
+            const auto left =
+                std::span{all}.subspan(std::min(static_cast<std::size_t>(count), all.size()));
+            const auto expected = left.first(std::min<std::size_t>(left.size(), 16384));
+            EXPECT_TRUE(std::ranges::equal(block, expected)) << count;
         }
     }
 }

@@ -1,6 +1,5 @@
 #include "decode/receiver_input.h"
 
-#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <ranges>
@@ -27,7 +26,7 @@ sound_source source(const test::sound &samples, int format, int rate = kAudioRat
     const std::string path = folder.file("sound");
     SndfileHandle file{path, SFM_WRITE, format, channels, rate};
     file.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    EXPECT_EQ(file.write(samples.data(), std::ssize(samples)), std::ssize(samples));
+    file.write(samples.data(), std::ssize(samples));
     return {path};
 }
 
@@ -77,9 +76,8 @@ TEST(ReceiverInput, SkipsSamples)
 // Decoded from what the receiver is given, and found in the sound as it is.
 TEST(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
 {
-    constexpr std::size_t kLead = 4410;
     test::sound sound;
-    test::mix(sound, test::burst_of(0x12673CA5), kLead, 0.25f);
+    test::mix(sound, test::burst_of(0x12673CA5), kAudioRate / 10, 0.25f);
     for (const int rate : {44100, 48000, 88200, 96000, 192000, 41000}) {
         SCOPED_TRACE(rate);
         const auto bursts = survey_sound(source(test::resampled(sound, rate),
@@ -88,7 +86,7 @@ TEST(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
         ASSERT_EQ(bursts.size(), 1u);
         EXPECT_EQ(hex_of(bursts[0].message), "12673CA5");
         EXPECT_GT(bursts[0].fit, 0.7);
-        EXPECT_NEAR(bursts[0].start_s, kLead / double{kAudioRate}, 0.0005);
+        EXPECT_NEAR(bursts[0].start_s, 0.1, 0.0005);
     }
     EXPECT_FALSE(receiver_input{source(sound, kWav16, 32000)}.has_band());
     EXPECT_THROW(receiver_input{source(sound, kWav16, 100)}, failure);

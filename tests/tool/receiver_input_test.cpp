@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <numeric>
-#include <ranges>
 
 #include <gtest/gtest.h>
 #include <sndfile.hh>
@@ -66,9 +65,10 @@ TEST(ReceiverInput, SkipsSamples)
         for (const int64_t count : {1, 16384, 40000, 70000}) {
             receiver_input input{sound};
             input.skip(count);
-            const auto block = input.read();
-            const auto rest = std::views::drop(all, count);
-            EXPECT_TRUE(std::ranges::equal(block, std::views::take(rest, 16384))) << count;
+            const auto from = static_cast<std::size_t>(std::min(count, std::ssize(all)));
+            const auto rest = std::span{all}.subspan(from);
+            const auto block = rest.first(std::min<std::size_t>(16384, rest.size()));
+            EXPECT_TRUE(std::ranges::equal(input.read(), block)) << count;
         }
     }
 }

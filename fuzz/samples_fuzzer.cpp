@@ -32,8 +32,8 @@ void require_exported(std::span<const int16_t> sound, const std::vector<std::siz
             positions.push_back(position + static_cast<uint64_t>(records[i]));
         position += block.size();
     });
-    REQUIRE(std::ranges::equal(positions, expected.heard, {}, {}, &heard_message::position));
-    REQUIRE(stream_of(**&modem) == expected.stream);
+    REQUIRE(std::ranges::equal(positions, expected.first, {}, {}, &heard_message::position));
+    REQUIRE(stream_of(**&modem) == expected.second);
 }
 
 } // namespace

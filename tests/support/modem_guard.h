@@ -1,10 +1,6 @@
 // A modem state and a band shifter that are open as long as they live.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "support/signals.h"
 #include "tonelink/modem.h"
 
@@ -18,7 +14,6 @@ public:
 
     snfc_state **operator&() { return &state_; }
     snfc_state *operator->() { return state_; }
-    explicit operator bool() const { return state_ != nullptr; }
 
     /// The burst of a text of 0 and 1; empty when it could not be made.
     std::vector<int16_t> burst(const std::string &message)

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <span>
-#include <vector>
 
 #include "modem/burst_format.h"
 #include "modem/heard_message.h"
@@ -46,27 +44,23 @@ inline std::vector<int32_t> silent_stream(int32_t gain)
     return stream;
 }
 
-struct reception {
-    std::vector<heard_message> heard;
-    std::vector<int32_t> stream;
-    friend bool operator==(const reception &, const reception &) = default;
-};
+/// What is heard, and the stream that is left behind.
+using reception = std::pair<std::vector<heard_message>, std::vector<int32_t>>;
 
 /// Lets a receiver hear a whole sound.
 template <class Receiver>
 reception hear(Receiver &receiver, std::span<const int16_t> sound,
                const std::vector<std::size_t> &sizes, message_lengths lengths)
 {
-    reception result;
+    std::vector<heard_message> all;
     open_modem modem;
     open_shifter shifter{kBandShiftHz};
     in_blocks(sound, sizes, [&](std::span<const int16_t> block) {
         receiver.receive(block, shifter, lengths,
-                         [&](const heard_message &heard) { result.heard.push_back(heard); });
+                         [&](const heard_message &heard) { all.push_back(heard); });
     });
     receiver.hand_back(**&modem);
-    result.stream = stream_of(**&modem);
-    return result;
+    return {all, stream_of(**&modem)};
 }
 
 } // namespace tonelink::test

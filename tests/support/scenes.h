@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
 #include "support/modem_guard.h"
-#include "support/signals.h"
 
 namespace tonelink::test {
 

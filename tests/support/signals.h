@@ -1,7 +1,6 @@
 // Signals and hashes that tests share.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

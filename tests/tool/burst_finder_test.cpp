@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <functional>
-#include <map>
 #include <numbers>
 
 #include <gtest/gtest.h>
@@ -13,9 +12,7 @@
 namespace tonelink::tool {
 namespace {
 
-using test::sound;
-
-std::vector<found_burst> bursts_in(const sound &samples, std::size_t block = 16384,
+std::vector<found_burst> bursts_in(const test::sound &samples, std::size_t block = 16384,
                                    double rate = kAudioRate)
 {
     burst_finder finder{rate};
@@ -30,7 +27,7 @@ bool is_at(const found_burst &burst, double sample)
 
 TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
 {
-    sound samples;
+    test::sound samples;
     const std::vector starts{0, 23170, 60001, 83400, 400000};
     for (std::size_t i = 0; i < starts.size(); ++i)
         test::mix(samples, test::burst_of(0x12673CA5u + static_cast<uint32_t>(i)),
@@ -46,7 +43,7 @@ TEST(BurstFinder, FindsBurstsWhereTheyAreInBlocksOfAnySize)
 TEST(BurstFinder, FindsNothingInOtherSounds)
 {
     const auto sine = [](double turns) { return std::sin(2 * std::numbers::pi * turns); };
-    const std::map<const char *, std::function<double(double)>> sounds{
+    const std::pair<const char *, std::function<double(double)>> sounds[] = {
         {"silence or noise", [](double) { return 0; }},
         {"clicks a symbol apart",
          [](double t) { return std::lround(t * kAudioRate) % int64_t{kAudioSymbolSamples} == 0; }},
@@ -58,7 +55,7 @@ TEST(BurstFinder, FindsNothingInOtherSounds)
     };
     EXPECT_TRUE(bursts_in({}).empty());
     for (const auto &[name, value_at] : sounds) {
-        sound samples(441000);
+        test::sound samples(441000);
         for (std::size_t i = 0; float &sample : samples)
             sample = static_cast<float>(value_at(static_cast<double>(i++) / kAudioRate));
         EXPECT_TRUE(bursts_in(samples).empty()) << name;
@@ -66,7 +63,7 @@ TEST(BurstFinder, FindsNothingInOtherSounds)
         EXPECT_TRUE(bursts_in(samples).empty()) << name << " in noise";
     }
     // Every other sample holds a burst still, below the band; and some rates are beyond resampling.
-    sound halved;
+    test::sound halved;
     for (std::size_t i = 0; const float sample : test::burst_of(5))
         if (++i % 2 == 0) halved.push_back(sample);
     for (const double rate : {22050.0, 1e6})

@@ -1,8 +1,5 @@
 #include "plot/burst_picture.h"
 
-#include <cstdint>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "modem/burst_format.h"
@@ -74,9 +71,8 @@ TEST(BurstPicture, SubcarriersStandWhereTheirValuesAndErrorsAre)
         SCOPED_TRACE(height);
         const picture_layout layout{width, height, picture_parts::constellation};
         EXPECT_EQ(layout.has_closeup(), height == 1600);
-        burst_picture picture{"burst", "", &levels, {{0, 1, message_bits(32)}}};
-        picture.subcarriers = &subcarriers;
-        const canvas page = draw_picture(picture, layout);
+        const canvas page = draw_picture(
+            {"burst", "", &levels, {{0, 1, message_bits(32)}}, 0, nullptr, &subcarriers}, layout);
         const constellation_layout &parts = layout.constellation;
         const auto at = [&](double re, double im) {
             return pixel(page, layout.scale, parts.x(re), parts.y(im));

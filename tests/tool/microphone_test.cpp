@@ -1,6 +1,5 @@
 // Listening to a device that has lost samples: ALSA's `null`, with a sound of the test's own in it.
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <sstream>

@@ -27,7 +27,7 @@ sound_source source(const test::sound &samples, int format, int rate = kAudioRat
     const std::string path = folder.file("sound");
     SndfileHandle file{path, SFM_WRITE, format, channels, rate};
     file.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    EXPECT_EQ(file.write(samples.data(), std::ssize(samples)), std::ssize(samples));
+    file.write(samples.data(), std::ssize(samples));
     return {path};
 }
 
@@ -67,11 +67,10 @@ TEST(ReceiverInput, SkipsSamples)
         for (const int64_t count : {1, 16384, 40000, 70000}) {
             receiver_input input{sound};
             input.skip(count);
-            const auto block = input.read();
-            const auto left =
-                std::span{all}.subspan(std::min(static_cast<std::size_t>(count), all.size()));
-            const auto expected = left.first(std::min<std::size_t>(left.size(), 16384));
-            EXPECT_TRUE(std::ranges::equal(block, expected)) << count;
+            const auto from = static_cast<std::size_t>(std::min(count, std::ssize(all)));
+            const auto rest = std::span{all}.subspan(from);
+            const auto block = rest.first(std::min<std::size_t>(16384, rest.size()));
+            EXPECT_TRUE(std::ranges::equal(input.read(), block)) << count;
         }
     }
 }
@@ -79,9 +78,8 @@ TEST(ReceiverInput, SkipsSamples)
 // Decoded from what the receiver is given, and found in the sound as it is.
 TEST(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
 {
-    constexpr std::size_t kLead = 4410;
     test::sound sound;
-    test::mix(sound, test::burst_of(0x12673CA5), kLead, 0.25f);
+    test::mix(sound, test::burst_of(0x12673CA5), kAudioRate / 10, 0.25f);
     for (const int rate : {44100, 48000, 88200, 96000, 192000, 41000}) {
         SCOPED_TRACE(rate);
         const auto bursts = survey_sound(source(test::resampled(sound, rate),
@@ -90,7 +88,7 @@ TEST(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
         ASSERT_EQ(bursts.size(), 1u);
         EXPECT_EQ(hex_of(bursts[0].message), "12673CA5");
         EXPECT_GT(bursts[0].fit, 0.7);
-        EXPECT_NEAR(bursts[0].start_s, kLead / double{kAudioRate}, 0.0005);
+        EXPECT_NEAR(bursts[0].start_s, 0.1, 0.0005);
     }
     EXPECT_FALSE(receiver_input{source(sound, kWav16, 32000)}.has_band());
     EXPECT_THROW(receiver_input{source(sound, kWav16, 100)}, failure);

@@ -38,11 +38,4 @@ TEST(Spectrogram, PutsASineInItsBinAndTimeInBlocksOfAnySize)
     }
 }
 
-TEST(Spectrogram, WorksOnLessThanAWindow)
-{
-    const spectrogram_shape shape{44100, 0, 3, 50, 256, 512};
-    EXPECT_GT(test::analysed({1, -1, 1}, shape).peak_level(), -80);
-    EXPECT_EQ(test::analysed({0, 0, 0}, shape).peak_level(), -200);
-}
-
 } // namespace tonelink::tool

@@ -1,6 +1,5 @@
 #include "plot/subcarrier_estimate.h"
 
-#include <algorithm>
 #include <bitset>
 #include <cmath>
 
@@ -43,8 +42,8 @@ TEST(SubcarrierEstimate, ClocksStartsAndEchoesAreMadeGood)
         double late, ppm;
         float echo; // within the extensions
         double error_db;
-    } const cases[] = {{0, 0, 0, -40},    {33.3, 0, 0, -40},  {80, 0, 0, -40},  {-80, 0, 0, -40},
-                       {200, 0, 0, -40},  {-200, 0, 0, -40},  {50, 20, 0, -36}, {50, -100, 0, -36},
+    } const cases[] = {{0, 0, 0, -40},    {33.3, 0, 0, -40},  {200, 0, 0, -40},
+                       {-200, 0, 0, -40}, {50, 20, 0, -36},   {50, -100, 0, -36},
                        {50, 400, 0, -36}, {50, -700, 0, -36}, {0, 0, 0.5f, -30}};
     for (const auto &[late, ppm, echo, error_db] : cases) {
         SCOPED_TRACE(testing::Message() << late << ' ' << ppm << ' ' << echo);

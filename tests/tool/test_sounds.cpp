@@ -1,6 +1,5 @@
 #include "test_sounds.h"
 
-#include <algorithm>
 #include <bitset>
 #include <cmath>
 #include <stdexcept>
@@ -16,7 +15,6 @@ sound burst_of(uint32_t message)
 {
     open_modem modem;
     const auto samples = modem.burst(std::bitset<32>{message}.to_string());
-    if (samples.empty()) throw std::runtime_error{"no burst"};
     sound burst(samples.begin(), samples.end());
     for (float &sample : burst) sample /= 32768;
     return burst;

@@ -169,6 +169,3 @@ void closeBandShift(BandShiftInfo *info)
     vec16_free(&info->delay);
     vec16_free(&info->history);
 }
-
-BandShiftInfo sInfoTx;
-BandShiftInfo sInfoRx;

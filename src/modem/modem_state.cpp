@@ -12,6 +12,9 @@
 #include "toolkit/containers.h"
 #include "toolkit/scoped_vector.h"
 
+BandShiftInfo sInfoTx;
+BandShiftInfo sInfoRx;
+
 namespace tonelink {
 
 namespace {

@@ -218,9 +218,9 @@ TEST_F(TransmitterHandle, IsTakenDownUnderTheStopsMutex)
 {
     for (const auto &by : {kWriter, kStream}) {
         SetUp();
+        bool is_stopping = true;
         loaded_handle handle;
         by.play(handle);
-        bool is_stopping = true;
         for (const auto *call : {"pthread_join", "audio_out_unset_stream_cb", "audio_out_unprepare",
                                  "audio_out_destroy"})
             platform.on(call, [call, &handle, &is_stopping] {

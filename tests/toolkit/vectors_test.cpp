@@ -24,11 +24,12 @@ TONELINK_INPLACE_FAMILIES(DEFINE_INPLACE)
 template <class Row>
 std::optional<Row> range_of(const Row &row, int32_t first, int32_t last, bool may_be_empty)
 {
-    const auto end = static_cast<std::ptrdiff_t>(row.size());
-    const std::ptrdiff_t from = first == -1 ? end - 1 : first;
-    const std::ptrdiff_t to = last == -1 ? end - 1 : last;
+    const auto end = static_cast<int64_t>(row.size());
+    const int64_t from = first == -1 ? end - 1 : first;
+    const int64_t to = last == -1 ? end - 1 : last;
     if (from < 0 || to >= end || to - from < (may_be_empty ? -1 : 0)) return {};
-    return Row(row.begin() + from, row.begin() + to + 1);
+    return Row(row.begin() + static_cast<std::ptrdiff_t>(from),
+               row.begin() + static_cast<std::ptrdiff_t>(to) + 1);
 }
 
 /// Three vectors, and what they ought to hold.

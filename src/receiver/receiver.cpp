@@ -1,0 +1,303 @@
+#include "receiver/receiver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "modem/band_shift.h"
+#include "receiver/reception_report.h"
+
+namespace tonelink {
+
+namespace {
+
+/// Measuring steps in a tick: a third of a burst's symbols or so.
+constexpr int kStepsPerTick = 3;
+
+/// Places of one burst, heard and seen, are at most this far apart: less than a burst, more than
+/// what its own pattern makes it look like beside itself.
+constexpr double kSameBurst = 0.95 * kBurstSamples;
+
+/// In place of samples lost, so much silence is heard at most: longer than a burst takes to be
+/// complete and told.
+constexpr double kLongestSilence = 0.6;
+
+/// A record is a repeat of those this long before it.
+constexpr double kRepeatSeconds = 3;
+
+/// Where a clock is looked for; each guess reaches 800 ppm to either side. A burst that was heard
+/// is within the first.
+constexpr std::array<double, 3> kClockGuesses = {0, 1000e-6, -1000e-6};
+
+/// Silence behind the end of a stream, in ticks: what filters and runs of acceptances wait for, and
+/// the measuring of all that waits.
+constexpr int kDrainTicks = 60;
+
+/// Exact for what was 16 bits.
+int16_t to_16_bits(float sample)
+{
+    const float scaled = sample * 32768.0f;
+    const float nearest = scaled < 0 ? scaled - 0.5f : scaled + 0.5f;
+    return static_cast<int16_t>(std::clamp(nearest, -32768.0f, 32767.0f));
+}
+
+void write_message(const message_value &message, uint8_t (&bytes)[8])
+{
+    std::ranges::fill(bytes, uint8_t{0});
+    for (std::size_t i = 0; i < message.length / 8; ++i)
+        bytes[i] = static_cast<uint8_t>(message.bits >> (message.length - 8 * (i + 1)));
+}
+
+} // namespace
+
+receiver::receiver(int32_t rate, message_lengths lengths, std::span<float> coefficients)
+    : rate_{rate}, lengths_{lengths}, resampler_{rate, coefficients}, places_{rate}
+{
+    openBandShift(&shifter_, kBandShiftHz);
+}
+
+receiver::~receiver() { closeBandShift(&shifter_); }
+
+void receiver::begin_stream()
+{
+    is_ended_ = false;
+    resampler_.restart();
+    places_ = stream_places{rate_};
+    tick_fill_ = 0;
+    ticks_ = 0;
+    frames_ = 0;
+    restart_band_shift(shifter_);
+    std::construct_at(&exact_);
+    bursts_.restart();
+    baseband_.restart();
+    watch_.restart();
+    waiting_count_ = 0;
+    is_measuring_ = false;
+    clock_guess_ = 0;
+    told_count_ = 0;
+    levels_.restart();
+    slot_ = {};
+    whole_ = {};
+    recent_ = {};
+    dropped_ = 0;
+}
+
+void receiver::put(std::span<const float> samples, const flaws &found)
+{
+    if (is_ended_) begin_stream();
+    frames_ += samples.size();
+    slot_.clipped_frames += found.clipped;
+    slot_.invalid_frames += found.invalid;
+    put_samples(samples);
+}
+
+std::size_t receiver::frames_to_tick() const
+{
+    const std::size_t samples = kTick - tick_fill_;
+    return rate_ == kAudioRate ? samples : resampler_.missing(samples);
+}
+
+/// As many as frames_to_tick() at most.
+void receiver::put_samples(std::span<const float> samples)
+{
+    const std::span room{&tick_[tick_fill_], kTick - tick_fill_};
+    if (rate_ == kAudioRate) {
+        std::ranges::copy(samples, room.begin());
+        tick_fill_ += samples.size();
+    } else {
+        tick_fill_ += resampler_.run(samples, room).made;
+    }
+    if (tick_fill_ < kTick) return;
+    tick_fill_ = 0;
+    hear_tick();
+}
+
+void receiver::put_silence(uint64_t frames)
+{
+    static constexpr std::array<float, 256> kSilence{};
+    while (frames > 0) {
+        const std::size_t most = std::min(kSilence.size(), frames_to_tick());
+        const auto count = static_cast<std::size_t>(std::min<uint64_t>(frames, most));
+        put_samples(std::span{kSilence}.first(count));
+        frames -= count;
+    }
+}
+
+void receiver::put_lost(uint64_t frames)
+{
+    if (is_ended_) begin_stream();
+    const auto heard = std::min(frames, static_cast<uint64_t>(kLongestSilence * rate_));
+    frames_ += frames;
+    slot_.lost_frames += frames;
+    put_silence(heard);
+    if (frames > heard)
+        places_.skip(static_cast<int64_t>(kTick) * ticks_ + static_cast<int64_t>(tick_fill_),
+                     frames - heard);
+}
+
+void receiver::finish()
+{
+    if (is_ended_) return;
+    // What is known of is settled, and then measured.
+    is_draining_ = true;
+    for (int tick = 0; tick < kDrainTicks || waiting_count_ > 0; ++tick)
+        put_silence(frames_to_tick());
+    is_draining_ = false;
+    is_ended_ = true;
+    whole_.add(slot_); // what the last, incomplete slot has counted
+    recent_[whole_.slots % kRecentSlots].add(slot_);
+    slot_ = {};
+}
+
+void receiver::hear_tick()
+{
+    std::array<int16_t, kTick> samples;
+    std::ranges::transform(tick_, samples.begin(), to_16_bits);
+    exact_.receive(samples, shifter_, lengths_,
+                   [this](const heard_message &heard) { bursts_.accept(heard); });
+    baseband_.put(tick_);
+    watch_.look(baseband_);
+    ++ticks_;
+    while (const auto burst = bursts_.take(exact_.position()))
+        wait_for({*burst, static_cast<double>(burst->first_sample())});
+    if (const auto seen = watch_.take()) wait_for({{}, seen->first_sample});
+    measure();
+    if (!is_draining_ && levels_.put(tick_, slot_)) end_slot();
+}
+
+void receiver::wait_for(const waiting_burst &burst)
+{
+    // What was only seen is the first to go without.
+    const bool is_heard = burst.heard.positions > 0;
+    if (!is_heard && is_known(burst.sample)) return;
+    if (waiting_count_ == kMostWaiting) return;
+    waiting_[waiting_count_++] = burst;
+}
+
+/// Whether a burst around a sample was heard.
+bool receiver::is_known(double sample) const
+{
+    for (std::size_t i = 0; i < told_count_; ++i)
+        if (std::abs(told_[i].sample - sample) < kSameBurst) return true;
+    for (std::size_t i = 0; i < waiting_count_; ++i)
+        if (waiting_[i].heard.positions > 0 && std::abs(waiting_[i].sample - sample) < kSameBurst)
+            return true;
+    return false;
+}
+
+void receiver::measure()
+{
+    for (int i = 0; i < kStepsPerTick && waiting_count_ > 0; ++i) {
+        const waiting_burst &burst = waiting_[0];
+        const bool is_heard = burst.heard.positions > 0;
+        if (!is_measuring_) meter_.begin(burst.sample, kClockGuesses[clock_guess_]);
+        is_measuring_ = !meter_.step(baseband_);
+        if (is_measuring_) continue;
+        if (clock_guess_ == 0 || meter_.figures().snr_db > best_figures_.snr_db)
+            best_figures_ = meter_.figures();
+        if (!is_heard && ++clock_guess_ < kClockGuesses.size()) continue;
+        clock_guess_ = 0;
+        settle(burst, best_figures_);
+        std::copy(&waiting_[1], &waiting_[waiting_count_], &waiting_[0]);
+        --waiting_count_;
+    }
+}
+
+void receiver::settle(const waiting_burst &burst, const burst_figures &figures)
+{
+    if (burst.heard.positions > 0)
+        tell(burst.heard, figures);
+    else if (!is_known(burst.sample))
+        note_unread(figures);
+}
+
+void receiver::tell(const heard_burst &burst, const burst_figures &figures)
+{
+    tonelink_heard heard{};
+    heard.size = sizeof heard;
+    heard.nbits = static_cast<int32_t>(burst.message.length);
+    write_message(burst.message, heard.message);
+    const double frame = places_.frame_at(figures.first_sample);
+    heard.first_sample = std::llround(frame);
+    heard.seconds = frame / rate_;
+    heard.level_dbfs = figures.level_dbfs;
+    heard.snr_db = figures.snr_db;
+    heard.clock_ppm = figures.clock_ppm;
+    heard.copies = 1;
+    heard.methods = TONELINK_METHOD_EXACT;
+    heard.positions = burst.positions;
+    heard.repeats = count_repeats(burst.message, heard.seconds);
+    if (told_count_ == told_.size()) {
+        std::copy(&told_[1], &told_[told_count_], &told_[0]);
+        --told_count_;
+    }
+    told_[told_count_++] = {burst.message, figures.first_sample, heard.seconds};
+    dropped_ += queue_.put(heard);
+    ++slot_.heard;
+}
+
+/// How many records of the message lie in the seconds before.
+uint32_t receiver::count_repeats(const message_value &message, double seconds) const
+{
+    uint32_t repeats = 0;
+    for (std::size_t i = 0; i < told_count_; ++i)
+        if (told_[i].message == message && seconds - told_[i].seconds <= kRepeatSeconds) ++repeats;
+    return repeats;
+}
+
+void receiver::note_unread(const burst_figures &figures)
+{
+    sound_figures seen;
+    seen.unread = 1;
+    seen.unread_snr_db = figures.snr_db;
+    seen.unread_ppm = figures.clock_ppm;
+    slot_.add(seen);
+}
+
+void receiver::end_slot()
+{
+    recent_[whole_.slots % kRecentSlots] = slot_;
+    whole_.add(slot_);
+    slot_ = {};
+}
+
+void receiver::report(tonelink_reception &reception) const
+{
+    sound_figures recent, second;
+    const std::size_t newest = whole_.slots + kRecentSlots - 1;
+    const std::size_t kept = std::min<std::size_t>(whole_.slots, kRecentSlots);
+    for (std::size_t i = 0; i < kept; ++i) {
+        recent.add(recent_[(newest - i) % kRecentSlots]);
+        if (i < 10) second.add(recent_[(newest - i) % kRecentSlots]);
+    }
+    sound_figures whole = whole_;
+    whole.add(slot_);
+    recent.add(slot_);
+    const sound_figures &last = recent_[newest % kRecentSlots];
+    const double lost = static_cast<double>(whole.lost_frames) / rate_;
+
+    reception.reason = reason_of(whole, lost);
+    reception.recent_reason = reason_of(recent, static_cast<double>(recent.lost_frames) / rate_);
+    reception.heard = whole.heard;
+    reception.unread = whole.unread;
+    reception.dropped = dropped_;
+    reception.seconds = static_cast<double>(frames_) / rate_;
+    reception.frames = frames_;
+    reception.lost_frames = whole.lost_frames;
+    reception.clipped_frames = whole.clipped_frames;
+    reception.invalid_frames = whole.invalid_frames;
+    reception.level_dbfs = level_of(last.power);
+    reception.peak_dbfs = level_of(0.5 * double{last.peak} * last.peak);
+    reception.band_dbfs = level_of(last.band_power);
+    reception.band_edge_hz = band_edge_of(whole);
+    if (whole.unread > 0) {
+        reception.missing_db = std::max(kReadableSnrDb - whole.unread_snr_db, 0.0f);
+        reception.unread_snr_db = whole.unread_snr_db;
+        reception.unread_ppm = whole.unread_ppm;
+    }
+    for (std::size_t i = 0; i < kLevelBands; ++i)
+        reception.spectrum_dbfs[i] =
+            level_of(second.slots > 0 ? second.powers[i] / second.slots : 0);
+}
+
+} // namespace tonelink

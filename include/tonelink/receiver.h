@@ -192,6 +192,24 @@ TONELINK_API int32_t tonelink_receiver_report(const tonelink_receiver *receiver,
 /** Gives a receiver back. Null is nothing. */
 TONELINK_API void tonelink_receiver_close(tonelink_receiver *receiver);
 
+/** A subcarrier of a symbol, as a burst is sent. */
+typedef struct tonelink_subcarrier {
+    int8_t value; /**< 1 for a pilot and for a bit that is 1, -1 for a bit that is 0 */
+    uint8_t turn; /**< by which it is then turned, in 1/256 of a turn */
+} tonelink_subcarrier;
+
+/**
+ * What a message's burst has on its subcarriers (format.h), for programs that measure or draw
+ * bursts.
+ * @param message      its bits, as in tonelink_heard; null for a message that is not known: 0 in
+ *                     `value` then stands for a bit
+ * @param nbits        32 or 48; anything without a message
+ * @param subcarriers  is given 16 symbols of 61 subcarriers each
+ * @return TONELINK_RECEIVER_OK, BAD_ARGUMENT without `subcarriers`, or BAD_LENGTHS
+ */
+TONELINK_API int32_t tonelink_receiver_subcarriers(const uint8_t *message, int32_t nbits,
+                                                   tonelink_subcarrier *subcarriers);
+
 /** A result in words, in English: "no memory". Never null. */
 TONELINK_API const char *tonelink_receiver_text(int32_t result);
 

@@ -10,7 +10,7 @@
 
 #include "command.h"
 #include "decode/microphone.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "test_sounds.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <sndfile.hh>
 
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "platform/scratch_folder.h"
 #include "plot/sound_survey.h"
 #include "test_sounds.h"

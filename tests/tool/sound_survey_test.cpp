@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "decode/decode_report.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

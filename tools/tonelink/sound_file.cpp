@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

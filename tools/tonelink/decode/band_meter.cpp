@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "report_text.h"
 
 namespace tonelink::tool {

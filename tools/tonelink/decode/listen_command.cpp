@@ -18,7 +18,7 @@
 #include "errors.h"
 #include "events.h"
 #include "live_line.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "report_text.h"
 
 namespace tonelink::tool {

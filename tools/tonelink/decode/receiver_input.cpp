@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 

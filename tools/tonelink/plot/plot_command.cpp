@@ -13,7 +13,7 @@
 #include "command.h"
 #include "decode/receiver_input.h"
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"

@@ -6,7 +6,7 @@
 
 #include "decode/decode_sound.h"
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

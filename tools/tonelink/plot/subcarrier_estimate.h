@@ -10,7 +10,7 @@
 #include <span>
 
 #include "message.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 

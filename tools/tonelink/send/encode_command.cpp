@@ -16,7 +16,7 @@
 #include "arguments.h"
 #include "command.h"
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "output_file.h"
 #include "send/message_options.h"
 #include "sound_file.h"

@@ -13,7 +13,7 @@
 
 #include "arguments.h"
 #include "errors.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

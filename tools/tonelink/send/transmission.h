@@ -7,7 +7,7 @@
 #include <string>
 
 #include "message.h"
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 

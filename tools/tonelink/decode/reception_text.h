@@ -1,0 +1,20 @@
+// Why nothing was heard, in words that help, and as an object for programs.
+#pragma once
+
+#include <string>
+
+#include <tonelink/receiver.h>
+
+#include "report_text.h"
+
+namespace tonelink::tool {
+
+/// What stands in the way and what to do about it, as part of a sentence: "sound up to 15.9 kHz
+/// only: ...". Empty where a message was heard.
+/// @param reason  whose: the reception's of the whole sound, or its recent one
+std::string advice_on(const tonelink_reception &reception, int32_t reason);
+
+/// The reason and its figures.
+json_object object_of(const tonelink_reception &reception);
+
+} // namespace tonelink::tool

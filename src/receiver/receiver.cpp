@@ -14,20 +14,12 @@ namespace {
 /// Measuring steps in a tick: a third of a burst's symbols or so.
 constexpr int kStepsPerTick = 3;
 
-/// Places of one burst, heard and seen, are at most this far apart: less than a burst, more than
-/// what its own pattern makes it look like beside itself.
-constexpr double kSameBurst = 0.95 * kBurstSamples;
-
 /// In place of samples lost, so much silence is heard at most: longer than a burst takes to be
 /// complete and told.
 constexpr double kLongestSilence = 0.6;
 
-/// A record is a repeat of those this long before it.
+/// A record is a repeat of those up to three seconds before it.
 constexpr double kRepeatSeconds = 3;
-
-/// Where a clock is looked for; each guess reaches 800 ppm to either side. A burst that was heard
-/// is within the first.
-constexpr std::array<double, 3> kClockGuesses = {0, 1000e-6, -1000e-6};
 
 /// Silence behind the end of a stream, in ticks: what filters and runs of acceptances wait for, and
 /// the measuring of all that waits.
@@ -71,10 +63,8 @@ void receiver::begin_stream()
     bursts_.restart();
     baseband_.restart();
     watch_.restart();
-    waiting_count_ = 0;
-    is_measuring_ = false;
-    clock_guess_ = 0;
-    told_count_ = 0;
+    measuring_.restart();
+    told_.restart();
     levels_.restart();
     slot_ = {};
     whole_ = {};
@@ -140,7 +130,7 @@ void receiver::finish()
     if (is_ended_) return;
     // What is known of is settled, and then measured.
     is_draining_ = true;
-    for (int tick = 0; tick < kDrainTicks || waiting_count_ > 0; ++tick)
+    for (int tick = 0; tick < kDrainTicks || !measuring_.empty(); ++tick)
         put_silence(frames_to_tick());
     is_draining_ = false;
     is_ended_ = true;
@@ -159,55 +149,20 @@ void receiver::hear_tick()
     watch_.look(baseband_);
     ++ticks_;
     while (const auto burst = bursts_.take(exact_.position()))
-        wait_for({*burst, static_cast<double>(burst->first_sample())});
-    if (const auto seen = watch_.take()) wait_for({{}, seen->first_sample});
-    measure();
+        measuring_.add({*burst, static_cast<double>(burst->first_sample())});
+    if (const auto seen = watch_.take(); seen && !measuring_.covers(seen->first_sample))
+        measuring_.add({{}, seen->first_sample});
+    measuring_.advance(
+        kStepsPerTick, baseband_,
+        [this](const found_burst &burst, const burst_figures &figures) { settle(burst, figures); });
     if (!is_draining_ && levels_.put(tick_, slot_)) end_slot();
 }
 
-void receiver::wait_for(const waiting_burst &burst)
+void receiver::settle(const found_burst &burst, const burst_figures &figures)
 {
-    // What was only seen is the first to go without.
-    const bool is_heard = burst.heard.positions > 0;
-    if (!is_heard && is_known(burst.sample)) return;
-    if (waiting_count_ == kMostWaiting) return;
-    waiting_[waiting_count_++] = burst;
-}
-
-/// Whether a burst around a sample was heard.
-bool receiver::is_known(double sample) const
-{
-    for (std::size_t i = 0; i < told_count_; ++i)
-        if (std::abs(told_[i].sample - sample) < kSameBurst) return true;
-    for (std::size_t i = 0; i < waiting_count_; ++i)
-        if (waiting_[i].heard.positions > 0 && std::abs(waiting_[i].sample - sample) < kSameBurst)
-            return true;
-    return false;
-}
-
-void receiver::measure()
-{
-    for (int i = 0; i < kStepsPerTick && waiting_count_ > 0; ++i) {
-        const waiting_burst &burst = waiting_[0];
-        const bool is_heard = burst.heard.positions > 0;
-        if (!is_measuring_) meter_.begin(burst.sample, kClockGuesses[clock_guess_]);
-        is_measuring_ = !meter_.step(baseband_);
-        if (is_measuring_) continue;
-        if (clock_guess_ == 0 || meter_.figures().snr_db > best_figures_.snr_db)
-            best_figures_ = meter_.figures();
-        if (!is_heard && ++clock_guess_ < kClockGuesses.size()) continue;
-        clock_guess_ = 0;
-        settle(burst, best_figures_);
-        std::copy(&waiting_[1], &waiting_[waiting_count_], &waiting_[0]);
-        --waiting_count_;
-    }
-}
-
-void receiver::settle(const waiting_burst &burst, const burst_figures &figures)
-{
-    if (burst.heard.positions > 0)
+    if (burst.is_heard())
         tell(burst.heard, figures);
-    else if (!is_known(burst.sample))
+    else if (!told_.covers(burst.sample))
         note_unread(figures);
 }
 
@@ -226,23 +181,10 @@ void receiver::tell(const heard_burst &burst, const burst_figures &figures)
     heard.copies = 1;
     heard.methods = TONELINK_METHOD_EXACT;
     heard.positions = burst.positions;
-    heard.repeats = count_repeats(burst.message, heard.seconds);
-    if (told_count_ == told_.size()) {
-        std::copy(&told_[1], &told_[told_count_], &told_[0]);
-        --told_count_;
-    }
-    told_[told_count_++] = {burst.message, figures.first_sample, heard.seconds};
+    heard.repeats = told_.count_before(burst.message, heard.seconds, kRepeatSeconds);
+    told_.add(burst.message, figures.first_sample, heard.seconds);
     dropped_ += queue_.put(heard);
     ++slot_.heard;
-}
-
-/// How many records of the message lie in the seconds before.
-uint32_t receiver::count_repeats(const message_value &message, double seconds) const
-{
-    uint32_t repeats = 0;
-    for (std::size_t i = 0; i < told_count_; ++i)
-        if (told_[i].message == message && seconds - told_[i].seconds <= kRepeatSeconds) ++repeats;
-    return repeats;
 }
 
 void receiver::note_unread(const burst_figures &figures)

@@ -8,13 +8,14 @@
 
 #include "modem/stream_receiver.h"
 #include "receiver/baseband.h"
-#include "receiver/burst_meter.h"
+#include "receiver/burst_measuring.h"
 #include "receiver/burst_watch.h"
 #include "receiver/heard_bursts.h"
 #include "receiver/message_queue.h"
 #include "receiver/resampler.h"
 #include "receiver/sound_levels.h"
 #include "receiver/stream_places.h"
+#include "receiver/told_bursts.h"
 #include "tonelink/modem.h"
 #include "tonelink/receiver.h"
 
@@ -56,24 +57,13 @@ public:
 private:
     static constexpr std::size_t kTick = 441;
     static constexpr std::size_t kRecentSlots = 50;
-    static constexpr std::size_t kMostWaiting = 16;
-
-    /// A burst that is to be measured: one that was heard, or one that was only seen.
-    struct waiting_burst {
-        heard_burst heard; ///< no positions: only seen
-        double sample;     ///< about its first one
-    };
 
     void begin_stream();
     void put_samples(std::span<const float> samples);
     void put_silence(uint64_t frames);
     void hear_tick();
-    void wait_for(const waiting_burst &burst);
-    bool is_known(double sample) const;
-    void measure();
-    void settle(const waiting_burst &burst, const burst_figures &figures);
+    void settle(const found_burst &burst, const burst_figures &figures);
     void tell(const heard_burst &burst, const burst_figures &figures);
-    uint32_t count_repeats(const message_value &message, double seconds) const;
     void note_unread(const burst_figures &figures);
     void end_slot();
 
@@ -98,21 +88,8 @@ private:
     symbol_reader reader_;
     baseband baseband_;
     burst_watch watch_;
-    burst_meter meter_{reader_};
-    std::array<waiting_burst, kMostWaiting> waiting_;
-    std::size_t waiting_count_ = 0;
-    bool is_measuring_ = false; // the first of them
-    std::size_t clock_guess_ = 0;
-    burst_figures best_figures_; // of the guesses before
-
-    // The last records, for repeats and for what was seen of them.
-    struct told_burst {
-        message_value message;
-        double sample;
-        double seconds;
-    };
-    std::array<told_burst, 32> told_;
-    std::size_t told_count_ = 0;
+    burst_measuring measuring_{reader_};
+    told_bursts told_;
 
     sound_levels levels_;
     sound_figures slot_;  // the one that is going on

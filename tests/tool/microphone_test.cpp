@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "burst_shape.h"
 #include "command.h"
 #include "decode/microphone.h"
-#include "burst_shape.h"
 #include "test_sounds.h"
 
 namespace {

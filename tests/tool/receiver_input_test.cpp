@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 #include <sndfile.hh>
 
-#include "errors.h"
 #include "burst_shape.h"
+#include "errors.h"
 #include "platform/scratch_folder.h"
 #include "plot/sound_survey.h"
 #include "test_sounds.h"

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "decode/decode_report.h"
 #include "burst_shape.h"
+#include "decode/decode_report.h"
 
 namespace tonelink::tool {
 namespace {

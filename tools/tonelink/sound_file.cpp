@@ -11,8 +11,8 @@
 
 #include <unistd.h>
 
-#include "errors.h"
 #include "burst_shape.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

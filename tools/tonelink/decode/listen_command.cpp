@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "arguments.h"
+#include "burst_shape.h"
 #include "command.h"
 #include "decode/band_meter.h"
 #include "decode/decode_report.h"
@@ -18,7 +19,6 @@
 #include "errors.h"
 #include "events.h"
 #include "live_line.h"
-#include "burst_shape.h"
 #include "report_text.h"
 
 namespace tonelink::tool {

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "errors.h"
 #include "burst_shape.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "errors.h"
 #include "burst_shape.h"
+#include "errors.h"
 
 namespace tonelink::tool {
 namespace {

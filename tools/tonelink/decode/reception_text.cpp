@@ -21,30 +21,33 @@ std::string too_weak(const tonelink_reception &reception)
 {
     const std::string seen = bursts_text(reception.unread);
     if (reception.missing_db <= 0)
-        return seen + ", but not read: echoes or other sounds in the band are in the way; move nearer";
+        return seen +
+               ", but not read: echoes or other sounds in the band are in the way; move nearer";
     return joined(1, seen, ", but too weak to be read, by ", reception.missing_db,
                   " dB: move nearer, turn the sender up, or do away with noise");
 }
 
 std::string off_clock(const tonelink_reception &reception)
 {
-    return joined(0, bursts_text(reception.unread), " whose clock is off by ",
-                  std::showpos, reception.unread_ppm, std::noshowpos,
+    return joined(0, bursts_text(reception.unread), " whose clock is off by ", std::showpos,
+                  reception.unread_ppm, std::noshowpos,
                   " ppm, too far to be read: sender or recorder runs at a wrong sample rate");
 }
 
 std::string cut_band(const tonelink_reception &reception)
 {
-    return joined(1, "sound up to ", reception.band_edge_hz / 1000,
-                  " kHz only, and bursts begin at 18.1: the recording went through voice processing "
-                  "or a lossy format; record without");
+    return joined(
+        1, "sound up to ", reception.band_edge_hz / 1000,
+        " kHz only, and bursts begin at 18.1: the recording went through voice processing "
+        "or a lossy format; record without");
 }
 
 std::string lost(const tonelink_reception &reception)
 {
-    return joined(1, 100 * share_of(reception.lost_frames, reception.frames),
-                  " % of the sound were lost on its way: give the program more time, or the device a "
-                  "larger buffer");
+    return joined(
+        1, 100 * share_of(reception.lost_frames, reception.frames),
+        " % of the sound were lost on its way: give the program more time, or the device a "
+        "larger buffer");
 }
 
 } // namespace

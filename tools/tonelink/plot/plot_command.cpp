@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "arguments.h"
+#include "burst_shape.h"
 #include "command.h"
 #include "decode/receiver_input.h"
 #include "errors.h"
-#include "burst_shape.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"

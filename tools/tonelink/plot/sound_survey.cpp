@@ -4,9 +4,9 @@
 #include <cmath>
 #include <future>
 
+#include "burst_shape.h"
 #include "decode/decode_sound.h"
 #include "errors.h"
-#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <span>
 
-#include "message.h"
 #include "burst_shape.h"
+#include "message.h"
 
 namespace tonelink::tool {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "message.h"
 #include "burst_shape.h"
+#include "message.h"
 
 namespace tonelink::tool {
 

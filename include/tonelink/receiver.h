@@ -121,7 +121,8 @@ typedef struct tonelink_reception {
     double seconds;        /**< how long the stream is, samples lost included */
     uint64_t frames;       /**< the same in frames */
     uint64_t lost_frames;  /**< of these, lost (tonelink_receiver_lost()) */
-    uint64_t clipped_frames; /**< of these, at full scale three or more in a row */
+    uint64_t clipped_frames; /**< of these, beyond full scale, or at it three or more in a
+                                  row */
     uint64_t
         invalid_frames;  /**< of these, not finite or beyond 1000 times full scale: taken as 0 */
     float level_dbfs;    /**< of all frequencies, over the last tenth of a second */

@@ -13,19 +13,31 @@
 
 namespace tonelink {
 
-/// Counts runs at full scale, which only a sound that was cut off has: three samples or more.
-class clipping_counter {
+/// Makes samples fit for the receiver, and counts what was wrong with them.
+class sample_check {
 public:
-    /// How many samples are known to be cut off by this one.
-    uint64_t take(float sample)
+    float take(float sample, receiver::flaws &found)
     {
+        constexpr float kSenseless = 1000; // times full scale: not sound any more
         constexpr float kFullScale = 32767.0f / 32768.0f;
-        constexpr uint64_t kShortest = 3;
-        run_ = sample >= kFullScale || sample <= -kFullScale ? run_ + 1 : 0;
-        return run_ < kShortest ? 0 : run_ == kShortest ? kShortest : 1;
+        const float size = std::abs(sample);
+        if (!(size <= kSenseless)) {
+            ++found.invalid;
+            run_ = 0;
+            return 0;
+        }
+        run_ = size >= kFullScale ? run_ + 1 : 0;
+        if (size > 1)
+            ++found.clipped;
+        else if (run_ >= kShortestRun)
+            found.clipped += run_ == kShortestRun ? kShortestRun : 1;
+        return std::clamp(sample, -1.0f, 1.0f);
     }
 
 private:
+    /// So many samples in a row at full scale are no chance: what they were was cut off.
+    static constexpr uint64_t kShortestRun = 3;
+
     uint64_t run_ = 0; // samples at full scale, up to the last one
 };
 
@@ -35,14 +47,12 @@ private:
 struct tonelink_receiver {
     tonelink::receiver inside;
     void *memory; ///< the piece, as it was allocated
-    tonelink::clipping_counter clipping{};
+    tonelink::sample_check check{};
 };
 
 namespace tonelink {
 
 namespace {
-
-constexpr float kSenseless = 1000; // times full scale: not sound any more
 
 /// The settings with their defaults, or the code of what is wrong with them.
 int32_t complete_settings(const tonelink_receiver_settings *given, tonelink_receiver_settings &all)
@@ -71,10 +81,10 @@ std::size_t memory_for(int32_t rate)
            resampler::table_size(rate) * sizeof(float);
 }
 
-/// Pushes samples block by block, as `read` makes them.
-template <class Sample, class Read>
+/// Pushes samples block by block, up to `full_scale` in size.
+template <class Sample>
 int32_t push(tonelink_receiver *receiver, const Sample *samples, std::size_t frames,
-             std::size_t stride, Read read)
+             std::size_t stride, float full_scale)
 {
     if (receiver == nullptr || stride == 0 || (samples == nullptr && frames > 0))
         return TONELINK_RECEIVER_BAD_ARGUMENT;
@@ -83,10 +93,9 @@ int32_t push(tonelink_receiver *receiver, const Sample *samples, std::size_t fra
         const std::size_t most = std::min(block.size(), receiver->inside.frames_to_tick());
         const std::size_t count = std::min(most, frames - at);
         receiver::flaws found;
-        for (std::size_t i = 0; i < count; ++i, ++at) {
-            block[i] = read(samples[at * stride], found.invalid);
-            found.clipped += receiver->clipping.take(block[i]);
-        }
+        for (std::size_t i = 0; i < count; ++i, ++at)
+            block[i] =
+                receiver->check.take(static_cast<float>(samples[at * stride]) / full_scale, found);
         receiver->inside.put(std::span{block}.first(count), found);
     }
     return TONELINK_RECEIVER_OK;
@@ -146,20 +155,13 @@ int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
 int32_t tonelink_receiver_push_s16(tonelink_receiver *receiver, const int16_t *samples,
                                    size_t frames, size_t stride)
 {
-    return push(receiver, samples, frames, stride,
-                [](int16_t sample, uint64_t &) { return static_cast<float>(sample) / 32768.0f; });
+    return push(receiver, samples, frames, stride, 32768.0f);
 }
 
 int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, const float *samples, size_t frames,
                                    size_t stride)
 {
-    return push(receiver, samples, frames, stride, [](float sample, uint64_t &invalid) {
-        if (!(std::abs(sample) <= kSenseless)) {
-            ++invalid;
-            return 0.0f;
-        }
-        return std::clamp(sample, -1.0f, 1.0f);
-    });
+    return push(receiver, samples, frames, stride, 1.0f);
 }
 
 int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)

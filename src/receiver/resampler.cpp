@@ -4,6 +4,7 @@
 #include <bit>
 #include <cassert>
 #include <cmath>
+#include <numeric>
 
 #include "receiver/float_lanes.h"
 #include "receiver/kaiser_filter.h"
@@ -15,6 +16,7 @@ namespace {
 constexpr double kPassHz = 20200;
 constexpr double kAttenuationDb = 80;
 
+constexpr int32_t kMostPhases = 256;
 constexpr std::size_t kTapsStep = 4 * kFloatLanes; // of the loop over taps
 
 struct filter_shape {
@@ -30,9 +32,13 @@ filter_shape shape_for(int32_t rate)
     const double stop_hz = std::min<double>(kAudioRate, rate) - kBandHighHz;
     const double length = kaiser_filter::length_for((stop_hz - kPassHz) / rate, kAttenuationDb);
     const auto steps = static_cast<std::size_t>(std::ceil(length / kTapsStep));
-    // Between two phases the response is taken as straight: (2 pi f / rate / phases)^2 / 8 off.
-    const auto phases = static_cast<unsigned>(std::ceil(40 * 2 * 3.1416 * kPassHz / rate));
-    return {kTapsStep * steps, std::bit_ceil(phases), (stop_hz + kPassHz) / 2 / rate};
+    // Where rates have few phases to each other, each is a row. Elsewhere the response is taken as
+    // straight between two: (2 pi f / rate / phases)^2 / 8 off.
+    const int32_t exact = kAudioRate / std::gcd(kAudioRate, rate);
+    const auto enough =
+        std::bit_ceil(static_cast<unsigned>(std::ceil(40 * 2 * 3.1416 * kPassHz / rate)));
+    const std::size_t phases = exact <= kMostPhases ? static_cast<std::size_t>(exact) : enough;
+    return {kTapsStep * steps, phases, (stop_hz + kPassHz) / 2 / rate};
 }
 
 } // namespace
@@ -107,23 +113,23 @@ void resampler::make_room()
 
 float resampler::next_sample() const
 {
-    const float at = static_cast<float>(remainder_) * static_cast<float>(phases_) / kAudioRate;
-    const auto phase = static_cast<std::size_t>(at);
-    const float share = at - static_cast<float>(phase);
-    const float *const before = &table_[taps_ * phase];
-    const float *const after = before + taps_;
+    const auto at = static_cast<int64_t>(phases_) * remainder_;
+    const float *const row = &table_[taps_ * static_cast<std::size_t>(at / kAudioRate)];
     const float *const samples = &samples_[oldest_];
-    floats sums_before[2] = {}, sums_after[2] = {};
-    for (std::size_t j = 0; j < taps_; j += 2 * kFloatLanes) {
-        for (std::size_t i = 0; i < 2; ++i) {
-            const floats x = load_floats(samples + j + kFloatLanes * i);
-            sums_before[i] += load_floats(before + j + kFloatLanes * i) * x;
-            sums_after[i] += load_floats(after + j + kFloatLanes * i) * x;
-        }
-    }
-    const floats first = sums_before[0] + sums_before[1];
-    const floats second = sums_after[0] + sums_after[1];
-    return sum_of(first + (second - first) * share);
+    const float before = filter(samples, row);
+    const auto rest = static_cast<float>(at % kAudioRate);
+    if (rest == 0) return before;
+    return before + (filter(samples, row + taps_) - before) * rest / kAudioRate;
+}
+
+float resampler::filter(const float *samples, const float *row) const
+{
+    floats sums[4] = {};
+    for (std::size_t j = 0; j < taps_; j += kTapsStep)
+        for (std::size_t i = 0; i < 4; ++i)
+            sums[i] +=
+                load_floats(row + j + kFloatLanes * i) * load_floats(samples + j + kFloatLanes * i);
+    return sum_of((sums[0] + sums[1]) + (sums[2] + sums[3]));
 }
 
 } // namespace tonelink

@@ -45,6 +45,7 @@ private:
     static constexpr std::size_t kRoom = 4 * kMostTaps;
 
     float next_sample() const;
+    float filter(const float *samples, const float *row) const;
     void make_room();
 
     int32_t rate_;

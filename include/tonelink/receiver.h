@@ -172,6 +172,13 @@ TONELINK_API int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, con
 TONELINK_API int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames);
 
 /**
+ * Brings out at once what has been heard already and waits for more sound to be settled: for a
+ * stream that stands still, but has not ended. Not for an audio thread: it may take some
+ * milliseconds.
+ */
+TONELINK_API int32_t tonelink_receiver_settle(tonelink_receiver *receiver);
+
+/**
  * Says that the stream ends here: brings out what waits for more sound. Records and the report stay
  * to be taken; what is pushed next is the beginning of a new stream, with a report of its own.
  */

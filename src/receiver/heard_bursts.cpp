@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 namespace tonelink {
 
@@ -27,18 +28,27 @@ void heard_bursts::accept(const heard_message &heard)
         burst->last = heard.position;
         ++burst->positions;
     } else if (count_ < kMost) {
-        open_[count_++] = {message, heard.position, heard.position, 1};
+        open_[count_++] = {{message, heard.position, heard.position, 1}, false};
     }
 }
 
 std::optional<heard_burst> heard_bursts::take(uint64_t position)
 {
     // The one that began first is the first one to end.
-    if (count_ == 0 || position - open_[0].first <= kLongestRun) return std::nullopt;
-    const heard_burst burst = open_[0];
-    std::copy(&open_[1], &open_[count_], &open_[0]);
-    --count_;
-    return burst;
+    while (count_ > 0 && position - open_[0].first > kLongestRun) {
+        const open_burst burst = open_[0];
+        std::copy(&open_[1], &open_[count_], &open_[0]);
+        --count_;
+        if (!burst.is_taken) return burst;
+    }
+    return std::nullopt;
+}
+
+std::optional<heard_burst> heard_bursts::take_early()
+{
+    for (open_burst &burst : std::span{open_}.first(count_))
+        if (!std::exchange(burst.is_taken, true)) return burst;
+    return std::nullopt;
 }
 
 } // namespace tonelink

@@ -46,6 +46,9 @@ public:
     /// The next burst that cannot go on any more, as all is known up to before `position`.
     std::optional<heard_burst> take(uint64_t position);
 
+    /// The next burst that may go on, or nothing. It will not be taken again.
+    std::optional<heard_burst> take_early();
+
     /// Begins a new stream.
     void restart() { count_ = 0; }
 
@@ -56,7 +59,11 @@ private:
     /// More messages at once than two senders and chance together make.
     static constexpr std::size_t kMost = 16;
 
-    std::array<heard_burst, kMost> open_;
+    struct open_burst : heard_burst {
+        bool is_taken; ///< before it could not go on any more
+    };
+
+    std::array<open_burst, kMost> open_;
     std::size_t count_ = 0;
 };
 

@@ -56,7 +56,6 @@ void receiver::begin_stream()
     resampler_.restart();
     places_ = stream_places{rate_};
     tick_fill_ = 0;
-    ticks_ = 0;
     frames_ = 0;
     restart_band_shift(shifter_);
     std::construct_at(&exact_);
@@ -99,7 +98,7 @@ void receiver::put_samples(std::span<const float> samples)
     }
     if (tick_fill_ < kTick) return;
     tick_fill_ = 0;
-    hear_tick();
+    hear(tick_);
 }
 
 void receiver::put_silence(uint64_t frames)
@@ -121,8 +120,17 @@ void receiver::put_lost(uint64_t frames)
     slot_.lost_frames += frames;
     put_silence(heard);
     if (frames > heard)
-        places_.skip(static_cast<int64_t>(kTick) * ticks_ + static_cast<int64_t>(tick_fill_),
-                     frames - heard);
+        places_.skip(static_cast<int64_t>(exact_.position() + tick_fill_), frames - heard);
+}
+
+void receiver::settle()
+{
+    if (is_ended_) return;
+    hear(std::span{tick_}.first(tick_fill_));
+    tick_fill_ = 0;
+    while (const auto burst = bursts_.take_early())
+        measuring_.add({*burst, static_cast<double>(burst->first_sample())});
+    while (!measuring_.empty()) measure(1);
 }
 
 void receiver::finish()
@@ -139,26 +147,36 @@ void receiver::finish()
     slot_ = {};
 }
 
-void receiver::hear_tick()
+/// Goes through a tick, or through what there is of one.
+void receiver::hear(std::span<const float> samples)
 {
-    std::array<int16_t, kTick> samples;
-    std::ranges::transform(tick_, samples.begin(), to_16_bits);
-    exact_.receive(samples, shifter_, lengths_,
+    std::array<int16_t, kTick> rounded;
+    std::ranges::transform(samples, rounded.begin(), to_16_bits);
+    exact_.receive(std::span{rounded}.first(samples.size()), shifter_, lengths_,
                    [this](const heard_message &heard) { bursts_.accept(heard); });
-    baseband_.put(tick_);
+    baseband_.put(samples);
     watch_.look(baseband_);
-    ++ticks_;
     while (const auto burst = bursts_.take(exact_.position()))
         measuring_.add({*burst, static_cast<double>(burst->first_sample())});
     if (const auto seen = watch_.take(); seen && !measuring_.covers(seen->first_sample))
         measuring_.add({{}, seen->first_sample});
-    measuring_.advance(
-        kStepsPerTick, baseband_,
-        [this](const found_burst &burst, const burst_figures &figures) { settle(burst, figures); });
-    if (!is_draining_ && levels_.put(tick_, slot_)) end_slot();
+    measure(kStepsPerTick);
+    if (is_draining_) return;
+    for (std::size_t taken = 0; !samples.empty(); samples = samples.subspan(taken)) {
+        taken = std::min(samples.size(), levels_.missing());
+        if (levels_.put(samples.first(taken), slot_)) end_slot();
+    }
 }
 
-void receiver::settle(const found_burst &burst, const burst_figures &figures)
+void receiver::measure(int steps)
+{
+    measuring_.advance(steps, baseband_,
+                       [this](const found_burst &burst, const burst_figures &figures) {
+                           conclude(burst, figures);
+                       });
+}
+
+void receiver::conclude(const found_burst &burst, const burst_figures &figures)
 {
     if (burst.is_heard())
         tell(burst.heard, figures);

@@ -49,6 +49,7 @@ public:
     std::size_t frames_to_tick() const;
 
     void put_lost(uint64_t frames);
+    void settle();
     void finish();
 
     message_queue &heard() { return queue_; }
@@ -60,9 +61,10 @@ private:
 
     void begin_stream();
     void put_samples(std::span<const float> samples);
+    void measure(int steps);
     void put_silence(uint64_t frames);
-    void hear_tick();
-    void settle(const found_burst &burst, const burst_figures &figures);
+    void hear(std::span<const float> samples);
+    void conclude(const found_burst &burst, const burst_figures &figures);
     void tell(const heard_burst &burst, const burst_figures &figures);
     void note_unread(const burst_figures &figures);
     void end_slot();
@@ -76,7 +78,6 @@ private:
     stream_places places_;
     std::array<float, kTick> tick_; // samples of the next one
     std::size_t tick_fill_ = 0;
-    int64_t ticks_ = 0;
     uint64_t frames_ = 0;
 
     // The exact method.

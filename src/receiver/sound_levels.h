@@ -44,7 +44,10 @@ public:
 
     sound_levels();
 
-    /// Takes the next samples at 44100 Hz, at most what is missing of a slot; returns whether a
+    /// How many samples are missing of a slot.
+    std::size_t missing() const { return kSlotSamples - fill_; }
+
+    /// Takes the next samples at 44100 Hz, missing() at most; returns whether a
     /// slot is complete. Its powers and peak then stand in `slot`, and the next one begins.
     bool put(std::span<const float> samples, sound_figures &slot);
 

@@ -171,6 +171,13 @@ int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)
     return TONELINK_RECEIVER_OK;
 }
 
+int32_t tonelink_receiver_settle(tonelink_receiver *receiver)
+{
+    if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
+    receiver->inside.settle();
+    return TONELINK_RECEIVER_OK;
+}
+
 int32_t tonelink_receiver_flush(tonelink_receiver *receiver)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;

@@ -59,6 +59,6 @@ file(RELATIVE_PATH include_from_doc
     ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 file(READ README.md readme)
 string(REPLACE "](include/" "](${include_from_doc}/" readme "${readme}")
-file(WRITE ${PROJECT_BINARY_DIR}/README.md "${readme}")
+file(WRITE ${PROJECT_BINARY_DIR}/installed/README.md "${readme}")
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
-install(FILES ${PROJECT_BINARY_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_BINARY_DIR}/installed/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

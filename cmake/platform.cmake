@@ -27,8 +27,8 @@ endif()
 
 if(NOT on_host)
     message(STATUS "Platform: external, to be brought by the device or the program (docs/porting.md)")
-    message(STATUS "Left out, as they need the host platform: the host platform itself, "
-        "the tonelink command with its manual and tests, the tests of transmissions into sound servers")
+    message(STATUS "Left out: the host platform, and what needs it: the tonelink command with its "
+        "manual, and the tests of both and of transmissions through a sound server")
     if(NOT TONELINK_BUILD_BENCH)
         message(STATUS "Left out: the benchmarks; -DTONELINK_BUILD_BENCH=ON builds them")
     endif()

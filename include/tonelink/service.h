@@ -11,9 +11,11 @@
  * Results of every start: 1 started; 0 a transmission runs already, or the player did not start; -1
  * refused: unsupported packet type, a master volume of 0, or no message could be made. A start that
  * does not return 1 leaves nothing running; a floor that it has set goes with the next
- * transmission. Results of every stop: 1 stopped; 0 nothing was running, or the player failed while
- * stopping, in which case everything is released and put back all the same. Either stop ends either
- * family's transmission.
+ * transmission.
+ *
+ * Results of every stop: 1 stopped; 0 nothing was running, or the player failed while stopping, in
+ * which case everything is released and put back all the same. Either stop ends either family's
+ * transmission.
  *
  * Threads: one controlling thread starts and stops.
  */

@@ -37,7 +37,8 @@ def fault_of(document, link):
 
 
 def is_built(document):
-    return any((folder / "CMakeCache.txt").exists() for folder in document.parents)
+    inside = document.relative_to(root).parents[:-1]
+    return any((root / folder / "CMakeCache.txt").exists() for folder in inside)
 
 
 def is_hidden(document):

@@ -6,16 +6,20 @@ install(TARGETS tonelink tonelink_static EXPORT tonelink
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/tonelink DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tonelink_platform_headers EXPORT tonelink)
-install(DIRECTORY platform/include/tonelink_platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(TARGET tonelink_platform)
     install(TARGETS tonelink_platform EXPORT tonelink
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    set(headers_of_other_platforms)
+else()
+    set(headers_of_other_platforms PATTERN host.h EXCLUDE)
 endif()
+install(DIRECTORY platform/include/tonelink_platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    ${headers_of_other_platforms})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tonelink)
 install(EXPORT tonelink NAMESPACE tonelink:: FILE tonelink-targets.cmake DESTINATION ${package_dir})
 configure_package_config_file(cmake/tonelink-config.cmake.in tonelink-config.cmake
-    INSTALL_DESTINATION ${package_dir})
+    INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_DOCDIR)
 write_basic_package_version_file(tonelink-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
     ${PROJECT_BINARY_DIR}/tonelink-config.cmake
@@ -24,6 +28,8 @@ install(FILES
 
 if(TARGET tonelink_platform)
     set(platform_libs " -ltonelink-platform")
+else()
+    set(pc_remark "; the program brings the platform's functions")
 endif()
 # The .pc file finds its prefix by its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pc
@@ -40,4 +46,19 @@ set(pc_private_libs "")
 configure_file(cmake/tonelink.pc.in tonelink-static.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tonelink.pc ${PROJECT_BINARY_DIR}/tonelink-static.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# Documents and examples lie as in the source, so that they link to each other; the headers do not.
+install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg PATTERN *.1)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.c)
+# The format's tables, which docs/format.md refers to.
+install(FILES src/modem/code_tables.cpp src/modem/filter_taps.h
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/src/modem)
+file(RELATIVE_PATH include_from_doc
+    ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+file(READ README.md readme)
+string(REPLACE "](include/" "](${include_from_doc}/" readme "${readme}")
+file(WRITE ${PROJECT_BINARY_DIR}/installed/README.md "${readme}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
+install(FILES ${PROJECT_BINARY_DIR}/installed/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -1,6 +1,8 @@
 /*
+ * Shows calls alone: it plays at 48000 Hz, where no phone hears what is made for 44100 Hz.
+ *
  * The entry points that a managed runtime binds to, called as it would call them: a PIN that the
- * application has chosen, sent twice at another sample rate.
+ * application has chosen, sent twice at another sample rate. Without the first call it is heard.
  *
  *     managed [SECONDS]
  */

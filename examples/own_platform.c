@@ -74,7 +74,8 @@ int audio_out_set_sound_stream_info(audio_out_h out, sound_stream_info_h info)
     return out ? OK : INVALID_PARAMETER;
 }
 
-/* Only the _async starts need a device that calls back: without one, they do not start. */
+/* Only the _async and managed starts and start_audiodata_transmission() need a device that calls
+ * back: without one, they do not start. */
 int audio_out_set_stream_cb(audio_out_h out, audio_out_stream_cb callback, void *user_data)
 {
     (void)out, (void)callback, (void)user_data;

@@ -217,8 +217,9 @@ TONELINK_API int32_t get_burst_snfc(snfc_state **state, const uint8_t *bits, int
  * @param nbits               length of the messages to look for, 32 or 48
  * @return 1 when a new message was heard, 0 when only repeats were, -1 when nothing was; -2 when
  *         `*state` is null; -3 for another `nbits`; -4 without memory. After -2, -3 and -4 nothing
- * is stored and the stream has not moved on Threads: one at a time in the process, as all states
- * share sInfoRx.
+ *         is stored and the stream has not moved on
+ *
+ * Threads: one at a time in the process, as all states share sInfoRx.
  */
 TONELINK_API int32_t receiver_snfc(snfc_state **state, const int16_t *samples, int32_t count,
                                    int32_t **results_out, int32_t **results_length_out,

@@ -109,7 +109,11 @@ TONELINK_API void Generate_Random_PIN(void);
 /** The PIN drawn last, 5821 before the first draw. From any thread. */
 TONELINK_API int32_t Get_Random_PIN(void);
 
-/** The same as Get_Random_PIN(): what a running pairing transmission sends. */
+/**
+ * The same as Get_Random_PIN(). A start draws a PIN only when it sends a random one: then this is
+ * what the transmission sends. A prepared message (above) is sent without a draw, and this is still
+ * the PIN drawn last, whatever the message says.
+ */
 TONELINK_API int32_t get_audio_pin(void);
 
 /**

@@ -10,7 +10,9 @@
  *
  * Results of every start: 1 started; 0 a transmission runs already, or the player did not start; -1
  * refused: unsupported packet type, a master volume of 0, or no message could be made. A start that
- * does not return 1 leaves nothing running.
+ * does not return 1 leaves nothing running; a floor that it has set goes with the next
+ * transmission.
+ *
  * Results of every stop: 1 stopped; 0 nothing was running, or the player failed while stopping, in
  * which case everything is released and put back all the same. Either stop ends either family's
  * transmission.
@@ -63,7 +65,8 @@ TONELINK_API int32_t stop_audio_transmitting_async(void);
 
 /**
  * Sets the sample rate of transmissions from the next start on; 44100 Hz at first. It is not
- * checked.
+ * checked. Bursts are made for 44100 Hz: at another rate they are higher or lower and no phone
+ * hears them.
  * @return 1, or 0 with nothing changed while transmitting
  */
 TONELINK_API int32_t set_tx_sample_rate(int32_t rate);

@@ -83,7 +83,7 @@ class Decode(command_case.CommandCase):
     def test_a_file_that_is_cut_short_says_so(self):
         with open(self.folder / "long.raw", "wb") as file:
             file.write(self.raw("--data", "CAFE").tobytes())
-            file.truncate(1 << 36)  # most of a day to listen to
+            file.truncate(1 << 36)  # days to listen to
         running = self.begin("decode", "--all", "--raw", "long.raw")
         running.stdout.readline()
         running.send_signal(signal.SIGINT)

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <numeric>
 #include <span>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sndfile.hh>
@@ -80,6 +82,25 @@ TEST(ReceiverInput, SkipsSamples)
             EXPECT_EQ(block.empty(), rest.empty());
             EXPECT_TRUE(std::ranges::equal(block, rest.first(block.size()))) << count;
         }
+    }
+}
+
+TEST(ReceiverInput, FailuresSideBySideHaveReasonsOfTheirOwn)
+{
+    const sound_source sound = source({0.5}, kWav16);
+    const sound_source text{folder.file("text")};
+    std::ofstream{text.path} << "no sound at all";
+    const std::jthread beside{[&](const std::stop_token &stop) {
+        while (!stop.stop_requested()) sound_reader{sound};
+    }};
+    for (int i = 0; i < 2000; ++i) {
+        std::string said;
+        try {
+            sound_reader{text};
+        } catch (const failure &error) {
+            said = error.what();
+        }
+        ASSERT_TRUE(said.ends_with(": Format not recognised.")) << said;
     }
 }
 

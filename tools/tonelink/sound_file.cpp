@@ -136,7 +136,7 @@ bool sound_reader::wait(std::chrono::milliseconds at_most)
 void sound_reader::skip(int64_t count)
 {
     passed_ += count;
-    if (!is_stream() && format_.seekable && sf_seek(sound_.get(), count, SEEK_CUR) >= 0) return;
+    if (format_.seekable && sf_seek(sound_.get(), count, SEEK_CUR) >= 0) return;
     while (count > 0) {
         const auto passed =
             sf_readf_float(sound_.get(), interleaved_.data(), std::min(count, kFramesPerBlock));

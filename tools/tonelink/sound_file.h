@@ -46,7 +46,7 @@ public:
     /// Waits for more of a stream; whether there is, or the end. A file is always there.
     bool wait(std::chrono::milliseconds at_most);
 
-    /// Passes over samples.
+    /// Passes over samples of a file.
     void skip(int64_t count);
 
     /// The next samples, at most a block, of a stream those that have come; none at the end. Full

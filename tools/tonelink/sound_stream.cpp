@@ -1,7 +1,6 @@
 #include "sound_stream.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -58,26 +57,9 @@ std::size_t sample_bytes(const SF_INFO &format)
     }
 }
 
-bool write_all(int descriptor, std::span<const char> bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
-/// A file without a name.
-file_descriptor temporary_file()
-{
-    std::FILE *const file = std::tmpfile();
-    if (file == nullptr) return file_descriptor{-1};
-    file_descriptor own{dup(fileno(file))};
-    std::fclose(file);
-    return own;
-}
+struct close_file {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
 
 } // namespace
 
@@ -144,15 +126,16 @@ void sound_stream::drop_passed()
 
 file_descriptor sound_stream::spooled()
 {
-    file_descriptor file = temporary_file();
-    bool is_kept = file.get() >= 0;
+    const std::unique_ptr<std::FILE, close_file> file{std::tmpfile()};
+    bool is_kept = file != nullptr;
     for (; is_kept && !is_empty(); bytes_.wait_for(1)) {
-        is_kept = write_all(file.get(), bytes_.held());
-        bytes_.drop(bytes_.held().size());
+        const std::span<char> held = bytes_.held();
+        is_kept = std::fwrite(held.data(), 1, held.size(), file.get()) == held.size();
+        bytes_.drop(held.size());
     }
-    if (!is_kept || lseek(file.get(), 0, SEEK_SET) != 0)
+    if (!is_kept || std::fflush(file.get()) != 0 || lseek(fileno(file.get()), 0, SEEK_SET) != 0)
         throw failure{"cannot keep " + name_ + " in a file: " + std::strerror(errno)};
-    return file;
+    return file_descriptor{dup(fileno(file.get()))};
 }
 
 /// Nobody knows it: longer than any stream.

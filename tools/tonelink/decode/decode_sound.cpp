@@ -5,7 +5,7 @@
 namespace tonelink::tool {
 namespace {
 
-/// A stream that has brought nothing for so long stands still. A sound card's come sooner.
+/// A stream that has brought nothing for so long stands still. A sound card brings more sooner.
 constexpr std::chrono::milliseconds kStandstill{250};
 
 } // namespace

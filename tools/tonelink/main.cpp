@@ -1,6 +1,5 @@
 // The `tonelink` command: reads the arguments, runs the command that they name, and turns what went
 // wrong into one line on standard error and an exit status.
-#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -8,6 +7,8 @@
 
 #include "command.h"
 #include "errors.h"
+#include "report_text.h"
+#include "standard_streams.h"
 
 namespace tonelink::tool {
 namespace {
@@ -20,11 +21,9 @@ std::string called_name(const CLI::App &program)
     return name;
 }
 
-int complain(const CLI::App &program, std::string what, int status)
+int complain(const CLI::App &program, const std::string &what, int status)
 {
-    for (char &c : what)
-        if (c == '\n') c = ' ';
-    std::cerr << called_name(program) << ": " << what << '\n';
+    say(called_name(program), what);
     return status;
 }
 
@@ -69,6 +68,7 @@ void put_help_first(CLI::App &program)
 
 int main(int argc, char **argv)
 try {
+    tonelink::tool::hold_standard_streams();
     int status = tonelink::tool::kDone;
     CLI::App program{"Short messages as near-ultrasonic sound.", "tonelink"};
     program.set_version_flag("--version", "tonelink " TONELINK_VERSION);
@@ -84,6 +84,6 @@ try {
     tonelink::tool::put_help_first(program);
     return tonelink::tool::run(program, argc, argv, status);
 } catch (const std::exception &error) {
-    std::fprintf(stderr, "tonelink: %s\n", error.what());
+    tonelink::tool::say("tonelink", error.what());
     return tonelink::tool::kFailed;
 }

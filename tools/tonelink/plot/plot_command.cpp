@@ -20,6 +20,7 @@
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
 #include "plot/subcarrier_estimate.h"
+#include "report_text.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {
@@ -208,6 +209,7 @@ void plot(const plot_options &options)
         throw wrong_usage{"cannot plot from a pipe, as the sound is read twice; a file is right"};
 
     const sound_survey sound = survey_sound(source);
+    if (!sound.remark.empty()) say("tonelink plot", sound.remark);
     const canvas page = draw_sound(source, sound, options.size, options.constellation);
     output_file output{options.output};
     page.write_png(output);

@@ -15,19 +15,26 @@ namespace tonelink::tool {
 /// What a sound is listened to for, and how.
 struct listening {
     uint32_t lengths = TONELINK_LENGTH_32 | TONELINK_LENGTH_48;
-    uint32_t methods = 0; ///< all that the library has
+    uint32_t methods = TONELINK_METHOD_EXACT;
 };
+
+/// Throws wrong_usage for methods that the library does not have.
+void refuse_unknown_methods(const listening &wanted);
 
 class burst_receiver {
 public:
-    /// Throws failure for a rate that is too low or too high for it, and std::bad_alloc.
+    /// Throws failure for a sample rate that the library does not take, and std::bad_alloc.
     burst_receiver(int sample_rate, const listening &wanted);
 
     /// Takes the next samples of the sound.
     void put(std::span<const float> samples);
+    void put(std::span<const int16_t> samples);
 
     /// Says that samples are missing here.
     void put_gap(int64_t samples);
+
+    /// For a sound that stands still: brings out what has been heard already.
+    void settle();
 
     /// Says that the sound ends here, which brings out what waits for more.
     void finish();
@@ -47,5 +54,8 @@ private:
 
 /// The message of a burst.
 message_bits message_of(const tonelink_heard &heard);
+
+/// Where a burst begins, in seconds; 0 where the sound begins within it.
+double start_of(const tonelink_heard &heard);
 
 } // namespace tonelink::tool

@@ -71,19 +71,18 @@ std::string advice_on(const tonelink_reception &reception, int32_t reason)
 
 json_object object_of(const tonelink_reception &reception)
 {
-    const auto rounded = [](double value) { return std::round(value * 10) / 10; };
     json_object object;
     object["reason"] = tonelink_receiver_reason(reception.reason);
     object["seconds"] = to_milliseconds(reception.seconds);
     object["heard_bursts"] = reception.heard;
     object["unread_bursts"] = reception.unread;
     if (reception.unread > 0) {
-        object["unread_snr_db"] = rounded(reception.unread_snr_db);
-        object["missing_db"] = rounded(reception.missing_db);
-        object["unread_clock_ppm"] = rounded(reception.unread_ppm);
+        object["unread_snr_db"] = to_tenths(reception.unread_snr_db);
+        object["missing_db"] = to_tenths(reception.missing_db);
+        object["unread_clock_ppm"] = to_tenths(reception.unread_ppm);
     }
-    object["level_dbfs"] = rounded(reception.level_dbfs);
-    object["band_dbfs"] = rounded(reception.band_dbfs);
+    object["level_dbfs"] = to_tenths(reception.level_dbfs);
+    object["band_dbfs"] = to_tenths(reception.band_dbfs);
     if (reception.band_edge_hz > 0) object["band_edge_hz"] = std::round(reception.band_edge_hz);
     object["clipped_samples"] = reception.clipped_frames;
     object["lost_samples"] = reception.lost_frames;

@@ -14,7 +14,7 @@ namespace tonelink::tool {
 /// @param reason  whose: the reception's of the whole sound, or its recent one
 std::string advice_on(const tonelink_reception &reception, int32_t reason);
 
-/// The reason and its figures.
+/// The reason for the whole sound, and its figures.
 json_object object_of(const tonelink_reception &reception);
 
 } // namespace tonelink::tool

@@ -19,11 +19,11 @@
 
 static bool makes_nameless = true; // whether the file system does
 
-// Goes before the C library's own, to which it passes on.
+// Goes before the C library's own, to which it passes on: open64() by its real name.
 extern "C" int open(const char *path, int flags, ...)
 {
     static const auto real =
-        reinterpret_cast<int (*)(const char *, int, ...)>(dlsym(RTLD_NEXT, "open"));
+        reinterpret_cast<int (*)(const char *, int, ...)>(dlsym(RTLD_NEXT, "open64"));
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;

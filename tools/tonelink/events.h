@@ -28,7 +28,15 @@ private:
     int descriptor_ = -1;
 };
 
-enum class event { none, signal, quit, louder, softer };
+/// Ends the program by a signal, as it would have without stop_signals.
+[[noreturn]] void end_by(int signal);
+
+enum class request { none, stop, quit, louder, softer };
+
+struct event {
+    request what = request::none;
+    int signal = 0; ///< which one asks to stop
+};
 
 /// Takes keys one by one, without showing them, while standard input is a terminal and this program
 /// in its foreground.
@@ -39,6 +47,9 @@ public:
     keyboard(const keyboard &) = delete;
     keyboard &operator=(const keyboard &) = delete;
 
+    /// Gives the terminal back as it was, for good.
+    void let_go();
+
     /// Whether keys can be read now. Makes the terminal give single keys if a shell has had it.
     bool is_there();
 
@@ -48,7 +59,7 @@ public:
     /// What the next byte asks for: + = and the arrows up and right for louder, - _ and the other
     /// arrows for softer, q to quit, as does a terminal that is gone. An arrow is three bytes, of
     /// which the last one counts.
-    event next();
+    request next();
 
 private:
     enum class escape { none, begun, arrow };

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <future>
 #include <limits>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <string>
 
 #include <tonelink_platform/host.h>
+#include <unistd.h>
 
 #include "arguments.h"
 #include "command.h"
@@ -24,11 +26,16 @@ namespace {
 
 constexpr int kTickMilliseconds = 100;
 constexpr int kMasterVolumeStep = 5;
+/// What comes sooner is the same wish once more: timeout(1) and others send a signal twice.
+constexpr std::chrono::milliseconds kSameWish{300};
 
 constexpr const char *kSendExamples = R"(Examples:
   tonelink send --pin 4711 --address AA:BB:CC:DD:EE:FF
   tonelink send --text hello --count 5 --output wav:hello.wav
-Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops.)";
+  tonelink send --text hello --count 5 --output wav:- | tonelink decode -
+Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops,
+Ctrl-C again without waiting for the copies at hand.
+The burst is made the quieter, the higher the master volume is: silent above 90.)";
 
 struct send_options {
     message_choice message;
@@ -38,6 +45,8 @@ struct send_options {
     std::optional<int> master_volume;
     bool av_product = false;
     bool json = false;
+    bool quiet = false;
+    bool verbose = false;
 };
 
 /// Four digits from the system's source of randomness: who knows when it was drawn knows nothing.
@@ -54,6 +63,27 @@ void refuse_contradictions(const send_options &options)
     if (options.av_product && options.plan.by == player::standalone)
         throw wrong_usage{"--av-product is about volumes, which --player standalone leaves alone; "
                           "thread or callback is right"};
+    if (options.json && options.quiet)
+        throw wrong_usage{"--json tells what --quiet keeps to itself; either is right, not both"};
+}
+
+/// Whether the sound goes to standard output, where nothing else may go then.
+bool plays_to_standard_output(const send_options &options)
+{
+    const char *const variable = std::getenv("TONELINK_AUDIO");
+    return options.output.value_or(variable ? variable : "") == "wav:-";
+}
+
+report_style style_of(const send_options &options)
+{
+    const bool is_taken = plays_to_standard_output(options);
+    if (is_taken && isatty(STDOUT_FILENO))
+        throw wrong_usage{"--output wav:- would fill the terminal with bytes; "
+                          "a pipe or a file is right"};
+    return {.form = options.json ? report_form::json : report_form::text,
+            .is_quiet = options.quiet,
+            .has_live_line = !options.quiet && !options.verbose, // the log would run through it
+            .stream = is_taken ? stderr : stdout};
 }
 
 /// Sets up the host platform as the options say.
@@ -66,6 +96,7 @@ void set_up_host(const send_options &options)
                           "' is not right: it is wav:PATH, alsa, alsa:DEVICE or none"};
     if (options.master_volume) sound_manager_set_master_volume(*options.master_volume);
     if (options.av_product) tonelink_host_set_av_product(1);
+    if (options.verbose) tonelink_host_set_log("stderr");
 }
 
 /// Completes a pairing with what the options leave open.
@@ -98,20 +129,27 @@ public:
                 if (now.seconds >= limit_s_) return stop_reason::time;
             }
             const event happened = wait_for_event(signals, keys, time_to_wait(now.seconds));
-            if (happened == event::signal) return stop_reason::signal;
-            if (happened == event::quit) return stop_reason::key;
+            if (happened.what == request::stop) return stop_reason::signal;
+            if (happened.what == request::quit) return stop_reason::key;
             turn_volume(happened);
         }
     }
 
-    /// Stops, which takes as long as the copies at hand, and goes on telling how it goes.
+    /// Stops, which takes as long as the copies at hand, and goes on telling how it goes. Whoever
+    /// asks for it once more by a signal does not wait.
     void finish(stop_reason reason, const stop_signals &signals, keyboard &keys) const
     {
+        std::optional<clock::time_point> asked; // when somebody did
+        if (reason == stop_reason::signal || reason == stop_reason::key) asked = clock::now();
         auto stopping = std::async(std::launch::async, [this] { sending_.stop(); });
         while (stopping.wait_for(std::chrono::seconds{0}) != std::future_status::ready) {
             sending_.check_output();
             if (sending_.has_begun()) report_.playing(progress(), reason != stop_reason::count);
-            turn_volume(wait_for_event(signals, keys, kTickMilliseconds));
+            const event happened = wait_for_event(signals, keys, kTickMilliseconds);
+            turn_volume(happened);
+            if (happened.what != request::stop) continue;
+            if (asked && clock::now() - *asked > kSameWish) give_up(happened.signal, keys);
+            if (!asked) asked = clock::now();
         }
         stopping.get();
         sending_.check_output();
@@ -121,10 +159,22 @@ public:
 private:
     using clock = std::chrono::steady_clock;
 
-    static void turn_volume(event happened)
+    static void turn_volume(const event &happened)
     {
-        if (happened == event::louder) turn_master_volume(kMasterVolumeStep);
-        if (happened == event::softer) turn_master_volume(-kMasterVolumeStep);
+        if (happened.what == request::louder) turn_master_volume(kMasterVolumeStep);
+        if (happened.what == request::softer) turn_master_volume(-kMasterVolumeStep);
+    }
+
+    /// Ends the program in the midst of a write, with volumes and terminal as they were.
+    [[noreturn]] void give_up(int signal, keyboard &keys) const
+    {
+        sending_.put_volumes_back();
+        keys.let_go();
+        try {
+            report_.stopped(progress(), stop_reason::signal);
+        } catch (const failure &) { // there is nobody to tell
+        }
+        end_by(signal);
     }
 
     send_report::progress progress() const
@@ -151,6 +201,7 @@ void send(const send_options &options)
     transmission_plan plan = options.plan;
     length_of(options.message); // what does not fit is said before anything else goes wrong
     refuse_contradictions(options);
+    const report_style style = style_of(options);
     set_up_host(options);
     const message_choice choice = choose_pairing(options.message);
     plan.message = message_of(choice);
@@ -161,7 +212,7 @@ void send(const send_options &options)
     const volumes before = read_volumes();
     transmission sending{plan};
     keyboard keys;
-    send_report report{plan, choice.pin, options.json ? report_form::json : report_form::text};
+    send_report report{plan, choice.pin, style};
     const send_loop loop{sending, report,
                          options.limit_s.value_or(std::numeric_limits<double>::infinity())};
     report.started(before, keys.is_there());
@@ -198,14 +249,18 @@ void add_send_command(CLI::App &program)
                               {"callback", player::callback},
                               {"standalone", player::standalone}});
     option("--output", options->output, "OUTPUT",
-           "wav:PATH, alsa, alsa:DEVICE or none (default TONELINK_AUDIO, else alsa)");
+           "wav:PATH, wav:- for standard output, alsa, alsa:DEVICE or none (default "
+           "TONELINK_AUDIO, else alsa)");
     option("--rate", options->plan.rate, "HZ", "Sample rate of the output (default 44100)")
         ->transform(number_from(8000, 192'000));
     option("--master-volume", options->master_volume, "N",
-           "Set the master volume first, 0 to 100 (else it is 20)")
+           "Set the master volume first, 0 to 100 (else it is 20); above 90 nothing is heard")
         ->transform(number_from(0, 100));
     command->add_flag("--av-product", options->av_product, "Choose the volume as on an AV product");
     command->add_flag("--json", options->json, "Tell what happens as lines of JSON");
+    command->add_flag("-q,--quiet", options->quiet, "Say nothing but what is wrong");
+    command->add_flag("-v,--verbose", options->verbose,
+                      "Show the library's log on standard error, as TONELINK_LOG=stderr does");
     command->callback([options] { send(*options); });
 }
 

@@ -66,12 +66,16 @@ public:
     /// Throws failure when that went wrong.
     void stop();
 
+    /// Puts the volumes back as stop() does, also while that waits: for a program that ends next.
+    void put_volumes_back() const;
+
 private:
     void start_service();
     void start_standalone();
     uint64_t samples_played() const;
 
     transmission_plan plan_;
+    volumes volumes_before_;
     uint64_t samples_before_;
     std::string error_before_;
     bool running_ = false;

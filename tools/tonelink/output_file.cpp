@@ -1,6 +1,5 @@
 #include "output_file.h"
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include "descriptor_io.h"
 #include "errors.h"
 
 namespace tonelink::tool {
@@ -62,29 +62,6 @@ bool become_like(int descriptor, const struct stat &replaced, const std::string 
     if (is_theirs && fchown(descriptor, replaced.st_uid, replaced.st_gid) != 0) return false;
     // Some file systems keep no permissions.
     return fchmod(descriptor, replaced.st_mode & 07777) == 0 || errno == EPERM;
-}
-
-bool write_all(int descriptor, const char *data, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t written = write(descriptor, data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-bool copy_all(int from, int to)
-{
-    if (lseek(from, 0, SEEK_SET) != 0) return false;
-    std::array<char, 65536> block;
-    for (;;) {
-        const ssize_t size = read(from, block.data(), block.size());
-        if (size <= 0) return size == 0;
-        if (!write_all(to, block.data(), static_cast<std::size_t>(size))) return false;
-    }
 }
 
 /// Takes the room that new content needs before the old is written over.
@@ -178,7 +155,7 @@ void output_file::copy_to_place()
     const bool is_rewritten = !is_output && fstat(place, &there) == 0 && S_ISREG(there.st_mode);
     const off_t size = lseek(descriptor_, 0, SEEK_END);
     const bool written = place >= 0 && (!is_rewritten || make_room(place, size)) &&
-                         copy_all(descriptor_, place) &&
+                         lseek(descriptor_, 0, SEEK_SET) == 0 && copy_rest(descriptor_, place) &&
                          (!is_rewritten || ftruncate(place, size) == 0);
     int reason = written ? 0 : errno;
     // A device may refuse what it took only here.

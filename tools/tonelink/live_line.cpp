@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "errors.h"
+#include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
@@ -63,6 +64,13 @@ void live_line::show_fitting(const std::vector<std::string> &forms)
     if (length < length_) line.append(length_ - length, ' '); // for what is left of a longer one
     length_ = length;
     print('\r' + line);
+}
+
+void live_line::show_share(const std::string &work, double share)
+{
+    const std::string percent = joined(0, share * 100, " %");
+    show_fitting({work + ' ' + bar_of(share, 40) + ' ' + percent, bar_of(share, 10) + ' ' + percent,
+                  percent});
 }
 
 void live_line::clear()

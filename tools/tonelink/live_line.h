@@ -28,6 +28,9 @@ public:
     /// longer ones come first, and the last one has what matters most in front.
     void show_fitting(const std::vector<std::string> &forms);
 
+    /// Shows how far a work is that is called so: "decoding [###...] 50 %".
+    void show_share(const std::string &work, double share);
+
     /// Takes it away, so that something else can be printed there.
     void clear();
 

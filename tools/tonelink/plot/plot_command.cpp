@@ -24,7 +24,6 @@
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
 #include "plot/subcarrier_estimate.h"
-#include "report_text.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {
@@ -59,9 +58,7 @@ public:
         const auto now = clock::now();
         if (!is_shown_ || now - shown_ < kTick) return;
         shown_ = now;
-        const std::string percent = joined(0, share * 100, " %");
-        live_.show_fitting({"drawing " + bar_of(share, 40) + ' ' + percent,
-                            bar_of(share, 10) + ' ' + percent, percent});
+        live_.show_share("drawing", share);
     }
 
 private:

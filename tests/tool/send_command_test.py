@@ -3,6 +3,8 @@ import array
 import io
 import json
 import os
+import pathlib
+import re
 import signal
 import termios
 import time
@@ -103,6 +105,20 @@ class Send(command_case.CommandCase):
             for volume in ("master_volume", "sound_volume", "floor", "heard_volume"):
                 self.assertEqual(stopped[volume], started[volume])
             self.assertLess(len(self.read_sound("a.wav")[0]), 5 * command_case.BURST)
+
+    def test_a_device_that_keeps_the_start_waiting_can_be_left(self):
+        os.mkfifo(self.folder / "nobody")  # opened once somebody reads
+        (self.folder / "asoundrc").write_text(
+            "pcm.stuck { type file slave.pcm { type null } format raw file nobody }")
+        running = self.begin("send", *PAIRING, "--output", "alsa:stuck",
+                             env={**os.environ, "ALSA_CONFIG_PATH": "asoundrc"})
+        status = pathlib.Path("/proc/%d/status" % running.pid)
+        while not re.search("SigBlk:.*[2367abef]$", status.read_text(), re.M):  # SIGINT is taken
+            time.sleep(0.01)
+        while running.poll() is None:
+            running.send_signal(signal.SIGINT)
+            time.sleep(0.5)
+        self.assertEqual(running.returncode, -signal.SIGINT)
 
     def test_sound_on_standard_output_is_all_that_is_there(self):
         burst = at_level(self.raw(*PAIRING), 11)

@@ -63,6 +63,14 @@ void end_by(int signal)
     _exit(128 + signal); // as a shell shows it
 }
 
+bool stop_wish::repeats()
+{
+    constexpr std::chrono::milliseconds kSameWish{300};
+    const auto now = std::chrono::steady_clock::now();
+    if (!first_) first_ = now;
+    return now - *first_ > kSameWish;
+}
+
 keyboard::keyboard()
 {
     is_terminal_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0;

@@ -2,7 +2,9 @@
 // keys.
 #pragma once
 
+#include <chrono>
 #include <csignal>
+#include <optional>
 
 #include <termios.h>
 
@@ -30,6 +32,20 @@ private:
 
 /// Ends the program by a signal, as it would have without stop_signals.
 [[noreturn]] void end_by(int signal);
+
+/// Somebody's wish that the program stops, which takes its time. Whoever asks once more does not
+/// want to wait; but what comes at once is the same wish: timeout(1) and others send a signal
+/// twice.
+class stop_wish {
+public:
+    /// Takes a request. Returns whether it is one more after the first.
+    bool repeats();
+
+    bool is_there() const { return first_.has_value(); }
+
+private:
+    std::optional<std::chrono::steady_clock::time_point> first_;
+};
 
 enum class request { none, stop, quit, louder, softer };
 

@@ -24,10 +24,8 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr int kTickMilliseconds = 100;
+constexpr std::chrono::duration<int, std::milli> kTick{100};
 constexpr int kMasterVolumeStep = 5;
-/// What comes sooner is the same wish once more: timeout(1) and others send a signal twice.
-constexpr std::chrono::milliseconds kSameWish{300};
 
 constexpr const char *kSendExamples = R"(Examples:
   tonelink send --pin 4711 --address AA:BB:CC:DD:EE:FF
@@ -108,19 +106,42 @@ message_choice choose_pairing(message_choice choice)
     return choice;
 }
 
+/// Who can end a transmission, and what they have asked for.
+struct attendance {
+    const volumes before = read_volumes(); ///< what the program goes back to
+    const stop_signals signals{};
+    stop_wish stopping{};
+};
+
+/// Starts a transmission. A device may keep it waiting; whoever asks twice by a signal does not
+/// wait.
+std::unique_ptr<transmission> start(const transmission_plan &plan, attendance &attended)
+{
+    auto starting =
+        std::async(std::launch::async, [&plan] { return std::make_unique<transmission>(plan); });
+    while (starting.wait_for(kTick) != std::future_status::ready) {
+        const int signal = attended.signals.take();
+        if (signal == 0 || signal == SIGCONT || !attended.stopping.repeats()) continue;
+        put_volumes_back(attended.before);
+        end_by(signal);
+    }
+    return starting.get();
+}
+
 /// Looks after a transmission under way.
 class send_loop {
 public:
-    send_loop(transmission &sending, send_report &report, double limit_s)
-        : sending_{sending}, report_{report}, limit_s_{limit_s}
+    send_loop(transmission &sending, send_report &report, attendance &attended, double limit_s)
+        : sending_{sending}, report_{report}, attended_{attended}, limit_s_{limit_s}
     {
+        report_.started(attended.before, keys_.is_there());
     }
 
     /// Plays until the time is over, the last copies are at hand, a signal comes or a key says so,
     /// but not before the first samples are on their way. Returns which of these it was.
-    stop_reason play(const stop_signals &signals, keyboard &keys) const
+    stop_reason play()
     {
-        for (;;) {
+        while (!attended_.stopping.is_there()) {
             sending_.check_output();
             const auto now = progress();
             if (sending_.has_begun()) {
@@ -128,28 +149,28 @@ public:
                 if (sending_.is_at_last_write()) return stop_reason::count;
                 if (now.seconds >= limit_s_) return stop_reason::time;
             }
-            const event happened = wait_for_event(signals, keys, time_to_wait(now.seconds));
-            if (happened.what == request::stop) return stop_reason::signal;
-            if (happened.what == request::quit) return stop_reason::key;
+            const event happened =
+                wait_for_event(attended_.signals, keys_, time_to_wait(now.seconds));
             turn_volume(happened);
+            if (happened.what == request::stop || happened.what == request::quit)
+                attended_.stopping.repeats();
+            if (happened.what == request::quit) return stop_reason::key;
         }
+        return stop_reason::signal;
     }
 
     /// Stops, which takes as long as the copies at hand, and goes on telling how it goes. Whoever
     /// asks for it once more by a signal does not wait.
-    void finish(stop_reason reason, const stop_signals &signals, keyboard &keys) const
+    void finish(stop_reason reason)
     {
-        std::optional<clock::time_point> asked; // when somebody did
-        if (reason == stop_reason::signal || reason == stop_reason::key) asked = clock::now();
         auto stopping = std::async(std::launch::async, [this] { sending_.stop(); });
         while (stopping.wait_for(std::chrono::seconds{0}) != std::future_status::ready) {
             sending_.check_output();
             if (sending_.has_begun()) report_.playing(progress(), reason != stop_reason::count);
-            const event happened = wait_for_event(signals, keys, kTickMilliseconds);
+            const event happened = wait_for_event(attended_.signals, keys_, kTick.count());
             turn_volume(happened);
-            if (happened.what != request::stop) continue;
-            if (asked && clock::now() - *asked > kSameWish) give_up(happened.signal, keys);
-            if (!asked) asked = clock::now();
+            if (happened.what == request::stop && attended_.stopping.repeats())
+                give_up(happened.signal);
         }
         stopping.get();
         sending_.check_output();
@@ -166,10 +187,10 @@ private:
     }
 
     /// Ends the program in the midst of a write, with volumes and terminal as they were.
-    [[noreturn]] void give_up(int signal, keyboard &keys) const
+    [[noreturn]] void give_up(int signal)
     {
-        sending_.put_volumes_back();
-        keys.let_go();
+        put_volumes_back(attended_.before);
+        keys_.let_go();
         try {
             report_.stopped(progress(), stop_reason::signal);
         } catch (const failure &) { // there is nobody to tell
@@ -187,11 +208,13 @@ private:
     int time_to_wait(double elapsed_s) const
     {
         const double left = std::ceil((limit_s_ - elapsed_s) * 1000);
-        return left > 0 && left < kTickMilliseconds ? static_cast<int>(left) : kTickMilliseconds;
+        return left > 0 && left < kTick.count() ? static_cast<int>(left) : kTick.count();
     }
 
     transmission &sending_;
     send_report &report_;
+    attendance &attended_;
+    keyboard keys_;
     double limit_s_;
     clock::time_point start_ = clock::now();
 };
@@ -208,16 +231,12 @@ void send(const send_options &options)
 
     // A reader that goes away is a failure like others, told once the volumes are back.
     std::signal(SIGPIPE, SIG_IGN);
-    const stop_signals signals;
-    const volumes before = read_volumes();
-    transmission sending{plan};
-    keyboard keys;
+    attendance attended;
+    const auto sending = start(plan, attended);
     send_report report{plan, choice.pin, style};
-    const send_loop loop{sending, report,
-                         options.limit_s.value_or(std::numeric_limits<double>::infinity())};
-    report.started(before, keys.is_there());
-    const stop_reason reason = loop.play(signals, keys);
-    loop.finish(reason, signals, keys);
+    send_loop loop{*sending, report, attended,
+                   options.limit_s.value_or(std::numeric_limits<double>::infinity())};
+    loop.finish(loop.play());
 }
 
 } // namespace

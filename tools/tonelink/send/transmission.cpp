@@ -71,6 +71,13 @@ volumes read_volumes()
     return now;
 }
 
+void put_volumes_back(const volumes &before)
+{
+    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
+    if (before.floor < 0) sound_manager_unset_ultrasound_volume_min();
+    sound_manager_set_volume(kSoundType, before.sound);
+}
+
 void turn_master_volume(int step)
 {
     int volume = 0;
@@ -79,8 +86,7 @@ void turn_master_volume(int step)
 }
 
 transmission::transmission(const transmission_plan &plan)
-    : plan_{plan}, volumes_before_{read_volumes()},
-      samples_before_{tonelink_host_get_samples_played()}, error_before_{last_error()}
+    : plan_{plan}, samples_before_{tonelink_host_get_samples_played()}, error_before_{last_error()}
 {
     if (plan.by == player::standalone)
         start_standalone();
@@ -159,14 +165,6 @@ void transmission::stop()
     if (stopped != 1)
         throw failed("the transmission did not stop as it should (" + std::to_string(stopped) + ")",
                      error_before_);
-}
-
-void transmission::put_volumes_back() const
-{
-    if (plan_.by == player::standalone) return;     // it has touched none
-    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
-    if (volumes_before_.floor < 0) sound_manager_unset_ultrasound_volume_min();
-    sound_manager_set_volume(kSoundType, volumes_before_.sound);
 }
 
 uint64_t samples_before_last_write(uint64_t copies, uint64_t copies_a_write)

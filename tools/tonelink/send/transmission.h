@@ -35,6 +35,10 @@ struct volumes {
 };
 volumes read_volumes();
 
+/// Puts them back to what they were, as a transmission does when it ends: for a program that ends
+/// without waiting for that.
+void put_volumes_back(const volumes &before);
+
 /// Turns the master volume up or down, as far as it goes.
 void turn_master_volume(int step);
 
@@ -66,16 +70,12 @@ public:
     /// Throws failure when that went wrong.
     void stop();
 
-    /// Puts the volumes back as stop() does, also while that waits: for a program that ends next.
-    void put_volumes_back() const;
-
 private:
     void start_service();
     void start_standalone();
     uint64_t samples_played() const;
 
     transmission_plan plan_;
-    volumes volumes_before_;
     uint64_t samples_before_;
     std::string error_before_;
     bool running_ = false;

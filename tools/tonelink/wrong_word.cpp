@@ -97,6 +97,9 @@ std::optional<std::string> name_wrong_word(const CLI::App &program)
     if (option == words.end())
         return line_of("'" + words.front() + "' is one word too many", std::nullopt, name);
     const std::string typed = option->substr(0, option->find('='));
+    if (is_early && !chosen.empty() && std::ranges::count(option_names(*chosen.back()), typed) > 0)
+        return "'" + typed + "' goes after the command, as in '" + name + " " +
+               chosen.back()->get_name() + " " + typed + "'";
     return line_of("'" + typed + "' is no option", nearest(typed, option_names(command)), name);
 }
 

@@ -60,7 +60,7 @@ send_report::send_report(const transmission_plan &plan, std::optional<uint32_t> 
 {
 }
 
-void send_report::say(const std::string &text)
+void send_report::tell(const std::string &text)
 {
     if (style_.is_quiet) return;
     if (std::fwrite(text.data(), 1, text.size(), style_.stream) == text.size() &&
@@ -80,16 +80,16 @@ void send_report::started(const volumes &before, bool has_keys)
         object["player"] = name_of(plan_.by);
         object["rate"] = plan_.rate;
         add_volumes(object, before);
-        say(line_of(object));
+        tell(line_of(object));
         return;
     }
     const std::string what = pin_ ? "PIN " + std::to_string(*pin_) : "data";
-    say("Sending " + what + ", as message " + message + ".\n");
+    tell("Sending " + what + ", as message " + message + ".\n");
     if (!shows_live_line() || !has_keys) return;
-    say(plan_.by == player::standalone
-            ? "Keys: q stops.\n"
-            : "Keys: + and - turn the master volume, q stops. The higher it is, the quieter the "
-              "burst: silent above 90.\n");
+    tell(plan_.by == player::standalone
+             ? "Keys: q stops.\n"
+             : "Keys: + and - turn the master volume, q stops. The higher it is, the quieter the "
+               "burst: silent above 90.\n");
 }
 
 void send_report::warn_of_silence(const volumes &now)
@@ -109,7 +109,7 @@ void send_report::playing(const progress &at, bool is_ending)
         reported_ = at.now;
         json_object object{{"event", "playing"}};
         add_progress(object, at);
-        say(line_of(object));
+        tell(line_of(object));
         return;
     }
     if (shows_live_line()) live_.show_fitting(live_forms(at, is_ending));
@@ -142,12 +142,12 @@ void send_report::stopped(const progress &at, stop_reason reason)
     if (style_.form == report_form::json) {
         json_object object{{"event", "stopped"}, {"reason", name_of(reason)}};
         add_progress(object, at);
-        say(line_of(object));
+        tell(line_of(object));
         return;
     }
     live_.clear();
-    say(joined(1, "Sent ", copies_text(at.copies), " in ", at.seconds, " s; sound volume back at ",
-               at.now.sound, " of 15.\n"));
+    tell(joined(1, "Sent ", copies_text(at.copies), " in ", at.seconds, " s; sound volume back at ",
+                at.now.sound, " of 15.\n"));
 }
 
 } // namespace tonelink::tool

@@ -51,7 +51,7 @@ private:
     bool shows_live_line() const { return style_.has_live_line && live_.is_there(); }
     void warn_of_silence(const volumes &now);
     std::vector<std::string> live_forms(const progress &at, bool is_ending) const;
-    void say(const std::string &text);
+    void tell(const std::string &text);
 
     transmission_plan plan_;
     std::optional<uint32_t> pin_;

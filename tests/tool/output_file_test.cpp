@@ -53,8 +53,13 @@ protected:
     void put(const std::string &name, const std::string &text) const
     {
         output_file file{folder.file(name)};
-        ASSERT_EQ(write(file.descriptor(), text.data(), text.size()), std::ssize(text));
+        fill(file, text);
         file.commit();
+    }
+
+    static void fill(const output_file &file, const std::string &text)
+    {
+        ASSERT_EQ(write(file.descriptor(), text.data(), text.size()), std::ssize(text));
     }
 
     /// Every file that is there, links followed, with its permissions and what it holds.
@@ -99,11 +104,11 @@ TEST_P(OutputFile, LeavesNothingWhenItDoesNotComeToItsEnd)
 {
     folder.write("old", "old");
     const auto before = files();
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGKILL}) {
         if (signal == SIGKILL && !makes_nameless) continue; // which nobody is told of
         const auto end_while_writing = [&] {
             const output_file file{folder.file(signal == SIGINT ? "new" : "old")};
-            write(file.descriptor(), "x", 1);
+            fill(file, "x");
             raise(signal);
         };
         EXPECT_EXIT(end_while_writing(), testing::KilledBySignal(signal), "");
@@ -137,16 +142,16 @@ TEST_P(OutputFile, RespectsPermissions)
     const auto write_as_user = [&] {
         fs::permissions(path(), fs::perms{0555});
         constexpr uid_t kNobody = 65534;
-        if (geteuid() == 0 && seteuid(kNobody) != 0) std::exit(2);
+        if (geteuid() == 0 && seteuid(kNobody) != 0) _exit(2);
         const bool are_refused =
             is_refused([&] { put("read-only", "x"); }) && is_refused([&] { put("none", "x"); });
         put("writable", "now");
         output_file file{folder.file("full")};
-        write(file.descriptor(), "too long", 8);
+        fill(file, "too long");
         const rlimit less{7, 7};
         setrlimit(RLIMIT_FSIZE, &less);
         std::signal(SIGXFSZ, SIG_IGN);
-        std::exit(are_refused && is_refused([&] { file.commit(); }) ? 0 : 1);
+        _exit(are_refused && is_refused([&] { file.commit(); }) ? 0 : 1);
     };
     EXPECT_EXIT(write_as_user(), testing::ExitedWithCode(0), "");
     fs::permissions(path(), fs::perms{0755});

@@ -13,7 +13,7 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int kMostNames = 1000;
 
 std::atomic<const char *> doomed{nullptr}; // what goes when a signal comes

@@ -136,7 +136,7 @@ class Send(command_case.CommandCase):
 
     def test_quiet_verbose_and_silent(self):
         short = ("send", *PAIRING, *FAST, "--count", "1")
-        nothing_heard = rb"tonelink send: nothing is heard .* volume of 95; 1 to 90 is right\n"
+        nothing_heard = rb"tonelink send: warning: nothing is heard .* volume of 95; 1 to 90 is right\n"
         for arguments, said, complained in (
                 (("-q",), rb"", rb""),
                 (("--verbose",), rb"Sending .*\nSent .*\n", rb"(\d.* TONE_LINK_LOG: .*\n)+"),

@@ -96,9 +96,8 @@ void send_report::warn_of_silence(const volumes &now)
 {
     const bool was_silent = std::exchange(is_silent_, now.heard == 0);
     if (!is_silent_ || was_silent) return;
-    live_.clear();
-    std::cerr << "tonelink send: nothing is heard of it at a master volume of " << now.master
-              << "; 1 to 90 is right\n";
+    warn(joined(0, "nothing is heard of it at a master volume of ", now.master,
+                "; 1 to 90 is right"));
 }
 
 void send_report::playing(const progress &at, bool is_ending)
@@ -135,6 +134,12 @@ std::vector<std::string> send_report::live_forms(const progress &at, bool is_end
             pin + brief + ending,
             brief + ending,
             brief};
+}
+
+void send_report::warn(const std::string &text)
+{
+    live_.clear();
+    std::cerr << "tonelink send: warning: " << text << '\n';
 }
 
 void send_report::stopped(const progress &at, stop_reason reason)

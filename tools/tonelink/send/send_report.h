@@ -47,6 +47,9 @@ public:
 
     void stopped(const progress &at, stop_reason reason);
 
+    /// Something that a person should know: a line on standard error.
+    void warn(const std::string &text);
+
 private:
     bool shows_live_line() const { return style_.has_live_line && live_.is_there(); }
     void warn_of_silence(const volumes &now);

@@ -71,18 +71,18 @@ volumes read_volumes()
     return now;
 }
 
-void put_volumes_back(const volumes &before)
-{
-    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
-    if (before.floor < 0) sound_manager_unset_ultrasound_volume_min();
-    sound_manager_set_volume(kSoundType, before.sound);
-}
-
 void turn_master_volume(int step)
 {
     int volume = 0;
     sound_manager_get_master_volume(&volume);
     sound_manager_set_master_volume(std::clamp(volume + step, 0, kLoudest));
+}
+
+void put_volumes_back(const volumes &before)
+{
+    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
+    if (before.floor < 0) sound_manager_unset_ultrasound_volume_min();
+    sound_manager_set_volume(kSoundType, before.sound);
 }
 
 transmission::transmission(const transmission_plan &plan)

@@ -79,6 +79,7 @@ sound_handle open_source(const sound_source &source, SF_INFO &format)
 
 std::string name_of(const sound_source &source)
 {
+    if (!source.name.empty()) return source.name;
     return source.path == "-" ? "standard input" : source.path;
 }
 

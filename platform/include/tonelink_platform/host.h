@@ -43,6 +43,8 @@ extern "C" {
  *   is killed. It holds the samples that were written, without the pauses between writes. The first
  *   output of a process makes the file anew; the ones after it append, and must have the same rate;
  *   two at the same time are refused. A file that has reached 4 GiB takes no more.
+ * - `wav:-`: the same to standard output, in a pipe or a file, as it comes; its header says that
+ *   the length is not known. A reader that goes away fails the output, if SIGPIPE is ignored.
  * - `alsa` or `alsa:DEVICE`: the sound card, or whatever the desktop makes of ALSA's device
  *   `default` or of any other name that ALSA knows.
  * - `null`: nothing is heard; the time passes as with the others.

@@ -149,7 +149,7 @@ private:
         double sum = 0;
         for (const auto &file : files_) sum += file->progress;
         const double share = sum / static_cast<double>(files_.size());
-        live_.show(joined(0, "decoding ", bar_of(share, 40), ' ', share * 100, " %"));
+        live_.show_share("decoding", share);
     }
 
     void print_file(const decoding &file)

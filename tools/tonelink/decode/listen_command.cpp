@@ -104,10 +104,12 @@ private:
         constexpr double kLowest = -90;
         const double level = meter_.take_level();
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
-        std::string line =
-            joined(0, "18-20 kHz ", bar_of(share, 30), ' ', std::setw(4), level, " dB");
-        if (last_) line += joined(0, "  last: ", hex_of(last_->message), ", ", bursts_, " times");
-        live_.show(line);
+        const std::string decibels = joined(0, std::setw(4), level, " dB");
+        std::string last, brief = joined(0, level, " dB");
+        if (last_) last = joined(0, "  last: ", hex_of(last_->message), ", ", bursts_, " times");
+        if (last_) brief = hex_of(last_->message) + ' ' + brief;
+        live_.show_fitting({"18-20 kHz " + bar_of(share, 30) + ' ' + decibels + last,
+                            bar_of(share, 10) + ' ' + decibels + last, decibels + last, brief});
     }
 
     report_form form_;

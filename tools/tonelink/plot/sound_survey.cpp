@@ -26,7 +26,7 @@ std::size_t sound_survey::decoded() const
     return static_cast<std::size_t>(std::ranges::count_if(bursts, &sound_burst::is_decoded));
 }
 
-sound_survey survey_sound(const sound_source &source)
+sound_survey survey_sound(const sound_source &source, const std::function<void(double)> &progressed)
 {
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
@@ -38,8 +38,10 @@ sound_survey survey_sound(const sound_source &source)
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
         survey.samples += static_cast<int64_t>(block.size());
+        if (progressed && sound.length() > 0)
+            progressed(static_cast<double>(survey.samples) / static_cast<double>(sound.length()));
     }
-    if (survey.samples == 0) throw failure{source.path + " holds no samples"};
+    if (survey.samples == 0) throw failure{name_of(source) + " holds no samples"};
     if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get().bursts);
     return survey;
 }

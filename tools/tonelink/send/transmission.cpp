@@ -78,6 +78,13 @@ void turn_master_volume(int step)
     sound_manager_set_master_volume(std::clamp(volume + step, 0, kLoudest));
 }
 
+void put_volumes_back(const volumes &before)
+{
+    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
+    if (before.floor < 0) sound_manager_unset_ultrasound_volume_min();
+    sound_manager_set_volume(kSoundType, before.sound);
+}
+
 transmission::transmission(const transmission_plan &plan)
     : plan_{plan}, samples_before_{tonelink_host_get_samples_played()}, error_before_{last_error()}
 {

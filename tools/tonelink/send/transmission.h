@@ -38,6 +38,10 @@ volumes read_volumes();
 /// Turns the master volume up or down, as far as it goes.
 void turn_master_volume(int step);
 
+/// Puts volumes back to what they were, as a transmission does when it ends: for a program that
+/// ends without waiting for that.
+void put_volumes_back(const volumes &before);
+
 class transmission {
 public:
     /// Throws failure, with the reason, when it does not start, and wrong_usage for a message that

@@ -1,7 +1,14 @@
 """What `tonelink decode` hears in sounds that no command makes. Usage: decode_command_test.py COMMAND"""
 import json
+import os
+import signal
+import struct
+import subprocess
 
 import command_case
+
+PIPES = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE}
+PAUSE = bytes(2 * 4410)
 
 
 class Decode(command_case.CommandCase):
@@ -26,6 +33,86 @@ class Decode(command_case.CommandCase):
         self.assertEqual(samples, sorted(samples))
         self.assertEqual({(sample - samples[0]) % 80 for sample in samples}, {0})
         self.assertEqual({one["message"] for one in every}, {"CAFE0100"})
+
+    def begin_stream(self, *arguments):
+        """Decodes what is written into the pipe that it returns, and into which no more may come."""
+        running = self.begin("decode", *arguments, **PIPES)
+        return running, lambda sound: (running.stdin.write(sound), running.stdin.flush())
+
+    def test_streams_are_told_as_they_come(self):
+        """Each message as soon as it is heard, though the stream stands still behind it."""
+        hello, cafe = self.raw("--text", "hello").tobytes(), self.raw("--data", "CAFE").tobytes()
+        wav = self.succeed("encode", "--text", "hello", "-o", "-")
+        endless = wav[:40] + bytes(4) + wav[44:]  # of a size that nobody knew
+        os.mkfifo(self.folder / "fifo")
+        for end, begun, *arguments in ((signal.SIGINT, hello, "--raw", "-"),
+                                       (signal.SIGTERM, hello + PAUSE + b"\0", "--raw", "fifo"),
+                                       (None, endless + PAUSE, "-")):
+            running, write = self.begin_stream("--json", *arguments)
+            if "fifo" in arguments:
+                fifo = open(self.folder / "fifo", "wb", buffering=0)
+                self.addCleanup(fifo.close)
+                write = fifo.write
+            write(begun)
+            lines = [running.stdout.readline()]
+            write((b"\0" if "fifo" in arguments else b"") + cafe + PAUSE)
+            lines.append(running.stdout.readline())
+            if end:
+                running.send_signal(end)
+                lines += running.stdout.readlines()
+            else:  # once more what has come again
+                write(cafe + PAUSE)
+                lines += running.communicate()[0].splitlines()
+            self.assertEqual([(heard["message"], heard.get("text"), heard["bursts"])
+                              for heard in map(json.loads, lines)],
+                             [("68656C6C6F00", "hello", 1), ("CAFE0000", None, 1)] +
+                             ([] if end else [("CAFE0000", None, 2)]))
+            self.assertEqual((running.wait(), running.stderr.read() if end else b""), (0, b""))
+
+    def test_every_acceptance_of_a_stream_is_told(self):
+        """However it is cut."""
+        self.succeed("encode", "--text", "hello", "--copies", "2", "--raw", "-o", "a.raw")
+        sound = self.read("a.raw")
+        wanted = self.succeed("decode", "--all", "--raw", "a.raw")
+        for size in (31, 4095, len(sound)):
+            running, write = self.begin_stream("--all", "--raw", "-")
+            for at in range(0, len(sound), size):
+                write(sound[at:at + size])
+            self.assertEqual(running.communicate()[0], wanted)
+
+    def test_a_file_that_is_cut_short_says_so(self):
+        with open(self.folder / "long.raw", "wb") as file:
+            file.write(self.raw("--data", "CAFE").tobytes())
+            file.truncate(1 << 36)  # days to listen to
+        running = self.begin("decode", "--all", "--raw", "long.raw")
+        running.stdout.readline()
+        running.send_signal(signal.SIGINT)
+        self.assertEqual(running.communicate()[1],
+                         b"tonelink decode: stopped before the end of long.raw\n")
+        self.assertEqual(running.returncode, 0)
+
+    def test_a_reader_that_goes_away_ends_it(self):
+        running, write = self.begin_stream("--raw", "-")
+        write(self.raw("--data", "CAFE").tobytes() + PAUSE)
+        running.stdout.readline()
+        running.stdout.close()
+        self.assertRegex(running.stderr.read(), rb"\Atonelink decode: nobody reads .*\n\Z")
+        self.assertEqual(running.wait(), 2)
+
+    def test_samples_without_sense_are_silence(self):
+        samples = [s / 32768 for s in self.raw("--data", "CAFE")] + [0.0] * 3000
+        samples[10:12] = float("nan"), -float("inf")
+        samples[-1000:-998] = 3e38, -1001
+        size = 4 * len(samples)
+        header = b"RIFF", size + 36, b"WAVEfmt ", 16, 3, 1, 44100, 176400, 4, 32, b"data", size
+        (self.folder / "float.wav").write_bytes(
+            struct.pack("<4sI8sIHHIIHH4sI", *header) + struct.pack("<%df" % len(samples), *samples))
+        for command, *arguments in (("decode", "float.wav"), ("plot", "float.wav", "-o", "a.png")):
+            done = self.begin(command, *arguments)
+            heard, said = done.communicate()
+            self.assertEqual((done.returncode, b"CAFE0000" in heard), (0, command == "decode"))
+            self.assertRegex(said, rb"\Atonelink %s: float.wav: 4 samples .* silence .*\n\Z"
+                             % command.encode())
 
 
 command_case.main()

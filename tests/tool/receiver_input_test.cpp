@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <numeric>
 #include <span>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sndfile.hh>
@@ -50,9 +52,16 @@ TEST(ReceiverInput, LeavesSamplesAsTheyAre)
     EXPECT_EQ(all_of(source(samples, kWav16)), every);
     // Channels are mixed to their mean.
     EXPECT_EQ(all_of(source({0.5, 0.25}, kWav16, kAudioRate, 2)), std::vector<int16_t>{12288});
-    // What is louder than full scale is cut; what is no number is silent.
-    EXPECT_EQ(all_of(source({2, -2, NAN, INFINITY, 0.5}, SF_FORMAT_WAV | SF_FORMAT_FLOAT)),
-              (std::vector<int16_t>{32767, -32768, 0, 0, 16384}));
+    // What is louder than full scale is cut; what makes no sense is silent, in its channel alone.
+    constexpr int kFloat = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    EXPECT_EQ(all_of(source({2, -2, NAN, INFINITY, 1001, -3e38f, 0.5, 1000}, kFloat)),
+              (std::vector<int16_t>{32767, -32768, 0, 0, 0, 0, 16384, 32767}));
+    const sound_source mixed = source({NAN, 0.5, 0.25, 0.25}, kFloat, kAudioRate, 2);
+    EXPECT_EQ(all_of(mixed), (std::vector<int16_t>{8192, 8192}));
+    receiver_input input{mixed};
+    EXPECT_EQ(input.remark(), "");
+    input.read();
+    EXPECT_NE(input.remark().find(": 1 sample is no number"), std::string::npos);
 }
 
 // Also where the format cannot: this one is read from its start alone.
@@ -69,9 +78,29 @@ TEST(ReceiverInput, SkipsSamples)
             input.skip(count);
             const auto from = static_cast<std::size_t>(std::min(count, std::ssize(all)));
             const auto rest = std::span{all}.subspan(from);
-            const auto block = rest.first(std::min<std::size_t>(16384, rest.size()));
-            EXPECT_TRUE(std::ranges::equal(input.read(), block)) << count;
+            const auto block = input.read();
+            EXPECT_EQ(block.empty(), rest.empty());
+            EXPECT_TRUE(std::ranges::equal(block, rest.first(block.size()))) << count;
         }
+    }
+}
+
+TEST(ReceiverInput, FailuresSideBySideHaveReasonsOfTheirOwn)
+{
+    const sound_source sound = source({0.5}, kWav16);
+    const sound_source text{folder.file("text")};
+    std::ofstream{text.path} << "no sound at all";
+    const std::jthread beside{[&](const std::stop_token &stop) {
+        while (!stop.stop_requested()) sound_reader{sound};
+    }};
+    for (int i = 0; i < 2000; ++i) {
+        std::string said;
+        try {
+            sound_reader{text};
+        } catch (const failure &error) {
+            said = error.what();
+        }
+        ASSERT_TRUE(said.ends_with(": Format not recognised.")) << said;
     }
 }
 
@@ -90,8 +119,8 @@ TEST(ReceiverInput, BringsBurstsOfAnyRateToTheReceiver)
         EXPECT_GT(bursts[0].fit, 0.7);
         EXPECT_NEAR(bursts[0].start_s, 0.1, 0.0005);
     }
-    EXPECT_FALSE(receiver_input{source(sound, kWav16, 32000)}.has_band());
-    EXPECT_THROW(receiver_input{source(sound, kWav16, 100)}, failure);
+    for (const int rate : {32000, 100})
+        EXPECT_THROW(receiver_input{source(sound, kWav16, rate)}, failure);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "decode/decode_report.h"
+#include "decode/heard_bursts.h"
 #include "modem/burst_format.h"
 
 namespace tonelink::tool {
@@ -34,24 +35,29 @@ TEST(SoundSurvey, PutsTogetherWhatWasFoundAndWhatWasDecoded)
     EXPECT_EQ(told.str(), "-3000 0 32\n50000 0.5 48\n80000 0.6 0\n180000 0 32\n203170 0.7 32\n");
 }
 
-TEST(HeardMessages, BurstsOfTwoMessagesStayApart)
+TEST(HeardBursts, BurstsOfTwoMessagesStayApart)
 {
-    heard_messages heard;
+    heard_bursts heard;
     heard.accept(kShort, 50000);
     heard.accept(kLong, 50080);
     heard.accept(kShort, 54000);
-    EXPECT_FALSE(heard.take_burst(61585)); // may go on
+    EXPECT_FALSE(heard.take(61585)); // may go on
     std::string told;
     for (const int64_t sample : {int64_t{61586}, INT64_MAX})
-        told += line_of_burst(heard.take_burst(sample).value(), report_form::text);
-    for (const message_summary &line : heard.messages()) // began with the first of its bursts
-        told += line_of(line, "", report_form::text);
-    const std::string a = "0:00.654  PIN 65535  FF:FF  32 bits  FFFFFFFF";
-    const std::string b = "0:00.611  PIN 4294967295  FF:FF  48 bits  FFFFFFFFFFFF";
-    EXPECT_EQ(told, a + "\n" + b + "\n" + a + "  heard once\n" + b +
-                        "  heard once, at a single position: may be chance\n");
+        told += line_of_burst(heard.take(sample).value(), report_form::text);
+    EXPECT_EQ(told, "0:00.654  PIN 65535  FF:FF  32 bits  FFFFFFFF\n"
+                    "0:00.611  PIN 4294967295  FF:FF  48 bits  FFFFFFFFFFFF\n");
     EXPECT_EQ(time_text(int64_t{3723} * kAudioRate + kAudioRate / 4), "1:02:03.250");
     EXPECT_EQ(time_text(int64_t{3599} * kAudioRate), "59:59.000");
+
+    // One that was told early goes on, and is not told again.
+    heard.accept(kShort, 100000);
+    EXPECT_TRUE(heard.take_early());
+    heard.accept(kShort, 100080);
+    EXPECT_FALSE(heard.take_early());
+    heard.accept(kLong, 100160);
+    EXPECT_EQ(heard.take(INT64_MAX).value().message, kLong);
+    EXPECT_FALSE(heard.take(INT64_MAX));
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include "command.h"
 #include "errors.h"
 #include "report_text.h"
+#include "standard_streams.h"
 #include "wrong_word.h"
 
 namespace tonelink::tool {
@@ -24,11 +25,9 @@ std::string called_name(const CLI::App &program)
     return name;
 }
 
-int complain(const CLI::App &program, std::string what, int status)
+int complain(const CLI::App &program, const std::string &what, int status)
 {
-    for (char &c : what)
-        if (c == '\n') c = ' ';
-    std::cerr << called_name(program) << ": " << what << '\n';
+    say(called_name(program), what);
     return status;
 }
 
@@ -106,6 +105,7 @@ void add_help_command(CLI::App &program)
 
 int main(int argc, char **argv)
 try {
+    tonelink::tool::hold_standard_streams();
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure like others
     int status = tonelink::tool::kDone;
     CLI::App program{"Short messages as near-ultrasonic sound.", "tonelink"};
@@ -123,6 +123,6 @@ try {
     tonelink::tool::put_help_first(program);
     return tonelink::tool::run(program, argc, argv, status);
 } catch (const std::exception &error) {
-    std::fprintf(stderr, "tonelink: %s\n", error.what());
+    tonelink::tool::say("tonelink", error.what());
     return tonelink::tool::kFailed;
 }

@@ -3,6 +3,7 @@
 #include <cassert>
 
 #include "report_text.h"
+#include "shown_text.h"
 
 namespace tonelink::tool {
 namespace {
@@ -53,6 +54,15 @@ std::string hex_of(const message_bits &message)
     for (std::size_t at = 0; at < message.size(); at += 8)
         text += padded_hex(field_of(message, at, 8), 2);
     return text;
+}
+
+std::string text_of(const message_bits &message)
+{
+    std::string text;
+    for (std::size_t at = 0; at < message.size(); at += 8)
+        text += static_cast<char>(field_of(message, at, 8));
+    text.resize(text.find_last_not_of('\0') + 1);
+    return is_printable(text) ? text : "";
 }
 
 } // namespace tonelink::tool

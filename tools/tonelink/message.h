@@ -51,4 +51,8 @@ std::string octets_of(const message_bits &message);
 /// All bytes of a message, two hexadecimal digits each.
 std::string hex_of(const message_bits &message);
 
+/// The text that a message is, without the zeros behind it; empty when any byte is no part of one.
+/// Text is what is_printable(), in UTF-8.
+std::string text_of(const message_bits &message);
+
 } // namespace tonelink::tool

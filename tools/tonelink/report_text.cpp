@@ -6,7 +6,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <poll.h>
+#include <unistd.h>
+
 #include "errors.h"
+#include "shown_text.h"
 
 namespace tonelink::tool {
 
@@ -38,6 +42,19 @@ void print(const std::string &text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
         throw failure{"cannot write to standard output"};
+}
+
+void require_reader()
+{
+    pollfd output{STDOUT_FILENO, 0, 0};
+    if (poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0)
+        throw failure{"nobody reads standard output any more"};
+}
+
+void say(const std::string &who, const std::string &what)
+{
+    const std::string line = who + ": " + shown(what) + '\n';
+    std::fputs(line.c_str(), stderr);
 }
 
 } // namespace tonelink::tool

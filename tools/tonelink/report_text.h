@@ -41,4 +41,11 @@ double to_milliseconds(double seconds);
 /// Writes to standard output at once. Throws failure when it takes no more.
 void print(const std::string &text);
 
+/// Throws failure when standard output is a pipe whose reader has gone.
+void require_reader();
+
+/// Says something in a line on standard error, with whatever text, as shown() makes it safe.
+/// @param who  the command that says it: "tonelink decode"
+void say(const std::string &who, const std::string &what);
+
 } // namespace tonelink::tool

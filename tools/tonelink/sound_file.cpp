@@ -1,14 +1,14 @@
 #include "sound_file.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
+#include <mutex>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -17,62 +17,70 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr int64_t kFramesPerBlock = 16384;
+/// At 44100 Hz less than half a burst: of two copies in a stream, the first is told before the
+/// second is heard.
+constexpr int64_t kFramesPerBlock = 10240;
+/// 60 dB above full scale: files of floats that hold more hold no sound.
+constexpr float kLoudest = 1000;
 
-/// Why a sound file could not be opened, in words for whoever named it.
-failure cannot_read(const sound_source &source)
+failure cannot_read(const std::string &name, const std::string &reason)
 {
-    const std::string &path = source.path;
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error))
-        return failure{"cannot read " + path + ": it is a folder"};
-    if (std::filesystem::is_regular_file(path, error) &&
-        std::filesystem::file_size(path, error) == 0)
-        return failure{"cannot read " + path +
-                       ": it is empty; a sound file is right (WAV, FLAC, ...)"};
-    return failure{"cannot read " + name_of(source) + ": " + sf_strerror(nullptr)};
+    return failure{"cannot read " + name + ": " + reason};
 }
 
-struct close_file {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-
-/// All of standard input in a file without a name, from its start: most formats need to seek.
-std::unique_ptr<std::FILE, close_file> spooled_input()
+failure is_empty(const sound_source &source)
 {
-    std::unique_ptr<std::FILE, close_file> file{std::tmpfile()};
-    std::array<char, 65536> block;
-    std::size_t count = 0;
-    while (file && (count = std::fread(block.data(), 1, block.size(), stdin)) > 0)
-        if (std::fwrite(block.data(), 1, count, file.get()) != count) file.reset();
-    if (!file || std::fflush(file.get()) != 0)
-        throw failure{std::string{"cannot keep standard input in a file: "} + std::strerror(errno)};
-    if (std::ferror(stdin)) throw failure{"cannot read standard input"};
-    std::rewind(file.get());
+    return cannot_read(name_of(source),
+                       source.raw ? "it is empty; bare samples are right"
+                                  : "it is empty; a sound file is right (WAV, FLAC, ...)");
+}
+
+/// What a source names. Without waiting for whoever is to write into a pipe.
+file_descriptor open_source(const sound_source &source)
+{
+    file_descriptor file{source.path == "-"
+                             ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                             : open(source.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    if (file.get() < 0) throw cannot_read(name_of(source), std::strerror(errno));
     return file;
 }
 
-sound_handle open_input(const sound_source &source, SF_INFO &format)
+/// Whether it has its place among the files of a disk; the rest comes once, from front to back.
+/// Throws failure for what holds no sound.
+bool is_on_disk(const file_descriptor &file, const sound_source &source)
 {
-    const bool can_seek = lseek(STDIN_FILENO, 0, SEEK_CUR) >= 0;
-    if (source.raw || can_seek)
-        return sound_handle{sf_open_fd(STDIN_FILENO, SFM_READ, &format, SF_FALSE)};
-    const auto file = spooled_input();
-    // The sound's own descriptor: the one of the file goes with it.
-    return sound_handle{sf_open_fd(dup(fileno(file.get())), SFM_READ, &format, SF_TRUE)};
+    struct stat about {};
+    if (fstat(file.get(), &about) != 0) throw cannot_read(name_of(source), std::strerror(errno));
+    if (S_ISDIR(about.st_mode)) throw cannot_read(name_of(source), "it is a folder");
+    if (isatty(file.get()))
+        throw cannot_read(name_of(source), "it is a terminal; a sound file or a pipe is right");
+    if (S_ISREG(about.st_mode) && about.st_size == 0) throw is_empty(source);
+    return S_ISREG(about.st_mode) || S_ISBLK(about.st_mode);
 }
 
-sound_handle open_source(const sound_source &source, SF_INFO &format)
+/// Held while a sound is opened: why that fails, libsndfile says once for the whole process.
+std::mutex &opening()
 {
-    if (source.raw)
-        format = {.frames = 0,
-                  .samplerate = kAudioRate,
-                  .channels = 1,
-                  .format = SF_FORMAT_RAW | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE,
-                  .sections = 0,
-                  .seekable = 0};
-    if (source.path == "-") return open_input(source, format);
-    return sound_handle{sf_open(source.path.c_str(), SFM_READ, &format)};
+    static std::mutex one_at_a_time;
+    return one_at_a_time;
+}
+
+sound_handle open_file(file_descriptor file, SF_INFO &format, const std::string &name)
+{
+    const std::lock_guard lock{opening()};
+    sound_handle sound{sf_open_fd(file.release(), SFM_READ, &format, SF_TRUE)};
+    if (!sound) throw cannot_read(name, sf_strerror(nullptr));
+    return sound;
+}
+
+SF_INFO format_of(const sound_source &source)
+{
+    SF_INFO format{};
+    if (!source.raw) return format;
+    format.samplerate = kAudioRate;
+    format.channels = 1;
+    format.format = SF_FORMAT_RAW | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE;
+    return format;
 }
 
 } // namespace
@@ -83,10 +91,10 @@ std::string name_of(const sound_source &source)
     return source.path == "-" ? "standard input" : source.path;
 }
 
-sound_reader::sound_reader(const sound_source &source)
-    : name_{name_of(source)}, sound_{open_source(source, format_)}, channel_{source.channel}
+sound_reader::sound_reader(const sound_source &source, std::stop_token stop)
+    : name_{name_of(source)}, channel_{source.channel}, stop_{std::move(stop)}
 {
-    if (!sound_) throw cannot_read(source);
+    open(source);
     if (channel_ > channels())
         throw failure{name_ + " has no channel " + std::to_string(channel_) + "; 1 to " +
                       std::to_string(channels()) + " is right, or none for a mix of all"};
@@ -94,8 +102,41 @@ sound_reader::sound_reader(const sound_source &source)
     mono_.resize(static_cast<std::size_t>(kFramesPerBlock));
 }
 
+void sound_reader::open(const sound_source &source)
+{
+    format_ = format_of(source);
+    file_descriptor file = open_source(source);
+    if (is_on_disk(file, source)) {
+        sound_ = open_file(std::move(file), format_, name_);
+        return;
+    }
+    auto stream = std::make_unique<sound_stream>(std::move(file), name_, stop_);
+    if (source.raw || stream->has_header()) {
+        const std::lock_guard lock{opening()};
+        sound_ = stream->open(format_);
+    }
+    if (sound_) {
+        stream_ = std::move(stream);
+        return;
+    }
+    stream->wait_for_beginning();
+    if (stream->is_empty()) throw is_empty(source);
+    {
+        const std::lock_guard lock{opening()};
+        if (stream->is_unknown()) throw cannot_read(name_, sf_strerror(nullptr));
+    }
+    format_ = {};
+    sound_ = open_file(stream->spooled(), format_, name_);
+}
+
+bool sound_reader::wait(std::chrono::milliseconds at_most)
+{
+    return !is_stream() || is_complete() || stream_->wait(at_most);
+}
+
 void sound_reader::skip(int64_t count)
 {
+    passed_ += count;
     if (format_.seekable && sf_seek(sound_.get(), count, SEEK_CUR) >= 0) return;
     while (count > 0) {
         const auto passed =
@@ -107,19 +148,48 @@ void sound_reader::skip(int64_t count)
 
 std::span<const float> sound_reader::read()
 {
-    const auto count = sf_readf_float(sound_.get(), interleaved_.data(), kFramesPerBlock);
+    if (stop_.stop_requested()) {
+        was_cut_ = !is_stream();
+        return {};
+    }
+    sf_count_t count = kFramesPerBlock;
+    if (is_stream()) {
+        if (!is_complete()) stream_->wait();
+        count = std::min(count, stream_->ready());
+    }
+    count = sf_readf_float(sound_.get(), interleaved_.data(), count);
     if (const int error = sf_error(sound_.get()); error != SF_ERR_NO_ERROR)
-        throw failure{"cannot read " + name_ + ": " + sf_error_number(error)};
+        throw cannot_read(name_, sf_error_number(error));
+    if (is_stream()) stream_->drop_passed();
+    passed_ += count;
+    if (passed_ == 0 && !stop_.stop_requested())
+        throw cannot_read(name_, is_stream() ? "it is empty" : "it holds no samples");
+
     const auto stride = static_cast<std::size_t>(channels());
     const std::size_t first = channel_ > 0 ? static_cast<std::size_t>(channel_ - 1) : 0;
     const std::size_t mixed = channel_ > 0 ? 1 : stride;
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         float sum = 0;
-        for (std::size_t c = first; c < first + mixed; ++c) sum += interleaved_[i * stride + c];
-        // A float file can hold what is not a number; it counts as silence.
-        mono_[i] = std::isfinite(sum) ? sum / static_cast<float>(mixed) : 0.0f;
+        for (std::size_t c = first; c < first + mixed; ++c)
+            sum += sense_of(interleaved_[i * stride + c]);
+        mono_[i] = sum / static_cast<float>(mixed);
     }
     return {mono_.data(), static_cast<std::size_t>(count)};
+}
+
+float sound_reader::sense_of(float sample)
+{
+    const bool has_sense = std::abs(sample) <= kLoudest; // not so what is no number
+    senseless_ += has_sense ? 0 : 1;
+    return has_sense ? sample : 0.0f;
+}
+
+std::string sound_reader::remark() const
+{
+    if (senseless_ == 0) return "";
+    return name_ + ": " + std::to_string(senseless_) +
+           (senseless_ == 1 ? " sample is no number or" : " samples are no numbers or") +
+           " beyond 1000 times full scale, and silence to this command";
 }
 
 sound_writer::sound_writer(int descriptor, sound_format format, std::string name)

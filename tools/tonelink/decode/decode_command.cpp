@@ -3,11 +3,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <exception>
 #include <future>
-#include <iostream>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,7 +19,9 @@
 #include "decode/decode_report.h"
 #include "decode/decode_sound.h"
 #include "decode/lengths_option.h"
+#include "decode/sound_report.h"
 #include "errors.h"
+#include "events.h"
 #include "live_line.h"
 #include "report_text.h"
 
@@ -27,13 +30,15 @@ namespace {
 
 constexpr const char *kDecodeExamples = R"(Examples:
   tonelink decode recording.wav
-  arecord -f S16_LE -r 44100 -t raw -d 10 | tonelink decode --raw -
+  arecord -f S16_LE -r 44100 -t raw | tonelink decode --raw -
+Bare samples and WAV through a pipe are told as they come; Ctrl-C ends with what was heard.
 Exit status: 0 when a message was heard, 1 when none was, 2 for wrong usage or a file
 that cannot be read.)";
 
 constexpr int kNothingHeard = 1;
 constexpr int kUnreadable = 2;
 constexpr auto kTick = std::chrono::milliseconds{200};
+constexpr std::size_t kMostToPrint = 1 << 20; // bytes of a file's lines that wait
 
 struct decode_options {
     std::vector<std::string> files;
@@ -57,42 +62,20 @@ struct decoding {
     explicit decoding(sound_source which) : source{std::move(which)} {}
 
     sound_source source;
-    std::atomic<double> progress{0};
-    std::string lines{};
+    std::atomic<double> progress{0};    ///< 0 to 1
+    std::atomic<double> seconds{0};     ///< read so far
+    std::atomic<bool> is_stream{false}; ///< then its progress is not known
+
+    // Under the lock of the decode_run until `is_done`.
+    std::string lines{};  ///< that are to be printed
     std::string remark{}; ///< for standard error; a failure when `is_readable` is false
     bool is_readable = true;
+    bool was_cut = false; ///< by a signal, before its end
     bool is_done = false;
 };
 
-void decode_file(decoding &file, const decode_plan &plan)
-{
-    const std::string name = plan.names_files ? file.source.path : "";
-    decoding_observer observer{.progressed = [&](double share) { file.progress = share; }};
-    if (plan.every_acceptance)
-        observer.accepted = [&](const message_bits &message, int64_t sample) {
-            file.lines += line_of_acceptance(message, sample, name, plan.form);
-        };
-    const decoded_sound sound = decode_sound(file.source, plan.lengths, observer);
-    if (!plan.every_acceptance)
-        for (const message_summary &message : sound.messages)
-            file.lines += line_of(message, name, plan.form);
-    if (!sound.has_band)
-        file.remark = name_of(file.source) + " has too low a sample rate for bursts";
-}
-
-void try_to_decode(decoding &file, const decode_plan &plan)
-{
-    try {
-        decode_file(file, plan);
-    } catch (const std::exception &error) {
-        file.remark = error.what();
-        file.is_readable = false;
-    }
-    file.progress = 1;
-}
-
 /// Decodes files side by side, as many as there are cores, and prints what each of them holds in
-/// their order.
+/// their order: of the first that is not through yet, each line at once.
 class decode_run {
 public:
     decode_run(const decode_options &options, const decode_plan &plan) : plan_{plan}
@@ -105,14 +88,16 @@ public:
     /// Returns the exit status.
     int run()
     {
+        std::signal(SIGPIPE, SIG_IGN);
+        const stop_signals signals;
         const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
         std::vector<std::future<void>> workers;
         for (std::size_t i = 0; i < std::min(cores, files_.size()); ++i)
             workers.push_back(std::async(std::launch::async, [this] { work(); }));
         try {
-            print_all();
+            print_all(signals);
         } catch (...) {
-            next_ = files_.size(); // nobody waits for the rest
+            stop(); // nobody waits for the rest
             throw;
         }
         return status_;
@@ -122,52 +107,141 @@ private:
     void work()
     {
         for (std::size_t i = next_++; i < files_.size(); i = next_++) {
-            try_to_decode(*files_[i], plan_);
+            decoding &file = *files_[i];
+            std::string failed;
+            try {
+                decode_file(file);
+            } catch (const std::exception &error) {
+                failed = error.what();
+            }
             const std::lock_guard lock{mutex_};
-            files_[i]->is_done = true;
-            done_.notify_one();
+            file.progress = 1;
+            if (!failed.empty() && stop_.stop_requested()) {
+                file.was_cut = true; // which it need not stand
+            } else if (!failed.empty()) {
+                file.remark = failed;
+                file.is_readable = false;
+            }
+            file.is_done = true;
+            news_.notify_one();
         }
     }
 
-    /// Waits a moment for a file.
-    bool is_done(std::size_t i)
+    void decode_file(decoding &file)
+    {
+        receiver_input input{file.source, stop_.get_token()};
+        file.is_stream = input.is_stream();
+        const std::string name = plan_.names_files ? file.source.path : "";
+        const auto tell = [&](const std::string &line) { hand_over(file, line); };
+        sound_report report{name, plan_.form, input.is_stream(), tell};
+        decoding_observer observer{
+            .heard = [&](const heard_burst &burst) { report.add(burst); },
+            .accepted = [&](const message_bits &message, int64_t) { report.accept(message); },
+            .progressed =
+                [&] {
+                    file.progress = input.progress().value_or(0);
+                    file.seconds = input.seconds();
+                }};
+        if (plan_.every_acceptance) {
+            observer.heard = [](const heard_burst &) {};
+            observer.accepted = [&](const message_bits &message, int64_t sample) {
+                tell(line_of_acceptance(message, sample, name, plan_.form));
+            };
+        }
+        decode_sound(input, plan_.lengths, observer);
+        if (!plan_.every_acceptance) report.finish();
+        const std::lock_guard lock{mutex_};
+        file.remark = input.remark();
+        file.was_cut = input.was_cut();
+    }
+
+    /// Gives a line to whoever prints, once there is room for it.
+    void hand_over(decoding &file, const std::string &line)
     {
         std::unique_lock lock{mutex_};
-        return done_.wait_for(lock, kTick, [&] { return files_[i]->is_done; });
+        room_.wait(lock,
+                   [&] { return file.lines.size() < kMostToPrint || stop_.stop_requested(); });
+        file.lines += line;
+        news_.notify_one();
     }
 
-    void print_all()
+    void print_all(const stop_signals &signals)
     {
-        for (std::size_t i = 0; i < files_.size(); ++i) {
-            while (!is_done(i)) show_progress();
-            print_file(*files_[i]);
+        for (std::size_t i = 0; i < files_.size(); ++i)
+            while (!print_more(*files_[i])) {
+                const int signal = signals.take();
+                if (signal != 0 && signal != SIGCONT) stop();
+                require_reader();
+            }
+        tell_what_was_cut();
+    }
+
+    void tell_what_was_cut() const
+    {
+        const auto cut =
+            std::ranges::count_if(files_, [](const auto &file) { return file->was_cut; });
+        if (cut == 0) return;
+        const std::string which = files_.size() == 1
+                                      ? name_of(files_.front()->source)
+                                      : joined(0, cut, " of ", files_.size(), " files");
+        say("tonelink decode", "stopped before the end of " + which);
+    }
+
+    /// Prints what there is of a file, or how far all are after a moment without. Returns whether
+    /// that was all of it.
+    bool print_more(decoding &file)
+    {
+        std::unique_lock lock{mutex_};
+        const bool has_news =
+            news_.wait_for(lock, kTick, [&] { return file.is_done || !file.lines.empty(); });
+        const std::string lines = std::exchange(file.lines, {});
+        const bool is_done = file.is_done;
+        lock.unlock();
+        room_.notify_all();
+
+        if (!has_news) show_progress(file);
+        if (!lines.empty()) {
+            live_.clear();
+            print(lines);
+            if (status_ == kNothingHeard) status_ = kDone;
         }
+        if (is_done) conclude(file);
+        return is_done;
     }
 
-    void show_progress()
+    void conclude(const decoding &file)
     {
+        live_.clear();
+        if (!file.remark.empty()) say("tonelink decode", file.remark);
+        if (!file.is_readable) status_ = kUnreadable;
+    }
+
+    void show_progress(const decoding &current)
+    {
+        if (current.is_stream) {
+            live_.show(joined(1, "decoded ", current.seconds.load(), " s so far"));
+            return;
+        }
         double sum = 0;
         for (const auto &file : files_) sum += file->progress;
         const double share = sum / static_cast<double>(files_.size());
         live_.show_share("decoding", share);
     }
 
-    void print_file(const decoding &file)
+    void stop()
     {
-        live_.clear();
-        print(file.lines);
-        if (!file.remark.empty()) std::cerr << "tonelink decode: " << file.remark << '\n';
-        if (!file.is_readable)
-            status_ = kUnreadable;
-        else if (!file.lines.empty() && status_ == kNothingHeard)
-            status_ = kDone;
+        const std::lock_guard lock{mutex_}; // or hand_over() might not see it before it waits
+        stop_.request_stop();
+        room_.notify_all();
     }
 
     decode_plan plan_;
     std::vector<std::unique_ptr<decoding>> files_;
     std::atomic<std::size_t> next_{0};
-    std::mutex mutex_; // of each `is_done`
-    std::condition_variable done_;
+    std::stop_source stop_;
+    std::mutex mutex_;
+    std::condition_variable news_; ///< for whoever prints
+    std::condition_variable room_; ///< for whoever has lines
     live_line live_{stderr};
     int status_ = kNothingHeard;
 };

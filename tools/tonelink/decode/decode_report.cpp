@@ -6,19 +6,22 @@
 
 #include "modem/burst_format.h"
 #include "report_text.h"
+#include "shown_text.h"
 
 namespace tonelink::tool {
 namespace {
 
 double seconds_of(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
 
-std::string prefix_of(const std::string &file) { return file.empty() ? "" : file + ": "; }
+std::string prefix_of(const std::string &file) { return file.empty() ? "" : shown(file) + ": "; }
 
-/// What the message says, whichever of the two it is: a pairing or data.
+/// What the message says, whichever it is: a pairing, data or text.
 std::string meaning_of(const message_bits &message)
 {
+    const std::string text = text_of(message);
     return joined(0, "PIN ", pin_of(message), "  ", octets_of(message), "  ", message.size(),
-                  " bits  ", hex_of(message));
+                  " bits  ", hex_of(message)) +
+           (text.empty() ? "" : "  text \"" + text + '"');
 }
 
 std::string often(const message_summary &heard)
@@ -39,6 +42,7 @@ json_object object_of(const message_bits &message, int64_t sample, const std::st
     object["message"] = hex_of(message);
     object["pin"] = pin_of(message);
     object["octets"] = octets_of(message);
+    if (const std::string text = text_of(message); !text.empty()) object["text"] = text;
     return object;
 }
 

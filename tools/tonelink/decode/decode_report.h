@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "decode/heard_bursts.h"
 #include "decode/heard_messages.h"
 #include "report_text.h"
 

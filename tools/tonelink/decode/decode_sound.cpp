@@ -1,28 +1,33 @@
 #include "decode/decode_sound.h"
 
-#include "decode/receiver_input.h"
+#include <chrono>
 
 namespace tonelink::tool {
+namespace {
 
-decoded_sound decode_sound(const sound_source &source, message_lengths lengths,
-                           const decoding_observer &observer)
+/// A stream that has brought nothing for so long stands still. A sound card brings more sooner.
+constexpr std::chrono::milliseconds kStandstill{250};
+
+} // namespace
+
+void decode_sound(receiver_input &input, message_lengths lengths, const decoding_observer &observer)
 {
-    receiver_input input{source};
     sound_decoder decoder{lengths, observer.accepted};
-    decoded_sound sound{{}, {}, input.has_band()};
-    const auto take_bursts = [&] {
-        while (auto burst = decoder.take_burst()) sound.bursts.push_back(std::move(*burst));
+    const auto tell = [&] {
+        while (const auto burst = decoder.take_burst()) observer.heard(*burst);
     };
-    for (auto samples = input.read(); !samples.empty(); samples = input.read()) {
+    const auto read = [&] {
+        while (!input.wait(kStandstill))
+            while (const auto burst = decoder.take_early()) observer.heard(*burst);
+        return input.read();
+    };
+    for (auto samples = read(); !samples.empty(); samples = read()) {
         decoder.put(samples);
-        take_bursts();
-        const auto progress = input.progress();
-        if (observer.progressed && progress) observer.progressed(*progress);
+        tell();
+        if (observer.progressed) observer.progressed();
     }
     decoder.finish();
-    take_bursts();
-    sound.messages = decoder.messages();
-    return sound;
+    tell();
 }
 
 } // namespace tonelink::tool

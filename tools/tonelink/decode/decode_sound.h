@@ -1,28 +1,23 @@
-// A sound file decoded from front to back.
+// A sound decoded from front to back.
 #pragma once
 
 #include <functional>
-#include <vector>
 
+#include "decode/receiver_input.h"
 #include "decode/sound_decoder.h"
-#include "sound_file.h"
 
 namespace tonelink::tool {
 
-struct decoded_sound {
-    std::vector<heard_burst> bursts;       ///< in the order in which they ended
-    std::vector<message_summary> messages; ///< in the order in which they were heard first
-    bool has_band;                         ///< whether its sample rate leaves room for the bursts
-};
-
-/// Who wants to know what while a sound is decoded; either may be empty.
+/// Who wants to know what while a sound is decoded; each may be empty but the first.
 struct decoding_observer {
+    std::function<void(const heard_burst &)> heard; ///< in the order in which bursts ended
     acceptance accepted{};
-    std::function<void(double)> progressed{}; ///< told which share has been read, where it is known
+    std::function<void()> progressed{}; ///< more of the sound has been read
 };
 
-/// Throws failure for a sound that cannot be read.
-decoded_sound decode_sound(const sound_source &source, message_lengths lengths,
-                           const decoding_observer &observer = {});
+/// Tells of each burst, of a stream before it waits for more. Throws failure for a sound that
+/// cannot be read.
+void decode_sound(receiver_input &input, message_lengths lengths,
+                  const decoding_observer &observer);
 
 } // namespace tonelink::tool

@@ -1,7 +1,6 @@
 // `tonelink listen`: the messages that a microphone hears, as they come.
 #include <algorithm>
 #include <csignal>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "decode/decode_report.h"
 #include "decode/lengths_option.h"
 #include "decode/microphone.h"
+#include "decode/recent_messages.h"
 #include "decode/sound_decoder.h"
 #include "errors.h"
 #include "events.h"
@@ -31,8 +31,6 @@ Times are from the start of listening. Ctrl-C ends it.)";
 
 constexpr int kWaitMs = 50;
 constexpr int64_t kMeterSamples = 4410; // ten times a second
-/// A message that comes again sooner, three seconds, is the same transmission going on.
-constexpr int64_t kSilenceBetween = 3 * kAudioRate;
 /// Longer than a burst takes to be complete and told.
 constexpr int64_t kLongestSilence = kAudioRate;
 
@@ -74,8 +72,9 @@ public:
     void put_gap(int64_t samples)
     {
         live_.clear();
-        std::cerr << "tonelink listen: lost " << samples << " samples, "
-                  << samples * 1000 / kAudioRate << " ms, that were not read in time\n";
+        say("tonelink listen",
+            joined(0, "lost ", samples, " samples, ", samples * 1000 / kAudioRate,
+                   " ms, that were not read in time"));
         if (form_ == report_form::json)
             print(line_of_gap(decoder_.position() + passed_over_, samples));
         const int64_t silence = std::min(samples, kLongestSilence);
@@ -89,11 +88,9 @@ public:
 private:
     void report(const heard_burst &burst)
     {
-        const bool goes_on =
-            last_ && last_->message == burst.message && burst.first - last_->last < kSilenceBetween;
-        bursts_ = goes_on ? bursts_ + 1 : 1;
-        last_ = burst;
-        if (goes_on) return;
+        last_ = burst.message;
+        bursts_ = recent_.hear(burst);
+        if (bursts_ > 1) return;
         ++count_;
         live_.clear();
         print(line_of_burst(burst, form_));
@@ -106,8 +103,8 @@ private:
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
         const std::string decibels = joined(0, std::setw(4), level, " dB");
         std::string last, brief = joined(0, level, " dB");
-        if (last_) last = joined(0, "  last: ", hex_of(last_->message), ", ", bursts_, " times");
-        if (last_) brief = hex_of(last_->message) + ' ' + brief;
+        if (last_) last = joined(0, "  last: ", hex_of(*last_), ", ", bursts_, " times");
+        if (last_) brief = hex_of(*last_) + ' ' + brief;
         live_.show_fitting({"18-20 kHz " + bar_of(share, 30) + ' ' + decibels + last,
                             bar_of(share, 10) + ' ' + decibels + last, decibels + last, brief});
     }
@@ -118,8 +115,9 @@ private:
     live_line live_{stderr};
     int64_t next_meter_ = 0;
     int64_t passed_over_ = 0; ///< samples that were lost and not made good by silence
-    std::optional<heard_burst> last_;
-    int bursts_ = 0; ///< of the last message, one after the other
+    recent_messages recent_;
+    std::optional<message_bits> last_;
+    int64_t bursts_ = 0; ///< of the last message's transmission
     uint64_t count_ = 0;
 };
 
@@ -135,6 +133,7 @@ void listen(const listen_options &options)
     while (listener.count() < options.limit) {
         const int signal = signals.take();
         if (signal != 0 && signal != SIGCONT) return;
+        require_reader();
         listener.put(input.read(kWaitMs));
         if (const int64_t lost = input.take_lost(); lost > 0) listener.put_gap(lost);
     }

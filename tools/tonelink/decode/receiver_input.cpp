@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "errors.h"
 #include "modem/burst_format.h"
+#include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
 
 constexpr std::size_t kResampledBlock = 16384;
+constexpr double kLowestRate = 2 * kBandHighHz;
 
 /// Exact for what was 16 bits in the file.
 int16_t to_16_bits(float sample)
@@ -22,9 +25,14 @@ double ratio_of(const sound_reader &sound) { return double{kAudioRate} / sound.s
 
 } // namespace
 
-receiver_input::receiver_input(const sound_source &source)
-    : sound_{source}, resampler_{nullptr, &src_delete}
+receiver_input::receiver_input(const sound_source &source, std::stop_token stop)
+    : sound_{source, std::move(stop)}, resampler_{nullptr, &src_delete}
 {
+    if (sound_.sample_rate() <= kLowestRate)
+        throw failure{"cannot decode " + name_of(source) + ": its sample rate of " +
+                      std::to_string(sound_.sample_rate()) +
+                      " Hz is too low for bursts; more than " + joined(0, kLowestRate) +
+                      " Hz is right"};
     const double ratio = ratio_of(sound_);
     if (ratio == 1) return;
     if (!src_is_valid_ratio(ratio))
@@ -80,6 +88,9 @@ std::optional<double> receiver_input::progress() const
     return std::min(1.0, static_cast<double>(samples_read_) / static_cast<double>(sound_.length()));
 }
 
-bool receiver_input::has_band() const { return sound_.sample_rate() > 2 * kBandHighHz; }
+double receiver_input::seconds() const
+{
+    return static_cast<double>(samples_read_) / sound_.sample_rate();
+}
 
 } // namespace tonelink::tool

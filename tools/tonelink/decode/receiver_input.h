@@ -1,10 +1,13 @@
 // A sound as the receiver takes it: 16 bits, mono, 44100 Hz, whatever the file's format.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
+#include <stop_token>
+#include <string>
 #include <vector>
 
 #include <samplerate.h>
@@ -17,11 +20,18 @@ namespace tonelink::tool {
 /// best converter, which leaves the band of the bursts as it is.
 class receiver_input {
 public:
-    /// Throws failure, like sound_reader.
-    explicit receiver_input(const sound_source &source);
+    /// Throws failure, like sound_reader, and where the sample rate leaves no room for the band of
+    /// the bursts.
+    explicit receiver_input(const sound_source &source, std::stop_token stop = {});
 
     /// Passes over samples at the file's own rate, before the first read().
     void skip(int64_t count) { sound_.skip(count); }
+
+    // As sound_reader has it.
+    bool is_stream() const { return sound_.is_stream(); }
+    bool wait(std::chrono::milliseconds at_most) { return sound_.wait(at_most); }
+    bool was_cut() const { return sound_.was_cut(); }
+    std::string remark() const { return sound_.remark(); }
 
     /// The next samples, none at the end. Valid until the next call.
     std::span<const int16_t> read();
@@ -29,8 +39,8 @@ public:
     /// How much of the sound has been read, 0 to 1; nothing where its length is not known.
     std::optional<double> progress() const;
 
-    /// Whether the file's sample rate leaves room for the band of the bursts.
-    bool has_band() const;
+    /// How much of the sound has been read, in seconds.
+    double seconds() const;
 
 private:
     std::span<const float> resample();

@@ -40,7 +40,7 @@ int64_t sound_decoder::position() const { return static_cast<int64_t>(receiver_-
 
 std::optional<heard_burst> sound_decoder::take_burst()
 {
-    return heard_.take_burst(finished_ ? INT64_MAX : position());
+    return heard_.take(finished_ ? INT64_MAX : position());
 }
 
 } // namespace tonelink::tool

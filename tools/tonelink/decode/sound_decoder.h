@@ -1,5 +1,5 @@
-// From samples to bursts and messages: the streaming receiver with its shifter, for messages of 32
-// bits, of 48 or of both in one pass, and what it has heard so far.
+// From samples to bursts: the streaming receiver with its shifter, for messages of 32 bits, of 48
+// or of both in one pass.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +7,10 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include <tonelink/modem.h>
 
-#include "decode/heard_messages.h"
+#include "decode/heard_bursts.h"
 #include "message.h"
 #include "modem/stream_receiver.h"
 
@@ -40,13 +39,14 @@ public:
     /// The next burst that is complete, or none.
     std::optional<heard_burst> take_burst();
 
-    /// The messages of the bursts that were taken.
-    const std::vector<message_summary> &messages() const { return heard_.messages(); }
+    /// The next burst that has been heard although it may not be complete, for when nothing more
+    /// comes for a while. It will not be taken again.
+    std::optional<heard_burst> take_early() { return heard_.take_early(); }
 
 private:
     message_lengths lengths_;
     acceptance accepted_;
-    heard_messages heard_;
+    heard_bursts heard_;
     bool finished_ = false;
     BandShiftInfo shifter_{};
     std::unique_ptr<stream_receiver> receiver_;

@@ -14,7 +14,8 @@ constexpr std::array<unsigned, 9> kStops{0x000004, 0x1c1044, 0x4f127b, 0x812581,
 
 colour map_colour(double value)
 {
-    const double at = std::clamp(value, 0.0, 1.0) * (kStops.size() - 1);
+    const double share_of_map = value > 0 ? std::min(value, 1.0) : 0.0; // 0 also if no number
+    const double at = share_of_map * (kStops.size() - 1);
     const std::size_t stop = std::min(static_cast<std::size_t>(at), kStops.size() - 2);
     const double share = at - static_cast<double>(stop);
     const colour a = rgb(kStops[stop]), b = rgb(kStops[stop + 1]);

@@ -24,6 +24,7 @@
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
 #include "plot/subcarrier_estimate.h"
+#include "report_text.h"
 #include "sound_file.h"
 
 namespace tonelink::tool {
@@ -48,7 +49,7 @@ struct plot_options {
 class progress_line {
 public:
     explicit progress_line(bool is_shown) : is_shown_{is_shown} {}
-    ~progress_line() { live_.clear(); }
+    ~progress_line() { clear(); }
     progress_line(const progress_line &) = delete;
     progress_line &operator=(const progress_line &) = delete;
 
@@ -60,6 +61,8 @@ public:
         shown_ = now;
         live_.show_share("drawing", share);
     }
+
+    void clear() { live_.clear(); }
 
 private:
     using clock = std::chrono::steady_clock;
@@ -251,6 +254,8 @@ void plot(const plot_options &options)
     const sound_survey sound =
         survey_sound(source, [&](double share) { progress.show(kSurveyShare * share); });
     const canvas page = draw_sound(source, sound, options.size, options.constellation, progress);
+    progress.clear();
+    if (!sound.remark.empty()) say("tonelink plot", sound.remark);
     page.write_png(output);
     output.commit();
 }

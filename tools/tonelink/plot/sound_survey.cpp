@@ -5,7 +5,6 @@
 #include <future>
 
 #include "decode/decode_sound.h"
-#include "errors.h"
 #include "modem/burst_format.h"
 
 namespace tonelink::tool {
@@ -19,6 +18,15 @@ constexpr double kOverlapSeconds = kBurstSeconds * 0.9;
 
 double distance(const sound_burst &a, double start_s) { return std::abs(a.start_s - start_s); }
 
+std::vector<heard_burst> bursts_in(const sound_source &source)
+{
+    std::vector<heard_burst> bursts;
+    receiver_input input{source};
+    decode_sound(input, message_lengths::both,
+                 {.heard = [&](const heard_burst &burst) { bursts.push_back(burst); }});
+    return bursts;
+}
+
 } // namespace
 
 std::size_t sound_survey::decoded() const
@@ -30,10 +38,9 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
 {
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
-    std::future<decoded_sound> heard;
+    std::future<std::vector<heard_burst>> heard;
     if (burst_finder::has_band(sound.sample_rate()))
-        heard = std::async(std::launch::async,
-                           [&] { return decode_sound(source, message_lengths::both); });
+        heard = std::async(std::launch::async, [&] { return bursts_in(source); });
     burst_finder finder{static_cast<double>(sound.sample_rate())};
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
@@ -41,8 +48,8 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
         if (progressed && sound.length() > 0)
             progressed(static_cast<double>(survey.samples) / static_cast<double>(sound.length()));
     }
-    if (survey.samples == 0) throw failure{name_of(source) + " holds no samples"};
-    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get().bursts);
+    survey.remark = sound.remark();
+    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get());
     return survey;
 }
 

@@ -5,9 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
 #include <vector>
 
-#include "decode/heard_messages.h"
+#include "decode/heard_bursts.h"
 #include "message.h"
 #include "plot/burst_finder.h"
 #include "sound_file.h"
@@ -27,6 +28,7 @@ struct sound_survey {
     int channels = 0;
     int64_t samples = 0;
     std::vector<sound_burst> bursts; ///< in the order of time
+    std::string remark{};            ///< as sound_reader has it
 
     std::size_t decoded() const;
 };

@@ -20,7 +20,7 @@ using clock = std::chrono::steady_clock;
 constexpr std::ptrdiff_t kOverrun = 44100; // while what was heard of a burst is not settled yet
 constexpr std::chrono::milliseconds kStandstill{1100};
 
-tonelink::test::sound sound;
+tonelink::test::sound room;
 std::ptrdiff_t position = 0;
 bool has_overrun = false;
 clock::time_point before_overrun, behind_overrun;
@@ -36,9 +36,9 @@ extern "C" snd_pcm_sframes_t snd_pcm_readi(snd_pcm_t *, void *buffer, snd_pcm_uf
         return -EPIPE;
     }
     (has_overrun ? behind_overrun : before_overrun) = clock::now();
-    const auto count = std::min(static_cast<std::ptrdiff_t>(size), std::ssize(sound) - position);
+    const auto count = std::min(static_cast<std::ptrdiff_t>(size), std::ssize(room) - position);
     for (auto *to = static_cast<int16_t *>(buffer), *end = to + count; to != end; ++to)
-        *to = static_cast<int16_t>(sound[static_cast<std::size_t>(position++)] * 32767);
+        *to = static_cast<int16_t>(room[static_cast<std::size_t>(position++)] * 32767);
     return count;
 }
 
@@ -49,8 +49,8 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
 {
     constexpr std::size_t kFirstBurst = 10000, kSecondBurst = 200000;
     for (const std::size_t at : {kFirstBurst, kSecondBurst})
-        test::mix(sound, test::burst_of(static_cast<uint32_t>(at)), at);
-    sound.resize(300000);
+        test::mix(room, test::burst_of(static_cast<uint32_t>(at)), at);
+    room.resize(300000);
     CLI::App program;
     add_listen_command(program);
     testing::internal::CaptureStdout();

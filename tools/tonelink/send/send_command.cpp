@@ -89,8 +89,13 @@ public:
     /// but not before the first samples are on their way. Returns which of these it was.
     stop_reason play(const stop_signals &signals, keyboard &keys) const
     {
+        bool has_warned = false;
         for (;;) {
             sending_.check_output();
+            if (!has_warned && !last_warning().empty()) {
+                report_.warn(last_warning());
+                has_warned = true;
+            }
             const auto now = progress();
             if (sending_.has_begun()) {
                 report_.playing(now, false);

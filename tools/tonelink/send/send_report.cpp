@@ -1,5 +1,8 @@
 #include "send/send_report.h"
 
+#include <iostream>
+
+#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "report_text.h"
@@ -92,6 +95,12 @@ void send_report::playing(const progress &at, bool is_ending)
                at.now.master, ", heard at ", at.now.heard, " of 15");
     if (is_ending) line += "  finishing";
     live_.show(line);
+}
+
+void send_report::warn(const std::string &text)
+{
+    live_.clear();
+    std::cerr << "tonelink send: warning: " << text << '\n';
 }
 
 void send_report::stopped(const progress &at, stop_reason reason)

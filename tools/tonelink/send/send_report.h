@@ -36,6 +36,9 @@ public:
 
     void stopped(const progress &at, stop_reason reason);
 
+    /// Something that a person should know: a line on standard error.
+    void warn(const std::string &text);
+
 private:
     transmission_plan plan_;
     std::optional<uint32_t> pin_;

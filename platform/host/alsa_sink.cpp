@@ -15,7 +15,7 @@ namespace tonelink::host {
 
 namespace {
 
-constexpr unsigned int kPeriods = 4; // 80 ms
+constexpr unsigned int kPeriods = 5; // 100 ms
 constexpr int kMostRecoveries = 8;   // in a row, without a sample taken
 
 failure cannot(const std::string &what, const std::string &device, const std::string &why)

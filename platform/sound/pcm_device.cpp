@@ -1,8 +1,8 @@
 #include "sound/pcm_device.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -88,22 +88,28 @@ std::string description_of(snd_pcm_t *pcm)
     return description;
 }
 
-/// The rate that the outermost of ALSA's rate plug-ins converts to or from. Only the description
-/// tells it: what such a plug-in offers is any rate.
-std::optional<unsigned int> rate_behind_plugin(const std::string &description)
+constexpr std::string_view kRatePlugin = "Rate conversion PCM (";
+constexpr std::string_view kPeriod = "period_size  : ";
+
+/// The number behind the next mark, with the text cut to what follows the mark; 0 where there is
+/// none.
+unsigned int take_number(std::string_view &text, std::string_view mark)
 {
-    constexpr std::string_view kMark = "Rate conversion PCM (";
-    const auto at = description.find(kMark);
-    if (at == std::string::npos) return std::nullopt;
-    return static_cast<unsigned int>(
-        std::strtoul(description.c_str() + at + kMark.size(), nullptr, 10));
+    const auto at = text.find(mark);
+    if (at == std::string_view::npos) return 0;
+    text.remove_prefix(at + mark.size());
+    unsigned int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
 }
 
-/// The rate that is not converted any more, where a device takes every rate and does not tell.
+/// The rate that is not converted any more, where a device takes every rate and does not tell. That
+/// of ALSA's own rate plug-in, the outermost, stands in its description alone.
 std::optional<unsigned int> rate_behind(snd_pcm_t *pcm, snd_pcm_stream_t direction)
 {
     const auto description = description_of(pcm);
-    if (const auto rate = rate_behind_plugin(description)) return rate;
+    std::string_view text = description;
+    if (const auto rate = take_number(text, kRatePlugin)) return rate;
     const auto side =
         direction == SND_PCM_STREAM_PLAYBACK ? server_side::sink : server_side::source;
     if (description.find("PulseAudio") != std::string::npos) return sound_server_rate(side);
@@ -141,16 +147,21 @@ double exact_rate(const snd_pcm_hw_params_t *params, unsigned int rate)
     return std::abs(exact - rate) <= 1 ? exact : rate; // some drivers leave it unset
 }
 
-/// What is wrong with a period that a rate plug-in turns into another one: it takes the ratio of
-/// their whole lengths for the ratio of the rates.
-std::string fault_of_pace(unsigned int rate, unsigned int rate_behind, std::uint64_t period)
+/// What is wrong with the pace of a rate plug-in that converts all the same: it takes the ratio of
+/// the periods before and behind it, which are whole, for the ratio of the rates.
+std::string fault_of_pace(snd_pcm_t *pcm, unsigned int rate)
 {
-    if (period * rate_behind % rate == 0) return {};
-    const double exact = static_cast<double>(period) * rate_behind / rate;
+    const auto description = description_of(pcm);
+    std::string_view text = description;
+    const auto rate_behind = take_number(text, kRatePlugin);
+    const auto period = take_number(text, kPeriod), period_behind = take_number(text, kPeriod);
+    if (rate_behind == 0 || period_behind == 0) return {};
+    const double pace = static_cast<double>(period) * rate_behind / rate / period_behind;
+    const auto ppm = std::lround((pace - 1) * 1e6);
+    if (ppm == 0) return {};
     return "takes periods of " + std::to_string(period) + " samples at " + std::to_string(rate) +
-           " Hz for whole ones at " + std::to_string(rate_behind) +
-           " Hz, which shifts its pace by up to " + std::to_string(std::lround(0.5e6 / exact)) +
-           " ppm";
+           " Hz for " + std::to_string(period_behind) + " at " + std::to_string(rate_behind) +
+           " Hz, and is " + std::to_string(std::abs(ppm)) + " ppm " + (ppm > 0 ? "fast" : "slow");
 }
 
 std::string fault_of_rate(unsigned int rate)
@@ -178,8 +189,8 @@ pcm_device::pcm_device(const std::string &name, snd_pcm_stream_t direction, int 
     std::string fault;
     if (slowest < kLeastShareOfRate * wanted_rate)
         fault = fault_of_rate(slowest);
-    else if (behind)
-        fault = fault_of_pace(rate, *behind, period_frames_);
+    else
+        fault = fault_of_pace(pcm_.get(), rate);
     if (!fault.empty()) warning_ = "the ALSA device \"" + name + "\" " + fault;
 }
 

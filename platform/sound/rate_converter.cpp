@@ -10,6 +10,8 @@ namespace tonelink::sound {
 namespace {
 
 constexpr std::size_t kBlock = 4096;
+constexpr float kNothing =
+    0; // where no samples are: the converter does not flush for a null pointer
 
 /// Rates nearer to each other count as equal: two parts in a million, less than clocks differ by.
 constexpr double kSameRate = 2e-6;
@@ -49,7 +51,7 @@ std::span<const std::int16_t> rate_converter::finish()
 {
     converted_.clear();
     if (!changes_samples()) return {};
-    process({}, true);
+    process({&kNothing, 0}, true);
     src_reset(state_.get());
     return converted_;
 }

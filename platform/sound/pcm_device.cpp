@@ -20,6 +20,9 @@ constexpr unsigned int kMostChannels = 128;
 /// Of the sound's rate; the band of the bursts, with room for a resampler's edge, needs this much.
 constexpr double kLeastShareOfRate = 41600.0 / 44100;
 
+/// What becomes of ALSA's rate plug-ins in a configuration.
+enum class rate_plugins { bypassed, kept };
+
 void check(int result, const char *step = "set up")
 {
     if (result < 0) throw pcm_error{step, result};
@@ -48,8 +51,24 @@ snd_config_t *add_compound(snd_config_t *compound, const char *key)
 
 constexpr const char *kConvertedName = "tonelink_converted";
 
+/// Makes a plug of each rate plug-in of ALSA's: opened without conversion of rates, it lets those
+/// of what is behind it through.
+void bypass_rate_plugins(snd_config_t *config)
+{
+    if (snd_config_get_type(config) != SND_CONFIG_TYPE_COMPOUND) return;
+    snd_config_t *type = nullptr, *converter = nullptr;
+    const char *name = nullptr;
+    if (snd_config_search(config, "type", &type) >= 0 && snd_config_get_string(type, &name) >= 0 &&
+        std::string_view{name} == "rate") {
+        check(snd_config_set_string(type, "plug"), "open");
+        if (snd_config_search(config, "converter", &converter) >= 0) snd_config_delete(converter);
+    }
+    snd_config_iterator_t entry, next;
+    snd_config_for_each(entry, next, config) bypass_rate_plugins(snd_config_iterator_entry(entry));
+}
+
 /// The user's configuration, with ALSA's plug before the device.
-config_tree configuration_with_plug(const std::string &device)
+config_tree configuration_with_plug(const std::string &device, rate_plugins rates)
 {
     snd_config_t *shared = nullptr, *copied = nullptr, *devices = nullptr;
     check(snd_config_update_ref(&shared), "open");
@@ -58,15 +77,17 @@ config_tree configuration_with_plug(const std::string &device)
     check(result, "open");
     config_tree tree{copied};
     if (snd_config_search(copied, "pcm", &devices) < 0) devices = add_compound(copied, "pcm");
+    if (rates == rate_plugins::bypassed) bypass_rate_plugins(devices);
     snd_config_t *plug = add_compound(devices, kConvertedName);
     add_text(plug, "type", "plug");
     add_text(add_compound(plug, "slave"), "pcm", device.c_str());
     return tree;
 }
 
-snd_pcm_t *open_converted(const std::string &device, snd_pcm_stream_t direction, int mode)
+snd_pcm_t *open_converted(const std::string &device, snd_pcm_stream_t direction, int mode,
+                          rate_plugins rates)
 {
-    const auto tree = configuration_with_plug(device);
+    const auto tree = configuration_with_plug(device, rates);
     snd_pcm_t *pcm = nullptr;
     check(snd_pcm_open_lconf(&pcm, kConvertedName, direction,
                              mode | SND_PCM_NO_AUTO_RESAMPLE | SND_PCM_NO_AUTO_CHANNELS,
@@ -103,17 +124,15 @@ unsigned int take_number(std::string_view &text, std::string_view mark)
     return number;
 }
 
-/// The rate that is not converted any more, where a device takes every rate and does not tell. That
-/// of ALSA's own rate plug-in, the outermost, stands in its description alone.
-std::optional<unsigned int> rate_behind(snd_pcm_t *pcm, snd_pcm_stream_t direction)
+/// The rate of the sound server behind a device, which takes every rate and does not tell.
+std::optional<unsigned int> rate_of_server(snd_pcm_t *pcm, snd_pcm_stream_t direction)
 {
     const auto description = description_of(pcm);
-    std::string_view text = description;
-    if (const auto rate = take_number(text, kRatePlugin)) return rate;
     const auto side =
         direction == SND_PCM_STREAM_PLAYBACK ? server_side::sink : server_side::source;
-    if (description.find("PulseAudio") != std::string::npos) return sound_server_rate(side);
-    if (description.find("PipeWire") != std::string::npos)
+    if (description.find("ALSA <-> PulseAudio") != std::string::npos)
+        return sound_server_rate(side);
+    if (description.find("ALSA <-> PipeWire") != std::string::npos)
         return sound_server_rate(side).value_or(kPipeWireRate);
     return std::nullopt;
 }
@@ -181,16 +200,18 @@ pcm_device::pcm_device(const std::string &name, snd_pcm_stream_t direction, int 
                        unsigned int wanted_rate, unsigned int periods)
 {
     const alsa_message_filter filter;
-    pcm_.reset(open_converted(name, direction, mode));
-    const auto behind = rate_behind(pcm_.get(), direction);
-    set_up(direction, behind.value_or(wanted_rate), periods);
+    const auto open = [&](rate_plugins rates) {
+        pcm_.reset(open_converted(name, direction, mode, rates));
+        set_up(direction, rate_of_server(pcm_.get(), direction).value_or(wanted_rate), periods);
+    };
+    try {
+        open(rate_plugins::bypassed);
+    } catch (const pcm_error &) { // perhaps one is needed, between two rates that are fixed
+        open(rate_plugins::kept);
+    }
     const auto rate = static_cast<unsigned int>(std::lround(rate_));
-    const unsigned int slowest = std::min(rate, behind.value_or(rate));
-    std::string fault;
-    if (slowest < kLeastShareOfRate * wanted_rate)
-        fault = fault_of_rate(slowest);
-    else
-        fault = fault_of_pace(pcm_.get(), rate);
+    const auto fault = rate < kLeastShareOfRate * wanted_rate ? fault_of_rate(rate)
+                                                              : fault_of_pace(pcm_.get(), rate);
     if (!fault.empty()) warning_ = "the ALSA device \"" + name + "\" " + fault;
 }
 

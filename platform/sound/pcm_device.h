@@ -1,7 +1,7 @@
 // A PCM device of ALSA's, opened at a rate of its own: a sound card, or whatever the desktop routes
 // a name to. Sample formats are ALSA's business, which converts them exactly. Rates are not, as
-// most converters that ALSA and sound servers have cut the band of the bursts: who uses a device
-// resamples for it (rate_converter.h). Nor are channels.
+// most converters that ALSA and sound servers have cut the band of the bursts, and ALSA's rate
+// plug-ins are bypassed: who uses a device resamples for it (rate_converter.h). Nor are channels.
 #pragma once
 
 #include <memory>

@@ -25,7 +25,7 @@ struct sound_device {
 };
 
 /// Each takes one thing alone: a sample format, a number of channels, a rate, a period; the first
-/// converts by itself, by periods and so badly that little is left of the band.
+/// converts by itself where it is not bypassed, by periods and badly.
 inline const std::array<sound_device, 6> kSoundDevices = {{
     {"type rate converter linear slave { rate 48000 pcm { type card file \"FILE\" format S16_LE "
      "channels 1 rate 48000 } }",

@@ -135,7 +135,7 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
     constexpr std::ptrdiff_t kOverrun = kAudioRate; // what was heard of a burst is not settled yet
     test::sound sound;
     for (const std::size_t at : {kFirstBurst, kSecondBurst})
-        test::mix(sound, test::burst_of(static_cast<uint32_t>(at)), at);
+        test::mix(sound, test::burst_of(static_cast<uint32_t>(at)), at, 0.5f);
     sound.resize(300000);
     for (const int rate : {kAudioRate, 48000}) {
         SCOPED_TRACE(rate);

@@ -59,6 +59,19 @@ class Send(command_case.CommandCase):
             self.assertEqual((started["message"], started["bits"], started.get("pin")),
                              (message, 4 * len(message), pin))
 
+    def test_a_device_at_another_rate_is_decoded(self):
+        """It has a rate plug-in of ALSA's, which would convert by whole periods."""
+        (self.folder / "asoundrc").write_text(
+            'pcm.f48 { type file slave.pcm { type null } file f48.raw format raw }\n'
+            'pcm.spx { type rate slave { pcm f48 rate 48000 } converter speexrate_medium }\n')
+        os.environ["ALSA_CONFIG_PATH"] = "asoundrc"
+        self.addCleanup(os.environ.pop, "ALSA_CONFIG_PATH")
+        output = self.succeed("send", *PAIRING, "--output", "alsa:spx", "--count", "5", "--json")
+        self.write_sound("f48.wav", array.array("h", self.read("f48.raw")), 48000)
+        heard = json.loads(self.succeed("decode", "--json", "f48.wav"))
+        self.assertEqual((heard["message"], heard["bursts"]),
+                         ("12673CA5", json.loads(output.splitlines()[-1])["copies"]))
+
     def test_a_pairing_is_completed(self):
         """The PIN is drawn anew each time, also within a second; the address is the machine's."""
         os.environ["TONELINK_BT_ADDRESS"] = "01:23:45:67:89:AB"

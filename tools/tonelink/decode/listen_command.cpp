@@ -12,7 +12,7 @@
 #include "decode/band_meter.h"
 #include "decode/decode_report.h"
 #include "decode/lengths_option.h"
-#include "decode/microphone.h"
+#include "decode/microphone_input.h"
 #include "decode/recent_messages.h"
 #include "decode/sound_decoder.h"
 #include "errors.h"
@@ -127,7 +127,8 @@ void listen(const listen_options &options)
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
-    microphone input{device};
+    microphone_input input{device};
+    if (!input.warning().empty()) say("tonelink listen", "warning: " + input.warning());
     message_listener listener{options.lengths,
                               options.json ? report_form::json : report_form::text};
     while (listener.count() < options.limit) {

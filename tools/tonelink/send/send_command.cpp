@@ -141,8 +141,13 @@ public:
     /// but not before the first samples are on their way. Returns which of these it was.
     stop_reason play()
     {
+        bool has_warned = false;
         while (!attended_.stopping.is_there()) {
             sending_.check_output();
+            if (!has_warned && !last_warning().empty()) {
+                report_.warn(last_warning());
+                has_warned = true;
+            }
             const auto now = progress();
             if (sending_.has_begun()) {
                 report_.playing(now, false);

@@ -1,6 +1,5 @@
 #include "send/send_report.h"
 
-#include <iostream>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -139,7 +138,7 @@ std::vector<std::string> send_report::live_forms(const progress &at, bool is_end
 void send_report::warn(const std::string &text)
 {
     live_.clear();
-    std::cerr << "tonelink send: warning: " << text << '\n';
+    say("tonelink send", "warning: " + text);
 }
 
 void send_report::stopped(const progress &at, stop_reason reason)

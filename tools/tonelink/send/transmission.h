@@ -35,6 +35,9 @@ struct volumes {
 };
 volumes read_volumes();
 
+/// What the host platform last warned of, in a line, or nothing.
+std::string last_warning();
+
 /// Turns the master volume up or down, as far as it goes.
 void turn_master_volume(int step);
 

@@ -1,118 +1,111 @@
 // A sink that plays through ALSA: a sound card, or whatever the desktop routes a device name to.
-// The pace is the device's own.
+// The pace is the device's own, and so is the rate, to which the sound is resampled here.
 
-#include <cassert>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <exception>
 #include <string>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
-// One of its declarations lies outside the extern "C" that it has of its own. What it includes must
-// not come into this one: it is above.
-extern "C" {
-#include <alsa/asoundlib.h>
-}
+#include <vector>
 
 #include "result.h"
 #include "sink.h"
+#include "sound/pcm_device.h"
+#include "sound/rate_converter.h"
 
 namespace tonelink::host {
 
 namespace {
 
-constexpr unsigned int kBufferMicroseconds = 100'000;
-constexpr int kMostRecoveries = 8; // in a row, without a sample taken
+constexpr unsigned int kPeriods = 5; // 100 ms
+constexpr int kMostRecoveries = 8;   // in a row, without a sample taken
 
-/// While it lives, the ALSA library prints nothing on this thread: what fails goes to the log.
-class alsa_message_filter {
-public:
-    alsa_message_filter() : before_{snd_lib_error_set_local(ignore)} {}
-    alsa_message_filter(const alsa_message_filter &) = delete;
-    alsa_message_filter &operator=(const alsa_message_filter &) = delete;
-    ~alsa_message_filter() { snd_lib_error_set_local(before_); }
+failure cannot(const std::string &what, const std::string &device, const std::string &why)
+{
+    return {kDeviceNotOpened, "cannot " + what + " the ALSA device \"" + device + "\": " + why};
+}
 
-private:
-    static void ignore(const char *, int, const char *, int, const char *, va_list) {}
-
-    snd_local_error_handler_t before_;
-};
+sound::pcm_device open_device(const std::string &device, int rate)
+try {
+    return {device, SND_PCM_STREAM_PLAYBACK, 0, static_cast<unsigned int>(rate), kPeriods};
+} catch (const sound::pcm_error &error) {
+    const std::string step = error.failed_step;
+    throw cannot(
+        step, device,
+        std::string{error.what()} +
+            (step == "open" ? "; TONELINK_AUDIO=wav:PATH or null needs no sound card" : ""));
+}
 
 class alsa_sink final : public sink {
 public:
-    alsa_sink(const std::string &device, int rate) : device_{device}
+    alsa_sink(const std::string &device, int rate)
+        : device_{device}, pcm_{open_device(device, rate)}, converter_(rate, pcm_.rate())
     {
-        const alsa_message_filter filter;
-        snd_pcm_t *pcm = nullptr;
-        const int opened = snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_PLAYBACK, 0);
-        check(opened, "open", "; TONELINK_AUDIO=wav:PATH or null needs no sound card");
-        pcm_.reset(pcm);
-        check(snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED, 1,
-                                 static_cast<unsigned int>(rate), /*soft_resample=*/1,
-                                 kBufferMicroseconds),
-              "set up");
+        if (!pcm_.warning().empty()) report_warning(pcm_.warning().c_str());
         start_with_first_period();
     }
 
     void play(std::span<const std::int16_t> samples) override
     {
-        const alsa_message_filter filter;
-        int recoveries = 0;
-        while (!samples.empty()) {
-            const auto taken = snd_pcm_writei(pcm_.get(), samples.data(), samples.size());
-            if (taken > 0) {
-                samples = samples.subspan(static_cast<std::size_t>(taken));
-                recoveries = 0;
-                continue;
-            }
-            // The buffer has run empty, as it does between writes, or the machine has slept.
-            const int error = taken < 0 ? static_cast<int>(taken) : -EIO;
-            check(++recoveries > kMostRecoveries ? error : snd_pcm_recover(pcm_.get(), error, 1),
-                  "play to");
-        }
+        write(converter_.convert(samples));
     }
 
     void drain() noexcept override
     {
-        const alsa_message_filter filter;
-        snd_pcm_drain(pcm_.get());
+        const sound::alsa_message_filter filter;
+        try {
+            write(converter_.finish());
+        } catch (const std::exception &) {
+            return; // a device that is lost has told so, or ends with nothing more to tell
+        }
+        snd_pcm_drain(pcm_.handle());
     }
 
 private:
-    struct closer {
-        void operator()(snd_pcm_t *pcm) const
-        {
-            const alsa_message_filter filter;
-            snd_pcm_close(pcm);
-        }
-    };
-
-    void check(int result, const char *what, const char *advice = "") const
+    void check(int result, const char *what) const
     {
-        if (result < 0)
-            throw failure{kDeviceNotOpened, std::string{"cannot "} + what + " the ALSA device \"" +
-                                                device_ + "\": " + snd_strerror(result) + advice};
+        if (result < 0) throw cannot(what, device_, snd_strerror(result));
     }
 
     // So that a sound shorter than the buffer is heard at once, and not when the next one fills it.
     void start_with_first_period()
     {
-        snd_pcm_uframes_t buffer = 0, period = 0;
-        check(snd_pcm_get_params(pcm_.get(), &buffer, &period), "set up");
+        const sound::alsa_message_filter filter;
         snd_pcm_sw_params_t *params = nullptr;
         snd_pcm_sw_params_alloca(&params);
-        check(snd_pcm_sw_params_current(pcm_.get(), params), "set up");
-        check(snd_pcm_sw_params_set_start_threshold(pcm_.get(), params, period), "set up");
-        check(snd_pcm_sw_params(pcm_.get(), params), "set up");
+        check(snd_pcm_sw_params_current(pcm_.handle(), params), "set up");
+        check(snd_pcm_sw_params_set_start_threshold(pcm_.handle(), params, pcm_.period_frames()),
+              "set up");
+        check(snd_pcm_sw_params(pcm_.handle(), params), "set up");
+    }
+
+    /// Plays samples at the device's rate, each on all channels.
+    void write(std::span<const std::int16_t> samples)
+    {
+        const sound::alsa_message_filter filter;
+        const std::size_t channels = pcm_.channels();
+        frames_.clear();
+        for (const std::int16_t sample : samples) frames_.insert(frames_.end(), channels, sample);
+        const std::int16_t *next = frames_.data();
+        std::size_t left = samples.size();
+        int recoveries = 0;
+        while (left > 0) {
+            const auto taken = snd_pcm_writei(pcm_.handle(), next, left);
+            if (taken > 0) {
+                next += static_cast<std::size_t>(taken) * channels;
+                left -= static_cast<std::size_t>(taken);
+                recoveries = 0;
+                continue;
+            }
+            // The buffer has run empty, as it does between writes, or the machine has slept.
+            const int error = taken < 0 ? static_cast<int>(taken) : -EIO;
+            check(++recoveries > kMostRecoveries ? error : snd_pcm_recover(pcm_.handle(), error, 1),
+                  "play to");
+        }
     }
 
     std::string device_;
-    std::unique_ptr<snd_pcm_t, closer> pcm_;
+    sound::pcm_device pcm_;
+    sound::rate_converter converter_;
+    std::vector<std::int16_t> frames_;
 };
 
 } // namespace

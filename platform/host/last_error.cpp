@@ -1,4 +1,4 @@
-// The last failure of the host platform, as a line for people.
+// The last failure of the host platform and its last warning, as lines for people.
 
 #include <array>
 #include <cstdio>
@@ -13,27 +13,50 @@ namespace tonelink::host {
 
 namespace {
 
-std::mutex mutex;
-std::array<char, 512> last_error{};
+/// A line that any thread may set and read.
+class kept_line {
+public:
+    void set(const char *text) noexcept
+    {
+        const std::lock_guard lock{mutex_};
+        std::snprintf(line_.data(), line_.size(), "%s", text);
+    }
+
+    std::size_t get(char *text, std::size_t size) const noexcept
+    {
+        const std::lock_guard lock{mutex_};
+        if (text != nullptr && size > 0) std::snprintf(text, size, "%s", line_.data());
+        return std::strlen(line_.data());
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::array<char, 512> line_{};
+};
+
+kept_line last_error, last_warning;
 
 } // namespace
 
 void report_failure(const char *what) noexcept
 {
-    {
-        const std::lock_guard lock{mutex};
-        std::snprintf(last_error.data(), last_error.size(), "%s", what);
-    }
+    last_error.set(what);
     log_own(log_priority::error, what);
+}
+
+void report_warning(const char *what) noexcept
+{
+    last_warning.set(what);
+    log_own(log_priority::warning, what);
 }
 
 } // namespace tonelink::host
 
 using namespace tonelink::host;
 
-size_t tonelink_host_get_last_error(char *text, size_t size)
+size_t tonelink_host_get_last_error(char *text, size_t size) { return last_error.get(text, size); }
+
+size_t tonelink_host_get_last_warning(char *text, size_t size)
 {
-    const std::lock_guard lock{mutex};
-    if (text != nullptr && size > 0) std::snprintf(text, size, "%s", last_error.data());
-    return std::strlen(last_error.data());
+    return last_warning.get(text, size);
 }

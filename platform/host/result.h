@@ -32,6 +32,9 @@ private:
 /// Logs the line and keeps it for tonelink_host_get_last_error().
 void report_failure(const char *what) noexcept;
 
+/// Logs the line and keeps it for tonelink_host_get_last_warning().
+void report_warning(const char *what) noexcept;
+
 /// Runs the body of an exported function and makes its result of whatever it throws.
 template <class Body> int at_boundary(Body body) noexcept
 {

@@ -26,6 +26,9 @@ std::unique_ptr<sink> open_wav_sink(const std::string &path, int rate);
 std::unique_ptr<sink> open_alsa_sink(const std::string &device, int rate);
 std::unique_ptr<sink> open_null_sink(int rate);
 
+/// The one that stands for the file "-".
+std::unique_ptr<sink> open_wav_stream(int rate);
+
 /// Opens the sink that the program or the environment has chosen.
 std::unique_ptr<sink> open_chosen_sink(int rate);
 

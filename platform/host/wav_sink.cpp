@@ -162,6 +162,7 @@ private:
 
 std::unique_ptr<sink> open_wav_sink(const std::string &path, int rate)
 {
+    if (path == "-") return open_wav_stream(rate);
     return std::make_unique<wav_sink>(path, rate);
 }
 

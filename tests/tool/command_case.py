@@ -1,10 +1,16 @@
 """What the tests of the built command share: running it in an empty folder and judging its end."""
 import array
+import fcntl
 import os
 import pathlib
+import pty
+import re
+import select
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 import wave
 
@@ -45,6 +51,31 @@ class CommandCase(unittest.TestCase):
         self.addCleanup(running.communicate)
         self.addCleanup(running.kill)
         return running
+
+    def terminal(self, columns=80):
+        """A new one: this end and the command's."""
+        ours, theirs = pty.openpty()
+        self.addCleanup(os.close, ours)
+        self.addCleanup(os.close, theirs)
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 25, columns, 0, 0))
+        return ours, theirs
+
+    def begin_on(self, theirs, *arguments):
+        """Starts the command in the foreground of a terminal."""
+        def own_terminal():
+            os.setsid()
+            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+        return self.begin(*arguments, stdin=theirs, stdout=theirs, stderr=theirs,
+                          preexec_fn=own_terminal)
+
+    def shown_until(self, wanted, ours):
+        """What a terminal shows until it matches."""
+        shown = b""
+        while not re.search(wanted, shown):
+            self.assertTrue(select.select([ours], [], [], 300)[0], shown)
+            shown += os.read(ours, 4096)
+        return shown
 
     def succeed(self, *arguments):
         done = subprocess.run(["tonelink", *arguments], cwd=self.folder, capture_output=True)

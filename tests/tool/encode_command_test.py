@@ -1,6 +1,9 @@
 """The sound files that `tonelink encode` writes, sample by sample. Usage: encode_command_test.py COMMAND"""
 import array
 import hashlib
+import os
+import pathlib
+import signal
 
 import command_case
 
@@ -21,6 +24,25 @@ class Encode(command_case.CommandCase):
             self.assertEqual(self.read("burst.wav"), wav)
             flac = self.read("burst.FLAC")  # its stream information ends with the samples' MD5
             self.assertEqual((flac[:4], flac[26:42]), (b"fLaC", hashlib.md5(samples).digest()))
+
+    def is_writing(self, pid):
+        """Whether it has written a good part of a file of the folder, with or without a name."""
+        for file in pathlib.Path("/proc/%d/fd" % pid).iterdir():
+            try:
+                if os.readlink(file).startswith(str(self.folder)) and file.stat().st_size > 99999:
+                    return True
+            except FileNotFoundError:  # closed meanwhile
+                pass
+        return False
+
+    def test_a_killed_one_leaves_nothing(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
+            running = self.begin("encode", *PAIRING, "--copies", "100000", "-o", "a.flac")
+            while not self.is_writing(running.pid):
+                self.assertIsNone(running.poll())
+            running.send_signal(number)
+            self.assertEqual(running.wait(), -number)
+            self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_level_is_the_peak(self):
         for filtering in ((), ("--unfiltered",)):

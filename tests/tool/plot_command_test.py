@@ -1,6 +1,8 @@
 """The pictures of `tonelink plot`. Usage: plot_command_test.py COMMAND"""
+import os
 import random
 import struct
+import subprocess
 
 import command_case
 
@@ -21,6 +23,27 @@ class Plot(command_case.CommandCase):
                 ([100, 0, -100, 0] * 500, 100, 1), ([0] * 44100, 44100, 1)):
             self.write_sound("\xe4 b.wav", samples, rate, channels)
             self.assert_size((1600, 1000), "\xe4 b.wav", "--constellation")
+
+    def test_standard_input_may_be_a_file_or_a_pipe(self):
+        self.succeed("encode", "--text", "TV-042", "-o", "a.wav")
+        (self.folder / "b.wav").write_bytes(b"before" + self.read("a.wav"))
+        pictures = set()
+        for line in ("tonelink plot - -o - <a.wav", "cat a.wav | tonelink plot - -o -",
+                     "{ dd bs=6 count=1 of=c status=none; tonelink plot - -o -; } <b.wav"):
+            done = subprocess.run(["sh", "-c", line], cwd=self.folder, capture_output=True)
+            self.assertEqual((done.returncode, done.stderr), (0, b""), line)
+            pictures.add(done.stdout)
+        self.assertEqual([picture[:4] for picture in pictures], [b"\x89PNG"])  # all the same
+
+    def test_a_terminal_shows_how_far_it_is(self):
+        self.succeed("encode", "--data", "01", "--copies", "300", "-o", "long.wav")
+        for columns, options, shown in ((80, (), rb"\rdrawing \[[#.]{40}\] \d+ % *\r"),
+                                        (12, (), rb"\r\d+ % *\r"), (80, ("-q",), rb"^$")):
+            ours, theirs = self.terminal(columns)
+            running = self.begin_on(theirs, "plot", "long.wav", "-o", "a.png", *options)
+            self.assertEqual(running.wait(), 0)
+            os.write(theirs, b"\n")  # for what is shown to have an end
+            self.assertRegex(self.shown_until(b"\n", ours).strip(b"\r\n"), shown)
 
     def test_constellation_is_drawn_where_there_is_a_burst(self):
         """At any length, cut at either end, in any size."""

@@ -1,13 +1,14 @@
 """What `tonelink send` plays and tells, and how it ends. Usage: send_command_test.py COMMAND"""
 import array
-import fcntl
+import io
 import json
 import os
-import pty
+import pathlib
 import re
-import select
 import signal
 import termios
+import time
+import wave
 
 import command_case
 
@@ -58,6 +59,19 @@ class Send(command_case.CommandCase):
             self.assertEqual((started["message"], started["bits"], started.get("pin")),
                              (message, 4 * len(message), pin))
 
+    def test_a_device_at_another_rate_is_decoded(self):
+        """It has a rate plug-in of ALSA's, which would convert by whole periods."""
+        (self.folder / "asoundrc").write_text(
+            'pcm.f48 { type file slave.pcm { type null } file f48.raw format raw }\n'
+            'pcm.spx { type rate slave { pcm f48 rate 48000 } converter speexrate_medium }\n')
+        os.environ["ALSA_CONFIG_PATH"] = "asoundrc"
+        self.addCleanup(os.environ.pop, "ALSA_CONFIG_PATH")
+        output = self.succeed("send", *PAIRING, "--output", "alsa:spx", "--count", "5", "--json")
+        self.write_sound("f48.wav", array.array("h", self.read("f48.raw")), 48000)
+        heard = json.loads(self.succeed("decode", "--json", "f48.wav"))
+        self.assertEqual((heard["message"], heard["bursts"]),
+                         ("12673CA5", json.loads(output.splitlines()[-1])["copies"]))
+
     def test_a_pairing_is_completed(self):
         """The PIN is drawn anew each time, also within a second; the address is the machine's."""
         os.environ["TONELINK_BT_ADDRESS"] = "01:23:45:67:89:AB"
@@ -90,37 +104,99 @@ class Send(command_case.CommandCase):
         self.assertEqual(running.wait(), 1)
         self.assertEqual(len(self.read_sound("a.wav")[0]) % (5 * command_case.BURST), 0)
 
+    def test_a_second_signal_does_not_wait_for_the_copies_at_hand(self):
+        for number, player in ((signal.SIGINT, "thread"), (signal.SIGTERM, "callback")):
+            running = self.begin("send", *PAIRING, *WAV, "--rate", "8000", "--player", player,
+                                 "--master-volume", "9", "--json")  # 14 seconds at hand
+            started = json.loads(running.stdout.readline())
+            running.stdout.readline()
+            while running.poll() is None:
+                running.send_signal(number)
+                time.sleep(0.5)  # what comes at once is the same wish
+            stopped = json.loads(running.stdout.read().splitlines()[-1])
+            self.assertEqual((running.returncode, stopped["event"]), (-number, "stopped"))
+            for volume in ("master_volume", "sound_volume", "floor", "heard_volume"):
+                self.assertEqual(stopped[volume], started[volume])
+            self.assertLess(len(self.read_sound("a.wav")[0]), 5 * command_case.BURST)
+
+    def test_a_device_that_keeps_the_start_waiting_can_be_left(self):
+        os.mkfifo(self.folder / "nobody")  # opened once somebody reads
+        (self.folder / "asoundrc").write_text(
+            "pcm.stuck { type file slave.pcm { type null } format raw file nobody }")
+        running = self.begin("send", *PAIRING, "--output", "alsa:stuck",
+                             env={**os.environ, "ALSA_CONFIG_PATH": "asoundrc"})
+        status = pathlib.Path("/proc/%d/status" % running.pid)
+        while not re.search("SigBlk:.*[2367abef]$", status.read_text(), re.M):  # SIGINT is taken
+            time.sleep(0.01)
+        while running.poll() is None:
+            running.send_signal(signal.SIGINT)
+            time.sleep(0.5)
+        self.assertEqual(running.returncode, -signal.SIGINT)
+
+    def test_sound_on_standard_output_is_all_that_is_there(self):
+        burst = at_level(self.raw(*PAIRING), 11)
+        for player, copies in (("thread", 5), ("callback", 5), ("standalone", 1)):
+            running = self.begin("send", *PAIRING, *FAST, "--output", "wav:-", "--player", player,
+                                 "--count", "1", "--json")
+            sound, told = running.communicate()
+            self.assertEqual(json.loads(told.splitlines()[-1])["copies"], copies)
+            with wave.open(io.BytesIO(sound)) as file:
+                self.assertEqual(file.getparams()[:3], (1, 2, 192000))
+                samples = array.array("h", file.readframes(file.getnframes()))
+            if player == "standalone":
+                burst = at_level(self.raw(*PAIRING, "--unfiltered"), 8)
+            self.assertEqual((len(sound), samples), (44 + 2 * len(samples), copies * burst))
+
+    def test_quiet_verbose_and_silent(self):
+        short = ("send", *PAIRING, *FAST, "--count", "1")
+        nothing_heard = rb"tonelink send: warning: nothing is heard .* volume of 95; 1 to 90 is right\n"
+        for arguments, said, complained in (
+                (("-q",), rb"", rb""),
+                (("--verbose",), rb"Sending .*\nSent .*\n", rb"(\d.* TONE_LINK_LOG: .*\n)+"),
+                (("-qv",), rb"", rb"(\d.* TONE_LINK_LOG: .*\n)+"),
+                (("-q", "--master-volume", "95"), rb"", nothing_heard),
+                (("--json", "--master-volume", "95"), rb'(\{.*\}\n){3}', nothing_heard)):
+            running = self.begin(*short, *arguments)
+            output, errors = running.communicate()
+            self.assertEqual(running.returncode, 0)
+            self.assertRegex(output, rb"\A" + said + rb"\Z", arguments)
+            self.assertRegex(errors, rb"\A" + complained + rb"\Z", arguments)
+
     def test_keys_turn_the_volume_and_stop(self):
         for stop in (b"q", b"\x03"):  # the latter is Ctrl-C
-            ours, theirs = pty.openpty()
-            self.addCleanup(os.close, ours)
-            self.addCleanup(os.close, theirs)
+            ours, theirs = self.terminal()
             before = termios.tcgetattr(theirs)
-
-            def own_terminal():
-                os.setsid()
-                fcntl.ioctl(0, termios.TIOCSCTTY, 0)
-
-            running = self.begin("send", *PAIRING, *WAV, stdin=theirs, stdout=theirs, stderr=theirs,
-                                 preexec_fn=own_terminal)
+            running = self.begin_on(theirs, "send", *PAIRING, *WAV)
+            silent = rb"nothing is heard of it at a master volume of 95.*volume 95, silent"
             for keys, wanted in ((b"", rb"PIN 4711 .* copies .*volume 20, heard at 11 "),
                                  (b"+", rb"volume 25, heard at 7 "),
                                  (b"\033[A\033OC", rb"volume 35, heard at 7 "),
+                                 (b"+" * 12, rb"(?s)" + silent),
+                                 (b"-" * 12, rb"volume 35, heard at 7 "),
                                  (b"x--\033[B\033[D_", rb"volume 10, heard at 11 "),
                                  (b"---", rb"volume 0, heard at 15 "),
                                  (stop, rb"Sent .* back at 8 of 15.*\n")):
                 os.write(ours, keys)
-                shown = b""
-                while not re.search(wanted, shown):
-                    self.assertTrue(select.select([ours], [], [], 300)[0], shown)
-                    shown += os.read(ours, 4096)
-                self.assertNotIn(b"\033", shown)
+                self.assertNotIn(b"\033", self.shown_until(wanted, ours))
             self.assertEqual(running.wait(), 0)
             self.assertEqual(termios.tcgetattr(theirs), before)
             samples, _ = self.read_sound("a.wav")
             burst = self.raw(*PAIRING)
             self.assertEqual(samples[:441], at_level(burst, 11)[:441])
             self.assertEqual(samples[-441:], at_level(burst, 15)[-441:])
+
+    def test_narrow_terminals_keep_the_volumes(self):
+        for columns, line in ((20, rb"volume 20, heard 11"), (40, rb"PIN 4711  volume 20, heard 11"),
+                              (60, rb"PIN 4711  \d cop\w+  master volume 20, heard at 11 of 15"),
+                              (200, rb"PIN 4711  \d.\d s  \d cop\w+  master volume 20, heard at 11 of 15")):
+            ours, theirs = self.terminal(columns)
+            running = self.begin_on(theirs, "send", *PAIRING, *FAST)
+            shown = self.shown_until(rb"\r" + line + rb" *\r", ours)
+            os.write(ours, b"q")
+            shown += self.shown_until(rb"Sent ", ours)
+            for part in shown.split(b"\n")[-1].split(b"\r")[:-1]:
+                self.assertLess(len(part), columns, part)
+            self.assertEqual(running.wait(), 0)
 
 
 command_case.main()

@@ -11,8 +11,8 @@
 #include <sndfile.hh>
 
 #include "burst_shape.h"
-#include "errors.h"
 #include "decode/decode_sound.h"
+#include "errors.h"
 #include "platform/scratch_folder.h"
 #include "plot/resampled_sound.h"
 #include "plot/sound_survey.h"

@@ -71,6 +71,13 @@ TEST(Transmission, IsTheSameInAFileAndThroughASoundServer)
         return heard.size() >= copy.size() &&
                std::equal(copy.rbegin(), copy.rend(), heard.rbegin());
     });
+
+    // A sink at another rate gets the sound at its own: the server's resampler would cut the band.
+    ASSERT_EQ(std::system("pactl load-module module-null-sink sink_name=other rate=48000"), 0);
+    ASSERT_EQ(std::system("pactl set-default-sink other"), 0);
+    ASSERT_EQ(start_audio_transmitting_type(2), 1) << last_error();
+    EXPECT_EQ(std::system("pactl list sink-inputs | grep 'Specification: s16le 1ch 48000Hz'"), 0);
+    ASSERT_EQ(stop_audio_transmitting(), 1);
 }
 
 } // namespace tonelink::test

@@ -52,16 +52,38 @@ int stop_signals::take() const
     return static_cast<int>(taken.ssi_signo);
 }
 
+void end_by(int signal)
+{
+    std::signal(signal, SIG_DFL);
+    sigset_t let_through;
+    sigemptyset(&let_through);
+    sigaddset(&let_through, signal);
+    pthread_sigmask(SIG_UNBLOCK, &let_through, nullptr);
+    raise(signal);
+    _exit(128 + signal); // as a shell shows it
+}
+
+bool stop_wish::repeats()
+{
+    constexpr std::chrono::milliseconds kSameWish{300};
+    const auto now = std::chrono::steady_clock::now();
+    if (!first_) first_ = now;
+    return now - *first_ > kSameWish;
+}
+
 keyboard::keyboard()
 {
     is_terminal_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0;
     is_there();
 }
 
-keyboard::~keyboard()
+keyboard::~keyboard() { let_go(); }
+
+void keyboard::let_go()
 {
     // Keys that came too late are not the shell's.
     if (is_there()) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    is_terminal_ = false;
 }
 
 bool keyboard::is_there()
@@ -79,32 +101,32 @@ bool keyboard::is_there()
     return is_in_front;
 }
 
-event keyboard::next()
+request keyboard::next()
 {
     char key = 0;
     const ssize_t count = read(STDIN_FILENO, &key, 1);
-    if (count < 0 && errno == EINTR) return event::none;
-    if (count <= 0) return event::quit;
+    if (count < 0 && errno == EINTR) return request::none;
+    if (count <= 0) return request::quit;
 
     const escape before = std::exchange(escape_, escape::none);
     if (before == escape::arrow) {
-        if (key == 'A' || key == 'C') return event::louder;
-        if (key == 'B' || key == 'D') return event::softer;
-        return event::none;
+        if (key == 'A' || key == 'C') return request::louder;
+        if (key == 'B' || key == 'D') return request::softer;
+        return request::none;
     }
     if (before == escape::begun && (key == '[' || key == 'O')) {
         escape_ = escape::arrow;
-        return event::none;
+        return request::none;
     }
     switch (key) {
-    case '\033': escape_ = escape::begun; return event::none;
+    case '\033': escape_ = escape::begun; return request::none;
     case '+':
-    case '=': return event::louder;
+    case '=': return request::louder;
     case '-':
-    case '_': return event::softer;
+    case '_': return request::softer;
     case 'q':
-    case 'Q': return event::quit;
-    default: return event::none;
+    case 'Q': return request::quit;
+    default: return request::none;
     }
 }
 
@@ -113,14 +135,15 @@ event wait_for_event(const stop_signals &signals, keyboard &keys, int millisecon
     // Of standard output, poll() tells without being asked when its reader has gone.
     pollfd sources[] = {
         {signals.descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {STDIN_FILENO, POLLIN, 0}};
-    if (poll(sources, keys.is_there() ? 3 : 2, milliseconds) <= 0) return event::none;
+    if (poll(sources, keys.is_there() ? 3 : 2, milliseconds) <= 0) return {};
     if (sources[0].revents != 0) {
-        if (signals.take() != SIGCONT) return event::signal;
+        const int signal = signals.take();
+        if (signal != SIGCONT) return {request::stop, signal};
         keys.resumed();
-        return event::none;
+        return {};
     }
     if ((sources[1].revents & POLLERR) != 0) throw failure{"nobody reads standard output any more"};
-    return sources[2].revents != 0 ? keys.next() : event::none;
+    return {sources[2].revents != 0 ? keys.next() : request::none};
 }
 
 } // namespace tonelink::tool

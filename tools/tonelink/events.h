@@ -2,7 +2,9 @@
 // keys.
 #pragma once
 
+#include <chrono>
 #include <csignal>
+#include <optional>
 
 #include <termios.h>
 
@@ -28,7 +30,29 @@ private:
     int descriptor_ = -1;
 };
 
-enum class event { none, signal, quit, louder, softer };
+/// Ends the program by a signal, as it would have without stop_signals.
+[[noreturn]] void end_by(int signal);
+
+/// Somebody's wish that the program stops, which takes its time. Whoever asks once more does not
+/// want to wait; but what comes at once is the same wish: timeout(1) and others send a signal
+/// twice.
+class stop_wish {
+public:
+    /// Takes a request. Returns whether it is one more after the first.
+    bool repeats();
+
+    bool is_there() const { return first_.has_value(); }
+
+private:
+    std::optional<std::chrono::steady_clock::time_point> first_;
+};
+
+enum class request { none, stop, quit, louder, softer };
+
+struct event {
+    request what = request::none;
+    int signal = 0; ///< which one asks to stop
+};
 
 /// Takes keys one by one, without showing them, while standard input is a terminal and this program
 /// in its foreground.
@@ -39,6 +63,9 @@ public:
     keyboard(const keyboard &) = delete;
     keyboard &operator=(const keyboard &) = delete;
 
+    /// Gives the terminal back as it was, for good.
+    void let_go();
+
     /// Whether keys can be read now. Makes the terminal give single keys if a shell has had it.
     bool is_there();
 
@@ -48,7 +75,7 @@ public:
     /// What the next byte asks for: + = and the arrows up and right for louder, - _ and the other
     /// arrows for softer, q to quit, as does a terminal that is gone. An arrow is three bytes, of
     /// which the last one counts.
-    event next();
+    request next();
 
 private:
     enum class escape { none, begun, arrow };

@@ -6,15 +6,33 @@
 #include <unistd.h>
 
 #include "errors.h"
+#include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
 
-std::size_t columns_of(std::FILE *terminal)
+/// How many columns a line may have without moving on to the next one.
+std::size_t room_on(std::FILE *terminal)
 {
     winsize size{};
     const bool is_known = ioctl(fileno(terminal), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return is_known ? size.ws_col : 80;
+    return is_known ? size.ws_col - 1u : 79;
+}
+
+bool begins_character(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
+
+/// The columns of a text in UTF-8, none of whose characters is wide.
+std::size_t columns_of(const std::string &text)
+{
+    return static_cast<std::size_t>(std::ranges::count_if(text, begins_character));
+}
+
+void cut(std::string &text, std::size_t columns)
+{
+    std::size_t at = 0;
+    for (; at < text.size(); ++at)
+        if (begins_character(text[at]) && columns-- == 0) break;
+    text.resize(at);
 }
 
 } // namespace
@@ -34,14 +52,25 @@ bool live_line::is_there() const
     return is_terminal_ && (foreground < 0 || foreground == getpgrp());
 }
 
-void live_line::show(std::string line)
+void live_line::show_fitting(const std::vector<std::string> &forms)
 {
     if (!is_there()) return;
-    line.resize(std::min(line.size(), columns_of(stream_) - 1));
-    const std::size_t length = line.size();
-    if (length < length_) line.resize(length_, ' '); // blanks for what is left of a longer one
+    const std::size_t room = room_on(stream_);
+    const auto fitting = std::ranges::find_if(
+        forms, [room](const std::string &form) { return columns_of(form) <= room; });
+    std::string line = fitting == forms.end() ? forms.back() : *fitting;
+    cut(line, room);
+    const std::size_t length = columns_of(line);
+    if (length < length_) line.append(length_ - length, ' '); // for what is left of a longer one
     length_ = length;
     print('\r' + line);
+}
+
+void live_line::show_share(const std::string &work, double share)
+{
+    const std::string percent = joined(0, share * 100, " %");
+    show_fitting({work + ' ' + bar_of(share, 40) + ' ' + percent, bar_of(share, 10) + ' ' + percent,
+                  percent});
 }
 
 void live_line::clear()

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace tonelink::tool {
 
@@ -21,7 +22,14 @@ public:
     bool is_there() const;
 
     /// Writes over what was shown before, as wide as the terminal at most.
-    void show(std::string line);
+    void show(const std::string &line) { show_fitting({line}); }
+
+    /// The same with the first of several forms of a line that the terminal is wide enough for:
+    /// longer ones come first, and the last one has what matters most in front.
+    void show_fitting(const std::vector<std::string> &forms);
+
+    /// Shows how far a work is that is called so: "decoding [###...] 50 %".
+    void show_share(const std::string &work, double share);
 
     /// Takes it away, so that something else can be printed there.
     void clear();
@@ -31,7 +39,7 @@ private:
 
     std::FILE *stream_;
     bool is_terminal_;
-    std::size_t length_ = 0; ///< of what is shown
+    std::size_t length_ = 0; ///< of what is shown, in columns
 };
 
 } // namespace tonelink::tool

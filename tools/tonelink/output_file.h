@@ -1,15 +1,21 @@
-// A file that appears complete or not at all: it is written under a temporary name beside its place
-// and takes its own name when it is complete. What cannot be replaced, standard output or a device,
-// is collected in memory and written in one go.
+// A file that appears complete or not at all: it has no name until it is complete, so that nothing
+// is left of it however the program ends. What must not be replaced, such as standard output, a
+// device or a file with other links, is collected first and written in one go.
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include <sys/stat.h>
+
+#include "temporary_name.h"
 
 namespace tonelink::tool {
 
 class output_file {
 public:
-    /// @param path  "-" is standard output. Throws failure when the file cannot be made.
+    /// @param path  "-" is standard output; a symbolic link is followed. Throws failure when the
+    ///              file cannot be made there.
     explicit output_file(const std::string &path);
     /// Removes what was not committed.
     ~output_file();
@@ -22,17 +28,22 @@ public:
     /// Open for reading, writing and seeking, empty at first. Stays this object's.
     int descriptor() const { return descriptor_; }
 
-    /// Puts what was written in its place. Throws failure when that cannot be done.
+    /// Puts what was written in its place; a file that is there keeps its permissions and owner.
+    /// Throws failure when that cannot be done.
     void commit();
 
 private:
-    void open_beside();
+    void open_beside(const struct stat *replaced);
+    void open_named(mode_t mode);
     void copy_to_place();
+    void link_into_place();
     void rename_into_place();
+    std::string folder() const;
 
     std::string name_;
-    std::string path_;      // where the content goes, symbolic links followed; "-" as given
-    std::string temporary_; // the name beside it, empty when the content is kept in memory
+    std::string path_;      ///< where the content goes, symbolic links followed; "-" as given
+    bool is_copied_ = true; ///< into its place at the end, rather than put there as the file it is
+    std::optional<temporary_name> temporary_; ///< where the file system makes none without a name
     int descriptor_ = -1;
 };
 

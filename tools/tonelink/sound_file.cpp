@@ -87,6 +87,7 @@ SF_INFO format_of(const sound_source &source)
 
 std::string name_of(const sound_source &source)
 {
+    if (!source.name.empty()) return source.name;
     return source.path == "-" ? "standard input" : source.path;
 }
 

@@ -18,9 +18,10 @@ namespace tonelink::tool {
 
 /// Which sound is read, and how.
 struct sound_source {
-    std::string path; ///< "-" is standard input
-    int channel = 0;  ///< 0 mixes all channels, 1 is the first
-    bool raw = false; ///< bare samples: mono, 16 bits, little-endian, 44100 Hz
+    std::string path;   ///< "-" is standard input
+    int channel = 0;    ///< 0 mixes all channels, 1 is the first
+    bool raw = false;   ///< bare samples: mono, 16 bits, little-endian, 44100 Hz
+    std::string name{}; ///< what messages call it, where that is not the path
 };
 
 /// What messages call it.

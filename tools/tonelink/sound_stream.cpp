@@ -87,6 +87,7 @@ bool sound_stream::has_header()
 
 sound_handle sound_stream::open(SF_INFO &format)
 {
+    length_ = std::numeric_limits<sf_count_t>::max() / 4; // longer than any
     sound_handle sound = open_held(format);
     const std::size_t bytes = sound ? sample_bytes(format) : 0;
     if (bytes == 0) return nullptr;
@@ -109,6 +110,7 @@ bool sound_stream::is_unknown()
     const std::span<char> held = bytes_.held();
     // A picture can come before the sound of an MP3, of any size.
     if (std::string_view{held.data(), held.size()}.starts_with("ID3")) return false;
+    length_ = std::ssize(held);
     SF_INFO format{};
     return !open_held(format) && sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT;
 }
@@ -138,8 +140,10 @@ file_descriptor sound_stream::spooled()
     return file_descriptor{dup(fileno(file.get()))};
 }
 
-/// Nobody knows it: longer than any stream.
-sf_count_t sound_stream::length(void *) { return std::numeric_limits<sf_count_t>::max() / 4; }
+sf_count_t sound_stream::length(void *stream)
+{
+    return static_cast<sound_stream *>(stream)->length_;
+}
 
 sf_count_t sound_stream::seek(sf_count_t offset, int whence, void *stream)
 {

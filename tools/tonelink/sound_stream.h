@@ -59,7 +59,7 @@ public:
 private:
     sound_handle open_held(SF_INFO &format);
 
-    static sf_count_t length(void *);
+    static sf_count_t length(void *stream);
     static sf_count_t seek(sf_count_t offset, int whence, void *stream);
     static sf_count_t read(void *to, sf_count_t count, void *stream);
     static sf_count_t tell(void *stream);
@@ -67,6 +67,7 @@ private:
     input_stream bytes_;
     std::string name_;
     std::size_t frame_bytes_ = 1;
+    int64_t length_ = 0;     ///< that libsndfile is told
     int64_t first_held_ = 0; ///< place of the first byte that is held
     int64_t place_ = 0;      ///< of the next byte that libsndfile reads
 };

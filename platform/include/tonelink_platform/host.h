@@ -43,8 +43,12 @@ extern "C" {
  *   is killed. It holds the samples that were written, without the pauses between writes. The first
  *   output of a process makes the file anew; the ones after it append, and must have the same rate;
  *   two at the same time are refused. A file that has reached 4 GiB takes no more.
+ * - `wav:-`: the same to standard output, in a pipe or a file, as it comes; its header says that
+ *   the length is not known. A reader that goes away fails the output, if SIGPIPE is ignored.
  * - `alsa` or `alsa:DEVICE`: the sound card, or whatever the desktop makes of ALSA's device
- *   `default` or of any other name that ALSA knows.
+ *   `default` or of any other name that ALSA knows. It is opened at a rate of its own, to which the
+ *   sound is resampled where they differ, with as few channels as it takes, which all play the
+ * same.
  * - `null`: nothing is heard; the time passes as with the others.
  *
  * @param choice  as in TONELINK_AUDIO; null: what the variable says
@@ -91,6 +95,15 @@ TONELINK_PLATFORM_API int tonelink_host_set_log(const char *target);
  * @return length of the whole line, at most 511; 0 when nothing has failed yet
  */
 TONELINK_PLATFORM_API size_t tonelink_host_get_last_error(char *text, size_t size);
+
+/**
+ * Tells in one line what the host platform does, but not as well as it should: of a sound card
+ * whose rate loses the band of the bursts, or whose pace cannot be exact. The same line is in the
+ * log. It is told when an output is prepared, which succeeds all the same.
+ * @param text  as of tonelink_host_get_last_error()
+ * @return length of the whole line, at most 511; 0 when there has been nothing to warn of
+ */
+TONELINK_PLATFORM_API size_t tonelink_host_get_last_warning(char *text, size_t size);
 
 #ifdef __cplusplus
 }

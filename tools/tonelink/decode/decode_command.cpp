@@ -69,8 +69,9 @@ struct decoding {
     std::atomic<bool> is_stream{false}; ///< then its progress is not known
 
     // Under the lock of the decode_run until `is_done`.
-    std::string lines{};  ///< that are to be printed
-    std::vector<std::string> remarks{}; ///< for standard error; a failure when `is_readable` is false
+    std::string lines{}; ///< that are to be printed
+    std::vector<std::string>
+        remarks{}; ///< for standard error; a failure when `is_readable` is false
     bool has_heard = false;
     bool is_readable = true;
     bool was_cut = false; ///< by a signal, before its end
@@ -237,7 +238,7 @@ private:
         double sum = 0;
         for (const auto &file : files_) sum += file->progress;
         const double share = sum / static_cast<double>(files_.size());
-        live_.show(joined(0, "decoding ", bar_of(share, 40), ' ', share * 100, " %"));
+        live_.show_share("decoding", share);
     }
 
     void stop()

@@ -69,8 +69,8 @@ std::string time_text(double seconds)
 std::string line_of(const message_summary &heard, const std::string &file, report_form form)
 {
     if (form == report_form::text)
-        return prefix_of(file) + time_text(heard.seconds) + "  " + meaning_of(heard.message) + "  " +
-               often(heard) + "\n";
+        return prefix_of(file) + time_text(heard.seconds) + "  " + meaning_of(heard.message) +
+               "  " + often(heard) + "\n";
     json_object object = object_of(heard.message, heard.seconds, file);
     object["bursts"] = heard.bursts;
     object["positions"] = heard.positions;

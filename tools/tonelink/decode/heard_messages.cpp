@@ -10,8 +10,7 @@ const message_summary &heard_messages::add(const tonelink_heard &heard)
 {
     const message_bits message = message_of(heard);
     auto summary = std::ranges::find(messages_, message, &message_summary::message);
-    if (summary == messages_.end())
-        summary = messages_.insert(summary, {message, start_of(heard)});
+    if (summary == messages_.end()) summary = messages_.insert(summary, {message, start_of(heard)});
     summary->bursts += heard.copies;
     summary->positions += heard.positions;
     summary->methods |= heard.methods;

@@ -9,49 +9,43 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr unsigned int kLatencyUs = 200'000;
+constexpr unsigned int kPeriods = 10; // 200 ms
 
-void ignore_message(const char *, int, const char *, int, const char *, va_list) {}
-
-snd_pcm_t *open_device(const std::string &device)
+failure cannot_listen(const std::string &device, const char *why)
 {
-    // ALSA explains failures on standard error, in lines of its own; not so on this thread.
-    snd_lib_error_set_local(ignore_message);
-    snd_pcm_t *pcm = nullptr;
-    int error = snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK);
-    if (error >= 0)
-        error = snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16, SND_PCM_ACCESS_RW_INTERLEAVED, 1,
-                                   kAudioRate, 1, kLatencyUs);
-    if (error >= 0) error = snd_pcm_start(pcm);
-    if (error >= 0) return pcm;
-    if (pcm != nullptr) snd_pcm_close(pcm);
-    throw failure{"cannot listen to the ALSA device \"" + device + "\": " + snd_strerror(error)};
+    return failure{"cannot listen to the ALSA device \"" + device + "\": " + why};
 }
 
-/// How many samples the device holds before it loses any.
-std::size_t capacity_of(snd_pcm_t *pcm)
-{
-    snd_pcm_uframes_t buffer = 0, period = 0;
-    snd_pcm_get_params(pcm, &buffer, &period);
-    return buffer;
+sound::pcm_device open_device(const std::string &device)
+try {
+    sound::pcm_device pcm{device, SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK, kAudioRate, kPeriods};
+    const sound::alsa_message_filter filter;
+    if (const int error = snd_pcm_start(pcm.handle()); error < 0)
+        throw sound::pcm_error{"start", error};
+    return pcm;
+} catch (const sound::pcm_error &error) {
+    throw cannot_listen(device, error.what());
 }
 
 } // namespace
 
 microphone::microphone(const std::string &device)
-    : device_{device}, pcm_{open_device(device)}, samples_(capacity_of(pcm_.get()))
+    : device_{device}, pcm_{open_device(device)},
+      frames_(pcm_.buffer_frames() * pcm_.channels()), channel_{pcm_.channels(), pcm_.rate()}
 {
 }
 
 std::span<const int16_t> microphone::read(int milliseconds)
 {
-    int error = snd_pcm_wait(pcm_.get(), milliseconds);
+    const sound::alsa_message_filter filter;
+    int error = snd_pcm_wait(pcm_.handle(), milliseconds);
     if (error == 0) return {};
     if (error > 0) {
-        const auto count = snd_pcm_readi(pcm_.get(), samples_.data(), samples_.size());
+        const auto count = snd_pcm_readi(pcm_.handle(), frames_.data(), pcm_.buffer_frames());
         if (count >= 0) {
             last_read_ = clock::now(); // the device is empty now, whatever it held
-            return std::span{samples_}.first(static_cast<std::size_t>(count));
+            return channel_.put(
+                std::span{frames_}.first(static_cast<std::size_t>(count) * pcm_.channels()));
         }
         error = static_cast<int>(count);
     }
@@ -62,14 +56,12 @@ std::span<const int16_t> microphone::read(int milliseconds)
 /// Goes on after an error of the device, if it can, with what has been lost by it counted.
 void microphone::resume(int error)
 {
-    error = snd_pcm_recover(pcm_.get(), error, 1);
-    if (error >= 0) error = snd_pcm_start(pcm_.get());
-    if (error < 0)
-        throw failure{"cannot listen to the ALSA device \"" + device_ +
-                      "\": " + snd_strerror(error)};
+    error = snd_pcm_recover(pcm_.handle(), error, 1);
+    if (error >= 0) error = snd_pcm_start(pcm_.handle());
+    if (error < 0) throw cannot_listen(device_, snd_strerror(error));
     const auto now = clock::now();
     const std::chrono::duration<double> seconds = now - std::exchange(last_read_, now);
-    lost_ += static_cast<int64_t>(seconds.count() * kAudioRate);
+    lost_ += static_cast<int64_t>(seconds.count() * rate());
 }
 
 int64_t microphone::take_lost() { return std::exchange(lost_, 0); }

@@ -1,35 +1,28 @@
-// A sound card, or what a desktop makes of one, to listen to.
+// A sound card, or what a desktop makes of one, to listen to: at a rate of its own, on the one of
+// its channels that hears best.
 #pragma once
 
-#include <cassert>
 #include <chrono>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
-// One of its declarations lies outside the extern "C" that it has of its own. What it includes must
-// not come into this one: it is above.
-extern "C" {
-#include <alsa/asoundlib.h>
-}
+#include "decode/loudest_channel.h"
+#include "sound/pcm_device.h"
 
 namespace tonelink::tool {
 
-/// Mono, 16 bits, 44100 Hz; ALSA converts what the card has.
 class microphone {
 public:
     /// Throws failure when the device cannot be opened.
     explicit microphone(const std::string &device);
+
+    /// Samples a second.
+    double rate() const { return pcm_.rate(); }
+
+    /// A line for the user when the device cannot hear bursts well; empty when all is well.
+    const std::string &warning() const { return pcm_.warning(); }
 
     /// What has come meanwhile, after waiting for it for `milliseconds` at most; none when nothing
     /// has. Valid until the next call. Throws failure when the device is lost.
@@ -44,13 +37,10 @@ private:
 
     void resume(int error);
 
-    struct close_pcm {
-        void operator()(snd_pcm_t *pcm) const { snd_pcm_close(pcm); }
-    };
-
     std::string device_;
-    std::unique_ptr<snd_pcm_t, close_pcm> pcm_;
-    std::vector<int16_t> samples_;
+    sound::pcm_device pcm_;
+    std::vector<int16_t> frames_;
+    loudest_channel channel_;
     clock::time_point last_read_ = clock::now();
     int64_t lost_ = 0;
 };

@@ -20,7 +20,7 @@ public:
 private:
     struct transmission {
         message_bits message;
-        double seconds;     ///< of its last burst
+        double seconds; ///< of its last burst
         int64_t bursts = 0;
     };
 

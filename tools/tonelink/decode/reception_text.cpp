@@ -69,6 +69,20 @@ std::string advice_on(const tonelink_reception &reception, int32_t reason)
     }
 }
 
+std::string word_for(int32_t reason)
+{
+    switch (reason) {
+    case TONELINK_REASON_HEARD: return "heard";
+    case TONELINK_REASON_SILENT: return "no sound at all";
+    case TONELINK_REASON_CLIPPED: return "too loud";
+    case TONELINK_REASON_BAND_CUT: return "the band is cut off";
+    case TONELINK_REASON_TOO_WEAK: return "bursts too weak";
+    case TONELINK_REASON_CLOCK: return "clock too far off";
+    case TONELINK_REASON_SAMPLES_LOST: return "samples are lost";
+    default: return "no burst";
+    }
+}
+
 json_object object_of(const tonelink_reception &reception)
 {
     json_object object;

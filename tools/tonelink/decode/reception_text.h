@@ -14,6 +14,9 @@ namespace tonelink::tool {
 /// @param reason  whose: the reception's of the whole sound, or its recent one
 std::string advice_on(const tonelink_reception &reception, int32_t reason);
 
+/// The same in two or three words, for a line that goes on.
+std::string word_for(int32_t reason);
+
 /// The reason for the whole sound, and its figures.
 json_object object_of(const tonelink_reception &reception);
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include <pango/pangocairo.h>
-#include <unistd.h>
 
+#include "descriptor_io.h"
 #include "errors.h"
 
 namespace tonelink::tool {
@@ -18,14 +18,9 @@ void set_ink(cairo_t *context, const colour &ink)
 
 cairo_status_t write_block(void *descriptor, const unsigned char *data, unsigned int length)
 {
-    while (length > 0) {
-        const ssize_t written = write(*static_cast<const int *>(descriptor), data, length);
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) return CAIRO_STATUS_WRITE_ERROR;
-        data += written;
-        length -= static_cast<unsigned int>(written);
-    }
-    return CAIRO_STATUS_SUCCESS;
+    return write_all(*static_cast<const int *>(descriptor), data, length)
+               ? CAIRO_STATUS_SUCCESS
+               : CAIRO_STATUS_WRITE_ERROR;
 }
 
 struct unref_pango {

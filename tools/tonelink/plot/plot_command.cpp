@@ -1,8 +1,10 @@
 // `tonelink plot`: the spectrogram of a sound file as a picture, with the bursts in it marked.
 #include <algorithm>
 #include <bit>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,9 +15,11 @@
 #include "burst_shape.h"
 #include "command.h"
 #include "errors.h"
+#include "live_line.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"
+#include "plot/kept_sound.h"
 #include "plot/resampled_sound.h"
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
@@ -26,8 +30,9 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr const char *kExample = R"(Example:
-  tonelink plot pairing.wav -o pairing.png)";
+constexpr const char *kExamples = R"(Examples:
+  tonelink plot pairing.wav -o pairing.png
+  arecord -f S16_LE -r 44100 -d 10 | tonelink plot - -o room.png)";
 
 /// Width and height in pixels.
 using picture_size = std::pair<int, int>;
@@ -37,7 +42,38 @@ struct plot_options {
     std::string output;
     std::optional<picture_size> size;
     bool constellation = false;
+    bool quiet = false;
 };
+
+/// Shows on a terminal how far a command is that takes its time.
+class progress_line {
+public:
+    explicit progress_line(bool is_shown) : is_shown_{is_shown} {}
+    ~progress_line() { clear(); }
+    progress_line(const progress_line &) = delete;
+    progress_line &operator=(const progress_line &) = delete;
+
+    void show(double share)
+    {
+        constexpr std::chrono::milliseconds kTick{200};
+        const auto now = clock::now();
+        if (!is_shown_ || now - shown_ < kTick) return;
+        shown_ = now;
+        live_.show_share("drawing", share);
+    }
+
+    void clear() { live_.clear(); }
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    bool is_shown_;
+    clock::time_point shown_ = clock::now();
+    live_line live_{stderr};
+};
+
+/// How much of the work it is to look for the bursts; most of the rest is the spectrogram.
+constexpr double kSurveyShare = 0.8;
 
 constexpr picture_size kSize{1600, 1000};
 constexpr picture_size kSizeWithConstellation{1600, 1600};
@@ -45,17 +81,20 @@ constexpr picture_size kSizeWithConstellation{1600, 1600};
 /// Spectra of 12 ms see 170 Hz apart: both little beside a symbol and the band.
 constexpr double kWindowSeconds = 0.012;
 
-spectrogram analyse(const sound_source &source, const spectrogram_shape &shape)
+spectrogram analyse(const sound_source &source, const spectrogram_shape &shape,
+                    const std::function<void(double)> &progressed = {})
 {
     sound_reader sound{source};
     const auto margin = static_cast<int64_t>(shape.window);
     const int64_t start = std::max<int64_t>(0, shape.first_sample - margin);
     sound.skip(start);
     spectrogram levels{shape, start};
-    int64_t left = shape.end_sample + margin - start;
+    const int64_t count = shape.end_sample + margin - start;
+    int64_t left = count;
     for (auto block = sound.read(); !block.empty() && left > 0; block = sound.read()) {
         levels.put(block);
         left -= static_cast<int64_t>(block.size());
+        if (progressed) progressed(1 - static_cast<double>(left) / static_cast<double>(count));
     }
     levels.finish();
     return levels;
@@ -172,14 +211,17 @@ picture_parts parts_of(const sound_survey &sound, bool constellation)
 
 /// @param size  without one, the picture is high enough for its parts
 canvas draw_sound(const sound_source &source, const sound_survey &sound,
-                  const std::optional<picture_size> &size, bool constellation)
+                  const std::optional<picture_size> &size, bool constellation,
+                  progress_line &progress)
 {
     const picture_parts parts = parts_of(sound, constellation);
     const auto [width, height] =
         size.value_or(parts == picture_parts::constellation ? kSizeWithConstellation : kSize);
     const picture_layout layout{width, height, parts};
-    const spectrogram overview = analyse(source, overview_of(sound, layout.columns()));
-    burst_picture picture{std::filesystem::path{source.path}.filename(),
+    const spectrogram overview =
+        analyse(source, overview_of(sound, layout.columns()),
+                [&](double share) { progress.show(kSurveyShare + (1 - kSurveyShare) * share); });
+    burst_picture picture{std::filesystem::path{name_of(source)}.filename(),
                           subtitle_of(sound, source, constellation), &overview, sound.bursts};
     std::optional<spectrogram> closeup;
     std::optional<subcarrier_estimate> subcarriers;
@@ -204,14 +246,16 @@ void plot(const plot_options &options)
     if (options.output != "-" && std::filesystem::path{options.output}.extension() != ".png")
         throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
     refuse_terminal(options.output);
-    const sound_source &source = options.source;
-    if (source.path == "-" || std::filesystem::is_fifo(source.path))
-        throw wrong_usage{"cannot plot from a pipe, as the sound is read twice; a file is right"};
+    output_file output{options.output}; // first, as what follows takes its time
+    const kept_sound kept{options.source};
+    const sound_source &source = kept.source();
 
-    const sound_survey sound = survey_sound(source);
+    progress_line progress{!options.quiet};
+    const sound_survey sound =
+        survey_sound(source, [&](double share) { progress.show(kSurveyShare * share); });
+    const canvas page = draw_sound(source, sound, options.size, options.constellation, progress);
+    progress.clear();
     if (!sound.remark.empty()) say("tonelink plot", sound.remark);
-    const canvas page = draw_sound(source, sound, options.size, options.constellation);
-    output_file output{options.output};
     page.write_png(output);
     output.commit();
 }
@@ -222,10 +266,10 @@ void add_plot_command(CLI::App &program)
 {
     auto options = std::make_shared<plot_options>();
     CLI::App *command = program.add_subcommand("plot", "Draw the spectrogram of a sound file");
-    command->footer(kExample);
+    command->footer(kExamples);
     command
         ->add_option("FILE", options->source.path,
-                     "Sound file: WAV, FLAC or any that libsndfile reads")
+                     "Sound file: WAV, FLAC or any that libsndfile reads; - is standard input")
         ->type_name("")
         ->required();
     command
@@ -247,6 +291,7 @@ void add_plot_command(CLI::App &program)
         ->delimiter('x')
         ->transform(number_from(640, 8000).application_index(0))
         ->transform(number_from(400, 8000).application_index(1));
+    command->add_flag("-q,--quiet", options->quiet, "Do not show on a terminal how far it is");
     command->callback([options] { plot(*options); });
 }
 

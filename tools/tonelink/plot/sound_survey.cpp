@@ -22,7 +22,8 @@ std::vector<tonelink_heard> bursts_in(const sound_source &source)
 {
     std::vector<tonelink_heard> bursts;
     sound_reader sound{source};
-    decode_sound(sound, {}, {.heard = [&](const tonelink_heard &heard) { bursts.push_back(heard); }});
+    decode_sound(sound, {},
+                 {.heard = [&](const tonelink_heard &heard) { bursts.push_back(heard); }});
     return bursts;
 }
 
@@ -33,7 +34,7 @@ std::size_t sound_survey::decoded() const
     return static_cast<std::size_t>(std::ranges::count_if(bursts, &sound_burst::is_decoded));
 }
 
-sound_survey survey_sound(const sound_source &source)
+sound_survey survey_sound(const sound_source &source, const std::function<void(double)> &progressed)
 {
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
@@ -44,6 +45,8 @@ sound_survey survey_sound(const sound_source &source)
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
         survey.samples += static_cast<int64_t>(block.size());
+        if (progressed && sound.length() > 0)
+            progressed(static_cast<double>(survey.samples) / static_cast<double>(sound.length()));
     }
     survey.remark = sound.remark();
     if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get());

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -34,7 +35,9 @@ struct sound_survey {
 };
 
 /// Reads the sound from front to back, twice at the same time. Throws failure.
-sound_survey survey_sound(const sound_source &source);
+/// @param progressed  is told which share has been read
+sound_survey survey_sound(const sound_source &source,
+                          const std::function<void(double)> &progressed = {});
 
 /// Puts together what both ways of looking saw. What was decoded counts, and what was found at the
 /// same place tells more exactly where it begins; what else was found in the middle of it does not

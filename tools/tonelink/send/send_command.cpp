@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <future>
 #include <limits>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <string>
 
 #include <tonelink_platform/host.h>
+#include <unistd.h>
 
 #include "arguments.h"
 #include "command.h"
@@ -22,13 +24,16 @@
 namespace tonelink::tool {
 namespace {
 
-constexpr int kTickMilliseconds = 100;
+constexpr std::chrono::duration<int, std::milli> kTick{100};
 constexpr int kMasterVolumeStep = 5;
 
 constexpr const char *kSendExamples = R"(Examples:
   tonelink send --pin 4711 --address AA:BB:CC:DD:EE:FF
   tonelink send --text hello --count 5 --output wav:hello.wav
-Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops.)";
+  tonelink send --text hello --count 5 --output wav:- | tonelink decode -
+Keys on a terminal: + and - or the arrows turn the master volume, q or Ctrl-C stops,
+Ctrl-C again without waiting for the copies at hand.
+The burst is made the quieter, the higher the master volume is: silent above 90.)";
 
 struct send_options {
     message_choice message;
@@ -38,6 +43,8 @@ struct send_options {
     std::optional<int> master_volume;
     bool av_product = false;
     bool json = false;
+    bool quiet = false;
+    bool verbose = false;
 };
 
 /// Four digits from the system's source of randomness: who knows when it was drawn knows nothing.
@@ -54,6 +61,27 @@ void refuse_contradictions(const send_options &options)
     if (options.av_product && options.plan.by == player::standalone)
         throw wrong_usage{"--av-product is about volumes, which --player standalone leaves alone; "
                           "thread or callback is right"};
+    if (options.json && options.quiet)
+        throw wrong_usage{"--json tells what --quiet keeps to itself; either is right, not both"};
+}
+
+/// Whether the sound goes to standard output, where nothing else may go then.
+bool plays_to_standard_output(const send_options &options)
+{
+    const char *const variable = std::getenv("TONELINK_AUDIO");
+    return options.output.value_or(variable ? variable : "") == "wav:-";
+}
+
+report_style style_of(const send_options &options)
+{
+    const bool is_taken = plays_to_standard_output(options);
+    if (is_taken && isatty(STDOUT_FILENO))
+        throw wrong_usage{"--output wav:- would fill the terminal with bytes; "
+                          "a pipe or a file is right"};
+    return {.form = options.json ? report_form::json : report_form::text,
+            .is_quiet = options.quiet,
+            .has_live_line = !options.quiet && !options.verbose, // the log would run through it
+            .stream = is_taken ? stderr : stdout};
 }
 
 /// Sets up the host platform as the options say.
@@ -66,6 +94,7 @@ void set_up_host(const send_options &options)
                           "' is not right: it is wav:PATH, alsa, alsa:DEVICE or none"};
     if (options.master_volume) sound_manager_set_master_volume(*options.master_volume);
     if (options.av_product) tonelink_host_set_av_product(1);
+    if (options.verbose) tonelink_host_set_log("stderr");
 }
 
 /// Completes a pairing with what the options leave open.
@@ -77,41 +106,76 @@ message_choice choose_pairing(message_choice choice)
     return choice;
 }
 
+/// Who can end a transmission, and what they have asked for.
+struct attendance {
+    const volumes before = read_volumes(); ///< what the program goes back to
+    const stop_signals signals{};
+    stop_wish stopping{};
+};
+
+/// Starts a transmission. A device may keep it waiting; whoever asks twice by a signal does not
+/// wait.
+std::unique_ptr<transmission> start(const transmission_plan &plan, attendance &attended)
+{
+    auto starting =
+        std::async(std::launch::async, [&plan] { return std::make_unique<transmission>(plan); });
+    while (starting.wait_for(kTick) != std::future_status::ready) {
+        const int signal = attended.signals.take();
+        if (signal == 0 || signal == SIGCONT || !attended.stopping.repeats()) continue;
+        put_volumes_back(attended.before);
+        end_by(signal);
+    }
+    return starting.get();
+}
+
 /// Looks after a transmission under way.
 class send_loop {
 public:
-    send_loop(transmission &sending, send_report &report, double limit_s)
-        : sending_{sending}, report_{report}, limit_s_{limit_s}
+    send_loop(transmission &sending, send_report &report, attendance &attended, double limit_s)
+        : sending_{sending}, report_{report}, attended_{attended}, limit_s_{limit_s}
     {
+        report_.started(attended.before, keys_.is_there());
     }
 
     /// Plays until the time is over, the last copies are at hand, a signal comes or a key says so,
     /// but not before the first samples are on their way. Returns which of these it was.
-    stop_reason play(const stop_signals &signals, keyboard &keys) const
+    stop_reason play()
     {
-        for (;;) {
+        bool has_warned = false;
+        while (!attended_.stopping.is_there()) {
             sending_.check_output();
+            if (!has_warned && !last_warning().empty()) {
+                report_.warn(last_warning());
+                has_warned = true;
+            }
             const auto now = progress();
             if (sending_.has_begun()) {
                 report_.playing(now, false);
                 if (sending_.is_at_last_write()) return stop_reason::count;
                 if (now.seconds >= limit_s_) return stop_reason::time;
             }
-            const event happened = wait_for_event(signals, keys, time_to_wait(now.seconds));
-            if (happened == event::signal) return stop_reason::signal;
-            if (happened == event::quit) return stop_reason::key;
+            const event happened =
+                wait_for_event(attended_.signals, keys_, time_to_wait(now.seconds));
             turn_volume(happened);
+            if (happened.what == request::stop || happened.what == request::quit)
+                attended_.stopping.repeats();
+            if (happened.what == request::quit) return stop_reason::key;
         }
+        return stop_reason::signal;
     }
 
-    /// Stops, which takes as long as the copies at hand, and goes on telling how it goes.
-    void finish(stop_reason reason, const stop_signals &signals, keyboard &keys) const
+    /// Stops, which takes as long as the copies at hand, and goes on telling how it goes. Whoever
+    /// asks for it once more by a signal does not wait.
+    void finish(stop_reason reason)
     {
         auto stopping = std::async(std::launch::async, [this] { sending_.stop(); });
         while (stopping.wait_for(std::chrono::seconds{0}) != std::future_status::ready) {
             sending_.check_output();
             if (sending_.has_begun()) report_.playing(progress(), reason != stop_reason::count);
-            turn_volume(wait_for_event(signals, keys, kTickMilliseconds));
+            const event happened = wait_for_event(attended_.signals, keys_, kTick.count());
+            turn_volume(happened);
+            if (happened.what == request::stop && attended_.stopping.repeats())
+                give_up(happened.signal);
         }
         stopping.get();
         sending_.check_output();
@@ -121,10 +185,22 @@ public:
 private:
     using clock = std::chrono::steady_clock;
 
-    static void turn_volume(event happened)
+    static void turn_volume(const event &happened)
     {
-        if (happened == event::louder) turn_master_volume(kMasterVolumeStep);
-        if (happened == event::softer) turn_master_volume(-kMasterVolumeStep);
+        if (happened.what == request::louder) turn_master_volume(kMasterVolumeStep);
+        if (happened.what == request::softer) turn_master_volume(-kMasterVolumeStep);
+    }
+
+    /// Ends the program in the midst of a write, with volumes and terminal as they were.
+    [[noreturn]] void give_up(int signal)
+    {
+        put_volumes_back(attended_.before);
+        keys_.let_go();
+        try {
+            report_.stopped(progress(), stop_reason::signal);
+        } catch (const failure &) { // there is nobody to tell
+        }
+        end_by(signal);
     }
 
     send_report::progress progress() const
@@ -137,11 +213,13 @@ private:
     int time_to_wait(double elapsed_s) const
     {
         const double left = std::ceil((limit_s_ - elapsed_s) * 1000);
-        return left > 0 && left < kTickMilliseconds ? static_cast<int>(left) : kTickMilliseconds;
+        return left > 0 && left < kTick.count() ? static_cast<int>(left) : kTick.count();
     }
 
     transmission &sending_;
     send_report &report_;
+    attendance &attended_;
+    keyboard keys_;
     double limit_s_;
     clock::time_point start_ = clock::now();
 };
@@ -151,22 +229,19 @@ void send(const send_options &options)
     transmission_plan plan = options.plan;
     length_of(options.message); // what does not fit is said before anything else goes wrong
     refuse_contradictions(options);
+    const report_style style = style_of(options);
     set_up_host(options);
     const message_choice choice = choose_pairing(options.message);
     plan.message = message_of(choice);
 
     // A reader that goes away is a failure like others, told once the volumes are back.
     std::signal(SIGPIPE, SIG_IGN);
-    const stop_signals signals;
-    const volumes before = read_volumes();
-    transmission sending{plan};
-    keyboard keys;
-    send_report report{plan, choice.pin, options.json ? report_form::json : report_form::text};
-    const send_loop loop{sending, report,
-                         options.limit_s.value_or(std::numeric_limits<double>::infinity())};
-    report.started(before, keys.is_there());
-    const stop_reason reason = loop.play(signals, keys);
-    loop.finish(reason, signals, keys);
+    attendance attended;
+    const auto sending = start(plan, attended);
+    send_report report{plan, choice.pin, style};
+    send_loop loop{*sending, report, attended,
+                   options.limit_s.value_or(std::numeric_limits<double>::infinity())};
+    loop.finish(loop.play());
 }
 
 } // namespace
@@ -198,14 +273,18 @@ void add_send_command(CLI::App &program)
                               {"callback", player::callback},
                               {"standalone", player::standalone}});
     option("--output", options->output, "OUTPUT",
-           "wav:PATH, alsa, alsa:DEVICE or none (default TONELINK_AUDIO, else alsa)");
+           "wav:PATH, wav:- for standard output, alsa, alsa:DEVICE or none (default "
+           "TONELINK_AUDIO, else alsa)");
     option("--rate", options->plan.rate, "HZ", "Sample rate of the output (default 44100)")
         ->transform(number_from(8000, 192'000));
     option("--master-volume", options->master_volume, "N",
-           "Set the master volume first, 0 to 100 (else it is 20)")
+           "Set the master volume first, 0 to 100 (else it is 20); above 90 nothing is heard")
         ->transform(number_from(0, 100));
     command->add_flag("--av-product", options->av_product, "Choose the volume as on an AV product");
     command->add_flag("--json", options->json, "Tell what happens as lines of JSON");
+    command->add_flag("-q,--quiet", options->quiet, "Say nothing but what is wrong");
+    command->add_flag("-v,--verbose", options->verbose,
+                      "Show the library's log on standard error, as TONELINK_LOG=stderr does");
     command->callback([options] { send(*options); });
 }
 

@@ -21,13 +21,15 @@ namespace {
 constexpr int kSoundType = 1;
 constexpr int kLoudest = 100;
 
-/// What the host platform last could not do, or nothing.
-std::string last_error()
+std::string line_of_host(size_t (*get)(char *text, size_t size))
 {
     std::array<char, 512> line{};
-    tonelink_host_get_last_error(line.data(), line.size());
+    get(line.data(), line.size());
     return line.data();
 }
+
+/// What the host platform last could not do, or nothing.
+std::string last_error() { return line_of_host(tonelink_host_get_last_error); }
 
 /// `what` went wrong, with the host platform's reason where it has given one since `error_before`.
 failure failed(const std::string &what, const std::string &error_before)
@@ -71,11 +73,20 @@ volumes read_volumes()
     return now;
 }
 
+std::string last_warning() { return line_of_host(tonelink_host_get_last_warning); }
+
 void turn_master_volume(int step)
 {
     int volume = 0;
     sound_manager_get_master_volume(&volume);
     sound_manager_set_master_volume(std::clamp(volume + step, 0, kLoudest));
+}
+
+void put_volumes_back(const volumes &before)
+{
+    sound_manager_unset_master_volume_changed_cb(); // or it would set the sound's anew
+    if (before.floor < 0) sound_manager_unset_ultrasound_volume_min();
+    sound_manager_set_volume(kSoundType, before.sound);
 }
 
 transmission::transmission(const transmission_plan &plan)

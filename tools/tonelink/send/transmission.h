@@ -35,8 +35,15 @@ struct volumes {
 };
 volumes read_volumes();
 
+/// What the host platform last warned of, in a line, or nothing.
+std::string last_warning();
+
 /// Turns the master volume up or down, as far as it goes.
 void turn_master_volume(int step);
+
+/// Puts volumes back to what they were, as a transmission does when it ends: for a program that
+/// ends without waiting for that.
+void put_volumes_back(const volumes &before);
 
 class transmission {
 public:

@@ -1,0 +1,69 @@
+#include "decode/loudest_channel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "burst_shape.h"
+
+namespace tonelink::tool {
+namespace {
+
+constexpr double kBlocksPerSecond = 100;
+constexpr double kNewBlockShare = 0.1; // of the mean: a tenth of a second
+constexpr double kHysteresis = 4;      // 6 dB
+
+constexpr double kMiddleHz = (kBandLowHz + kBandHighHz) / 2.0;
+constexpr double kWidthHz = kBandHighHz - kBandLowHz;
+
+} // namespace
+
+loudest_channel::loudest_channel(std::size_t channels, double rate)
+    : block_frames_{static_cast<std::size_t>(rate / kBlocksPerSecond)}, filters_(channels)
+{
+    // Poles at the middle of the band, as far inside the unit circle as its width asks for.
+    const double radius = std::exp(-std::numbers::pi * kWidthHz / rate);
+    feedback1_ = 2 * radius * std::cos(2 * std::numbers::pi * kMiddleHz / rate);
+    feedback2_ = -radius * radius;
+}
+
+std::span<const int16_t> loudest_channel::put(std::span<const int16_t> frames)
+{
+    const std::size_t channels = filters_.size();
+    if (channels == 1) return frames;
+    samples_.clear();
+    for (; frames.size() >= channels; frames = frames.subspan(channels)) {
+        samples_.push_back(frames[chosen_]);
+        measure(frames.first(channels));
+    }
+    return samples_;
+}
+
+void loudest_channel::measure(std::span<const int16_t> frame)
+{
+    for (std::size_t channel = 0; channel < frame.size(); ++channel) {
+        band_filter &filter = filters_[channel];
+        const double state =
+            frame[channel] + feedback1_ * filter.before1 + feedback2_ * filter.before2;
+        // Zeros at 0 Hz and at half the rate keep the rest of the room out.
+        const double passed = state - filter.before2;
+        filter.before2 = filter.before1;
+        filter.before1 = state;
+        filter.block_power += passed * passed;
+    }
+    if (++measured_ == block_frames_) choose();
+}
+
+void loudest_channel::choose()
+{
+    measured_ = 0;
+    for (band_filter &filter : filters_) {
+        filter.power += kNewBlockShare * (filter.block_power - filter.power);
+        filter.block_power = 0;
+    }
+    const auto loudest = std::ranges::max_element(filters_, {}, &band_filter::power);
+    if (loudest->power > kHysteresis * filters_[chosen_].power)
+        chosen_ = static_cast<std::size_t>(loudest - filters_.begin());
+}
+
+} // namespace tonelink::tool

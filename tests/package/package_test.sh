@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs the library into an empty folder, moves the tree, and builds the program in the README
-# against it as users would: through pkg-config and through find_package(), with the shared library and
+# that makes a burst against it as users would: through pkg-config and through find_package(), with the shared library and
 # with the static one.
 # Arguments: the source folder, the build folder, the C compiler, its flags.
 set -eu
@@ -15,7 +15,7 @@ cmake --install "$build" --prefix "$work/installed" >/dev/null
 mv "$work/installed" "$work/moved"
 lib=$(dirname "$(find "$work/moved" -name libtonelink-api.so.0)")
 cd "$work"
-sed -n '/^```c$/,/^```$/p' "$source/README.md" | sed '/^```/d' >program.c
+sh "$source/tests/package/readme_program.sh" "$source/README.md" tonelink/modem.h >program.c
 
 expect() {
     if [ "$2" != "$3" ]; then

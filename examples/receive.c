@@ -61,15 +61,16 @@ static void print_reason(const tonelink_reception *report)
 
 int main(int argc, char **argv)
 {
-    if (argc != 2) {
+    int rate = argc == 2 ? atoi(argv[1]) : 0;
+    if (rate <= 0) {
         fprintf(stderr, "usage: receive RATE <SAMPLES\n");
         return 2;
     }
-    tonelink_receiver_settings settings = {.size = sizeof settings, .sample_rate = atoi(argv[1])};
+    tonelink_receiver_settings settings = {.size = sizeof settings, .sample_rate = rate};
     tonelink_receiver *receiver;
     int32_t result = tonelink_receiver_open(&settings, &receiver);
     if (result != TONELINK_RECEIVER_OK) {
-        fprintf(stderr, "receive: cannot receive at \"%s\" Hz: %s\n", argv[1],
+        fprintf(stderr, "receive: cannot receive at %d Hz: %s\n", rate,
                 tonelink_receiver_text(result));
         return 2;
     }

@@ -113,5 +113,5 @@ if __name__ == "__main__":
     try:
         sys.exit(main(sys.argv[1]))
     except (OSError, EOFError, ValueError, wave.Error) as error:
-        print(f"receive.py: cannot read \"{sys.argv[1]}\": {error}", file=sys.stderr)
+        print(f"receive.py: cannot receive from \"{sys.argv[1]}\": {error}", file=sys.stderr)
         sys.exit(2)

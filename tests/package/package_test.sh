@@ -1,7 +1,7 @@
 #!/bin/sh
-# Installs the library into an empty folder, moves the tree, and builds the program in the README
-# that makes a burst against it as users would: through pkg-config and through find_package(), with the shared library and
-# with the static one.
+# Installs the library into an empty folder, moves the tree, and builds the program in the README that
+# makes a burst against it as users would: through pkg-config and through find_package(), with the
+# shared library and with the static one.
 # Arguments: the source folder, the build folder, the C compiler, its flags.
 set -eu
 source=$1

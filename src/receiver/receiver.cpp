@@ -18,9 +18,16 @@ constexpr int kStepsPerTick = 3;
 /// what its own pattern makes it look like beside itself.
 constexpr double kSameBurst = 0.95 * kBurstSamples;
 
-/// In place of samples lost, so much silence is heard at most: longer than a burst takes to be
-/// complete and told.
+/// In place of samples lost, so much silence is heard at most: longer than a burst.
 constexpr double kLongestSilence = 0.6;
+
+/// Where in that silence the others are missing, in samples. A burst before them begins before the
+/// silence, one behind them ends after it: both are told from here on the right side.
+constexpr int64_t kPlaceOfGap =
+    (static_cast<int64_t>(kLongestSilence * kAudioRate) - int64_t{kBurstSamples}) / 2;
+
+/// More frames than that are not counted: no sum of them leaves 64 bits.
+constexpr uint64_t kMostFrames = uint64_t{1} << 62;
 
 /// A record is a repeat of those this long before it.
 constexpr double kRepeatSeconds = 3;
@@ -126,13 +133,13 @@ void receiver::put_silence(uint64_t frames)
 void receiver::put_lost(uint64_t frames)
 {
     if (is_ended_) begin_stream();
+    frames = std::min(frames, kMostFrames - std::min(frames_, kMostFrames));
     const auto heard = std::min(frames, static_cast<uint64_t>(kLongestSilence * rate_));
+    const int64_t silence = int64_t{kTick} * ticks_ + static_cast<int64_t>(tick_fill_);
     frames_ += frames;
     slot_.lost_frames += frames;
     put_silence(heard);
-    if (frames > heard)
-        places_.skip(static_cast<int64_t>(kTick) * ticks_ + static_cast<int64_t>(tick_fill_),
-                     frames - heard);
+    if (frames > heard) places_.skip(silence + kPlaceOfGap, frames - heard);
 }
 
 void receiver::finish()

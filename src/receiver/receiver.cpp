@@ -151,9 +151,6 @@ void receiver::finish()
         put_silence(frames_to_tick());
     is_draining_ = false;
     is_ended_ = true;
-    whole_.add(slot_); // what the last, incomplete slot has counted
-    recent_[whole_.slots % kRecentSlots].add(slot_);
-    slot_ = {};
 }
 
 void receiver::hear_tick()

@@ -165,6 +165,7 @@ int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, const float *sam
 int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
+    if (frames > 0) receiver->clipping = {};
     receiver->inside.put_lost(frames);
     return TONELINK_RECEIVER_OK;
 }
@@ -172,6 +173,7 @@ int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)
 int32_t tonelink_receiver_flush(tonelink_receiver *receiver)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
+    receiver->clipping = {};
     receiver->inside.finish();
     return TONELINK_RECEIVER_OK;
 }

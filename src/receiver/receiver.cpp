@@ -93,6 +93,7 @@ void receiver::put(std::span<const float> samples, const flaws &found)
 {
     if (is_ended_) begin_stream();
     frames_ += samples.size();
+    slot_.frames += samples.size();
     slot_.clipped_frames += found.clipped;
     slot_.invalid_frames += found.invalid;
     put_samples(samples);

@@ -7,12 +7,12 @@
  * its sample rate, pushes what a microphone or a file gives it, in blocks of any size, and takes
  * from it what was heard:
  *
- *     tonelink_receiver_settings settings = {sizeof settings, 48000};
+ *     tonelink_receiver_settings settings = {.size = sizeof settings, .sample_rate = 48000};
  *     tonelink_receiver *receiver;
  *     if (tonelink_receiver_open(&settings, &receiver) != TONELINK_RECEIVER_OK) return 1;
  *     while ((frames = read_samples(samples)) > 0) {
  *         tonelink_receiver_push_s16(receiver, samples, frames, 1);
- *         tonelink_heard heard = {sizeof heard};
+ *         tonelink_heard heard = {.size = sizeof heard};
  *         while (tonelink_receiver_next(receiver, &heard) == 1) use(&heard);
  *     }
  *     tonelink_receiver_close(receiver);

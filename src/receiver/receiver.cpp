@@ -14,9 +14,16 @@ namespace {
 /// Measuring steps in a tick: a third of a burst's symbols or so.
 constexpr int kStepsPerTick = 3;
 
-/// In place of samples lost, so much silence is heard at most: longer than a burst takes to be
-/// complete and told.
+/// In place of samples lost, so much silence is heard at most: longer than a burst.
 constexpr double kLongestSilence = 0.6;
+
+/// Where in that silence the others are missing, in samples. A burst before them begins before the
+/// silence, one behind them ends after it: both are told from here on the right side.
+constexpr int64_t kPlaceOfGap =
+    (static_cast<int64_t>(kLongestSilence * kAudioRate) - int64_t{kBurstSamples}) / 2;
+
+/// More frames than that are not counted: no sum of them leaves 64 bits.
+constexpr uint64_t kMostFrames = uint64_t{1} << 62;
 
 /// A record is a repeat of those up to three seconds before it.
 constexpr double kRepeatSeconds = 3;
@@ -75,6 +82,7 @@ void receiver::put(std::span<const float> samples, const flaws &found)
 {
     if (is_ended_) begin_stream();
     frames_ += samples.size();
+    slot_.frames += samples.size();
     slot_.clipped_frames += found.clipped;
     slot_.invalid_frames += found.invalid;
     put_samples(samples);
@@ -115,12 +123,13 @@ void receiver::put_silence(uint64_t frames)
 void receiver::put_lost(uint64_t frames)
 {
     if (is_ended_) begin_stream();
+    frames = std::min(frames, kMostFrames - std::min(frames_, kMostFrames));
     const auto heard = std::min(frames, static_cast<uint64_t>(kLongestSilence * rate_));
+    const auto silence = static_cast<int64_t>(exact_.position() + tick_fill_);
     frames_ += frames;
     slot_.lost_frames += frames;
     put_silence(heard);
-    if (frames > heard)
-        places_.skip(static_cast<int64_t>(exact_.position() + tick_fill_), frames - heard);
+    if (frames > heard) places_.skip(silence + kPlaceOfGap, frames - heard);
 }
 
 void receiver::settle()
@@ -142,9 +151,6 @@ void receiver::finish()
         put_silence(frames_to_tick());
     is_draining_ = false;
     is_ended_ = true;
-    whole_.add(slot_); // what the last, incomplete slot has counted
-    recent_[whole_.slots % kRecentSlots].add(slot_);
-    slot_ = {};
 }
 
 /// Goes through a tick, or through what there is of one.

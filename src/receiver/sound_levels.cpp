@@ -29,7 +29,7 @@ void sound_figures::add(const sound_figures &other)
     for (std::size_t i = 0; i < narrow_powers.size(); ++i)
         narrow_powers[i] += other.narrow_powers[i];
     peak = std::max(peak, other.peak);
-    samples += other.samples;
+    frames += other.frames;
     clipped_frames += other.clipped_frames;
     invalid_frames += other.invalid_frames;
     lost_frames += other.lost_frames;
@@ -68,7 +68,6 @@ bool sound_levels::put(std::span<const float> samples, sound_figures &slot)
     slot.power = power_ / kSlotSamples;
     slot.quiet_slots = slot.power < kQuiet ? 1 : 0;
     slot.peak = peak_;
-    slot.samples = kSlotSamples;
     measure_spectrum(slot);
     restart();
     return true;

@@ -23,9 +23,9 @@ struct sound_figures {
     double band_power = 0;    ///< in the band of the bursts
     std::array<double, kLevelBands> powers{};
     std::array<float, kNarrowBands> narrow_powers{};
-    float peak = 0;              ///< the largest sample
-    uint64_t samples = 0;        ///< at 44100 Hz
-    uint64_t clipped_frames = 0; ///< of the input
+    float peak = 0;      ///< the largest sample
+    uint64_t frames = 0; ///< of the input, without those that were lost
+    uint64_t clipped_frames = 0;
     uint64_t invalid_frames = 0;
     uint64_t lost_frames = 0;
     uint32_t heard = 0;      ///< bursts

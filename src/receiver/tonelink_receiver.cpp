@@ -167,6 +167,7 @@ int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, const float *sam
 int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
+    if (frames > 0) receiver->check = {};
     receiver->inside.put_lost(frames);
     return TONELINK_RECEIVER_OK;
 }
@@ -181,6 +182,7 @@ int32_t tonelink_receiver_settle(tonelink_receiver *receiver)
 int32_t tonelink_receiver_flush(tonelink_receiver *receiver)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
+    receiver->check = {};
     receiver->inside.finish();
     return TONELINK_RECEIVER_OK;
 }

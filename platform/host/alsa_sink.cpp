@@ -52,7 +52,8 @@ public:
     {
         const sound::alsa_message_filter filter;
         try {
-            write(converter_.finish());
+            // Where the device has run empty, these few milliseconds would come too late.
+            if (snd_pcm_avail_update(pcm_.handle()) >= 0) write(converter_.finish());
         } catch (const std::exception &) {
             return; // a device that is lost has told so, or ends with nothing more to tell
         }

@@ -122,11 +122,12 @@ TEST(ReceiverInterface, TakesAnySamples)
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     for (const int32_t rate : {44100, 48000, 96000}) {
         sound burst = burst_at(kPair32.bits, rate);
+        const auto beyond = std::ranges::count_if(burst, [](float x) { return std::abs(x) > 1; });
         burst.insert(burst.begin(), 100, 0.0f);
         const std::vector<float> odd = {NAN, kInfinity, -kInfinity, 1e30f, -1001, 1001};
         std::ranges::copy(odd, burst.begin());
-        burst[20] = 999; // limited, but too short to be cut off
-        burst[21] = -999;
+        burst[20] = 999; // beyond full scale
+        burst[21] = -1.0001f;
         for (const auto &[at, run] : {std::pair{30u, 2u}, {40u, 3u}, {50u, 5u}})
             std::fill_n(burst.begin() + at, run, 1.0f);
         open_receiver receiver{rate};
@@ -137,7 +138,7 @@ TEST(ReceiverInterface, TakesAnySamples)
         receiver.push(others);
         auto now = receiver.report();
         EXPECT_EQ(now.invalid_frames, odd.size());
-        EXPECT_EQ(now.clipped_frames, 3u + 5 + 3) << rate;
+        EXPECT_EQ(now.clipped_frames, 2u + 3 + 5 + 3 + beyond) << rate;
         EXPECT_EQ(now.lost_frames, 3u);
         EXPECT_EQ(now.frames, burst.size() + 9);
         tonelink_receiver_lost(receiver, UINT64_MAX); // not to be believed

@@ -153,7 +153,7 @@ private:
         file.remarks.push_back(sound.remark());
         if (reception.heard == 0)
             file.remarks.push_back("nothing heard in " + sound.name() + ": " +
-                                   advice_on(reception, reception.reason));
+                                   advice_on(reception, plan_.wanted));
         file.has_heard = reception.heard > 0;
         file.was_cut = sound.was_cut();
     }

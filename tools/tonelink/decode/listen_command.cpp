@@ -53,7 +53,7 @@ class message_listener {
 public:
     /// @param sample_rate  of the device
     message_listener(int sample_rate, const listening &wanted, report_form form)
-        : sample_rate_{sample_rate}, form_{form}, receiver_{sample_rate, wanted}
+        : sample_rate_{sample_rate}, form_{form}, wanted_{wanted}, receiver_{sample_rate, wanted}
     {
     }
 
@@ -89,7 +89,7 @@ public:
         const tonelink_reception reception = receiver_.reception();
         if (reception.heard > 0) return;
         if (form_ == report_form::json) print(line_of_nothing(reception, ""));
-        say("tonelink listen", "nothing heard: " + advice_on(reception, reception.reason));
+        say("tonelink listen", "nothing heard: " + advice_on(reception, wanted_));
     }
 
     /// How many messages have been told.
@@ -112,9 +112,9 @@ private:
 
     void show_meter()
     {
-        constexpr double kLowest = -90;
+        constexpr double kLowest = -90, kNothing = -100;
         const tonelink_reception reception = receiver_.reception();
-        const double level = reception.band_dbfs;
+        const double level = std::max<double>(reception.band_dbfs, kNothing);
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
         const std::string decibels = joined(0, std::setw(4), level, " dB");
         std::string last, brief = joined(0, level, " dB");
@@ -130,6 +130,7 @@ private:
 
     int sample_rate_;
     report_form form_;
+    listening wanted_;
     burst_receiver receiver_;
     live_line live_{stderr};
     int64_t samples_ = 0; ///< of the stream, those lost included

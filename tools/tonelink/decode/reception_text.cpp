@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "burst_shape.h"
+
 namespace tonelink::tool {
 namespace {
 
@@ -17,10 +19,15 @@ std::string bursts_text(uint32_t count)
     return count == 1 ? "1 burst was seen" : std::to_string(count) + " bursts were seen";
 }
 
-std::string too_weak(const tonelink_reception &reception)
+std::string too_weak(const tonelink_reception &reception, uint32_t lengths)
 {
     const std::string seen = bursts_text(reception.unread);
-    if (reception.missing_db <= 0)
+    const bool is_clear = reception.missing_db <= 0;
+    if (is_clear && lengths == TONELINK_LENGTH_32)
+        return seen + ", not of 32 bits it seems: --bits both hears the others";
+    if (is_clear && lengths == TONELINK_LENGTH_48)
+        return seen + ", not of 48 bits it seems: --bits both hears the others";
+    if (is_clear)
         return seen +
                ", but not read: echoes or other sounds in the band are in the way; move nearer";
     return joined(1, seen, ", but too weak to be read, by ", reception.missing_db,
@@ -52,9 +59,11 @@ std::string lost(const tonelink_reception &reception)
 
 } // namespace
 
-std::string advice_on(const tonelink_reception &reception, int32_t reason)
+std::string advice_on(const tonelink_reception &reception, const listening &wanted)
 {
-    switch (reason) {
+    if (reception.heard == 0 && reception.seconds < kBurstSeconds)
+        return joined(2, "it lasts ", reception.seconds, " s, and a burst half a second");
+    switch (reception.reason) {
     case TONELINK_REASON_HEARD: return "";
     case TONELINK_REASON_SILENT:
         return "there is no sound at all: the microphone is muted, or another one is meant";
@@ -62,7 +71,7 @@ std::string advice_on(const tonelink_reception &reception, int32_t reason)
         return joined(1, 100 * share_of(reception.clipped_frames, reception.frames),
                       " % of the samples are cut off at full scale: turn the input down");
     case TONELINK_REASON_BAND_CUT: return cut_band(reception);
-    case TONELINK_REASON_TOO_WEAK: return too_weak(reception);
+    case TONELINK_REASON_TOO_WEAK: return too_weak(reception, wanted.lengths);
     case TONELINK_REASON_CLOCK: return off_clock(reception);
     case TONELINK_REASON_SAMPLES_LOST: return lost(reception);
     default: return "there is sound, but no burst in it: is the sender playing, and near enough?";

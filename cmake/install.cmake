@@ -4,6 +4,10 @@ include(CMakePackageConfigHelpers)
 install(TARGETS tonelink tonelink_static EXPORT tonelink
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# In a set of its own: who only receives needs nothing else of what is installed.
+install(TARGETS tonelink_receiver tonelink_receiver_static EXPORT tonelink-receiver
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/tonelink DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tonelink_platform_headers EXPORT tonelink)
 if(TARGET tonelink_platform)
@@ -17,9 +21,16 @@ install(DIRECTORY platform/include/tonelink_platform DESTINATION ${CMAKE_INSTALL
     ${headers_of_other_platforms})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tonelink)
-install(EXPORT tonelink NAMESPACE tonelink:: FILE tonelink-targets.cmake DESTINATION ${package_dir})
+foreach(set tonelink tonelink-receiver)
+    install(EXPORT ${set} NAMESPACE tonelink:: FILE ${set}-targets.cmake DESTINATION ${package_dir})
+endforeach()
+if(TARGET tonelink_platform)
+    set(libraries_that_send libtonelink-api.so libtonelink-platform.so)
+else()
+    set(libraries_that_send libtonelink-api.so)
+endif()
 configure_package_config_file(cmake/tonelink-config.cmake.in tonelink-config.cmake
-    INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_DOCDIR)
+    INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_DOCDIR)
 write_basic_package_version_file(tonelink-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES
     ${PROJECT_BINARY_DIR}/tonelink-config.cmake
@@ -47,11 +58,24 @@ configure_file(cmake/tonelink.pc.in tonelink-static.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tonelink.pc ${PROJECT_BINARY_DIR}/tonelink-static.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+set(pc_name tonelink-receiver)
+set(pc_libs "-L\${libdir} -ltonelink-receiver")
+set(pc_private_libs "-lm")
+configure_file(cmake/tonelink-receiver.pc.in tonelink-receiver.pc @ONLY)
+set(pc_name tonelink-receiver-static)
+set(pc_libs "\${libdir}/libtonelink-receiver.a -lm")
+set(pc_private_libs "")
+configure_file(cmake/tonelink-receiver.pc.in tonelink-receiver-static.pc @ONLY)
+install(FILES
+    ${PROJECT_BINARY_DIR}/tonelink-receiver.pc ${PROJECT_BINARY_DIR}/tonelink-receiver-static.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
 # Documents and examples lie as in the source, so that they link to each other; the headers do not.
 install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
     FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg PATTERN *.1)
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.c)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    FILES_MATCHING PATTERN *.c PATTERN *.py)
 # The format's tables, which docs/format.md refers to.
 install(FILES src/modem/code_tables.cpp src/modem/filter_taps.h
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/src/modem)

@@ -123,6 +123,14 @@ void shift_in_vectors(std::span<int16_t> samples, BandShiftInfo &info, const vec
 
 } // namespace
 
+void restart_band_shift(BandShiftInfo &info)
+{
+    info.half = info.freq > 0 ? 1 : 0;
+    info.phase = 0;
+    vec16_clear(&info.delay);
+    vec16_clear(&info.history);
+}
+
 void shift_band(std::span<int16_t> samples, BandShiftInfo &info, const vector_stages &stages)
 {
     if (!is_open(info)) return;
@@ -141,8 +149,6 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
     info->freq = freq;
     info->step = static_cast<int32_t>(hertz * uint32_t{tonelink::kSinePeriod} /
                                       uint32_t{tonelink::kAudioRate});
-    info->half = freq > 0 ? 1 : 0;
-    info->phase = 0;
     info->ntaps = static_cast<int32_t>(tonelink::kHilbertTaps);
     info->coef = tonelink::coef_ht.data();
     vec16_init(&info->delay);
@@ -153,8 +159,7 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
         closeBandShift(info);
         return;
     }
-    vec16_clear(&info->delay);
-    vec16_clear(&info->history);
+    tonelink::restart_band_shift(*info);
 }
 
 void makeBandShift(int16_t *samples, int32_t count, BandShiftInfo *info)

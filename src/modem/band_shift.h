@@ -23,6 +23,9 @@ inline bool is_open(const BandShiftInfo &info)
            info.delay.length == static_cast<int32_t>(kHilbertDelay);
 }
 
+/// Begins a new stream with a shifter that openBandShift() has opened.
+void restart_band_shift(BandShiftInfo &info);
+
 struct vector_stages;
 
 /// Does what makeBandShift() does, by the given vector stages.

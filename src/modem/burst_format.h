@@ -1,6 +1,7 @@
 // The numbers of the burst format, all of them: how many bits, symbols, subcarriers and samples a
 // burst has, where it lies in time and frequency, and the types that carry it from stage to stage.
-// The tables that go with them are in code_tables.h, the filters in filter_taps.h.
+// The tables that go with them are in code_tables.h, the filters in filter_taps.h; what programs
+// may want to know stands in tonelink/format.h.
 #pragma once
 
 #include <array>
@@ -8,6 +9,7 @@
 #include <cstdint>
 #include <span>
 
+#include "tonelink/format.h"
 #include "tonelink/toolkit.h"
 
 namespace tonelink {
@@ -100,6 +102,13 @@ inline constexpr double kBandLowHz = subcarrier_hz(kLastSubcarrier);
 inline constexpr double kBandHighHz = subcarrier_hz(kFirstSubcarrier);
 
 static_assert(kFrameSamples == 2317 && kBurstSamples == 23170 && kBandShiftStep == 342);
+static_assert(kAudioRate == TONELINK_SAMPLE_RATE && kBurstSamples == TONELINK_BURST_SAMPLES &&
+              kBurstDelay == TONELINK_BURST_DELAY && kSymbols == TONELINK_SYMBOLS &&
+              kAudioGuardSamples == TONELINK_GUARD_SAMPLES &&
+              kAudioBodySamples == TONELINK_BODY_SAMPLES &&
+              kAudioSymbolSamples == TONELINK_SYMBOL_SAMPLES &&
+              kFirstSubcarrier == TONELINK_FIRST_SUBCARRIER &&
+              kLastSubcarrier == TONELINK_LAST_SUBCARRIER && kSubcarriers == TONELINK_SUBCARRIERS);
 static_assert(kBandLowHz > 18072.7 && kBandHighHz < 20140.1);
 
 // ---- From stage to stage ------------------------------------------------------------------------

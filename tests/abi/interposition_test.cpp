@@ -5,6 +5,7 @@
 #include "modem/known_bursts.h"
 #include "support/fake_platform.h"
 #include "support/modem_guard.h"
+#include "support/open_receiver.h"
 #include "support/signals.h"
 #include "tonelink/payload.h"
 #include "tonelink/service.h"
@@ -74,6 +75,18 @@ TEST_F(Interposition, LeavesContainersAndBurstsAsTheyAre)
 
     open_modem modem;
     EXPECT_EQ(hash16(modem.burst(kKnownBursts[0].bits)), kKnownBursts[0].burst);
+}
+
+TEST_F(Interposition, LeavesTheReceiverBesideTheOtherLibraryAsItIs)
+{
+    open_modem modem;
+    const auto burst = modem.burst(kKnownBursts[2].bits);
+    open_receiver receiver;
+    receiver.push(std::span{burst});
+    tonelink_receiver_flush(receiver);
+    const auto heard = receiver.heard();
+    ASSERT_EQ(heard.size(), 1u);
+    EXPECT_EQ(message_of(heard[0]), kKnownBursts[2].bits);
 }
 
 TEST_F(Interposition, LeavesTransmissionsAsTheyAre)

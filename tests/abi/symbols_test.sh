@@ -2,15 +2,17 @@
 # Holds the built library to what it promises: exported are the names in the list and no other, no
 # function of them gives way to a program's own of that name, the soname is right, and nothing but the
 # C library is needed. What sanitizers add is passed over.
-# The static library gives out the same names.
-# Arguments: the library, the list of names, readelf, the static library, nm.
+# The static library gives out the same names. The receiver's calls computations, strings and memory
+# alone: no thread, no lock, no file, no platform, nothing of the C++ runtime.
+# Arguments: the library, its soname, the list of names, readelf, the static library, nm.
 set -eu
 export LC_ALL=C
 library=$1
-symbols=$2
-readelf=$3
-archive=$4
-nm=$5
+soname=$2
+symbols=$3
+readelf=$4
+archive=$5
+nm=$6
 
 failed=0
 complain() {
@@ -44,8 +46,8 @@ open=$(awk '$2 == "FUNC" { print $1 }' "$work/symbols" | comm -12 - "$work/asked
 [ -z "$open" ] || complain "left to the loader:" $open
 
 "$readelf" --dynamic --wide "$library" >"$work/dynamic"
-soname=$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' "$work/dynamic")
-[ "$soname" = libtonelink-api.so.0 ] || complain "the soname is \"$soname\""
+named=$(sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p' "$work/dynamic")
+[ "$named" = "$soname" ] || complain "the soname is \"$named\""
 sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$work/dynamic" >"$work/needed"
 [ -s "$work/needed" ] || complain "not even the C library is needed"
 while read -r needed; do
@@ -54,4 +56,18 @@ while read -r needed; do
     *) complain "$needed is needed" ;;
     esac
 done <"$work/needed"
+
+if [ "$soname" = libtonelink-receiver.so.0 ]; then
+    {
+        "$readelf" --dyn-syms --wide "$library" | awk '$7 == "UND" && $8 != "" { print $8 }'
+        "$nm" --undefined-only "$archive" | awk 'NF == 2 { print $2 }'
+    } | sed 's/@.*//' | sort -u >"$work/called"
+    grep -q '^malloc$' "$work/called" || complain "not even memory is asked for"
+    by_compilers='_ITM_.*|__cxa_finalize|__gmon_start__|_GLOBAL_OFFSET_TABLE_|__cpu_.*'
+    by_compilers="$by_compilers|__aeabi_.*|__[a-z]+di([34]|[ds]f)?" # arithmetic in 64 bits
+    by_checks='__assert_fail|__stack_chk_.*|__mem.*_chk|__str.*_chk|__.*(asan|tsan|ubsan|sanitizer)_.*'
+    mathematics='(atan2|cos|sin|sincos|floor|ceil|lround|llround|log10|exp|pow|sqrt)f?'
+    other=$(grep -Evx "$by_compilers|$by_checks|$mathematics|malloc|free|bcmp|mem(cmp|cpy|move|set)|str(len|ncpy|str)" \
+        "$work/called") && complain "called:" $other
+fi
 exit $failed

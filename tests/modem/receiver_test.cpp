@@ -5,13 +5,12 @@
 #include <span>
 
 #include "modem/band_shift.h"
-#include "modem/known_bursts.h"
 #include "modem/modem_state.h"
 #include "support/failing_memory.h"
 #include "support/fake_platform.h"
+#include "support/known_scenes.h"
 #include "support/modem_guard.h"
 #include "support/receiving.h"
-#include "support/scenes.h"
 #include "tonelink/modem.h"
 
 namespace tonelink::test {
@@ -52,24 +51,15 @@ void receive(open_modem &modem, std::span<const int16_t> block, int32_t nbits,
 
 TEST(Receiver, KnownAnswers)
 {
-    const scene third = {26000, {{kPair32.bits, 1000, 3}}}; // of full scale
-    const scene full = {26000, {{kPair48.bits, 777}}};
-    const scene loop = {
-        110000, {{kData32.bits, -8000, 10, 6, 23170}}, {{71, 60}}}; // from its middle
-    const scene deep_in_noise = {
-        52000, {{kPair32.bits, 900, 10}, {kPair32.bits, 26500, 10}}, {{72, 8}}};
-    const scene noise_alone = {30000, {}, {{73}}}; // of full scale: what can wrap, wraps
-    const scene three = {
-        80000, {{kPair48.bits, 500, 4}, {kData48.bits, 26500, 8}, {kPair48.bits, 53000, 2}}};
     using sizes = std::vector<std::size_t>;
     for (const auto &[recording, blocks, nbits, known] : {
-             std::tuple{third, sizes{26000}, 32, "2c6c521c1287a186"},
-             {full, {26000}, 48, "19cb768aa2e07329"},
-             {loop, {4410}, 32, "7c34c92d812998dd"},
-             {third, {4411}, 32, "b35a497a02799631"}, // odd blocks turn the signs round
-             {deep_in_noise, {52000}, 32, "4b4b0f9ad8e424e8"},
-             {noise_alone, {30000}, 32, "f79d8b833dc397b9"},
-             {three, {26000, 26000, 28000}, 48, "e073ac52c9937e32"}, // new, new, new
+             std::tuple{kThird, sizes{26000}, 32, "2c6c521c1287a186"},
+             {kFull, {26000}, 48, "19cb768aa2e07329"},
+             {kLoop, {4410}, 32, "7c34c92d812998dd"},
+             {kThird, {4411}, 32, "b35a497a02799631"}, // odd blocks turn the signs round
+             {kDeepInNoise, {52000}, 32, "4b4b0f9ad8e424e8"},
+             {kNoiseAlone, {30000}, 32, "f79d8b833dc397b9"},
+             {kThree, {26000, 26000, 28000}, 48, "e073ac52c9937e32"}, // new, new, new
          }) {
         open_modem modem;
         std::vector<int32_t> told;
@@ -81,8 +71,7 @@ TEST(Receiver, KnownAnswers)
 
 TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
 {
-    const samples signal =
-        scene{54000, {{kData32.bits, 600, 3}, {kData32.bits, 28000, 3}}}.samples();
+    const samples signal = kTwice.samples();
     open_modem modem;
     uint8_t *bits = nullptr;
     int32_t length = 0;
@@ -112,7 +101,7 @@ TEST(Receiver, AResetForgetsTheSearchAndKeepsTheRest)
 TEST(Receiver, HandsOutTheMessageInAllItsForms)
 {
     open_modem modem;
-    EXPECT_EQ(receive(&modem, scene{26000, {{kData48.bits, 0, 3000}}}.samples(), 48), 1);
+    EXPECT_EQ(receive(&modem, kTiny.samples(), 48), 1);
     auto records = contents(modem->results);
     records.resize(8);
     const int32_t at = records[3];
@@ -170,8 +159,7 @@ TEST(Receiver, TurnsTheSpectrumAsItsStateSays)
 
 TEST(Receiver, RefusesWithNothingChanged)
 {
-    const samples signal =
-        scene{52000, {{kData48.bits, 1000, 2}, {kPair32.bits, 26000, 2}}}.samples();
+    const samples signal = kBothLengths.samples();
     const auto rest = std::span{signal}.last(26000);
     for (std::size_t n = 0; n < 6; ++n) { // the receiver, samples, records and three messages
         open_modem modem;

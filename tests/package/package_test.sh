@@ -1,8 +1,8 @@
 #!/bin/sh
 # Installs the library into an empty folder, moves the tree, and builds programs against it as users
 # would: through pkg-config and through find_package(), with the shared library and with the static one.
-# The program is the one in the README or, where no platform is installed, the example that brings one.
-# The installed examples are built, too, and the links of the installed documents followed.
+# The program is the README's that makes a burst or, where no platform is installed, the example that
+# brings one. The installed examples are built, too, and the links of the installed documents followed.
 # Arguments: the source folder, the build folder, the C compiler, its flags, host or external, python,
 # and the command that runs a program, if it needs one.
 set -eu
@@ -31,7 +31,7 @@ expect() {
 }
 
 if [ "$platform" = host ]; then
-    sed -n '/^```c$/,/^```$/p' "$doc/README.md" | sed '/^```/d' >program.c
+    sh "$source/tests/package/readme_program.sh" "$doc/README.md" tonelink/modem.h >program.c
     examples='application_data managed own_platform pairing'
     multiple_of=46340 # one burst
 else

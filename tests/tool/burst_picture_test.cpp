@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {

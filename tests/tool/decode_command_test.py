@@ -1,6 +1,7 @@
 """What `tonelink decode` hears in sounds that no command makes. Usage: decode_command_test.py COMMAND"""
 import json
 import os
+import random
 import signal
 import struct
 import subprocess
@@ -25,14 +26,36 @@ class Decode(command_case.CommandCase):
             self.assertEqual(heard["message"], "CAFE0100", gains)
             self.assertAlmostEqual(heard["time"], lead / 44100, delta=0.005)
 
-    def test_all_acceptances_are_a_symbol_grid_apart(self):
-        self.succeed("encode", "--data", "CAFE01", "--copies", "2", "-o", "a.wav")
+    def test_all_bursts_have_their_figures(self):
+        self.succeed("encode", "--data", "CAFE01", "--copies", "3", "--level", "-20", "-o", "a.wav")
         every = self.decode("--all", "a.wav")
-        samples = [one["sample"] for one in every]
-        self.assertGreater(len(samples), 20)
-        self.assertEqual(samples, sorted(samples))
-        self.assertEqual({(sample - samples[0]) % 80 for sample in samples}, {0})
-        self.assertEqual({one["message"] for one in every}, {"CAFE0100"})
+        for copy, one in enumerate(every):
+            self.assertEqual((one["message"], one["methods"]), ("CAFE0100", ["exact"]))
+            self.assertAlmostEqual(one["sample"], 23170 * copy, delta=44)
+            self.assertAlmostEqual(one["clock_ppm"], 0, delta=5)
+            self.assertGreater(one["snr_db"], 40)
+            self.assertAlmostEqual(one["level_dbfs"], -30, delta=3)  # the mean lies below the peak
+        self.assertEqual(len(every), 3)
+
+    def test_says_why_nothing_is_heard(self):
+        """For a person and for a program, from sounds with one fault each."""
+        burst = [s // 4 for s in self.raw("--data", "CAFE01").tolist()]
+        hiss = random.Random(1)
+        with_hiss = lambda samples, size: [s + hiss.randint(-size, size) for s in samples]
+        quiet = with_hiss([0] * 44100, 300)
+        for reason, words, samples, *arguments in (
+                ("silent", "no sound at all", [0] * 44100),
+                ("no_burst", "no burst in it", quiet),
+                ("clipped", "cut off at full scale", [32767 if i // 50 % 2 else -32768 for i in range(44100)]),
+                ("too_weak", "too weak to be read, by ", with_hiss([0] * 5000 + [s // 26 for s in burst] + [0] * 5000, 750)),
+                ("too_weak", "not of 48 bits", quiet + with_hiss(burst, 300) + quiet, "--bits", "48")):
+            self.write_sound("a.wav", samples)
+            running = self.begin("decode", "a.wav", *arguments)
+            told, said = running.communicate()
+            self.assertEqual((running.returncode, told), (1, b""), reason)
+            self.assertIn(words, said.decode())
+            told, _ = self.begin("decode", "--json", "a.wav", *arguments).communicate()
+            self.assertEqual(json.loads(told)["reason"], reason)
 
     def begin_stream(self, *arguments):
         """Decodes what is written into the pipe that it returns, and into which no more may come."""

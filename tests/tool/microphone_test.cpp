@@ -13,11 +13,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "burst_shape.h"
 #include "command.h"
+#include "decode/burst_receiver.h"
 #include "decode/loudest_channel.h"
-#include "decode/microphone_input.h"
-#include "decode/sound_decoder.h"
-#include "modem/burst_format.h"
+#include "decode/microphone.h"
 #include "platform/scratch_folder.h"
 #include "platform/sound_devices.h"
 #include "test_sounds.h"
@@ -83,12 +83,12 @@ TEST(Microphone, HearsTheSameOnAnyDevice)
     for (const auto &device : test::kSoundDevices) {
         SCOPED_TRACE(device.plugin);
         write_for(device, test::tones(device.rate));
-        microphone_input input{"test"};
+        microphone input{"test"};
         test::sound heard;
-        while (heard.size() < kAudioRate)
+        while (static_cast<double>(heard.size()) < input.rate())
             for (const int16_t sample : input.read(1000))
                 heard.push_back(static_cast<float>(sample) / 32768.0f);
-        test::expect_tones(heard, kAudioRate);
+        test::expect_tones(heard, device.rate);
         EXPECT_EQ(input.take_lost(), 0);
         EXPECT_EQ(input.warning(), "");
     }
@@ -120,11 +120,11 @@ TEST(Microphone, HearsTheLouderOfTwoChannels)
         rest = rest.subspan(part.size());
     }
     EXPECT_TRUE(std::ranges::equal(heard, heard_in_parts));
-    sound_decoder decoder{message_lengths::both};
-    decoder.put(heard);
-    decoder.finish();
+    burst_receiver receiver{kAudioRate, {}};
+    receiver.put(heard);
+    receiver.finish();
     std::size_t bursts = 0;
-    while (decoder.take_burst()) ++bursts;
+    while (receiver.take()) ++bursts;
     EXPECT_EQ(bursts, kBursts);
 }
 
@@ -158,13 +158,15 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
         std::getline(told, line);
         const double lost = nlohmann::json::parse(line).at("lost_samples");
         const std::chrono::duration<double> gap = behind_overrun - before_overrun;
-        EXPECT_GE(lost, kAudioRate * kStandstill.count() / 1000);
-        EXPECT_LE(lost, kAudioRate * gap.count());
+        EXPECT_GE(lost, rate * kStandstill.count() / 1000);
+        EXPECT_LE(lost, rate * gap.count());
         EXPECT_TRUE(said.starts_with("tonelink listen: lost " + std::to_string(std::lround(lost)) +
                                      " samples, "))
             << said;
-        for (const double place : {double{kOverrun}, double{kFirstBurst}, kSecondBurst + lost}) {
-            EXPECT_NEAR(nlohmann::json::parse(line).at("time"), place / kAudioRate, 0.02);
+        const auto seconds = [](double samples) { return samples / kAudioRate; };
+        for (const double time :
+             {seconds(kOverrun), seconds(kFirstBurst), seconds(kSecondBurst) + lost / rate}) {
+            EXPECT_NEAR(nlohmann::json::parse(line).at("time"), time, 0.02);
             std::getline(told, line);
         }
         EXPECT_TRUE(told.eof());

@@ -1,27 +1,34 @@
 #include "decode/sound_report.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
-#include "modem/burst_format.h"
+#include "decode/decode_report.h"
 
 namespace tonelink::tool {
 namespace {
 
-const message_bits kA(32, 1), kB(48, 1);
-
-heard_burst burst_at(double seconds, const message_bits &message)
+/// All bits are 1.
+tonelink_heard burst_at(double seconds, int32_t nbits, uint32_t positions = 1)
 {
-    const auto sample = static_cast<int64_t>(seconds * kAudioRate) - heard_burst{}.first_sample();
-    return {message, sample, sample};
+    tonelink_heard heard{};
+    heard.nbits = nbits;
+    std::fill_n(heard.message, nbits / 8, uint8_t{0xFF});
+    heard.seconds = seconds;
+    heard.copies = 1;
+    heard.methods = TONELINK_METHOD_EXACT;
+    heard.positions = positions;
+    return heard;
 }
 
 TEST(RecentMessages, EachTransmissionCountsItsOwn)
 {
     recent_messages recent;
     std::vector<int64_t> counts;
-    for (const auto &[seconds, message] : std::initializer_list<std::pair<double, message_bits>>{
-             {0, kA}, {0.6, kB}, {1.2, kA}, {4.1, kB}, {4.3, kA}, {6.5, kB}, {7.5, kA}})
-        counts.push_back(recent.hear(burst_at(seconds, message)));
+    for (const auto &[seconds, nbits] : std::initializer_list<std::pair<double, int32_t>>{
+             {0, 32}, {0.6, 48}, {1.2, 32}, {4.1, 48}, {4.3, 32}, {6.5, 48}, {7.5, 32}})
+        counts.push_back(recent.hear(burst_at(seconds, nbits)));
     EXPECT_EQ(counts, (std::vector<int64_t>{1, 1, 2, 1, 1, 2, 1}));
 }
 
@@ -32,10 +39,9 @@ std::string told_of(bool is_stream)
     std::string told;
     sound_report report{"", report_form::text, is_stream,
                         [&](const std::string &line) { told += line; }};
-    for (const auto &[seconds, message] : std::initializer_list<std::pair<double, message_bits>>{
-             {0, kA}, {1, kA}, {2, kB}, {5, kA}, {6, kA}}) {
-        for (int i = message == kA ? 3 : 1; i > 0; --i) report.accept(message);
-        report.add(burst_at(seconds, message));
+    for (const auto &[seconds, nbits] : std::initializer_list<std::pair<double, int32_t>>{
+             {0, 32}, {1, 32}, {2, 48}, {5, 32}, {6, 32}}) {
+        report.add(burst_at(seconds, nbits, nbits == 32 ? 3 : 1));
         told += '.';
     }
     report.finish();
@@ -51,6 +57,25 @@ TEST(SoundReport, TellsOfAStreamAsItComes)
     EXPECT_EQ(told_of(false), ".....0:00.000  " + a + "4 times\n" + b);
     EXPECT_EQ(told_of(true), "0:00.000  " + a + "once\n.." + b + ".0:05.000  " + a +
                                  "3 times\n..0:00.000  " + a + "4 times\n");
+}
+
+TEST(DecodeReport, TellsTimesAndFigures)
+{
+    EXPECT_EQ(time_text(3723.25), "1:02:03.250");
+    EXPECT_EQ(time_text(3599), "59:59.000");
+    tonelink_heard heard = burst_at(-0.25, 32); // the sound begins within it
+    heard.first_sample = -11025;
+    heard.level_dbfs = -23.46f;
+    heard.snr_db = 3.25f;
+    heard.clock_ppm = -12;
+    EXPECT_EQ(
+        line_of_figures(heard, "a.wav", report_form::text),
+        "a.wav: 0:00.000  PIN 65535  FF:FF  32 bits  FFFFFFFF  -23.5 dBFS  3.2 dB over noise  "
+        "-12.0 ppm\n");
+    EXPECT_EQ(line_of_figures(heard, "", report_form::json),
+              "{\"time\":0.0,\"bits\":32,\"message\":\"FFFFFFFF\",\"pin\":65535,"
+              "\"octets\":\"FF:FF\",\"sample\":-11025,\"level_dbfs\":-23.5,\"snr_db\":3.3,"
+              "\"clock_ppm\":-12.0,\"copies\":1,\"positions\":1,\"methods\":[\"exact\"]}\n");
 }
 
 } // namespace

@@ -38,6 +38,8 @@ std::string line_of(const json_object &object)
 
 double to_milliseconds(double seconds) { return std::round(seconds * 1000) / 1000; }
 
+double to_tenths(double value) { return std::round(value * 10) / 10; }
+
 void print(const std::string &text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)

@@ -35,8 +35,9 @@ using json_object = nlohmann::ordered_json;
 /// It as a line. Bytes that are no UTF-8 become U+FFFD.
 std::string line_of(const json_object &object);
 
-/// Seconds to the millisecond, for an object.
+/// Seconds to the millisecond, and other values to a tenth, for an object.
 double to_milliseconds(double seconds);
+double to_tenths(double value);
 
 /// Writes to standard output at once. Throws failure when it takes no more.
 void print(const std::string &text);

@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "burst_shape.h"
 #include "errors.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {

@@ -35,6 +35,9 @@ public:
     /// @param stop  ends the sound early
     explicit sound_reader(const sound_source &source, std::stop_token stop = {});
 
+    /// What messages call it.
+    const std::string &name() const { return name_; }
+
     int sample_rate() const { return format_.samplerate; }
     int channels() const { return format_.channels; }
 

@@ -18,7 +18,8 @@
 #include "command.h"
 #include "decode/decode_report.h"
 #include "decode/decode_sound.h"
-#include "decode/lengths_option.h"
+#include "decode/listening_options.h"
+#include "decode/reception_text.h"
 #include "decode/sound_report.h"
 #include "errors.h"
 #include "events.h"
@@ -42,7 +43,7 @@ constexpr std::size_t kMostToPrint = 1 << 20; // bytes of a file's lines that wa
 
 struct decode_options {
     std::vector<std::string> files;
-    message_lengths lengths = message_lengths::both;
+    listening wanted;
     int channel = 0;
     bool raw = false;
     bool all = false;
@@ -51,9 +52,9 @@ struct decode_options {
 
 /// What is done with each file.
 struct decode_plan {
-    message_lengths lengths;
+    listening wanted;
     report_form form;
-    bool every_acceptance;
+    bool every_burst; ///< with its figures
     bool names_files;
 };
 
@@ -64,11 +65,14 @@ struct decoding {
     sound_source source;
     std::atomic<double> progress{0};    ///< 0 to 1
     std::atomic<double> seconds{0};     ///< read so far
+    std::size_t samples = 0;            ///< the same; of the worker alone
     std::atomic<bool> is_stream{false}; ///< then its progress is not known
 
     // Under the lock of the decode_run until `is_done`.
-    std::string lines{};  ///< that are to be printed
-    std::string remark{}; ///< for standard error; a failure when `is_readable` is false
+    std::string lines{}; ///< that are to be printed
+    std::vector<std::string>
+        remarks{}; ///< for standard error; a failure when `is_readable` is false
+    bool has_heard = false;
     bool is_readable = true;
     bool was_cut = false; ///< by a signal, before its end
     bool is_done = false;
@@ -119,7 +123,7 @@ private:
             if (!failed.empty() && stop_.stop_requested()) {
                 file.was_cut = true; // which it need not stand
             } else if (!failed.empty()) {
-                file.remark = failed;
+                file.remarks.push_back(failed);
                 file.is_readable = false;
             }
             file.is_done = true;
@@ -129,30 +133,38 @@ private:
 
     void decode_file(decoding &file)
     {
-        receiver_input input{file.source, stop_.get_token()};
-        file.is_stream = input.is_stream();
+        sound_reader sound{file.source, stop_.get_token()};
+        file.is_stream = sound.is_stream();
         const std::string name = plan_.names_files ? file.source.path : "";
         const auto tell = [&](const std::string &line) { hand_over(file, line); };
-        sound_report report{name, plan_.form, input.is_stream(), tell};
+        sound_report report{name, plan_.form, sound.is_stream(), tell};
         decoding_observer observer{
-            .heard = [&](const heard_burst &burst) { report.add(burst); },
-            .accepted = [&](const message_bits &message, int64_t) { report.accept(message); },
-            .progressed =
-                [&] {
-                    file.progress = input.progress().value_or(0);
-                    file.seconds = input.seconds();
-                }};
-        if (plan_.every_acceptance) {
-            observer.heard = [](const heard_burst &) {};
-            observer.accepted = [&](const message_bits &message, int64_t sample) {
-                tell(line_of_acceptance(message, sample, name, plan_.form));
+            .heard = [&](const tonelink_heard &heard) { report.add(heard); },
+            .progressed = [&](std::size_t samples) { advance(file, sound, samples); }};
+        if (plan_.every_burst)
+            observer.heard = [&](const tonelink_heard &heard) {
+                tell(line_of_figures(heard, name, plan_.form));
             };
-        }
-        decode_sound(input, plan_.lengths, observer);
-        if (!plan_.every_acceptance) report.finish();
+        const tonelink_reception reception = decode_sound(sound, plan_.wanted, observer);
+        report.finish();
+        if (reception.heard == 0 && plan_.form == report_form::json)
+            tell(line_of_nothing(reception, name));
         const std::lock_guard lock{mutex_};
-        file.remark = input.remark();
-        file.was_cut = input.was_cut();
+        file.remarks.push_back(sound.remark());
+        if (reception.heard == 0)
+            file.remarks.push_back("nothing heard in " + sound.name() + ": " +
+                                   advice_on(reception, plan_.wanted));
+        file.has_heard = reception.heard > 0;
+        file.was_cut = sound.was_cut();
+    }
+
+    static void advance(decoding &file, const sound_reader &sound, std::size_t samples)
+    {
+        file.samples += samples;
+        const auto read = static_cast<double>(file.samples);
+        file.seconds = read / sound.sample_rate();
+        if (sound.length() > 0)
+            file.progress = std::min(1.0, read / static_cast<double>(sound.length()));
     }
 
     /// Gives a line to whoever prints, once there is room for it.
@@ -203,7 +215,6 @@ private:
         if (!lines.empty()) {
             live_.clear();
             print(lines);
-            if (status_ == kNothingHeard) status_ = kDone;
         }
         if (is_done) conclude(file);
         return is_done;
@@ -212,7 +223,9 @@ private:
     void conclude(const decoding &file)
     {
         live_.clear();
-        if (!file.remark.empty()) say("tonelink decode", file.remark);
+        for (const std::string &remark : file.remarks)
+            if (!remark.empty()) say("tonelink decode", remark);
+        if (file.has_heard && status_ == kNothingHeard) status_ = kDone;
         if (!file.is_readable) status_ = kUnreadable;
     }
 
@@ -248,10 +261,11 @@ private:
 
 int decode(const decode_options &options)
 {
-    const decode_plan plan{.lengths = options.lengths,
+    const decode_plan plan{.wanted = options.wanted,
                            .form = options.json ? report_form::json : report_form::text,
-                           .every_acceptance = options.all,
+                           .every_burst = options.all,
                            .names_files = options.json || options.files.size() > 1};
+    refuse_unknown_methods(options.wanted);
     if (std::ranges::count(options.files, "-") > 1)
         throw wrong_usage{"standard input can be read once; one - is right"};
     return decode_run{options, plan}.run();
@@ -269,7 +283,7 @@ void add_decode_command(CLI::App &program, int &status)
                      "Sound files: WAV, FLAC or any that libsndfile reads; - is standard input")
         ->type_name("")
         ->required();
-    add_lengths_option(*command, options->lengths);
+    add_listening_options(*command, options->wanted);
     command
         ->add_option("--channel", options->channel,
                      "Listen to one channel alone, 1 for the first (default: a mix of all)")
@@ -278,7 +292,7 @@ void add_decode_command(CLI::App &program, int &status)
     command->add_flag("--raw", options->raw,
                       "The files are bare samples: 16 bits, little-endian, mono, 44100 Hz");
     command->add_flag("--all", options->all,
-                      "Print every acceptance: a burst is accepted at some dozen positions");
+                      "Print every burst, with its level, its noise and its clock");
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
     command->callback([options, &status] {
         status = kUnreadable; // also when something is thrown

@@ -4,14 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "modem/burst_format.h"
+#include "decode/burst_receiver.h"
+#include "decode/reception_text.h"
 #include "report_text.h"
 #include "shown_text.h"
 
 namespace tonelink::tool {
 namespace {
-
-double seconds_of(int64_t sample) { return static_cast<double>(sample) / kAudioRate; }
 
 std::string prefix_of(const std::string &file) { return file.empty() ? "" : shown(file) + ": "; }
 
@@ -26,18 +25,28 @@ std::string meaning_of(const message_bits &message)
 
 std::string often(const message_summary &heard)
 {
-    // One position of some 551 a second, whose CRC agrees by chance once in 16 million.
-    if (heard.positions == 1) return "heard once, at a single position: may be chance";
+    // One position of some 551 a second, whose CRC agrees by chance once in 16 million. The far
+    // method weighs that itself.
+    if (heard.positions == 1 && heard.methods == TONELINK_METHOD_EXACT)
+        return "heard once, at a single position: may be chance";
     if (heard.bursts == 1) return "heard once";
     return "heard " + std::to_string(heard.bursts) + " times";
 }
 
+json_object methods_of(uint32_t methods)
+{
+    json_object names = json_object::array();
+    if ((methods & TONELINK_METHOD_EXACT) != 0) names.push_back("exact");
+    if ((methods & TONELINK_METHOD_FAR) != 0) names.push_back("far");
+    return names;
+}
+
 /// With the members that every object has.
-json_object object_of(const message_bits &message, int64_t sample, const std::string &file)
+json_object object_of(const message_bits &message, double seconds, const std::string &file)
 {
     json_object object;
     if (!file.empty()) object["file"] = file;
-    object["time"] = to_milliseconds(seconds_of(sample));
+    object["time"] = to_milliseconds(seconds);
     object["bits"] = message.size();
     object["message"] = hex_of(message);
     object["pin"] = pin_of(message);
@@ -48,9 +57,9 @@ json_object object_of(const message_bits &message, int64_t sample, const std::st
 
 } // namespace
 
-std::string time_text(int64_t sample)
+std::string time_text(double seconds)
 {
-    const auto ms = static_cast<uint64_t>(std::llround(seconds_of(sample) * 1000));
+    const auto ms = static_cast<uint64_t>(std::llround(seconds * 1000));
     const uint64_t minutes = ms / 60'000;
     const std::string before = minutes < 60 ? std::to_string(minutes)
                                             : joined(0, minutes / 60, ':', padded(minutes % 60, 2));
@@ -60,33 +69,49 @@ std::string time_text(int64_t sample)
 std::string line_of(const message_summary &heard, const std::string &file, report_form form)
 {
     if (form == report_form::text)
-        return prefix_of(file) + time_text(heard.start) + "  " + meaning_of(heard.message) + "  " +
-               often(heard) + "\n";
-    json_object object = object_of(heard.message, heard.start, file);
+        return prefix_of(file) + time_text(heard.seconds) + "  " + meaning_of(heard.message) +
+               "  " + often(heard) + "\n";
+    json_object object = object_of(heard.message, heard.seconds, file);
     object["bursts"] = heard.bursts;
     object["positions"] = heard.positions;
     return line_of(object);
 }
 
-std::string line_of_burst(const heard_burst &burst, report_form form)
+std::string line_of_burst(const tonelink_heard &heard, report_form form)
 {
-    if (form == report_form::json) return line_of(object_of(burst.message, burst.start(), ""));
-    return time_text(burst.start()) + "  " + meaning_of(burst.message) + "\n";
+    const message_bits message = message_of(heard);
+    if (form == report_form::json) return line_of(object_of(message, start_of(heard), ""));
+    return time_text(start_of(heard)) + "  " + meaning_of(message) + "\n";
 }
 
-std::string line_of_gap(int64_t sample, int64_t missing)
+std::string line_of_figures(const tonelink_heard &heard, const std::string &file, report_form form)
 {
-    return line_of(
-        json_object{{"time", to_milliseconds(seconds_of(sample))}, {"lost_samples", missing}});
-}
-
-std::string line_of_acceptance(const message_bits &message, int64_t sample, const std::string &file,
-                               report_form form)
-{
+    const message_bits message = message_of(heard);
     if (form == report_form::text)
-        return prefix_of(file) + time_text(sample) + "  " + meaning_of(message) + "\n";
-    json_object object = object_of(message, sample, file);
-    object["sample"] = sample;
+        return prefix_of(file) + time_text(start_of(heard)) + "  " + meaning_of(message) +
+               joined(1, "  ", heard.level_dbfs, " dBFS  ", heard.snr_db, " dB over noise  ",
+                      std::showpos, heard.clock_ppm, " ppm\n");
+    json_object object = object_of(message, start_of(heard), file);
+    object["sample"] = heard.first_sample;
+    object["level_dbfs"] = to_tenths(heard.level_dbfs);
+    object["snr_db"] = to_tenths(heard.snr_db);
+    object["clock_ppm"] = to_tenths(heard.clock_ppm);
+    object["copies"] = heard.copies;
+    object["positions"] = heard.positions;
+    object["methods"] = methods_of(heard.methods);
+    return line_of(object);
+}
+
+std::string line_of_gap(double seconds, int64_t missing)
+{
+    return line_of(json_object{{"time", to_milliseconds(seconds)}, {"lost_samples", missing}});
+}
+
+std::string line_of_nothing(const tonelink_reception &reception, const std::string &file)
+{
+    json_object object;
+    if (!file.empty()) object["file"] = file;
+    object.update(object_of(reception));
     return line_of(object);
 }
 

@@ -1,6 +1,10 @@
 #include "decode/decode_sound.h"
 
 #include <chrono>
+#include <string>
+
+#include "errors.h"
+#include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
@@ -8,26 +12,42 @@ namespace {
 /// A stream that has brought nothing for so long stands still. A sound card brings more sooner.
 constexpr std::chrono::milliseconds kStandstill{250};
 
+constexpr int kLowestRate = 42000, kHighestRate = 384000; // that a receiver takes
+
+void require_rate(const sound_reader &sound)
+{
+    const int rate = sound.sample_rate();
+    if (rate >= kLowestRate && rate <= kHighestRate) return;
+    throw failure{joined(0, "cannot decode ", sound.name(), ": its sample rate of ", rate,
+                         " Hz is too ", rate < kLowestRate ? "low for bursts; " : "high; ",
+                         kLowestRate, " to ", kHighestRate, " Hz is right")};
+}
+
 } // namespace
 
-void decode_sound(receiver_input &input, message_lengths lengths, const decoding_observer &observer)
+tonelink_reception decode_sound(sound_reader &sound, const listening &wanted,
+                                const decoding_observer &observer)
 {
-    sound_decoder decoder{lengths, observer.accepted};
+    require_rate(sound);
+    burst_receiver receiver{sound.sample_rate(), wanted};
     const auto tell = [&] {
-        while (const auto burst = decoder.take_burst()) observer.heard(*burst);
+        while (const auto heard = receiver.take()) observer.heard(*heard);
     };
     const auto read = [&] {
-        while (!input.wait(kStandstill))
-            while (const auto burst = decoder.take_early()) observer.heard(*burst);
-        return input.read();
+        while (!sound.wait(kStandstill)) {
+            receiver.settle();
+            tell();
+        }
+        return sound.read();
     };
     for (auto samples = read(); !samples.empty(); samples = read()) {
-        decoder.put(samples);
+        receiver.put(samples);
         tell();
-        if (observer.progressed) observer.progressed();
+        if (observer.progressed) observer.progressed(samples.size());
     }
-    decoder.finish();
+    receiver.finish();
     tell();
+    return receiver.reception();
 }
 
 } // namespace tonelink::tool

@@ -3,21 +3,22 @@
 
 #include <functional>
 
-#include "decode/receiver_input.h"
-#include "decode/sound_decoder.h"
+#include <tonelink/receiver.h>
+
+#include "decode/burst_receiver.h"
+#include "sound_file.h"
 
 namespace tonelink::tool {
 
-/// Who wants to know what while a sound is decoded; each may be empty but the first.
+/// Who wants to know what while a sound is decoded; the second may be empty.
 struct decoding_observer {
-    std::function<void(const heard_burst &)> heard; ///< in the order in which bursts ended
-    acceptance accepted{};
-    std::function<void()> progressed{}; ///< more of the sound has been read
+    std::function<void(const tonelink_heard &)> heard; ///< in the order in which they were settled
+    std::function<void(std::size_t)> progressed{};     ///< so many more samples have been read
 };
 
 /// Tells of each burst, of a stream before it waits for more. Throws failure for a sound that
-/// cannot be read.
-void decode_sound(receiver_input &input, message_lengths lengths,
-                  const decoding_observer &observer);
+/// cannot be read, or whose sample rate no burst can have.
+tonelink_reception decode_sound(sound_reader &sound, const listening &wanted,
+                                const decoding_observer &observer);
 
 } // namespace tonelink::tool

@@ -2,20 +2,20 @@
 
 #include <algorithm>
 
+#include "decode/burst_receiver.h"
+
 namespace tonelink::tool {
 
-message_summary &heard_messages::summary_of(const message_bits &message)
+const message_summary &heard_messages::add(const tonelink_heard &heard)
 {
-    const auto known = std::ranges::find(messages_, message, &message_summary::message);
-    if (known != messages_.end()) return *known;
-    return messages_.emplace_back(message_summary{message});
-}
-
-const message_summary &heard_messages::add(const heard_burst &burst)
-{
-    message_summary &summary = summary_of(burst.message);
-    if (summary.bursts++ == 0) summary.start = burst.start();
-    return summary;
+    const message_bits message = message_of(heard);
+    auto summary = std::ranges::find(messages_, message, &message_summary::message);
+    if (summary == messages_.end()) summary = messages_.insert(summary, {message, start_of(heard)});
+    summary->seconds = std::min(summary->seconds, start_of(heard)); // they come in any order
+    summary->bursts += heard.copies;
+    summary->positions += heard.positions;
+    summary->methods |= heard.methods;
+    return *summary;
 }
 
 } // namespace tonelink::tool

@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "decode/heard_bursts.h"
+#include <tonelink/receiver.h>
+
 #include "message.h"
 
 namespace tonelink::tool {
@@ -13,25 +14,21 @@ namespace tonelink::tool {
 /// A message and the bursts that carried it.
 struct message_summary {
     message_bits message;
-    int64_t start = 0; ///< of the first burst, as a sample of the sound
-    int64_t bursts = 0;
-    int64_t positions = 0; ///< at which it was accepted, all bursts together
+    double seconds = 0;    ///< where the first burst begins, from the start of the sound
+    int64_t bursts = 0;    ///< all copies counted
+    int64_t positions = 0; ///< at which the exact method accepted it, all bursts together
+    uint32_t methods = 0;  ///< which heard it
 };
 
 class heard_messages {
 public:
-    /// Counts a position at which a message was accepted.
-    void accept(const message_bits &message) { ++summary_of(message).positions; }
-
-    /// Counts a burst, whose positions were counted. Returns what is known of its message.
-    const message_summary &add(const heard_burst &burst);
+    /// Counts a burst. Returns what is known of its message.
+    const message_summary &add(const tonelink_heard &heard);
 
     /// In the order in which they were heard first.
     const std::vector<message_summary> &all() const { return messages_; }
 
 private:
-    message_summary &summary_of(const message_bits &message);
-
     std::vector<message_summary> messages_;
 };
 

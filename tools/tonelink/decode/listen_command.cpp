@@ -1,24 +1,24 @@
 // `tonelink listen`: the messages that a microphone hears, as they come.
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "arguments.h"
 #include "command.h"
-#include "decode/band_meter.h"
+#include "decode/burst_receiver.h"
 #include "decode/decode_report.h"
-#include "decode/lengths_option.h"
-#include "decode/microphone_input.h"
+#include "decode/listening_options.h"
+#include "decode/microphone.h"
 #include "decode/recent_messages.h"
-#include "decode/sound_decoder.h"
+#include "decode/reception_text.h"
 #include "errors.h"
 #include "events.h"
 #include "live_line.h"
-#include "modem/burst_format.h"
 #include "report_text.h"
 
 namespace tonelink::tool {
@@ -30,13 +30,13 @@ constexpr const char *kListenExamples = R"(Examples:
 Times are from the start of listening. Ctrl-C ends it.)";
 
 constexpr int kWaitMs = 50;
-constexpr int64_t kMeterSamples = 4410; // ten times a second
-/// Longer than a burst takes to be complete and told.
-constexpr int64_t kLongestSilence = kAudioRate;
+constexpr double kMeterSeconds = 0.1;
+/// What a person is told of the last seconds, not before there were as many.
+constexpr double kReasonSeconds = 5;
 
 struct listen_options {
     std::string input = "alsa";
-    message_lengths lengths = message_lengths::both;
+    listening wanted;
     uint64_t limit = std::numeric_limits<uint64_t>::max(); ///< of messages
     bool json = false;
 };
@@ -51,70 +51,90 @@ std::string device_of(const std::string &input)
 /// Tells what is heard.
 class message_listener {
 public:
-    message_listener(message_lengths lengths, report_form form) : form_{form}, decoder_{lengths} {}
+    /// @param sample_rate  of the device
+    message_listener(int sample_rate, const listening &wanted, report_form form)
+        : sample_rate_{sample_rate}, form_{form}, wanted_{wanted}, receiver_{sample_rate, wanted}
+    {
+    }
 
     void put(std::span<const int16_t> samples)
     {
-        decoder_.put(samples);
-        meter_.put(samples);
-        while (auto burst = decoder_.take_burst()) {
-            burst->first += passed_over_;
-            burst->last += passed_over_;
-            report(*burst);
-        }
-        if (decoder_.position() < next_meter_) return;
-        next_meter_ = decoder_.position() + kMeterSamples;
+        receiver_.put(samples);
+        samples_ += std::ssize(samples);
+        tell();
+        if (seconds() < next_meter_) return;
+        next_meter_ = seconds() + kMeterSeconds;
         show_meter();
     }
 
-    /// Tells of samples that are missing before those that are put next, and hears silence in their
-    /// place: as many as a burst that goes on behind them needs, or as complete one before them.
+    /// Tells of samples that are missing before those that are put next.
     void put_gap(int64_t samples)
     {
         live_.clear();
         say("tonelink listen",
-            joined(0, "lost ", samples, " samples, ", samples * 1000 / kAudioRate,
+            joined(0, "lost ", samples, " samples, ", samples * 1000 / sample_rate_,
                    " ms, that were not read in time"));
-        if (form_ == report_form::json)
-            print(line_of_gap(decoder_.position() + passed_over_, samples));
-        const int64_t silence = std::min(samples, kLongestSilence);
-        put(std::vector<int16_t>(static_cast<std::size_t>(silence)));
-        passed_over_ += samples - silence;
+        if (form_ == report_form::json) print(line_of_gap(seconds(), samples));
+        receiver_.put_gap(samples);
+        samples_ += samples;
+        tell();
+    }
+
+    /// Tells what is known at the end, and why nothing was heard where nothing was.
+    void finish()
+    {
+        receiver_.finish();
+        tell();
+        live_.clear();
+        const tonelink_reception reception = receiver_.reception();
+        if (reception.heard > 0) return;
+        if (form_ == report_form::json) print(line_of_nothing(reception, ""));
+        say("tonelink listen", "nothing heard: " + advice_on(reception, wanted_));
     }
 
     /// How many messages have been told.
     uint64_t count() const { return count_; }
 
 private:
-    void report(const heard_burst &burst)
+    double seconds() const { return static_cast<double>(samples_) / sample_rate_; }
+
+    void tell()
     {
-        last_ = burst.message;
-        bursts_ = recent_.hear(burst);
-        if (bursts_ > 1) return;
-        ++count_;
-        live_.clear();
-        print(line_of_burst(burst, form_));
+        while (const auto heard = receiver_.take()) {
+            last_ = message_of(*heard);
+            bursts_ = recent_.hear(*heard);
+            if (bursts_ > heard->copies) continue;
+            ++count_;
+            live_.clear();
+            print(line_of_burst(*heard, form_));
+        }
     }
 
     void show_meter()
     {
-        constexpr double kLowest = -90;
-        const double level = meter_.take_level();
+        constexpr double kLowest = -90, kNothing = -100;
+        const tonelink_reception reception = receiver_.reception();
+        const double level = std::max<double>(reception.band_dbfs, kNothing);
         const double share = std::clamp(1 - level / kLowest, 0.0, 1.0);
         const std::string decibels = joined(0, std::setw(4), level, " dB");
         std::string last, brief = joined(0, level, " dB");
-        if (last_) last = joined(0, "  last: ", hex_of(*last_), ", ", bursts_, " times");
-        if (last_) brief = hex_of(*last_) + ' ' + brief;
+        if (last_) {
+            last = joined(0, "  last: ", hex_of(*last_), ", ", bursts_, " times");
+            brief = hex_of(*last_) + ' ' + brief;
+        } else if (seconds() >= kReasonSeconds) {
+            last = "  " + word_for(reception.recent_reason);
+        }
         live_.show_fitting({"18-20 kHz " + bar_of(share, 30) + ' ' + decibels + last,
                             bar_of(share, 10) + ' ' + decibels + last, decibels + last, brief});
     }
 
+    int sample_rate_;
     report_form form_;
-    sound_decoder decoder_;
-    band_meter meter_;
+    listening wanted_;
+    burst_receiver receiver_;
     live_line live_{stderr};
-    int64_t next_meter_ = 0;
-    int64_t passed_over_ = 0; ///< samples that were lost and not made good by silence
+    int64_t samples_ = 0; ///< of the stream, those lost included
+    double next_meter_ = 0;
     recent_messages recent_;
     std::optional<message_bits> last_;
     int64_t bursts_ = 0; ///< of the last message's transmission
@@ -124,16 +144,16 @@ private:
 void listen(const listen_options &options)
 {
     const std::string device = device_of(options.input);
+    refuse_unknown_methods(options.wanted);
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
-    microphone_input input{device};
+    microphone input{device};
     if (!input.warning().empty()) say("tonelink listen", "warning: " + input.warning());
-    message_listener listener{options.lengths,
+    message_listener listener{static_cast<int>(std::lround(input.rate())), options.wanted,
                               options.json ? report_form::json : report_form::text};
-    while (listener.count() < options.limit) {
-        const int signal = signals.take();
-        if (signal != 0 && signal != SIGCONT) return;
+    for (int signal = 0; listener.count() < options.limit; signal = signals.take()) {
+        if (signal != 0 && signal != SIGCONT) return listener.finish();
         require_reader();
         listener.put(input.read(kWaitMs));
         if (const int64_t lost = input.take_lost(); lost > 0) listener.put_gap(lost);
@@ -150,7 +170,7 @@ void add_listen_command(CLI::App &program)
     command->footer(kListenExamples);
     command->add_option("--input", options->input, "Where to listen: alsa (default) or alsa:DEVICE")
         ->type_name("INPUT");
-    add_lengths_option(*command, options->lengths);
+    add_listening_options(*command, options->wanted);
     command->add_option("--count", options->limit, "Stop after so many messages")
         ->type_name("N")
         ->transform(number_from<uint64_t>(1, 1'000'000'000));

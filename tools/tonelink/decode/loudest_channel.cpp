@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "burst_shape.h"
 #include "errors.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {

@@ -2,25 +2,25 @@
 
 #include <algorithm>
 
-#include "modem/burst_format.h"
+#include "decode/burst_receiver.h"
 
 namespace tonelink::tool {
 namespace {
 
-constexpr int64_t kLongestPause = 3 * kAudioRate;
+constexpr double kLongestPause = 3;
 
 } // namespace
 
-int64_t recent_messages::hear(const heard_burst &burst)
+int64_t recent_messages::hear(const tonelink_heard &heard)
 {
     std::erase_if(going_on_, [&](const transmission &one) {
-        return burst.first - one.last.last >= kLongestPause;
+        return heard.seconds - one.seconds > kLongestPause;
     });
-    auto same = std::ranges::find_if(
-        going_on_, [&](const transmission &one) { return one.last.message == burst.message; });
-    if (same == going_on_.end()) same = going_on_.insert(same, {burst});
-    same->last = burst;
-    return ++same->bursts;
+    const message_bits message = message_of(heard);
+    auto same = std::ranges::find(going_on_, message, &transmission::message);
+    if (same == going_on_.end()) same = going_on_.insert(same, {message, heard.seconds});
+    same->seconds = std::max(same->seconds, heard.seconds);
+    return same->bursts += heard.copies;
 }
 
 } // namespace tonelink::tool

@@ -5,20 +5,22 @@
 #include <cstdint>
 #include <vector>
 
-#include "decode/heard_bursts.h"
+#include <tonelink/receiver.h>
+
+#include "message.h"
 
 namespace tonelink::tool {
 
 class recent_messages {
 public:
-    /// Takes the next burst, in the order of time. Returns how often its message has been heard
-    /// with no more than three seconds from one burst to the next: 1 for a transmission that
-    /// begins.
-    int64_t hear(const heard_burst &burst);
+    /// Takes the next burst. Returns how often its message has been heard with no more than three
+    /// seconds from one burst to the next: 1 for a transmission that begins.
+    int64_t hear(const tonelink_heard &heard);
 
 private:
     struct transmission {
-        heard_burst last;
+        message_bits message;
+        double seconds; ///< of its last burst
         int64_t bursts = 0;
     };
 

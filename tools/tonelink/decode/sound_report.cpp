@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "decode/burst_receiver.h"
 #include "decode/decode_report.h"
 
 namespace tonelink::tool {
@@ -11,12 +12,12 @@ sound_report::sound_report(std::string file, report_form form, bool is_stream, l
 {
 }
 
-void sound_report::add(const heard_burst &burst)
+void sound_report::add(const tonelink_heard &heard)
 {
-    message_summary message = messages_.add(burst);
-    if (!is_stream_ || recent_.hear(burst) > 1) return;
+    message_summary message = messages_.add(heard);
+    if (!is_stream_ || recent_.hear(heard) > heard.copies) return;
     told_[hex_of(message.message)] = line_of(message, "", report_form::text);
-    message.start = burst.start();
+    message.seconds = start_of(heard);
     take_line_(line_of(message, file_, form_));
 }
 

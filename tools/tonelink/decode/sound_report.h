@@ -21,10 +21,7 @@ public:
     /// @param file  as for line_of()
     sound_report(std::string file, report_form form, bool is_stream, line_taker take_line);
 
-    /// Counts a position at which a message was accepted, before the burst that it belongs to.
-    void accept(const message_bits &message) { messages_.accept(message); }
-
-    void add(const heard_burst &burst);
+    void add(const tonelink_heard &heard);
     void finish();
 
 private:

@@ -8,7 +8,7 @@
 #include <numbers>
 #include <stdexcept>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "modem/burst_format.h"
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {

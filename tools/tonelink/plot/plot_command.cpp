@@ -12,15 +12,15 @@
 #include <vector>
 
 #include "arguments.h"
+#include "burst_shape.h"
 #include "command.h"
-#include "decode/receiver_input.h"
 #include "errors.h"
 #include "live_line.h"
-#include "modem/burst_format.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"
 #include "plot/kept_sound.h"
+#include "plot/resampled_sound.h"
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
 #include "plot/subcarrier_estimate.h"
@@ -140,7 +140,7 @@ burst_samples cut_burst(const sound_source &source, int sample_rate, const sound
     const double start = (burst.start_s - static_cast<double>(skipped) / sample_rate) * kAudioRate;
     const auto end = static_cast<std::size_t>(
         std::max(0.0, start + kBurstSamples + kMarginSeconds * kAudioRate));
-    receiver_input input{source};
+    resampled_sound input{source};
     input.skip(skipped);
     burst_samples cut{{}, start};
     for (auto block = input.read(); !block.empty() && cut.samples.size() < end;

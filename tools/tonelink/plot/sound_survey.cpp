@@ -4,8 +4,8 @@
 #include <cmath>
 #include <future>
 
+#include "burst_shape.h"
 #include "decode/decode_sound.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {
@@ -18,12 +18,12 @@ constexpr double kOverlapSeconds = kBurstSeconds * 0.9;
 
 double distance(const sound_burst &a, double start_s) { return std::abs(a.start_s - start_s); }
 
-std::vector<heard_burst> bursts_in(const sound_source &source)
+std::vector<tonelink_heard> bursts_in(const sound_source &source)
 {
-    std::vector<heard_burst> bursts;
-    receiver_input input{source};
-    decode_sound(input, message_lengths::both,
-                 {.heard = [&](const heard_burst &burst) { bursts.push_back(burst); }});
+    std::vector<tonelink_heard> bursts;
+    sound_reader sound{source};
+    decode_sound(sound, {},
+                 {.heard = [&](const tonelink_heard &heard) { bursts.push_back(heard); }});
     return bursts;
 }
 
@@ -38,7 +38,7 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
 {
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
-    std::future<std::vector<heard_burst>> heard;
+    std::future<std::vector<tonelink_heard>> heard;
     if (burst_finder::has_band(sound.sample_rate()))
         heard = std::async(std::launch::async, [&] { return bursts_in(source); });
     burst_finder finder{static_cast<double>(sound.sample_rate())};
@@ -54,11 +54,11 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
 }
 
 std::vector<sound_burst> join_bursts(std::span<const found_burst> found,
-                                     std::span<const heard_burst> heard)
+                                     std::span<const tonelink_heard> heard)
 {
     std::vector<sound_burst> bursts;
-    for (const heard_burst &next : heard) {
-        sound_burst burst{static_cast<double>(next.first_sample()) / kAudioRate, 0, next.message};
+    for (const tonelink_heard &next : heard) {
+        sound_burst burst{next.seconds, 0, message_of(next)};
         const auto same = std::ranges::find_if(found, [&](const found_burst &other) {
             return distance(burst, other.start_s) < kSamePlaceSeconds;
         });

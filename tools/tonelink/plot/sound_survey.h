@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "decode/heard_bursts.h"
+#include <tonelink/receiver.h>
+
 #include "message.h"
 #include "plot/burst_finder.h"
 #include "sound_file.h"
@@ -42,6 +43,6 @@ sound_survey survey_sound(const sound_source &source,
 /// same place tells more exactly where it begins; what else was found in the middle of it does not
 /// exist, and what was found elsewhere was not decoded.
 std::vector<sound_burst> join_bursts(std::span<const found_burst> found,
-                                     std::span<const heard_burst> heard);
+                                     std::span<const tonelink_heard> heard);
 
 } // namespace tonelink::tool

@@ -4,8 +4,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "modem/channel_encoder.h"
-#include "modem/code_tables.h"
+#include <tonelink/receiver.h>
+
+#include "burst_shape.h"
 
 namespace tonelink::tool {
 namespace {
@@ -55,13 +56,28 @@ value read_subcarrier(std::span<const int16_t> samples, const burst_clock &clock
     return sum / double{kAudioBodySamples};
 }
 
+/// What was sent: by how much each subcarrier is turned, and its sign.
+using sent_grid = std::array<std::array<tonelink_subcarrier, kSubcarriers>, kSymbols>;
+
+sent_grid sent_subcarriers(const message_bits &message)
+{
+    std::array<uint8_t, 8> bytes{};
+    for (std::size_t i = 0; i < message.size(); ++i)
+        bytes[i / 8] |= static_cast<uint8_t>(message[i] << (7 - i % 8));
+    sent_grid sent;
+    tonelink_receiver_subcarriers(message.empty() ? nullptr : bytes.data(),
+                                  static_cast<int32_t>(message.size()), sent.front().data());
+    return sent;
+}
+
 /// What was sent on each subcarrier, 1 or -1, times the channel.
-subcarrier_grid read_subcarriers(std::span<const int16_t> samples, const burst_clock &clock)
+subcarrier_grid read_subcarriers(std::span<const int16_t> samples, const burst_clock &clock,
+                                 const sent_grid &sent)
 {
     subcarrier_grid grid;
     for (std::size_t row = 0; row < grid.size(); ++row) {
         for (std::size_t column = 0; column < kSubcarriers; ++column) {
-            const double scrambling = phi_scr[kSubcarriers * row + column] / 256.0;
+            const double scrambling = sent[row][column].turn / 256.0;
             grid[row][column] = read_subcarrier(samples, clock, row, subcarrier_of(column)) *
                                 std::polar(1.0, -kTurn * scrambling);
         }
@@ -229,28 +245,23 @@ subcarrier_estimate estimate_subcarriers(std::span<const int16_t> samples, doubl
 {
     constexpr int kCorrections = 4; // the first is coarse; the third changes nothing to speak of
     burst_clock clock{start, 1};
-    subcarrier_grid grid = read_subcarriers(samples, clock);
+    const sent_grid sent = sent_subcarriers(message);
+    subcarrier_grid grid = read_subcarriers(samples, clock, sent);
     for (int i = 0; i < kCorrections; ++i) {
         clock = corrected(clock, grid);
-        grid = read_subcarriers(samples, clock);
+        grid = read_subcarriers(samples, clock, sent);
     }
     even_symbols(grid);
     const subcarrier_grid equal = equalise(grid);
 
     subcarrier_estimate burst{clock.start, clock.stretch, !message.empty(), {}};
-    channel_bits bits{};
-    if (burst.knows_message) bits = encode_channel(message);
-    std::size_t next_bit = 0;
     for (std::size_t row = 0; row < equal.size(); ++row) {
         for (std::size_t column = 0; column < kSubcarriers; ++column) {
             auto &point = burst.points[row][column];
             point.value = equal[row][column];
-            if (holds_pilot(row, column))
-                point.ideal = 1;
-            else if (burst.knows_message)
-                point.ideal = bits[next_bit++] ? 1 : -1;
-            else
-                point.ideal = point.value.real() < 0 ? -1 : 1;
+            const bool is_known = burst.knows_message || holds_pilot(row, column);
+            const double nearest = point.value.real() < 0 ? -1 : 1;
+            point.ideal = is_known ? sent[row][column].value : nearest;
         }
     }
     return burst;

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <span>
 
+#include "burst_shape.h"
 #include "message.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 

@@ -14,9 +14,9 @@
 #include <tonelink/transmit.h>
 
 #include "arguments.h"
+#include "burst_shape.h"
 #include "command.h"
 #include "errors.h"
-#include "modem/burst_format.h"
 #include "output_file.h"
 #include "send/message_options.h"
 #include "sound_file.h"

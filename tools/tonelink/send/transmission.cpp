@@ -12,8 +12,8 @@
 #include <tonelink_platform/host.h>
 
 #include "arguments.h"
+#include "burst_shape.h"
 #include "errors.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "burst_shape.h"
 #include "message.h"
-#include "modem/burst_format.h"
 
 namespace tonelink::tool {
 

@@ -1,19 +1,17 @@
-#include "decode/receiver_input.h"
+#include "plot/resampled_sound.h"
 
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
-#include <utility>
 
+#include "burst_shape.h"
 #include "errors.h"
-#include "modem/burst_format.h"
 #include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
 
 constexpr std::size_t kResampledBlock = 16384;
-constexpr double kLowestRate = 2 * kBandHighHz;
 
 /// Exact for what was 16 bits in the file.
 int16_t to_16_bits(float sample)
@@ -25,46 +23,34 @@ double ratio_of(const sound_reader &sound) { return double{kAudioRate} / sound.s
 
 } // namespace
 
-receiver_input::receiver_input(const sound_source &source, std::stop_token stop)
-    : sound_{source, std::move(stop)}, resampler_{nullptr, &src_delete}
+resampled_sound::resampled_sound(const sound_source &source)
+    : sound_{source}, resampler_{nullptr, &src_delete}
 {
-    if (sound_.sample_rate() <= kLowestRate)
-        throw failure{"cannot decode " + name_of(source) + ": its sample rate of " +
-                      std::to_string(sound_.sample_rate()) +
-                      " Hz is too low for bursts; more than " + joined(0, kLowestRate) +
-                      " Hz is right"};
     const double ratio = ratio_of(sound_);
     if (ratio == 1) return;
     if (!src_is_valid_ratio(ratio))
-        throw failure{"cannot resample " + name_of(source) + " from " +
-                      std::to_string(sound_.sample_rate()) + " Hz"};
+        throw failure{
+            joined(0, "cannot resample ", sound_.name(), " from ", sound_.sample_rate(), " Hz")};
     int error = 0;
     resampler_.reset(src_new(SRC_SINC_BEST_QUALITY, 1, &error));
     if (!resampler_) throw std::runtime_error{src_strerror(error)};
     resampled_.resize(kResampledBlock);
 }
 
-std::span<const int16_t> receiver_input::read()
+std::span<const int16_t> resampled_sound::read()
 {
-    std::span<const float> block;
-    if (resampler_) {
-        block = resample();
-    } else {
-        block = sound_.read();
-        samples_read_ += std::ssize(block);
-    }
+    const auto block = resampler_ ? resample() : sound_.read();
     samples_.resize(block.size());
     std::ranges::transform(block, samples_.begin(), to_16_bits);
     return samples_;
 }
 
 /// The next samples at 44100 Hz, none at the end of what the converter holds back.
-std::span<const float> receiver_input::resample()
+std::span<const float> resampled_sound::resample()
 {
     for (;;) {
         if (pending_.empty() && !at_end_) {
             pending_ = sound_.read();
-            samples_read_ += std::ssize(pending_);
             at_end_ = pending_.empty();
         }
         SRC_DATA data{};
@@ -80,17 +66,6 @@ std::span<const float> receiver_input::resample()
         const auto count = static_cast<std::size_t>(data.output_frames_gen);
         if (count > 0 || at_end_) return {resampled_.data(), count};
     }
-}
-
-std::optional<double> receiver_input::progress() const
-{
-    if (sound_.length() <= 0) return std::nullopt;
-    return std::min(1.0, static_cast<double>(samples_read_) / static_cast<double>(sound_.length()));
-}
-
-double receiver_input::seconds() const
-{
-    return static_cast<double>(samples_read_) / sound_.sample_rate();
 }
 
 } // namespace tonelink::tool

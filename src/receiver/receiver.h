@@ -1,0 +1,103 @@
+// The receiver behind the C interface: from samples as they come to records and a report.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "modem/stream_receiver.h"
+#include "receiver/baseband.h"
+#include "receiver/burst_measuring.h"
+#include "receiver/burst_watch.h"
+#include "receiver/heard_bursts.h"
+#include "receiver/message_queue.h"
+#include "receiver/resampler.h"
+#include "receiver/sound_levels.h"
+#include "receiver/stream_places.h"
+#include "receiver/told_bursts.h"
+#include "tonelink/modem.h"
+#include "tonelink/receiver.h"
+
+namespace tonelink {
+
+/// A receiver goes through the sound in ticks of 10 ms: what it does in one depends on the sound up
+/// to there alone. So the stream may be cut anywhere, and the work is spread over time.
+class receiver {
+public:
+    /// @param coefficients  room for resampler::table_size(rate) of them, which live as long as
+    /// this
+    ///                      object
+    receiver(int32_t rate, message_lengths lengths, std::span<float> coefficients);
+    ~receiver();
+    receiver(const receiver &) = delete;
+    receiver &operator=(const receiver &) = delete;
+
+    /// Whether all its memory could be had.
+    bool is_open() const { return shifter_.delay.data != nullptr; }
+
+    /// What is wrong with some frames.
+    struct flaws {
+        uint64_t clipped = 0;
+        uint64_t invalid = 0;
+    };
+
+    /// Takes samples that lie within full scale, frames_to_tick() at most.
+    void put(std::span<const float> samples, const flaws &found);
+
+    /// How many frames there are until the next tick is complete; at least 1.
+    std::size_t frames_to_tick() const;
+
+    void put_lost(uint64_t frames);
+    void settle();
+    void finish();
+
+    message_queue &heard() { return queue_; }
+    void report(tonelink_reception &reception) const;
+
+private:
+    static constexpr std::size_t kTick = 441;
+    static constexpr std::size_t kRecentSlots = 50;
+
+    void begin_stream();
+    void put_samples(std::span<const float> samples);
+    void measure(int steps);
+    void put_silence(uint64_t frames);
+    void hear(std::span<const float> samples);
+    void conclude(const found_burst &burst, const burst_figures &figures);
+    void tell(const heard_burst &burst, const burst_figures &figures);
+    void note_unread(const burst_figures &figures);
+    void end_slot();
+
+    const int32_t rate_;
+    const message_lengths lengths_;
+    bool is_ended_ = false;    ///< what comes next is a new stream
+    bool is_draining_ = false; ///< silence is put behind the stream: it is not part of it
+
+    resampler resampler_;
+    stream_places places_;
+    std::array<float, kTick> tick_; // samples of the next one
+    std::size_t tick_fill_ = 0;
+    uint64_t frames_ = 0;
+
+    // The exact method.
+    BandShiftInfo shifter_{};
+    stream_receiver exact_;
+    heard_bursts bursts_;
+
+    // What bursts are seen and measured by.
+    symbol_reader reader_;
+    baseband baseband_;
+    burst_watch watch_;
+    burst_measuring measuring_{reader_};
+    told_bursts told_;
+
+    sound_levels levels_;
+    sound_figures slot_;  // the one that is going on
+    sound_figures whole_; // all slots
+    std::array<sound_figures, kRecentSlots> recent_;
+    uint32_t dropped_ = 0;
+    message_queue queue_;
+};
+
+} // namespace tonelink

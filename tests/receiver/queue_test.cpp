@@ -1,0 +1,102 @@
+// What waits to be taken, what counts as a repeat, when a record comes, and where a stream ends.
+#include <gtest/gtest.h>
+
+#include "modem/known_bursts.h"
+#include "support/open_receiver.h"
+#include "support/sounds.h"
+
+namespace tonelink::test {
+
+TEST(Queue, HoldsSixteenAndPushesOutTheOldest)
+{
+    // Three of one message, one of another, five times over, 0.62 seconds apart.
+    const sound often = burst_at(kPair32.bits, 44100), seldom = burst_at(kData48.bits, 44100);
+    sound all(frames_in(20 * 0.62 + 1, 44100));
+    for (std::size_t i = 0; i < 20; ++i)
+        add(all, i % 4 == 3 ? seldom : often, 1000 + 27342 * i, -10);
+    open_receiver receiver;
+    receiver.push(all);
+    EXPECT_EQ(receiver.report().dropped, 4u);
+    const auto records = receiver.heard();
+    ASSERT_EQ(records.size(), 16u);
+    for (std::size_t i = 0; i < 16; ++i) {
+        EXPECT_EQ(records[i].nbits, i % 4 == 3 ? 48 : 32);
+        EXPECT_NEAR(static_cast<double>(records[i].first_sample),
+                    static_cast<double>(1000 + 27342 * (i + 4)), 44);
+        EXPECT_EQ(records[i].repeats, i % 4 == 3 ? 1u : 3u) << i; // of the four before
+        EXPECT_EQ(records[i].methods, uint32_t{TONELINK_METHOD_EXACT});
+        EXPECT_EQ(records[i].copies, 1);
+    }
+    EXPECT_EQ(receiver.report().heard, 20u);
+}
+
+TEST(Queue, RepeatsAreOfThreeSeconds)
+{
+    const sound burst = burst_at(kPair32.bits, 44100);
+    sound all(frames_in(8.5, 44100));
+    for (const double seconds : {0.1, 3.05, 6.1}) add(all, burst, frames_in(seconds, 44100), -10);
+    open_receiver receiver;
+    receiver.push(all);
+    std::vector<uint32_t> repeats;
+    for (const auto &heard : receiver.heard()) repeats.push_back(heard.repeats);
+    EXPECT_EQ(repeats, (std::vector<uint32_t>{0, 1, 0}));
+}
+
+TEST(Queue, ARecordComesWithinASecondOfItsBurstsEnd)
+{
+    for (const int32_t rate : {42000, 44100, 48000, 96000, 384000}) {
+        const sound burst = burst_at(kPair32.bits, rate);
+        const sound unread = burst_at(kData32.bits, rate, 800);
+        for (const bool is_busy : {false, true}) { // with one to be looked at that is not read
+            const std::size_t start = is_busy ? unread.size() : frames_in(0.1, rate);
+            sound all = band_noise(start + burst.size() + frames_in(1, rate), rate, -60, 5);
+            if (is_busy) add(all, unread, 0, -20);
+            add(all, burst, start, -20);
+            open_receiver receiver{rate};
+            std::size_t pushed = 0;
+            tonelink_heard heard = {};
+            while (pushed < all.size() && tonelink_receiver_next(receiver, &heard) == 0) {
+                const std::size_t block = std::min(frames_in(0.005, rate), all.size() - pushed);
+                receiver.push(std::span{all}.subspan(pushed, block));
+                pushed += block;
+            }
+            EXPECT_EQ(message_of(heard), kPair32.bits) << rate << ' ' << is_busy;
+        }
+    }
+}
+
+TEST(Queue, AFlushEndsAStreamAndWhatFollowsIsANewOne)
+{
+    for (const int32_t rate : {44100, 48000}) {
+        sound first(frames_in(2, rate)), second = first;
+        add(first, burst_at(kPair32.bits, rate), frames_in(1.4, rate), -6); // up to its last tenth
+        second[0] = 1; // as the end of the first one
+        add(second, burst_at(kPair32.bits, rate), 99, -20);
+        std::fill(first.end() - 500, first.end(), 1.0f);
+
+        open_receiver receiver{rate};
+        receiver.push(first);
+        EXPECT_EQ(receiver.report().heard, 0u);
+        tonelink_receiver_flush(receiver);
+        EXPECT_EQ(receiver.reasons(), "heard heard"); // stays to be taken
+        EXPECT_EQ(receiver.report().frames, first.size());
+        tonelink_receiver_flush(receiver); // nothing more
+        EXPECT_EQ(receiver.report().heard, 1u);
+        receiver.push(second);
+        tonelink_receiver_flush(receiver);
+
+        open_receiver fresh{rate};
+        fresh.push(second);
+        tonelink_receiver_flush(fresh);
+        const auto records = receiver.heard(), expected = fresh.heard();
+        ASSERT_TRUE(records.size() == 2 && expected.size() == 1);
+        EXPECT_NEAR(records[0].seconds, 1.4, 0.001);
+        EXPECT_EQ(records[1].first_sample, expected[0].first_sample);
+        EXPECT_EQ(records[1].repeats, 0u);
+        EXPECT_EQ(records[1].level_dbfs, expected[0].level_dbfs);
+        const tonelink_reception now = receiver.report(), then = fresh.report();
+        EXPECT_EQ(std::memcmp(&now, &then, offsetof(tonelink_reception, spectrum_dbfs)), 0);
+    }
+}
+
+} // namespace tonelink::test

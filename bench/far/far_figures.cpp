@@ -131,9 +131,11 @@ void print_row(const row &of, double share_of_trials)
         found[snr] = double(taken.found) / trials;
         wrong += taken.wrong;
     };
-    for (auto snr = static_cast<int>(std::floor(of.half)); snr <= std::ceil(of.most); ++snr) take(snr);
+    for (auto snr = static_cast<int>(std::floor(of.half)); snr <= std::ceil(of.most); ++snr)
+        take(snr);
     while (shares.begin()->second >= 0.5) take(shares.begin()->first - 1);
-    while (shares.rbegin()->second < 0.95 && shares.rbegin()->first < 0) take(shares.rbegin()->first + 1);
+    while (shares.rbegin()->second < 0.95 && shares.rbegin()->first < 0)
+        take(shares.rbegin()->first + 1);
 
     const auto [half_low, half_high] = spread(shares, trials, 0.5);
     const auto [most_low, most_high] = spread(shares, trials, 0.95);

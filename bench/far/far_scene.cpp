@@ -44,7 +44,8 @@ sound make_sound(std::uint64_t message, std::size_t bits)
 void add_late(sound &to, const sound &from, std::size_t late, double gain)
 {
     if (to.size() < from.size() + late) to.resize(from.size() + late, 0);
-    for (std::size_t n = 0; n < from.size(); ++n) to[n + late] += from[n] * static_cast<float>(gain);
+    for (std::size_t n = 0; n < from.size(); ++n)
+        to[n + late] += from[n] * static_cast<float>(gain);
 }
 
 sound with_second_path(const sound &burst, double delay_ms, generator &random)
@@ -98,7 +99,8 @@ sound filtered(const sound &samples, const sound &filter)
     const std::size_t middle = filter.size() / 2;
     sound out(samples.size(), 0);
     for (std::size_t n = 0; n < out.size(); ++n) {
-        const std::size_t first = n + middle >= samples.size() ? n + middle - samples.size() + 1 : 0;
+        const std::size_t first =
+            n + middle >= samples.size() ? n + middle - samples.size() + 1 : 0;
         const std::size_t last = std::min(filter.size() - 1, n + middle);
         float sum = 0;
         for (std::size_t k = first; k <= last; ++k) sum += filter[k] * samples[n + middle - k];
@@ -115,8 +117,8 @@ public:
         const kaiser_filter lowpass{0.4785, kReach, 80}; // to 21.1 kHz: the band ends below
         for (std::size_t phase = 0; phase <= kPhases; ++phase) {
             for (std::size_t k = 0; k < kTaps; ++k) {
-                const double time = static_cast<double>(k) - kReach + 1 -
-                                    static_cast<double>(phase) / kPhases;
+                const double time =
+                    static_cast<double>(k) - kReach + 1 - static_cast<double>(phase) / kPhases;
                 rows_[phase][k] = static_cast<float>(lowpass(time));
             }
         }
@@ -163,7 +165,8 @@ void add_far_noise(sound &to, double rms, double cutoff, generator &random)
     sound noise(to.size());
     for (float &sample : noise) sample = normal(random);
     if (cutoff > 0) {
-        static const sound lowpass = filter_of(201, [=](double hz) { return hz < cutoff ? 0 : -300; });
+        static const sound lowpass =
+            filter_of(201, [=](double hz) { return hz < cutoff ? 0 : -300; });
         noise = filtered(noise, lowpass);
     }
     for (std::size_t n = 0; n < to.size(); ++n) to[n] += noise[n];
@@ -182,9 +185,9 @@ void add_tone(sound &to, double rms, generator &random)
 {
     const double hz = between(random, 18300, 19900), phase = between(random, 0, 1);
     for (std::size_t n = 0; n < to.size(); ++n)
-        to[n] += static_cast<float>(
-            rms * std::numbers::sqrt2 *
-            std::sin(kTurn * (hz * static_cast<double>(n) / kRate + phase)));
+        to[n] +=
+            static_cast<float>(rms * std::numbers::sqrt2 *
+                               std::sin(kTurn * (hz * static_cast<double>(n) / kRate + phase)));
 }
 
 } // namespace

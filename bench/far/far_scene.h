@@ -12,16 +12,16 @@ namespace tonelink::bench {
 
 /// What happens on the way. What is zero does not happen.
 struct far_channel {
-    double path_delay = 0;      ///< of a second path, 3 dB weaker; ms
-    double room_seconds = 0;    ///< reverberation time
-    double direct_db = 0;       ///< of a room: direct path over all the rest
-    bool rolls_off = false;     ///< from 0 dB at 18 kHz to -18 dB at 20 kHz
-    double noise_cutoff = 0;    ///< of the noise alone, Hz
-    double clicks_db = 0;       ///< over the noise
-    double tone_db = 0;         ///< over the burst
+    double path_delay = 0;   ///< of a second path, 3 dB weaker; ms
+    double room_seconds = 0; ///< reverberation time
+    double direct_db = 0;    ///< of a room: direct path over all the rest
+    bool rolls_off = false;  ///< from 0 dB at 18 kHz to -18 dB at 20 kHz
+    double noise_cutoff = 0; ///< of the noise alone, Hz
+    double clicks_db = 0;    ///< over the noise
+    double tone_db = 0;      ///< over the burst
     bool has_tone = false;
-    double sway = 0;            ///< a moving listener's greatest speed, m/s
-    double clock_ppm = 0;       ///< offsets reach so far to either side
+    double sway = 0;      ///< a moving listener's greatest speed, m/s
+    double clock_ppm = 0; ///< offsets reach so far to either side
 };
 
 struct far_scene {
@@ -30,8 +30,8 @@ struct far_scene {
     double first_sample = 0;   ///< of the first burst
 };
 
-/// A message of `bits` bits in `copies` bursts, ten of them in two writes with a pause between, each
-/// of RMS 400, with white noise to 22.05 kHz at an SNR.
+/// A message of `bits` bits in `copies` bursts, ten of them in two writes with a pause between,
+/// each of RMS 400, with white noise to 22.05 kHz at an SNR.
 far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
                      double snr_db, std::uint64_t seed);
 

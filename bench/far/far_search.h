@@ -10,10 +10,10 @@
 namespace tonelink::bench {
 
 struct far_result {
-    bool is_found = false;     ///< the burst is where a candidate is
-    std::size_t messages = 0;  ///< whose CRC agrees
-    bool is_right = false;     ///< the one that was sent is among them
-    double clock = 0;          ///< of the candidate that held it
+    bool is_found = false;    ///< the burst is where a candidate is
+    std::size_t messages = 0; ///< whose CRC agrees
+    bool is_right = false;    ///< the one that was sent is among them
+    double clock = 0;         ///< of the candidate that held it
     double first_sample = 0;
 };
 

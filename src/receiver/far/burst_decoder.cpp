@@ -13,8 +13,7 @@ constexpr double kLn2 = 0.6931471805599453;
 
 } // namespace
 
-bool burst_decoder::begin(const cell_reader &reader, const far_sound &sound,
-                          const copy_set &copies)
+bool burst_decoder::begin(const cell_reader &reader, const far_sound &sound, const copy_set &copies)
 {
     copies_ = copies;
     std::array<float, kMostCopies> energies{};
@@ -55,8 +54,7 @@ double burst_decoder::look_again()
 
 double burst_decoder::read()
 {
-    const data_values data =
-        read_data(sum_.cells(), channel_.channel(), channel_.error(), gains_);
+    const data_values data = read_data(sum_.cells(), channel_.channel(), channel_.error(), gains_);
     randomness_ = randomness_of(data);
     values_ = sum_repeats(data, message_bits_);
     log_sum_ = code_.forward(values_);

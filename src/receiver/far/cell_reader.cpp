@@ -35,15 +35,15 @@ void read_window(const far_sound &sound, int64_t first, float_complex step, body
         window[m] = sound.at(first + static_cast<int64_t>(m) - int64_t{kAveraged}) * turn;
 }
 
-/// The body's ends come once more in the guards, the last samples before it and the first ones
-/// behind it.
-void average_ends(body_window &window)
+/// The body's ends come once more in the guards: its last samples before it, and its first ones
+/// behind it. But the burst begins and ends with ramps.
+void average_ends(body_window &window, std::size_t s)
 {
     float_complex *const body = &window[kAveraged];
     for (std::size_t m = 0; m < kAveraged; ++m) {
-        body[m] = (body[m] + body[kBodySamples + m]) * 0.5f;
         float_complex &end = body[kBodySamples - kAveraged + m];
-        end = (end + window[m]) * 0.5f;
+        if (s + 1 < kSymbols) body[m] = (body[m] + body[kBodySamples + m]) * 0.5f;
+        if (s > 0) end = (end + window[m]) * 0.5f;
     }
 }
 
@@ -67,7 +67,7 @@ void cell_reader::read(const far_sound &sound, const burst_place &place, guard u
                 static_cast<int64_t>(std::floor(place.first_body + body / (1 + place.clock) + 0.5));
             body_window window;
             read_window(sound, first, step, window);
-            if (use == guard::averaged) average_ends(window);
+            if (use == guard::averaged) average_ends(window, batch + lane);
             for (std::size_t m = 0; m < values.size(); ++m) {
                 values[m].re[lane] = window[kAveraged + m].re;
                 values[m].im[lane] = window[kAveraged + m].im;
@@ -89,8 +89,8 @@ void cell_reader::read(const far_sound &sound, const burst_place &place, guard u
             for (std::size_t i = 0; i < kSubcarriers; ++i, straight = straight * to_next) {
                 const auto &bin = values[bin_of(kFirstSubcarrier + i)];
                 const auto scrambling = static_cast<std::size_t>(phi_scr[kSubcarriers * s + i]);
-                cells[s][i] = float_complex{bin.re[lane], bin.im[lane]} *
-                              (straight * phases_[scrambling]);
+                cells[s][i] =
+                    float_complex{bin.re[lane], bin.im[lane]} * (straight * phases_[scrambling]);
             }
         }
     }

@@ -29,7 +29,8 @@ std::array<float, Count> quieten(const std::array<float, Count> &powers, float l
     return weights;
 }
 
-/// The spread of the pilots around the mean of their subcarrier. A mean takes one degree of freedom.
+/// The spread of the pilots around the mean of their subcarrier. A mean takes one degree of
+/// freedom.
 float pilot_spread(const cell_grid &cells, const cell_weights &weights)
 {
     float sum = 0;

@@ -44,8 +44,7 @@ template <class Real> channel_estimate<Real>::channel_estimate()
     }
 }
 
-template <class Real>
-void channel_estimate<Real>::restart(const subcarrier_evidence &evidence)
+template <class Real> void channel_estimate<Real>::restart(const subcarrier_evidence &evidence)
 {
     // A value's power over its weight is the channel's times the weight, and 1 of noise.
     Real power = 0, weight = 0;
@@ -75,8 +74,7 @@ void channel_estimate<Real>::estimate(const subcarrier_evidence &evidence, int r
     transform_taps();
 }
 
-template <class Real>
-void channel_estimate<Real>::correlate(const subcarrier_evidence &evidence)
+template <class Real> void channel_estimate<Real>::correlate(const subcarrier_evidence &evidence)
 {
     for (int t = 0; t < int{kTaps}; ++t) {
         basic_complex<Real> correlation{}, projection{};
@@ -86,8 +84,9 @@ void channel_estimate<Real>::correlate(const subcarrier_evidence &evidence)
             const basic_complex<Real> by_distance = turn(from_middle * t);
             const Real weight = evidence.weight[column];
             correlation += {by_distance.re * weight, by_distance.im * weight};
-            projection += basic_complex<Real>{evidence.value[column].re, evidence.value[column].im} *
-                          turn(from_middle * (t + kEarliest));
+            projection +=
+                basic_complex<Real>{evidence.value[column].re, evidence.value[column].im} *
+                turn(from_middle * (t + kEarliest));
         }
         correlation_[static_cast<std::size_t>(t)] = correlation;
         projection_[static_cast<std::size_t>(t)] = projection;
@@ -107,18 +106,26 @@ template <class Real> void channel_estimate<Real>::solve()
         line.im.fill(0);
         for (std::size_t c = 0; c < kTaps; ++c) {
             const Real scale = amplitude[r] * amplitude[c];
-            const basic_complex<Real> g = c <= r ? correlation_[r - c] : conjugate(correlation_[c - r]);
+            const basic_complex<Real> g =
+                c <= r ? correlation_[r - c] : conjugate(correlation_[c - r]);
             line.re[c] = g.re * scale;
             line.im[c] = g.im * scale;
         }
         line.re[r] += 1;
         line.im[r] = 0;
     }
+    row from;
     for (std::size_t k = 0; k < kTaps; ++k) {
-        row &from = factor_[k];
-        pivot_[k] = from.re[k];
-        from.re[k] = 1;
-        from.im[k] = 0;
+        pivot_[k] = factor_[k].re[k];
+        factor_[k].re[k] = 1;
+        factor_[k].im[k] = 0;
+        // What lies right of the pivot is the conjugate of what lies below it, and must be taken
+        // from there: two halves that are rounded each for itself drift apart.
+        from = factor_[k];
+        for (std::size_t c = k + 1; c < kTaps; ++c) {
+            from.re[c] = factor_[c].re[k];
+            from.im[c] = -factor_[c].im[k];
+        }
         for (std::size_t r = k + 1; r < kTaps; ++r) {
             row &line = factor_[r];
             const Real re = line.re[k] / pivot_[k], im = line.im[k] / pivot_[k];

@@ -40,8 +40,8 @@ double forward_backward::forward(const code_values &values)
         state_row &to = forward_[t + 1];
         for (std::size_t state = 0; state < kStates; ++state) {
             const std::size_t pattern = pattern_of(state), before = predecessor_of(state);
-            to[state] = from[before] * weights[pattern] +
-                        from[before + kOldestBit] * weights[7 - pattern];
+            to[state] =
+                from[before] * weights[pattern] + from[before + kOldestBit] * weights[7 - pattern];
         }
         log_sum += std::log(double{normalise(to)}) + double{most} / 2;
     }

@@ -10,7 +10,8 @@ namespace tonelink {
 class forward_backward {
 public:
     /// Goes forward through the trellis.
-    /// @returns ln of the sum over all paths of e^(M/2), M being the sum of the path's values: + for
+    /// @returns ln of the sum over all paths of e^(M/2), M being the sum of the path's values: +
+    /// for
     ///          a code bit of 0, - for 1. Each step's values are at most 100 together.
     double forward(const code_values &values);
 

@@ -23,8 +23,8 @@ void path_list::begin(const code_values &values, std::size_t most)
         for (std::size_t state = 0; state < kStates; ++state) {
             const float branch = branches_[t][pattern_of(state)];
             const std::size_t before = predecessor_of(state);
-            metrics_[t + 1][state] = std::max(metrics_[t][before] + branch,
-                                              metrics_[t][before + kOldestBit] - branch);
+            metrics_[t + 1][state] =
+                std::max(metrics_[t][before] + branch, metrics_[t][before + kOldestBit] - branch);
         }
     }
     missing_ = most;
@@ -66,7 +66,8 @@ bool path_list::next()
         const bool goes_straight = straight >= opposite;
         const float other = goes_straight ? opposite : straight;
         if (other > kUnreached / 2) {
-            const float loss = path.loss + (goes_straight ? straight - opposite : opposite - straight);
+            const float loss =
+                path.loss + (goes_straight ? straight - opposite : opposite - straight);
             const std::size_t leads_to = goes_straight ? before + kOldestBit : before;
             offer({loss, static_cast<uint8_t>(t), static_cast<uint8_t>(leads_to), bits_});
         }

@@ -6,8 +6,7 @@ namespace tonelink {
 
 namespace {
 
-template <std::size_t Bits>
-bool agrees(const path_bits &path, const syndrome_table<Bits> &table)
+template <std::size_t Bits> bool agrees(const path_bits &path, const syndrome_table<Bits> &table)
 {
     uint32_t sum = 0;
     for (std::size_t n = 0; n < syndrome_table<Bits>::kNibbles; ++n) {

@@ -1,5 +1,5 @@
-// Finds the exact place and clock of copies that were detected: those with which their pilots add up
-// best.
+// Finds the exact place and clock of copies that were detected: those with which their pilots add
+// up best.
 #pragma once
 
 #include "receiver/far/cell_reader.h"

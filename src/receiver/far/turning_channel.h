@@ -1,6 +1,6 @@
-// A channel that turns while the burst goes on, because the listener moves: its gain in each symbol.
-// Source: the posterior mean of a Gaussian process, C. E. Rasmussen and C. K. I. Williams, "Gaussian
-// processes for machine learning", 2006.
+// A channel that turns while the burst goes on, because the listener moves: its gain in each
+// symbol. Source: the posterior mean of a Gaussian process, C. E. Rasmussen and C. K. I. Williams,
+// "Gaussian processes for machine learning", 2006.
 #pragma once
 
 #include "receiver/far/channel_estimate.h"

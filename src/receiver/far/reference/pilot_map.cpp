@@ -38,8 +38,8 @@ std::vector<spectrum> spectra_of(std::span<const float_complex> sound, double cl
         spectrum row;
         std::array<float, kSubcarriers> powers;
         for (std::size_t i = 0; i < kSubcarriers; ++i) {
-            row[i] = values[(kFirstSubcarrier + i + kBodySamples - baseband::kMiddle) %
-                            kBodySamples];
+            row[i] =
+                values[(kFirstSubcarrier + i + kBodySamples - baseband::kMiddle) % kBodySamples];
             powers[i] = power_of(row[i]);
         }
         const float median = median_of(powers);
@@ -77,9 +77,9 @@ pilot_map::pilot_map(std::span<const float_complex> sound, int most) : most_{mos
         for (std::size_t s = 0; s < kSymbols; ++s) {
             for (std::size_t i = 0; i < kSubcarriers; ++i) {
                 const double hz = subcarrier_hz(kFirstSubcarrier + i);
-                turns[s][i] = from_turns(
-                    double(1) * phi_scr[kSubcarriers * s + i] / 256 +
-                    hz * clock * double{kSymbolSamples} * static_cast<double>(s) / kBasebandRate);
+                turns[s][i] = from_turns(double(1) * phi_scr[kSubcarriers * s + i] / 256 +
+                                         hz * clock * double{kSymbolSamples} *
+                                             static_cast<double>(s) / kBasebandRate);
             }
         }
         auto &row = energies_[static_cast<std::size_t>(offset + most)];

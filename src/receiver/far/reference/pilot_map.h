@@ -1,5 +1,5 @@
-// The pilots' matched filter over time and clock, cell by cell as it is defined: what the fast map is
-// held to.
+// The pilots' matched filter over time and clock, cell by cell as it is defined: what the fast map
+// is held to.
 #pragma once
 
 #include <span>
@@ -18,8 +18,8 @@ public:
     /// @param most   offsets reach from -most to most steps
     pilot_map(std::span<const float_complex> sound, int most);
 
-    /// What the pilots of a burst add up to whose first body begins at a sample and whose clock runs
-    /// fast by so many steps: 1 on average in noise of any level, and exponential.
+    /// What the pilots of a burst add up to whose first body begins at a sample and whose clock
+    /// runs fast by so many steps: 1 on average in noise of any level, and exponential.
     float at(int offset, std::size_t sample) const
     {
         return energies_[static_cast<std::size_t>(offset + most_)][sample];

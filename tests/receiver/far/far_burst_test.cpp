@@ -1,0 +1,178 @@
+// Bursts on their way through the far receiver's stages.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "receiver/far/burst_decoder.h"
+#include "receiver/far/far_signals.h"
+#include "receiver/far/path_message.h"
+#include "receiver/far/reference/pilot_map.h"
+
+namespace tonelink::test {
+
+namespace {
+
+copy_set copies_at(double sample, double clock, std::size_t count)
+{
+    copy_set copies;
+    burst_place first = place_at(sample);
+    first.clock = clock;
+    copies.add_write(first, count);
+    return copies;
+}
+
+/// The sound as a receiver hears it whose samples are taken at n (1 + clock): a turn for each
+/// frequency in the whole sound's spectrum would be exact; a long windowed sinc is, in the band.
+std::vector<float> resampled(const std::vector<float> &sound, double clock)
+{
+    std::vector<float> out(static_cast<std::size_t>(double(sound.size()) / (1 + clock)), 0);
+    constexpr int kReach = 64;
+    for (std::size_t n = 0; n < out.size(); ++n) {
+        const double time = double(n) * (1 + clock);
+        const auto middle = static_cast<std::ptrdiff_t>(time);
+        double sum = 0;
+        for (auto k = middle - kReach + 1; k <= middle + kReach; ++k) {
+            if (k < 0 || k >= std::ssize(sound)) continue;
+            const double x = time - double(k), angle = 3.141592653589793 * x;
+            const double window = std::pow(std::cos(angle / (2 * kReach)), 2);
+            sum += double{sound[size_t(k)]} * window * (x == 0 ? 1 : std::sin(angle) / angle);
+        }
+        out[n] = static_cast<float>(sum);
+    }
+    return out;
+}
+
+/// How far the pilots of each subcarrier lie from their mean, in the power of it.
+double disagreement(const cell_grid &cells)
+{
+    double wrong = 0, power = 0;
+    for (std::size_t i = 0; i < kSubcarriers; ++i) {
+        float_complex mean{};
+        for (std::size_t s = i % 2; s < kSymbols; s += 2) mean += cells[s][i] * 0.125f;
+        for (std::size_t s = i % 2; s < kSymbols; s += 2) {
+            wrong += double{power_of(cells[s][i] - mean)};
+            power += double{power_of(mean)};
+        }
+    }
+    return wrong / power;
+}
+
+} // namespace
+
+TEST(FarBurst, PilotsOfACleanBurstAgree)
+{
+    const sent_bursts sent;
+    const auto sound = sent.samples();
+    const cell_reader reader;
+    cell_grid cells;
+    for (const auto use : {cell_reader::guard::left, cell_reader::guard::averaged}) {
+        for (const double clock : {0.0, 800e-6, -800e-6}) {
+            const auto heard = kept(baseband_of(clock == 0 ? sound : resampled(sound, clock)));
+            const auto at = copies_at(double(sent.first_sample) / (1 + clock), clock, 1).places[0];
+            reader.read(*heard, at, use, cells);
+            // In the guards, the filters of both ends smear one symbol into the next.
+            const double reached = use == cell_reader::guard::left ? -60 : -44;
+            EXPECT_LT(10 * std::log10(disagreement(cells)), clock == 0 ? reached : -33.5) << clock;
+        }
+    }
+}
+
+TEST(FarBurst, BasebandDoesNotShowTheBlocks)
+{
+    const auto sound = sent_bursts{}.samples();
+    const auto whole = baseband_of(sound, 441), single = baseband_of(sound, 1);
+    ASSERT_EQ(single.size(), whole.size());
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        ASSERT_EQ(single[n].re, whole[n].re) << n;
+        ASSERT_EQ(single[n].im, whole[n].im) << n;
+    }
+}
+
+/// In noise of any level and colour of a factor, energies are exponential with mean 1.
+TEST(FarBurst, EnergiesOfNoiseAreExponential)
+{
+    generator random{7};
+    std::vector<float> sound(10 * kAudioRate, 0);
+    add_noise(sound, 30, random);
+    const reference::pilot_map map{baseband_of(sound), 2};
+    double sum = 0, over_three = 0, count = 0;
+    for (int offset = -map.most(); offset <= map.most(); ++offset) {
+        for (std::size_t n = 200; n < map.samples(); ++n) {
+            const auto energy = double{map.at(offset, n)};
+            sum += energy;
+            over_three += energy > 3;
+            ++count;
+        }
+    }
+    EXPECT_NEAR(sum / count, 1, 0.015); // some 40000 independent ones
+    EXPECT_NEAR(over_three / count, std::exp(-3), 0.1 * std::exp(-3));
+}
+
+TEST(FarBurst, RefinementFindsPlaceAndClock)
+{
+    const cell_reader reader;
+    const auto refiner = std::make_unique<copy_refiner>();
+    generator random{8};
+    const sent_bursts sent{.copies = 3};
+    double late = 0, clock = 0;
+    constexpr int kTrials = 20;
+    for (int trial = 0; trial < kTrials; ++trial) {
+        auto sound = sent.samples();
+        add_noise(sound, -14, random);
+        const auto heard = kept(baseband_of(sound));
+        const double off = double(trial % 5) - 2; // samples; and 10 ppm for each
+        auto copies = copies_at(double(sent.first_sample) + 10 * off, off * 10e-6, 3);
+        std::array<float, kMostCopies> energies{};
+        refiner->refine(reader, *heard, copies, energies);
+        for (std::size_t copy = 0; copy < 3; ++copy) {
+            const double first = double(sent.first_sample + copy * kBurstSamples);
+            late += std::pow((copies.places[copy].first_sample() - first) / 10, 2);
+            clock += std::pow(copies.places[copy].clock * 1e6, 2);
+            EXPECT_GT(energies[copy], 10);
+        }
+    }
+    EXPECT_LT(std::sqrt(late / (3 * kTrials)), 0.7); // baseband samples
+    EXPECT_LT(std::sqrt(clock / (3 * kTrials)), 12); // ppm
+}
+
+/// At these ratios nearly all bursts are read; the best path alone would miss many, and copies that
+/// were not added up in phase, all.
+TEST(FarBurst, FarBurstsAreRead)
+{
+    struct far_case {
+        std::string message;
+        std::size_t copies;
+        double snr_db;
+    };
+    const cell_reader reader;
+    const auto decoder = std::make_unique<burst_decoder>();
+    const auto paths = std::make_unique<path_list>();
+    for (const auto &[message, copies, snr_db] :
+         {far_case{kShortMessage, 1, -18.5}, far_case{kLongMessage, 1, -17},
+          far_case{kShortMessage, 5, -25}, far_case{kLongMessage, 10, -26}}) {
+        int right = 0;
+        constexpr int kTrials = 10;
+        for (int trial = 0; trial < kTrials; ++trial) {
+            generator random{std::uint64_t(trial)};
+            const sent_bursts sent{message, copies};
+            auto sound = sent.samples();
+            add_noise(sound, snr_db, random);
+            const auto heard = kept(baseband_of(sound));
+            ASSERT_TRUE(decoder->begin(reader, *heard,
+                                       copies_at(double(sent.first_sample) + 6, 20e-6, copies)));
+            decoder->look(bits_in(message));
+            decoder->look_again();
+            decoder->look_again();
+            paths->begin(decoder->values(), 64);
+            while (paths->next())
+                if (passes_crc_check(paths->bits(), bits_in(message)))
+                    right += message_of(paths->bits(), bits_in(message)) == value_of(message);
+        }
+        EXPECT_GE(right, kTrials - 1) << message << ' ' << copies;
+    }
+    const auto silence = kept(std::vector<float_complex>(30000));
+    EXPECT_FALSE(decoder->begin(reader, *silence, copies_at(20000, 0, 2)));
+}
+
+} // namespace tonelink::test

@@ -8,6 +8,7 @@
 #include "receiver/far/burst_decoder.h"
 #include "receiver/far/path_message.h"
 #include "receiver/far/reference/pilot_map.h"
+#include "receiver/far/steady_tones.h"
 
 namespace tonelink::bench {
 
@@ -145,16 +146,20 @@ far_result search_scene(const far_scene &scene, std::size_t bits, std::size_t co
                         int most_offset)
 {
     const auto front = std::make_unique<baseband>();
+    const auto tones = std::make_unique<steady_tones>();
     const auto heard = std::make_unique<far_sound>();
-    std::vector<float_complex> stretch;
+    std::vector<float_complex> raw, stretch;
     constexpr std::size_t kBlock = 441;
     for (std::size_t at = 0; at < scene.samples.size(); at += kBlock) {
         const auto count = std::min(kBlock, scene.samples.size() - at);
         front->put(std::span{scene.samples}.subspan(at, count));
-        while (std::ssize(stretch) < front->size()) {
-            stretch.push_back(front->at(std::ssize(stretch)));
-            heard->put(stretch.back());
-        }
+        while (std::ssize(raw) < front->size()) raw.push_back(front->at(std::ssize(raw)));
+    }
+    for (std::size_t n = 0; n < raw.size() + steady_tones::kDelay; ++n) {
+        const float_complex cleaned = tones->put(n < raw.size() ? raw[n] : float_complex{});
+        if (n < steady_tones::kDelay) continue;
+        stretch.push_back(cleaned);
+        heard->put(cleaned);
     }
     const reference::pilot_map map{stretch, most_offset};
     far_result result;

@@ -8,6 +8,7 @@
 #include "receiver/far/far_signals.h"
 #include "receiver/far/path_message.h"
 #include "receiver/far/reference/pilot_map.h"
+#include "receiver/far/steady_tones.h"
 
 namespace tonelink::test {
 
@@ -87,6 +88,45 @@ TEST(FarBurst, BasebandDoesNotShowTheBlocks)
         ASSERT_EQ(single[n].re, whole[n].re) << n;
         ASSERT_EQ(single[n].im, whole[n].im) << n;
     }
+}
+
+/// A tone that comes and goes leaves nothing behind where it is steady, a burst passes as it is, and
+/// noise almost.
+TEST(FarBurst, SteadyTonesAreTakenOut)
+{
+    const auto change = [](std::span<const float_complex> samples, auto &&tone) {
+        const auto tones = std::make_unique<steady_tones>();
+        std::vector<double> left; // of what was added, by hops
+        for (std::size_t n = 0; n < samples.size() + steady_tones::kDelay; ++n) {
+            const auto in = n < samples.size() ? samples[n] + tone(n) : float_complex{};
+            const auto out = tones->put(in);
+            if (n < steady_tones::kDelay) continue;
+            const std::size_t at = n - steady_tones::kDelay;
+            left.resize(at / 1024 + 1);
+            left.back() += double{power_of(out - samples[at])} / 1024;
+        }
+        return left;
+    };
+    generator random{9};
+    std::vector<float_complex> noise(20 * 1024);
+    for (auto &sample : noise) sample = complex_noise(random, 1);
+    const auto nothing = [](std::size_t) { return float_complex{}; };
+    const auto tone = [](std::size_t n) {
+        const bool sounds = n >= 4500 && n < 12000;
+        return from_turns(0.1234 * double(n)) * (sounds ? 30.0f : 0.0f);
+    };
+    for (const double left : change(noise, nothing)) EXPECT_LT(left, 0.02);
+    const auto with_tone = change(noise, tone);
+    for (const std::size_t hop : {6u, 7u, 8u, 9u, 14u, 18u})
+        EXPECT_LT(with_tone[hop], 0.02 + (hop < 11 ? 0.01 : 0)) << hop;
+    for (const double left : change(std::vector<float_complex>(8192), nothing)) EXPECT_EQ(left, 0);
+
+    const auto burst = baseband_of(sent_bursts{}.samples());
+    double power = 0;
+    for (const auto sample : burst) power += double{power_of(sample)} / 1024;
+    double lost = 0;
+    for (const double left : change(burst, nothing)) lost += left;
+    EXPECT_LT(lost, 0.01 * power);
 }
 
 /// In noise of any level and colour of a factor, energies are exponential with mean 1.

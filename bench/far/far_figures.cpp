@@ -79,7 +79,7 @@ point measure(const row &of, int trials, int snr_db)
     side_by_side(trials, [&](int trial) {
         const auto seed = static_cast<std::uint64_t>((snr_db + 100) * 100000 + trial);
         const far_scene scene = make_scene(of.bits, of.copies, of.channel, snr_db, seed);
-        const far_result result = search_scene(scene, of.bits, of.copies, of.search / 50);
+        const far_result result = search_scene(scene, of.bits, of.copies, of.search);
         right += result.is_right;
         found += result.is_found;
         wrong += static_cast<int>(result.messages) - result.is_right;

@@ -17,8 +17,8 @@ struct far_result {
     double first_sample = 0;
 };
 
-/// @param most_offset  clocks are searched to so many steps of 50 ppm
+/// @param search_ppm  clocks are searched so far to either side
 far_result search_scene(const far_scene &scene, std::size_t bits, std::size_t copies,
-                        int most_offset);
+                        int search_ppm);
 
 } // namespace tonelink::bench

@@ -14,8 +14,8 @@ constexpr std::size_t kReach = 501;
 constexpr std::size_t kLooked = 2 * kReach + 1;
 static_assert(kReach * 4410.0 / 2048 < 1080);
 
-/// A bin is a tone's when it holds so many times the mean of noise, which is the median over ln 2. In
-/// noise that happens once in 9000 frames.
+/// A bin is a tone's when it holds so many times the mean of noise, which is the median over ln 2.
+/// In noise that happens once in 9000 frames.
 constexpr float kLoud = 16;
 constexpr float kMedianOfNoise = 0.69f;
 

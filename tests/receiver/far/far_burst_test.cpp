@@ -7,7 +7,6 @@
 #include "receiver/far/burst_decoder.h"
 #include "receiver/far/far_signals.h"
 #include "receiver/far/path_message.h"
-#include "receiver/far/reference/pilot_map.h"
 #include "receiver/far/steady_tones.h"
 
 namespace tonelink::test {
@@ -21,27 +20,6 @@ copy_set copies_at(double sample, double clock, std::size_t count)
     first.clock = clock;
     copies.add_write(first, count);
     return copies;
-}
-
-/// The sound as a receiver hears it whose samples are taken at n (1 + clock): a turn for each
-/// frequency in the whole sound's spectrum would be exact; a long windowed sinc is, in the band.
-std::vector<float> resampled(const std::vector<float> &sound, double clock)
-{
-    std::vector<float> out(static_cast<std::size_t>(double(sound.size()) / (1 + clock)), 0);
-    constexpr int kReach = 64;
-    for (std::size_t n = 0; n < out.size(); ++n) {
-        const double time = double(n) * (1 + clock);
-        const auto middle = static_cast<std::ptrdiff_t>(time);
-        double sum = 0;
-        for (auto k = middle - kReach + 1; k <= middle + kReach; ++k) {
-            if (k < 0 || k >= std::ssize(sound)) continue;
-            const double x = time - double(k), angle = 3.141592653589793 * x;
-            const double window = std::pow(std::cos(angle / (2 * kReach)), 2);
-            sum += double{sound[size_t(k)]} * window * (x == 0 ? 1 : std::sin(angle) / angle);
-        }
-        out[n] = static_cast<float>(sum);
-    }
-    return out;
 }
 
 /// How far the pilots of each subcarrier lie from their mean, in the power of it.
@@ -90,8 +68,8 @@ TEST(FarBurst, BasebandDoesNotShowTheBlocks)
     }
 }
 
-/// A tone that comes and goes leaves nothing behind where it is steady, a burst passes as it is, and
-/// noise almost.
+/// A tone that comes and goes leaves nothing behind where it is steady, a burst passes as it is,
+/// and noise almost.
 TEST(FarBurst, SteadyTonesAreTakenOut)
 {
     const auto change = [](std::span<const float_complex> samples, auto &&tone) {
@@ -127,26 +105,6 @@ TEST(FarBurst, SteadyTonesAreTakenOut)
     double lost = 0;
     for (const double left : change(burst, nothing)) lost += left;
     EXPECT_LT(lost, 0.01 * power);
-}
-
-/// In noise of any level and colour of a factor, energies are exponential with mean 1.
-TEST(FarBurst, EnergiesOfNoiseAreExponential)
-{
-    generator random{7};
-    std::vector<float> sound(10 * kAudioRate, 0);
-    add_noise(sound, 30, random);
-    const reference::pilot_map map{baseband_of(sound), 2};
-    double sum = 0, over_three = 0, count = 0;
-    for (int offset = -map.most(); offset <= map.most(); ++offset) {
-        for (std::size_t n = 200; n < map.samples(); ++n) {
-            const auto energy = double{map.at(offset, n)};
-            sum += energy;
-            over_three += energy > 3;
-            ++count;
-        }
-    }
-    EXPECT_NEAR(sum / count, 1, 0.015); // some 40000 independent ones
-    EXPECT_NEAR(over_three / count, std::exp(-3), 0.1 * std::exp(-3));
 }
 
 TEST(FarBurst, RefinementFindsPlaceAndClock)

@@ -59,6 +59,26 @@ inline void add_noise(std::vector<float> &sound, double snr_db, generator &rando
     for (float &sample : sound) sample += normal(random);
 }
 
+/// The sound as a receiver hears it whose samples are taken at n (1 + clock).
+inline std::vector<float> resampled(const std::vector<float> &sound, double clock)
+{
+    std::vector<float> out(static_cast<std::size_t>(double(sound.size()) / (1 + clock)), 0);
+    constexpr int kReach = 64;
+    for (std::size_t n = 0; n < out.size(); ++n) {
+        const double time = double(n) * (1 + clock);
+        const auto middle = static_cast<std::ptrdiff_t>(time);
+        double sum = 0;
+        for (auto k = middle - kReach + 1; k <= middle + kReach; ++k) {
+            if (k < 0 || k >= std::ssize(sound)) continue;
+            const double x = time - double(k), angle = 3.141592653589793 * x;
+            const double window = std::pow(std::cos(angle / (2 * kReach)), 2);
+            sum += double{sound[size_t(k)]} * window * (x == 0 ? 1 : std::sin(angle) / angle);
+        }
+        out[n] = static_cast<float>(sum);
+    }
+    return out;
+}
+
 /// The sound's baseband, put in by blocks of a size.
 inline std::vector<float_complex> baseband_of(std::span<const float> sound, std::size_t block = 441)
 {

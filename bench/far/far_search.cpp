@@ -70,7 +70,10 @@ far_result search_scene(const far_scene &scene, std::size_t bits, std::size_t co
         const copy_set candidate = peak.places();
         const double apart = candidate.places[0].first_sample() - scene.first_sample;
         if (std::abs(apart) < 100) result.is_found = true;
-        if (!decoder->begin(reader, *heard, candidate)) continue;
+        decoder->begin(candidate);
+        while (!decoder->prepare(reader, *heard)) {
+        }
+        if (decoder->is_silent()) continue;
         decoder->look(bits);
         paths->begin(decoder->values(), 1);
         try_paths(*paths, bits, scene.message, decoder->copies(), result);

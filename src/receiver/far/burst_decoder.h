@@ -10,20 +10,39 @@
 
 namespace tonelink {
 
+/// The work is cut into slices of up to about 0.1 ms.
 class burst_decoder {
 public:
-    /// Refines the copies' places, adds them up and estimates the channel from the pilots.
-    /// @returns false: there is nothing but silence
-    bool begin(const cell_reader &reader, const far_sound &sound, const copy_set &copies);
+    /// Turns to another candidate.
+    void begin(const copy_set &copies);
 
-    /// Reads the data for a message length through the channel that the pilots have told.
+    /// Does a slice of what comes first: refines the copies' places, adds them up and estimates the
+    /// channel from the pilots. Returns whether it was the last one.
+    bool prepare(const cell_reader &reader, const far_sound &sound);
+
+    /// Whether prepare() has found nothing but silence.
+    bool is_silent() const { return sum_.is_silent(); }
+
+    /// Reads the data for a message length through the channel that the pilots have told, a slice.
     /// @returns how much likelier they are a code word of that length than random, as a natural
     ///          logarithm
     double look(std::size_t message_bits);
 
-    /// Estimates the channel once more, with what the code makes of the data, and reads the data
-    /// again, after look(). The evidence then holds what it has itself brought about.
-    double look_again();
+    /// After a look, does a slice of estimating the channel once more with what the code makes of
+    /// the data. Returns whether it was the last one; then read_again() can follow.
+    bool estimate_again();
+
+    /// Reads the data through that channel, as look() does. Such evidence holds what it has itself
+    /// brought about.
+    double read_again() { return read(); }
+
+    /// Both.
+    double look_again()
+    {
+        while (!estimate_again()) {
+        }
+        return read_again();
+    }
 
     /// Of the last look.
     const code_values &values() const { return values_; }
@@ -31,14 +50,20 @@ public:
     /// ln of the sum of e^(M/2) over all paths.
     double log_sum() const { return log_sum_; }
 
-    const copy_set &copies() const { return copies_; }
+    const copy_set &copies() const { return refiner_.copies(); }
+
+    /// The power of a burst over the noise's, in the band, as the last estimate has it.
+    float snr() const;
 
 private:
-    void estimate_channel(const expected_cells &expected, int rounds);
+    enum class stage { refining, adding, estimating };
+
+    bool estimate_channel(const expected_cells &expected, int rounds);
     double read();
 
+    stage stage_ = stage::refining;
+    int alternations_ = 0; // that the estimate has had
     copy_refiner refiner_;
-    copy_set copies_;
     copy_sum sum_;
     turning_channel turning_;
     channel_estimate<float> first_channel_; // from the pilots

@@ -11,20 +11,29 @@
 
 namespace tonelink {
 
+/// The work is cut into slices.
 class copy_sum {
 public:
-    /// Reads the copies and adds them up.
+    /// Turns to copies at exact places.
     /// @param energies  of their pilots: the loudest copy is what the others are turned to
-    /// @returns whether there is anything but silence
-    bool add_up(const cell_reader &reader, const far_sound &sound, const copy_set &copies,
-                const std::array<float, kMostCopies> &energies);
+    void begin(const copy_set &copies, const std::array<float, kMostCopies> &energies);
 
+    /// Does a slice; returns whether it was the last one.
+    bool step(const cell_reader &reader, const far_sound &sound);
+
+    /// Whether there is nothing but silence in a copy.
+    bool is_silent() const { return is_silent_; }
     const cell_evidence &cells() const { return sum_; }
 
 private:
-    void find_gains(std::size_t count, std::size_t loudest);
-    void add_copies(std::size_t count);
+    void read(std::size_t copy, const cell_reader &reader, const far_sound &sound);
+    void turn_copies();
+    void add_copies();
 
+    copy_set copies_;
+    std::size_t loudest_ = 0;
+    std::size_t slices_ = 0; // that are done
+    bool is_silent_ = false;
     channel_estimate<float> channel_;
     std::array<cell_grid, kMostCopies> cells_;
     std::array<cell_weights, kMostCopies> weights_;

@@ -16,6 +16,7 @@ constexpr double kTurnsOfClock =
 
 // Steps to either side, first and second round.
 constexpr int kClockSteps = 2;
+constexpr std::size_t kClocks = 2 * kClockSteps + 1;
 constexpr double kCoarseClock = 15e-6;
 constexpr double kFineClock = 6e-6;
 constexpr int kLateSteps = 6; // of half a sample
@@ -58,13 +59,13 @@ float copy_refiner::energy_at(std::size_t copy, double late) const
     return power_of(sum) / noise_[copy];
 }
 
-copy_refiner::joint_correction copy_refiner::try_together(const copy_set &copies, double clock)
+copy_refiner::joint_correction copy_refiner::try_together(double clock)
 {
     std::array<std::array<float, 2 * kLateSteps + 1>, 2> energies{};
-    for (std::size_t copy = 0; copy < copies.count; ++copy) {
+    for (std::size_t copy = 0; copy < copies_.count; ++copy) {
         add_up_pilots(copy, clock);
-        const double drift = drift_of(copies, copy, clock);
-        auto &of_write = energies[copy < copies.second_write ? 0 : 1];
+        const double drift = drift_of(copies_, copy, clock);
+        auto &of_write = energies[copy < copies_.second_write ? 0 : 1];
         for (int step = -kLateSteps; step <= kLateSteps; ++step)
             of_write[static_cast<std::size_t>(step + kLateSteps)] +=
                 energy_at(copy, 0.5 * step + drift);
@@ -93,45 +94,71 @@ copy_refiner::correction copy_refiner::try_alone(std::size_t copy, const correct
     return best;
 }
 
-void copy_refiner::refine(const cell_reader &reader, const far_sound &sound, copy_set &copies,
-                          std::array<float, kMostCopies> &energies)
+void copy_refiner::begin(const copy_set &copies)
 {
-    for (std::size_t copy = 0; copy < copies.count; ++copy) {
-        reader.read(sound, copies.places[copy], cell_reader::guard::left, cells_[copy]);
-        const cell_weights weights = weigh_cells(cells_[copy]);
-        for (std::size_t s = 0; s < kSymbols; ++s)
-            for (std::size_t i = 0; i < kSubcarriers; ++i)
-                cells_[copy][s][i] = cells_[copy][s][i] * weights.of(s, i);
-        constexpr float kLeast = 1e-30f; // silence
-        noise_[copy] = kSymbols * kSubcarriers / 2 * std::max(weights.noise, kLeast);
-    }
+    copies_ = copies;
+    slices_ = 0;
+    joint_ = {};
+    middle_ = 0;
+}
 
-    joint_correction joint;
-    for (const double step : {kCoarseClock, kFineClock}) {
-        const double middle = joint.clock;
-        for (int c = -kClockSteps; c <= kClockSteps; ++c) {
-            const joint_correction tried = try_together(copies, middle + step * c);
-            if (tried.energy > joint.energy) joint = tried;
-        }
-    }
+void copy_refiner::read(std::size_t copy, const cell_reader &reader, const far_sound &sound)
+{
+    cell_grid &cells = cells_[copy];
+    reader.read(sound, copies_.places[copy], cell_reader::guard::left, cells);
+    const cell_weights weights = weigh_cells(cells);
+    for (std::size_t s = 0; s < kSymbols; ++s)
+        for (std::size_t i = 0; i < kSubcarriers; ++i) cells[s][i] = cells[s][i] * weights.of(s, i);
+    constexpr float kLeast = 1e-30f; // silence
+    noise_[copy] = kSymbols * kSubcarriers / 2 * std::max(weights.noise, kLeast);
+}
 
-    std::array<correction, kMostCopies> together{}, alone{};
+/// A copy with the clock that is best for all of them.
+copy_refiner::correction copy_refiner::take_together(std::size_t copy)
+{
+    const double late = joint_.late[copy < copies_.second_write ? 0 : 1];
+    correction taken{joint_.clock, late + drift_of(copies_, copy, joint_.clock)};
+    add_up_pilots(copy, taken.clock);
+    taken.energy = energy_at(copy, taken.late);
+    return taken;
+}
+
+/// Reads the copies, tries clocks for all of them in two rounds, then each copy alone.
+bool copy_refiner::step(const cell_reader &reader, const far_sound &sound)
+{
+    std::size_t slice = slices_++;
+    if (slice < copies_.count) {
+        read(slice, reader, sound);
+        return false;
+    }
+    slice -= copies_.count;
+    if (slice < 2 * kClocks) {
+        if (slice % kClocks == 0) middle_ = joint_.clock;
+        const double step = slice < kClocks ? kCoarseClock : kFineClock;
+        const int steps = static_cast<int>(slice % kClocks) - kClockSteps;
+        const joint_correction tried = try_together(middle_ + step * steps);
+        if (tried.energy > joint_.energy) joint_ = tried;
+        return false;
+    }
+    const std::size_t copy = slice - 2 * kClocks;
+    together_[copy] = take_together(copy);
+    if (copies_.count > 1) alone_[copy] = try_alone(copy, together_[copy]);
+    if (copy + 1 < copies_.count) return false;
+    settle();
+    return true;
+}
+
+void copy_refiner::settle()
+{
     float gain = 0;
-    for (std::size_t copy = 0; copy < copies.count; ++copy) {
-        const double late = joint.late[copy < copies.second_write ? 0 : 1];
-        together[copy] = {joint.clock, late + drift_of(copies, copy, joint.clock)};
-        add_up_pilots(copy, joint.clock);
-        together[copy].energy = energy_at(copy, together[copy].late);
-        if (copies.count == 1) break;
-        alone[copy] = try_alone(copy, together[copy]);
-        gain += alone[copy].energy - together[copy].energy;
-    }
-    const bool have_own = gain > kWorthOwnClock * static_cast<float>(copies.count);
-    for (std::size_t copy = 0; copy < copies.count; ++copy) {
-        const correction &found = have_own ? alone[copy] : together[copy];
-        copies.places[copy].first_body += found.late;
-        copies.places[copy].clock += found.clock;
-        energies[copy] = found.energy;
+    for (std::size_t copy = 0; copies_.count > 1 && copy < copies_.count; ++copy)
+        gain += alone_[copy].energy - together_[copy].energy;
+    const bool have_own = gain > kWorthOwnClock * static_cast<float>(copies_.count);
+    for (std::size_t copy = 0; copy < copies_.count; ++copy) {
+        const correction &found = have_own ? alone_[copy] : together_[copy];
+        copies_.places[copy].first_body += found.late;
+        copies_.places[copy].clock += found.clock;
+        energies_[copy] = found.energy;
     }
 }
 

@@ -121,13 +121,15 @@ TEST(FarBurst, RefinementFindsPlaceAndClock)
         const auto heard = kept(baseband_of(sound));
         const double off = double(trial % 5) - 2; // samples; and 10 ppm for each
         auto copies = copies_at(double(sent.first_sample) + 10 * off, off * 10e-6, 3);
-        std::array<float, kMostCopies> energies{};
-        refiner->refine(reader, *heard, copies, energies);
+        refiner->begin(copies);
+        while (!refiner->step(reader, *heard)) {
+        }
+        copies = refiner->copies();
         for (std::size_t copy = 0; copy < 3; ++copy) {
             const double first = double(sent.first_sample + copy * kBurstSamples);
             late += std::pow((copies.places[copy].first_sample() - first) / 10, 2);
             clock += std::pow(copies.places[copy].clock * 1e6, 2);
-            EXPECT_GT(energies[copy], 10);
+            EXPECT_GT(refiner->energies()[copy], 10);
         }
     }
     EXPECT_LT(std::sqrt(late / (3 * kTrials)), 0.7); // baseband samples
@@ -157,8 +159,9 @@ TEST(FarBurst, FarBurstsAreRead)
             auto sound = sent.samples();
             add_noise(sound, snr_db, random);
             const auto heard = kept(baseband_of(sound));
-            ASSERT_TRUE(decoder->begin(reader, *heard,
-                                       copies_at(double(sent.first_sample) + 6, 20e-6, copies)));
+            decoder->begin(copies_at(double(sent.first_sample) + 6, 20e-6, copies));
+            while (!decoder->prepare(reader, *heard)) {
+            }
             decoder->look(bits_in(message));
             decoder->look_again();
             decoder->look_again();
@@ -170,7 +173,10 @@ TEST(FarBurst, FarBurstsAreRead)
         EXPECT_GE(right, kTrials - 1) << message << ' ' << copies;
     }
     const auto silence = kept(std::vector<float_complex>(30000));
-    EXPECT_FALSE(decoder->begin(reader, *silence, copies_at(20000, 0, 2)));
+    decoder->begin(copies_at(20000, 0, 2));
+    while (!decoder->prepare(reader, *silence)) {
+    }
+    EXPECT_TRUE(decoder->is_silent());
 }
 
 } // namespace tonelink::test

@@ -1,7 +1,9 @@
 // How far the far receiver hears: for one channel after the other, the SNR at which half and at
 // which 95 % of the messages arrive. Prints a table, the same each time.
 //
-//     far_figures [-n SHARE] [ROW...]   SHARE of the trials; rows by parts of their names
+//     far_figures [-s] [-n SHARE] [ROW...]   -s: the receiver as a whole, with all sums, both lengths
+//                                            and the budget of CRC trials; SHARE of the trials; rows
+//                                            by parts of their names
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -73,13 +75,15 @@ struct point {
     int right = 0, found = 0, wrong = 0;
 };
 
-point measure(const row &of, int trials, int snr_db)
+point measure(const row &of, int trials, int snr_db, bool is_stream)
 {
     std::atomic<int> right{0}, found{0}, wrong{0};
     side_by_side(trials, [&](int trial) {
         const auto seed = static_cast<std::uint64_t>((snr_db + 100) * 100000 + trial);
         const far_scene scene = make_scene(of.bits, of.copies, of.channel, snr_db, seed);
-        const far_result result = search_scene(scene, of.bits, of.copies, of.search);
+        const far_result result = is_stream
+                                      ? receive_scene(scene, of.bits)
+                                      : search_scene(scene, of.bits, of.copies, of.search);
         right += result.is_right;
         found += result.is_found;
         wrong += static_cast<int>(result.messages) - result.is_right;
@@ -120,13 +124,13 @@ std::pair<double, double> spread(const std::map<int, double> &shares, int trials
     return {crossings[crossings.size() / 40], crossings[crossings.size() * 39 / 40]};
 }
 
-void print_row(const row &of, double share_of_trials)
+void print_row(const row &of, double share_of_trials, bool is_stream)
 {
     const int trials = std::max(10, static_cast<int>(of.trials * share_of_trials));
     std::map<int, double> shares, found;
     int wrong = 0;
     const auto take = [&](int snr) {
-        const point taken = measure(of, trials, snr);
+        const point taken = measure(of, trials, snr, is_stream);
         shares[snr] = double(taken.right) / trials;
         found[snr] = double(taken.found) / trials;
         wrong += taken.wrong;
@@ -158,10 +162,13 @@ int main(int count, char **arguments)
 {
     using namespace tonelink::bench;
     double share = 1;
+    bool is_stream = false;
     std::vector<std::string> wanted;
     for (int i = 1; i < count; ++i) {
         const std::string argument = arguments[i];
-        if (argument == "-n" && i + 1 < count)
+        if (argument == "-s")
+            is_stream = true;
+        else if (argument == "-n" && i + 1 < count)
             share = std::atof(arguments[++i]);
         else
             wanted.push_back(argument);
@@ -171,6 +178,6 @@ int main(int count, char **arguments)
         const auto is_part = [&](const std::string &part) {
             return name.find(part) != std::string::npos;
         };
-        if (wanted.empty() || std::ranges::any_of(wanted, is_part)) print_row(of, share);
+        if (wanted.empty() || std::ranges::any_of(wanted, is_part)) print_row(of, share, is_stream);
     }
 }

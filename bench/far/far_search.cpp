@@ -7,6 +7,7 @@
 #include "receiver/baseband.h"
 #include "receiver/far/burst_decoder.h"
 #include "receiver/far/burst_detector.h"
+#include "receiver/far/far_receiver.h"
 #include "receiver/far/path_message.h"
 #include "receiver/far/steady_tones.h"
 
@@ -33,21 +34,52 @@ void try_paths(path_list &paths, std::size_t bits, std::uint64_t sent, const cop
 
 } // namespace
 
+std::vector<float_complex> baseband_of(const sound &samples)
+{
+    const auto front = std::make_unique<baseband>();
+    std::vector<float_complex> all;
+    constexpr std::size_t kBlock = 441;
+    for (std::size_t at = 0; at < samples.size(); at += kBlock) {
+        front->put(std::span{samples}.subspan(at, std::min(kBlock, samples.size() - at)));
+        while (std::ssize(all) < front->size()) all.push_back(front->at(std::ssize(all)));
+    }
+    return all;
+}
+
+far_result receive_scene(const far_scene &scene, std::size_t bits)
+{
+    constexpr std::size_t kTick = 44;
+    const auto receiver = std::make_unique<far_receiver>(message_lengths::both);
+    const auto samples = baseband_of(scene.samples);
+    far_result result;
+    const auto put = [&](std::span<const float_complex> tick) {
+        receiver->put(tick);
+        for (far_message heard; receiver->take(heard);) {
+            ++result.messages;
+            if (heard.length != bits || heard.bits != scene.message) continue;
+            if (result.is_right) --result.messages; // the same once more
+            result.is_right = true;
+        }
+    };
+    const std::span all{samples};
+    for (std::size_t at = 0; at < all.size(); at += kTick)
+        put(all.subspan(at, std::min(kTick, all.size() - at)));
+    receiver->end_stream();
+    const std::vector<float_complex> silence(kTick);
+    for (std::size_t n = 0; n < steady_tones::kDelay / kTick + 20 || !receiver->is_idle(); ++n)
+        put(silence);
+    result.trials = receiver->trials();
+    return result;
+}
+
 far_result search_scene(const far_scene &scene, std::size_t bits, std::size_t copies,
                         int search_ppm)
 {
-    const auto front = std::make_unique<baseband>();
     const auto tones = std::make_unique<steady_tones>();
+    const auto raw = baseband_of(scene.samples);
     const auto heard = std::make_unique<far_sound>();
     const auto detector = std::make_unique<burst_detector>();
-    std::vector<float_complex> raw;
     std::vector<detection> found;
-    constexpr std::size_t kBlock = 441;
-    for (std::size_t at = 0; at < scene.samples.size(); at += kBlock) {
-        const auto count = std::min(kBlock, scene.samples.size() - at);
-        front->put(std::span{scene.samples}.subspan(at, count));
-        while (std::ssize(raw) < front->size()) raw.push_back(front->at(std::ssize(raw)));
-    }
     for (std::size_t n = 0; n < raw.size() + steady_tones::kDelay; ++n) {
         const float_complex cleaned = tones->put(n < raw.size() ? raw[n] : float_complex{});
         if (n < steady_tones::kDelay) continue;

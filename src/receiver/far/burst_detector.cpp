@@ -17,6 +17,11 @@ constexpr float kTwoWritesThreshold = 42;
 /// Of either of two writes.
 constexpr float kHalfThreshold = 14;
 
+/// One strong copy lifts every sum that it is in: without it, a sum must have so much left.
+constexpr float kPairRest = 4;
+constexpr float kWriteRest = 6;
+constexpr float kHalfRest = 9;
+
 /// From the end of a write to the next one: baseband samples.
 constexpr int64_t kShortestPause = 200;
 constexpr int64_t kLongestPause = 2200;
@@ -170,13 +175,30 @@ void burst_detector::decide()
         return cell;
     };
     singles_.decide(end, [&](const map_cell &cell) { find({cell, 0, 1}); });
-    pairs_.decide(end, [&](const map_cell &cell) { find({begin(cell, 2), 0, 2}); });
+    pairs_.decide(end, [&](const map_cell &cell) {
+        const map_cell pair = begin(cell, 2);
+        if (rest_of(pair, 2) >= kPairRest) find({pair, 0, 2});
+    });
     writes_.decide(end, [&](const map_cell &cell) {
         const map_cell write = begin(cell, kWriteCopies);
-        if (write.energy >= kWriteThreshold) find({write, 0, kWriteCopies});
+        const float rest = rest_of(write, kWriteCopies);
+        if (write.energy >= kWriteThreshold && rest >= kWriteRest) find({write, 0, kWriteCopies});
+        if (rest < kHalfRest) return;
         pair_writes(write);
         heard_writes_[heard_count_++ % heard_writes_.size()] = write;
     });
+}
+
+/// What a sum is without its strongest copy.
+float burst_detector::rest_of(const map_cell &first, std::size_t copies) const
+{
+    const auto offset = static_cast<std::size_t>(first.offset);
+    float strongest = 0;
+    for (std::size_t copy = 0; copy < copies; ++copy) {
+        const int64_t later = distance_of(copies - 1, offset) - distance_of(copies - 1 - copy, offset);
+        strongest = std::max(strongest, energy(offset, first.place + later));
+    }
+    return first.energy - strongest;
 }
 
 /// Two writes, a pause between them.

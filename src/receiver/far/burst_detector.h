@@ -53,13 +53,14 @@ private:
     void keep_block();
     void sum_copies();
     void decide();
+    float rest_of(const map_cell &first, std::size_t copies) const;
     void pair_writes(const map_cell &second);
     void find(const detection &found);
 
     pilot_map map_;
     std::array<std::array<column, kMapDelays>, kMapOffsets> columns_;
     peak_picker singles_, pairs_, writes_;
-    std::array<map_cell, 1024> heard_writes_; // peaks over five copies, the newest last, in a ring
+    std::array<map_cell, 1024> heard_writes_; // peaks over five copies, the last ones, in a ring
     std::size_t heard_count_ = 0;
     std::array<detection, kMostFound> found_;
     std::size_t found_count_ = 0;

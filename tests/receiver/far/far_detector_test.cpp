@@ -151,9 +151,9 @@ TEST(FarDetector, NoisePassesAsOftenAsThresholdsSay)
     for (const detection &found : detections_in(white_noise(kSeconds * 4410, random)))
         ++counts[found.copies];
     EXPECT_NEAR(counts[1], 0.16 * kSeconds, 4 * std::sqrt(0.16 * kSeconds));
-    EXPECT_NEAR(counts[2], 0.08 * kSeconds, 4 * std::sqrt(0.08 * kSeconds));
-    EXPECT_NEAR(counts[5], 0.20 * kSeconds, 4 * std::sqrt(0.20 * kSeconds));
-    EXPECT_NEAR(counts[10], 0.4 * kSeconds, 4 * std::sqrt(0.4 * kSeconds));
+    EXPECT_NEAR(counts[2], 0.03 * kSeconds, 4 * std::sqrt(0.03 * kSeconds));
+    EXPECT_NEAR(counts[5], 0.17 * kSeconds, 4 * std::sqrt(0.17 * kSeconds));
+    EXPECT_NEAR(counts[10], 0.25 * kSeconds, 4 * std::sqrt(0.25 * kSeconds));
     for (const detection &found : detections_in(std::vector<float_complex>(4410 * 3)))
         ADD_FAILURE() << found.first.energy << " in silence";
 }

@@ -1,0 +1,58 @@
+#include "receiver/far/known_words.h"
+
+#include <algorithm>
+
+namespace tonelink {
+
+namespace {
+
+/// By what a word explains data better than chance, as a natural logarithm: a likelihood ratio of
+/// e^6.
+constexpr double kExplained = 6;
+
+} // namespace
+
+float metric_of(const code_values &values, const path_bits &word)
+{
+    float sum = 0;
+    std::size_t recent = 0; // the last seven bits, the newest in bit 0
+    for (std::size_t t = 0; t < values.steps; ++t) {
+        const bool is_tail = t + kTailBits >= values.steps;
+        recent = (recent << 1 | (is_tail ? 0u : word.bit(t))) & (2 * kStates - 1);
+        const float branch = branch_metrics(values.of[t])[pattern_of(recent % kStates)];
+        sum += recent < kStates ? branch : -branch;
+    }
+    return sum;
+}
+
+void known_words::add(const code_word &word, int64_t now)
+{
+    const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(count_);
+    auto known = std::find_if(entries_.begin(), end,
+                              [&](const entry &other) { return other.word == word; });
+    if (known == end && count_ < entries_.size())
+        ++count_;
+    else if (known == end)
+        known = std::min_element(entries_.begin(), end, [](const entry &a, const entry &b) {
+            return a.heard < b.heard;
+        });
+    *known = {word, now};
+}
+
+const code_word *known_words::find(const code_values &values, std::size_t message_bits,
+                                   double randomness, int64_t now) const
+{
+    const entry *best = nullptr;
+    double most = kExplained;
+    for (std::size_t n = 0; n < count_; ++n) {
+        const entry &known = entries_[n];
+        if (known.word.message_bits != message_bits || now - known.heard > kRemembered) continue;
+        const double explained = double{metric_of(values, known.word.bits)} / 2 - randomness;
+        if (explained <= most) continue;
+        most = explained;
+        best = &known;
+    }
+    return best == nullptr ? nullptr : &best->word;
+}
+
+} // namespace tonelink

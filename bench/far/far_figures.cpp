@@ -1,9 +1,10 @@
 // How far the far receiver hears: for one channel after the other, the SNR at which half and at
 // which 95 % of the messages arrive. Prints a table, the same each time.
 //
-//     far_figures [-s] [-n SHARE] [ROW...]   -s: the receiver as a whole, with all sums, both lengths
-//                                            and the budget of CRC trials; SHARE of the trials; rows
-//                                            by parts of their names
+//     far_figures [-s] [-n SHARE] [ROW...]   -s: the receiver as a whole, with all sums, both
+//     lengths
+//                                            and the budget of CRC trials; SHARE of the trials;
+//                                            rows by parts of their names
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -81,9 +82,8 @@ point measure(const row &of, int trials, int snr_db, bool is_stream)
     side_by_side(trials, [&](int trial) {
         const auto seed = static_cast<std::uint64_t>((snr_db + 100) * 100000 + trial);
         const far_scene scene = make_scene(of.bits, of.copies, of.channel, snr_db, seed);
-        const far_result result = is_stream
-                                      ? receive_scene(scene, of.bits)
-                                      : search_scene(scene, of.bits, of.copies, of.search);
+        const far_result result = is_stream ? receive_scene(scene, of.bits)
+                                            : search_scene(scene, of.bits, of.copies, of.search);
         right += result.is_right;
         found += result.is_found;
         wrong += static_cast<int>(result.messages) - result.is_right;

@@ -1,5 +1,5 @@
-// What the far receiver makes of a scene: by its stages for a number of copies and a length that are
-// known, without stream and budget; or as a whole.
+// What the far receiver makes of a scene: by its stages for a number of copies and a length that
+// are known, without stream and budget; or as a whole.
 #pragma once
 
 #include <vector>
@@ -18,7 +18,7 @@ struct far_result {
     bool is_right = false;    ///< the one that was sent is among them
     double clock = 0;         ///< of the candidate that held it
     double first_sample = 0;
-    std::int64_t trials = 0;   ///< of the CRC
+    std::int64_t trials = 0; ///< of the CRC
 };
 
 /// @param search_ppm  clocks are searched so far to either side

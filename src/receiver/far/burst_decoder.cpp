@@ -43,6 +43,15 @@ bool burst_decoder::prepare(const cell_reader &reader, const far_sound &sound)
     }
 }
 
+int burst_decoder::slice_cost() const
+{
+    switch (stage_) {
+    case stage::refining: return 12 + 3 * static_cast<int>(copies().count);
+    case stage::adding: return 25;
+    default: return alternations_ == 0 ? 80 : 25;
+    }
+}
+
 /// One of the alternations; returns whether it was the last one.
 bool burst_decoder::estimate_channel(const expected_cells &expected, int rounds)
 {

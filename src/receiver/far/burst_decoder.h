@@ -20,6 +20,10 @@ public:
     /// channel from the pilots. Returns whether it was the last one.
     bool prepare(const cell_reader &reader, const far_sound &sound);
 
+    /// About what the next slice costs, of prepare() or of estimate_again(): microseconds of an
+    /// ordinary processor, by estimate and not by a clock, so that they are the same everywhere.
+    int slice_cost() const;
+
     /// Whether prepare() has found nothing but silence.
     bool is_silent() const { return sum_.is_silent(); }
 

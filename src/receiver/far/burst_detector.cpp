@@ -195,7 +195,8 @@ float burst_detector::rest_of(const map_cell &first, std::size_t copies) const
     const auto offset = static_cast<std::size_t>(first.offset);
     float strongest = 0;
     for (std::size_t copy = 0; copy < copies; ++copy) {
-        const int64_t later = distance_of(copies - 1, offset) - distance_of(copies - 1 - copy, offset);
+        const int64_t later =
+            distance_of(copies - 1, offset) - distance_of(copies - 1 - copy, offset);
         strongest = std::max(strongest, energy(offset, first.place + later));
     }
     return first.energy - strongest;

@@ -14,15 +14,13 @@ constexpr std::array<std::size_t, 2> kMessageBits = {32, 48};
 constexpr int kEstimates = 2; // of the channel, with the data's help
 constexpr std::size_t kPathSlice = 128;
 
-/// The work of 10 ms, in estimated microseconds of an ordinary processor: not measured ones, so that
-/// results are the same everywhere.
+/// The work of 10 ms, in estimated microseconds of an ordinary processor: not measured ones, so
+/// that results are the same everywhere.
 constexpr int kWork = 180;
 
 /// What a slice costs by the same estimate.
-constexpr int kPrepareCost = 60;
-constexpr int kLookCost = 60;
-constexpr int kEstimateCost = 50;
-constexpr int kListCost = 60;
+constexpr int kLookCost = 15;
+constexpr int kListCost = 100;
 
 /// A sum over ten copies is for messages that nothing else has found: it can wait.
 constexpr float kTenLater = 8;
@@ -33,6 +31,9 @@ constexpr float kMostExcess = 15;
 /// what the reader looks at before it.
 constexpr int64_t kBurstReach = int64_t{kSymbolSamples} * kSymbols;
 constexpr int64_t kReachBefore = 8;
+
+/// A candidate's samples must still be kept when its slices come to them.
+constexpr double kTimeToRead = 800;
 
 /// Side peaks of a burst lie within it and hold a part of its energy.
 constexpr double kSideReach = 2200;
@@ -106,8 +107,8 @@ bool far_receiver::take(far_message &message)
 {
     if (message_count_ == 0) return false;
     message = messages_[0];
-    std::copy(messages_.begin() + 1, messages_.begin() + static_cast<std::ptrdiff_t>(message_count_),
-              messages_.begin());
+    std::copy(messages_.begin() + 1,
+              messages_.begin() + static_cast<std::ptrdiff_t>(message_count_), messages_.begin());
     --message_count_;
     return true;
 }
@@ -134,10 +135,9 @@ void far_receiver::wait_for(const detection &found)
         return;
     }
     count_candidate();
-    const auto weakest =
-        std::min_element(waiting_.begin(), waiting_.end(), [](const detection &a, const detection &b) {
-            return rank_of(a) < rank_of(b);
-        });
+    const auto weakest = std::min_element(
+        waiting_.begin(), waiting_.end(),
+        [](const detection &a, const detection &b) { return rank_of(a) < rank_of(b); });
     if (rank_of(*weakest) < rank_of(found)) *weakest = found;
 }
 
@@ -154,7 +154,7 @@ bool far_receiver::next_candidate()
         *best = waiting_[--waiting_count_];
         const copy_set copies = found.places();
         const auto kept = static_cast<double>(sound_.size() - far_sound::kKept);
-        if (copies.places[0].first_body < kept + kSecond / 4) {
+        if (copies.places[0].first_body < kept + kTimeToRead) {
             count_candidate();
             continue;
         }
@@ -221,18 +221,20 @@ int far_receiver::work()
         if (!next_candidate()) return 0;
         stage_ = stage::preparing;
         return 1;
-    case stage::preparing:
-        if (!decoder_.prepare(reader_, sound_)) return kPrepareCost;
+    case stage::preparing: {
+        const int cost = decoder_.slice_cost();
+        if (!decoder_.prepare(reader_, sound_)) return cost;
         if (decoder_.is_silent()) {
             stage_ = stage::idle;
-            return kPrepareCost;
+            return cost;
         }
         current().copies = decoder_.copies();
         current().snr = decoder_.snr();
         for (last_look &of : looks_) of.is_alive = false;
         length_ = 0;
         stage_ = stage::looking;
-        return kPrepareCost;
+        return cost;
+    }
     case stage::looking: return look();
     case stage::estimating: return estimate();
     default: return list();
@@ -264,14 +266,15 @@ int far_receiver::look()
 
 int far_receiver::estimate()
 {
-    if (!decoder_.estimate_again()) return kEstimateCost;
+    const int cost = decoder_.slice_cost() + kLookCost;
+    if (!decoder_.estimate_again()) return cost;
     const double evidence = decoder_.read_again();
-    if (++estimates_ < kEstimates) return kLookCost + kEstimateCost;
+    if (++estimates_ < kEstimates) return cost;
     const candidate_odds known{current().found.excess(), crowding(), is_side_peak()};
     looks_[length_] = {true, odds_at_last(known, evidence), decoder_.log_sum(), decoder_.values()};
     current().snr = decoder_.snr();
     next_length();
-    return kLookCost + kEstimateCost;
+    return cost;
 }
 
 void far_receiver::next_length()
@@ -310,7 +313,9 @@ int far_receiver::list()
 {
     if (likely_.find(kPathSlice)) return kListCost;
     for (std::size_t n = 0; n < likely_.size(); ++n)
-        paths_.put({likely_.probability(n), number_, sound_.size(),
+        paths_.put({likely_.probability(n),
+                    number_,
+                    sound_.size(),
                     {likely_.bits(n), kMessageBits[length_]}});
     ++length_;
     next_list();

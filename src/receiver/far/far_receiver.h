@@ -1,11 +1,11 @@
-// The far receiver: hears bursts far below the noise, of copies added up, in a moving hand and beside
-// steady tones. From the baseband as it comes to messages:
+// The far receiver: hears bursts far below the noise, of copies added up, in a moving hand and
+// beside steady tones. From the baseband as it comes to messages:
 //
 //     steady tones out - pilot map - peaks - the best candidate next: places, sum of its copies,
 //     channel - data of each length - a known word? - channel again - paths - CRC
 //
-// Memory is fixed. The work of candidates is cut into slices and spread over time: each put() does a
-// bounded amount. All is counted in samples and not by a clock, so results do not depend on the
+// Memory is fixed. The work of candidates is cut into slices and spread over time: each put() does
+// a bounded amount. All is counted in samples and not by a clock, so results do not depend on the
 // machine's speed.
 #pragma once
 

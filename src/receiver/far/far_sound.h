@@ -13,7 +13,7 @@ class far_sound {
 public:
     /// Ten copies in two writes with the longest pause between them take 5.75 s; the rest is for
     /// candidates that wait.
-    static constexpr int64_t kKept = 28672;
+    static constexpr int64_t kKept = 32768;
 
     void put(float_complex sample)
     {

@@ -28,14 +28,13 @@ float metric_of(const code_values &values, const path_bits &word)
 void known_words::add(const code_word &word, int64_t now)
 {
     const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(count_);
-    auto known = std::find_if(entries_.begin(), end,
-                              [&](const entry &other) { return other.word == word; });
+    auto known =
+        std::find_if(entries_.begin(), end, [&](const entry &other) { return other.word == word; });
     if (known == end && count_ < entries_.size())
         ++count_;
     else if (known == end)
-        known = std::min_element(entries_.begin(), end, [](const entry &a, const entry &b) {
-            return a.heard < b.heard;
-        });
+        known = std::min_element(entries_.begin(), end,
+                                 [](const entry &a, const entry &b) { return a.heard < b.heard; });
     *known = {word, now};
 }
 

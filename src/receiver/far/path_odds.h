@@ -1,5 +1,5 @@
-// How probable it is that a path is the word that was sent: from the energy of its candidate, from how
-// well any word fits, and from how much better this path fits than the others.
+// How probable it is that a path is the word that was sent: from the energy of its candidate, from
+// how well any word fits, and from how much better this path fits than the others.
 //
 // The weights come from a logistic regression over simulated recordings, and a table of how often
 // paths of a probability were right holds them: bench/far.
@@ -14,8 +14,8 @@ namespace tonelink {
 
 /// What is known of a candidate before its data are looked at.
 struct candidate_odds {
-    float excess = 0;    ///< of its energy over the threshold
-    float crowding = 0;  ///< candidates a second, of those that nothing explains
+    float excess = 0;          ///< of its energy over the threshold
+    float crowding = 0;        ///< candidates a second, of those that nothing explains
     bool is_side_peak = false; ///< it looks like a part of a burst that is known
 };
 
@@ -52,8 +52,8 @@ private:
     std::size_t count_ = 0;
     double probability_ = 0;
     double log_sum_ = 0;
-    float best_ = 0;       // the first path's metric
-    double sum_ = 0;       // of the weights
+    float best_ = 0; // the first path's metric
+    double sum_ = 0; // of the weights
 };
 
 } // namespace tonelink

@@ -20,7 +20,7 @@ bool is_less_probable(const queued_path &a, const queued_path &b)
 uint64_t key_of(const code_word &word)
 {
     uint64_t key = word.bits.words[0] ^ word.bits.words[1] * 0x9E3779B97F4A7C15u ^
-                   uint64_t{word.message_bits} << 58;
+                   uint64_t { word.message_bits } << 58;
     key ^= key >> 32;
     key *= 0xD6E8FEB86659FD93u;
     key ^= key >> 32;
@@ -39,8 +39,8 @@ void path_queue::restart()
 
 void path_queue::grant(std::size_t samples)
 {
-    saved_ = std::min(saved_ + static_cast<int64_t>(samples) * kTrialsPerSecond,
-                      kMostSaved * kSecond);
+    saved_ =
+        std::min(saved_ + static_cast<int64_t>(samples) * kTrialsPerSecond, kMostSaved * kSecond);
 }
 
 void path_queue::put(const queued_path &path)
@@ -48,10 +48,9 @@ void path_queue::put(const queued_path &path)
     if (path.probability < kLeastProbable) return;
     if (count_ == queue_.size()) {
         const auto middle = queue_.begin() + queue_.size() / 2;
-        std::nth_element(queue_.begin(), middle, queue_.end(),
-                         [](const queued_path &a, const queued_path &b) {
-                             return is_less_probable(b, a);
-                         });
+        std::nth_element(
+            queue_.begin(), middle, queue_.end(),
+            [](const queued_path &a, const queued_path &b) { return is_less_probable(b, a); });
         count_ /= 2;
         std::make_heap(queue_.begin(), middle, is_less_probable);
     }
@@ -80,9 +79,8 @@ bool path_queue::take(queued_path &path, int64_t now)
 void path_queue::drop(uint32_t candidate)
 {
     const auto end = queue_.begin() + static_cast<std::ptrdiff_t>(count_);
-    const auto kept = std::remove_if(queue_.begin(), end, [&](const queued_path &path) {
-        return path.candidate == candidate;
-    });
+    const auto kept = std::remove_if(
+        queue_.begin(), end, [&](const queued_path &path) { return path.candidate == candidate; });
     count_ = static_cast<std::size_t>(kept - queue_.begin());
     std::make_heap(queue_.begin(), kept, is_less_probable);
 }

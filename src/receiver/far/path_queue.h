@@ -1,5 +1,5 @@
-// Which paths meet the CRC, and when. A wrong path passes it once in 2^24 times: so trials are counted,
-// the most probable path comes first, and none is tried twice.
+// Which paths meet the CRC, and when. A wrong path passes it once in 2^24 times: so trials are
+// counted, the most probable path comes first, and none is tried twice.
 #pragma once
 
 #include <array>

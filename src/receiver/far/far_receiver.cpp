@@ -24,8 +24,13 @@ constexpr int kListCost = 100;
 
 /// A sum over ten copies is for messages that nothing else has found: it can wait.
 constexpr float kTenLater = 8;
-/// More energy than this says nothing more.
+/// And so can what looks like a part of a burst that was heard.
+constexpr float kSideLater = 12;
+/// More energy than this says nothing more, but which of several peaks of a loud burst comes first:
+/// the burst itself, rather than what surrounds it; and alone, rather than in a sum.
 constexpr float kMostExcess = 15;
+constexpr float kOfEnergy = 1e-3f;
+constexpr float kOfCopies = 1e-2f;
 
 /// A burst's samples in the baseband, from its first body's first one to behind its last guard; and
 /// what the reader looks at before it.
@@ -39,8 +44,9 @@ constexpr double kTimeToRead = 800;
 constexpr double kSideReach = 2200;
 constexpr float kSideShare = 0.45f;
 
-/// The same copy of a write, detected twice.
-constexpr double kSamePlace = 30;
+/// The same write, and the same burst, detected twice.
+constexpr double kSameWrite = 30;
+constexpr double kSamePlace = 5;
 /// Copies that are one burst, with one word.
 constexpr double kSameBurst = 0.95 * kCopyDistance;
 
@@ -50,12 +56,6 @@ bool is_copy_near(const copy_set &a, const copy_set &b, double reach)
         for (std::size_t m = 0; m < b.count; ++m)
             if (std::abs(a.places[n].first_body - b.places[m].first_body) < reach) return true;
     return false;
-}
-
-/// What is worked off first.
-float rank_of(const detection &found)
-{
-    return std::min(found.excess(), kMostExcess) - (found.copies == kMostCopies ? kTenLater : 0);
 }
 
 } // namespace
@@ -123,22 +123,31 @@ void far_receiver::accept_detections()
         const double last = copies.places[copies.count - 1].first_body;
         // None whose samples are not all there.
         if (first < kReachBefore || last + kBurstReach > static_cast<double>(end_)) continue;
-        wait_for(found);
+        wait_for({found, is_side_peak(found)});
     }
 }
 
+/// What has a higher one is worked off first.
+float far_receiver::waiting_detection::rank() const
+{
+    const auto copies = static_cast<float>(found.copies);
+    return std::min(found.excess(), kMostExcess) + kOfEnergy * found.first.energy / copies -
+           kOfCopies * copies - (found.copies == kMostCopies ? kTenLater : 0) -
+           (is_side_peak ? kSideLater : 0);
+}
+
 /// The weakest of too many goes without being looked at.
-void far_receiver::wait_for(const detection &found)
+void far_receiver::wait_for(const waiting_detection &waiting)
 {
     if (waiting_count_ < waiting_.size()) {
-        waiting_[waiting_count_++] = found;
+        waiting_[waiting_count_++] = waiting;
         return;
     }
     count_candidate();
-    const auto weakest = std::min_element(
-        waiting_.begin(), waiting_.end(),
-        [](const detection &a, const detection &b) { return rank_of(a) < rank_of(b); });
-    if (rank_of(*weakest) < rank_of(found)) *weakest = found;
+    const auto weakest =
+        std::min_element(waiting_.begin(), waiting_.end(),
+                         [](const auto &a, const auto &b) { return a.rank() < b.rank(); });
+    if (weakest->rank() < waiting.rank()) *weakest = waiting;
 }
 
 /// Turns to the best candidate that waits; false: there is none.
@@ -146,11 +155,10 @@ bool far_receiver::next_candidate()
 {
     while (waiting_count_ > 0) {
         const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(waiting_count_);
-        const auto best =
-            std::max_element(waiting_.begin(), end, [](const detection &a, const detection &b) {
-                return rank_of(a) < rank_of(b);
-            });
-        const detection found = *best;
+        const auto best = std::max_element(waiting_.begin(), end, [](const auto &a, const auto &b) {
+            return a.rank() < b.rank();
+        });
+        const detection found = best->found;
         *best = waiting_[--waiting_count_];
         const copy_set copies = found.places();
         const auto kept = static_cast<double>(sound_.size() - far_sound::kKept);
@@ -158,7 +166,7 @@ bool far_receiver::next_candidate()
             count_candidate();
             continue;
         }
-        if (is_of_heard_write(found)) continue;
+        if (is_heard_already(found)) continue;
         candidate &next = candidates_[++number_ % candidates_.size()];
         if (next.number != 0) paths_.drop(next.number);
         next.number = number_;
@@ -170,32 +178,40 @@ bool far_receiver::next_candidate()
     return false;
 }
 
-/// Two writes of which one was heard by itself.
-bool far_receiver::is_of_heard_write(const detection &found) const
+/// A sum of bursts each of which was heard alone, or two writes of which one was.
+bool far_receiver::is_heard_already(const detection &found) const
 {
-    if (found.copies < kMostCopies) return false;
     const copy_set copies = found.places();
     const std::size_t kept = std::min(heard_count_, heard_.size());
-    for (std::size_t n = 0; n < kept; ++n) {
-        const copy_set &heard = heard_[n].copies;
-        for (const std::size_t first : {std::size_t{0}, copies.second_write})
-            if (heard.count == copies.second_write &&
-                std::abs(heard.places[0].first_body - copies.places[first].first_body) < kSamePlace)
-                return true;
-    }
-    return false;
+    const auto is_heard = [&](std::size_t copy, std::size_t count, double reach) {
+        return std::any_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
+                           [&](const heard_copies &heard) {
+                               const double apart = heard.copies.places[0].first_body -
+                                                    copies.places[copy].first_body;
+                               return heard.copies.count == count && std::abs(apart) < reach;
+                           });
+    };
+    if (copies.second_write < copies.count &&
+        (is_heard(0, copies.second_write, kSameWrite) ||
+         is_heard(copies.second_write, copies.second_write, kSameWrite)))
+        return true;
+    if (copies.count == 1) return false;
+    for (std::size_t copy = 0; copy < copies.count; ++copy)
+        if (!is_heard(copy, 1, kSamePlace)) return false;
+    return true;
 }
 
-bool far_receiver::is_side_peak() const
+/// Whether it lies within a burst that was heard and holds a part of its energy.
+bool far_receiver::is_side_peak(const detection &found) const
 {
-    const candidate &of = candidates_[number_ % candidates_.size()];
-    const float energy = of.found.first.energy / static_cast<float>(of.found.copies);
+    const copy_set copies = found.places();
+    const float energy = found.first.energy / static_cast<float>(found.copies);
     const std::size_t kept = std::min(heard_count_, heard_.size());
-    for (std::size_t n = 0; n < kept; ++n)
-        if (energy < kSideShare * heard_[n].energy &&
-            is_copy_near(of.copies, heard_[n].copies, kSideReach))
-            return true;
-    return false;
+    return std::any_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
+                       [&](const heard_copies &heard) {
+                           return energy < kSideShare * heard.energy &&
+                                  is_copy_near(copies, heard.copies, kSideReach);
+                       });
 }
 
 void far_receiver::count_candidate()
@@ -270,7 +286,7 @@ int far_receiver::estimate()
     if (!decoder_.estimate_again()) return cost;
     const double evidence = decoder_.read_again();
     if (++estimates_ < kEstimates) return cost;
-    const candidate_odds known{current().found.excess(), crowding(), is_side_peak()};
+    const candidate_odds known{current().found.excess(), crowding(), is_side_peak(current().found)};
     looks_[length_] = {true, odds_at_last(known, evidence), decoder_.log_sum(), decoder_.values()};
     current().snr = decoder_.snr();
     next_length();
@@ -364,14 +380,19 @@ void far_receiver::settle(candidate &of, const code_word &word)
 void far_receiver::tell(const candidate &of, const code_word &word)
 {
     const std::size_t kept = std::min(heard_count_, heard_.size());
-    const bool is_told = std::any_of(
-        heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
-        [&](const heard_copies &heard) {
-            return heard.word == word && is_copy_near(heard.copies, of.copies, kSameBurst);
-        });
+    const bool is_new =
+        std::none_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
+                     [&](const heard_copies &heard) {
+                         return heard.is_told && heard.word == word &&
+                                is_copy_near(heard.copies, of.copies, kSameBurst);
+                     });
     heard_[heard_count_++ % heard_.size()] = {
-        of.copies, of.found.first.energy / static_cast<float>(of.found.copies), word};
-    if (is_told || message_count_ == messages_.size()) return;
+        of.copies, of.found.first.energy / static_cast<float>(of.found.copies), word, is_new};
+    const auto waiting_end = waiting_.begin() + static_cast<std::ptrdiff_t>(waiting_count_);
+    std::for_each(waiting_.begin(), waiting_end, [this](waiting_detection &waiting) {
+        waiting.is_side_peak = is_side_peak(waiting.found);
+    });
+    if (!is_new || message_count_ == messages_.size()) return;
     far_message &message = messages_[message_count_++];
     message.bits = message_of(word.bits, word.message_bits);
     message.length = word.message_bits;

@@ -78,13 +78,22 @@ private:
         copy_set copies;
         float energy = 0; ///< per copy
         code_word word;
+        bool is_told = false; ///< as a message of its own
+    };
+
+    /// A detection that waits to be looked at.
+    struct waiting_detection {
+        detection found;
+        bool is_side_peak = false; ///< of what was heard
+
+        float rank() const;
     };
 
     void accept_detections();
-    void wait_for(const detection &found);
+    void wait_for(const waiting_detection &waiting);
     bool next_candidate();
-    bool is_of_heard_write(const detection &found) const;
-    bool is_side_peak() const;
+    bool is_heard_already(const detection &found) const;
+    bool is_side_peak(const detection &found) const;
     float crowding() const;
     void count_candidate();
 
@@ -109,7 +118,7 @@ private:
     int64_t samples_ = 0; // that have come
     int64_t end_ = kNever;
 
-    std::array<detection, 64> waiting_;
+    std::array<waiting_detection, 64> waiting_;
     std::size_t waiting_count_ = 0;
 
     stage stage_ = stage::idle;
@@ -129,7 +138,7 @@ private:
 
     path_queue paths_;
     known_words words_;
-    std::array<heard_copies, 16> heard_; // the last ones, a ring
+    std::array<heard_copies, 32> heard_; // the last ones, a ring
     std::size_t heard_count_ = 0;
     std::array<uint16_t, 10> crowd_; // candidates of the last seconds that nothing explains
 

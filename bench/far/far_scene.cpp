@@ -190,15 +190,20 @@ void add_tone(sound &to, double rms, generator &random)
                                std::sin(kTurn * (hz * static_cast<double>(n) / kRate + phase)));
 }
 
-} // namespace
+/// A transmission without noise, silence around it.
+struct transmission {
+    std::uint64_t message;
+    sound samples;
+    double clock;
+    std::size_t before; // silence, in the sender's samples
+};
 
-far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
-                     double snr_db, std::uint64_t seed)
+transmission transmit(std::size_t bits, std::size_t copies, const far_channel &channel,
+                      generator &random)
 {
-    generator random{seed};
-    far_scene scene;
-    scene.message = random() >> (64 - bits);
-    sound burst = make_sound(scene.message, bits);
+    transmission sent;
+    sent.message = random() >> (64 - bits);
+    sound burst = make_sound(sent.message, bits);
     if (channel.path_delay > 0) burst = with_second_path(burst, channel.path_delay, random);
     if (channel.room_seconds > 0)
         burst = in_far_room(burst, channel.room_seconds, channel.direct_db, random);
@@ -214,25 +219,75 @@ far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &ch
     const double rms = std::sqrt(energy / static_cast<double>(kBurstSamples));
     for (float &sample : burst) sample *= static_cast<float>(kBurstRms / rms);
 
-    const auto before = static_cast<std::size_t>(between(random, 12000, 42000));
-    sound sent(before, 0);
-    std::size_t at = before;
+    sent.before = static_cast<std::size_t>(between(random, 12000, 42000));
+    sound row(sent.before, 0);
+    std::size_t at = sent.before;
     for (std::size_t copy = 0; copy < copies; ++copy) {
         if (copy == 5) at += static_cast<std::size_t>(between(random, 0.1, 0.4) * kRate);
-        add_late(sent, burst, at, 1);
+        add_late(row, burst, at, 1);
         at += kBurstSamples;
     }
-    sent.resize(at + 9000, 0);
-    const double clock = between(random, -channel.clock_ppm, channel.clock_ppm) * 1e-6;
-    scene.samples = resampled(sent, clock, channel.sway, random);
-    scene.first_sample = static_cast<double>(before) / (1 + clock);
+    row.resize(at + 9000, 0);
+    sent.clock = between(random, -channel.clock_ppm, channel.clock_ppm) * 1e-6;
+    sent.samples = resampled(row, sent.clock, channel.sway, random);
+    return sent;
+}
 
+/// Where 95 % arrive from so many copies in white noise.
+double limit_of(std::size_t copies)
+{
+    return copies == 1 ? -19 : copies == 2 ? -21.7 : copies == 5 ? -25.6 : -27.4;
+}
+
+far_channel any_channel(generator &random)
+{
+    const far_channel kinds[] = {{}, {}, {.path_delay = 3}, {.room_seconds = 0.3}, {.rolls_off = true},
+                                 {.sway = 0.05}};
+    far_channel channel = kinds[random() % std::size(kinds)];
+    channel.clock_ppm = 900;
+    return channel;
+}
+
+} // namespace
+
+far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
+                     double snr_db, std::uint64_t seed)
+{
+    generator random{seed};
+    transmission sent = transmit(bits, copies, channel, random);
+    far_scene scene{sent.message, std::move(sent.samples),
+                    static_cast<double>(sent.before) / (1 + sent.clock)};
     if (channel.has_tone)
         add_tone(scene.samples, kBurstRms * std::pow(10, channel.tone_db / 20), random);
     const double noise = kBurstRms * std::pow(10, -snr_db / 20);
     if (channel.clicks_db > 0)
         add_clicks(scene.samples, noise * std::pow(10, channel.clicks_db / 20), random);
     add_far_noise(scene.samples, noise, channel.noise_cutoff, random);
+    return scene;
+}
+
+mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed)
+{
+    constexpr std::size_t kLength = 60 * 44100;
+    constexpr double kNoise = kBurstRms;
+    generator random{seed};
+    mixed_scene scene;
+    scene.samples.resize(kLength, 0);
+    for (std::size_t n = 0; n < senders; ++n) {
+        constexpr std::size_t kCopies[] = {1, 1, 1, 2, 5, 10};
+        const std::size_t bits = random() % 2 == 0 ? 32 : 48;
+        const std::size_t copies = kCopies[random() % std::size(kCopies)];
+        // A quarter is near: the far ones are there beside them.
+        const double snr_db =
+            random() % 4 == 0 ? between(random, -10, 15) : limit_of(copies) + between(random, -1, 5);
+        const transmission sent = transmit(bits, copies, any_channel(random), random);
+        const auto at = static_cast<std::size_t>(
+            between(random, 0, static_cast<double>(kLength - sent.samples.size())));
+        add_late(scene.samples, sent.samples, at, std::pow(10, snr_db / 20) * kNoise / kBurstRms);
+        scene.senders.push_back({bits, copies, sent.message, snr_db,
+                                 static_cast<double>(at + sent.samples.size() - 9000)});
+    }
+    add_far_noise(scene.samples, kNoise, 0, random);
     return scene;
 }
 

@@ -35,4 +35,18 @@ struct far_scene {
 far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
                      double snr_db, std::uint64_t seed);
 
+/// A minute in which many send: near and far, once and in loops, by all channels that have no noise of
+/// their own, at times on top of each other.
+struct mixed_scene {
+    struct sender {
+        std::size_t bits = 0, copies = 0;
+        std::uint64_t message = 0;
+        double snr_db = 0;
+        double ends = 0; ///< the sample behind its last burst
+    };
+    std::vector<sender> senders;
+    sound samples;
+};
+mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed);
+
 } // namespace tonelink::bench

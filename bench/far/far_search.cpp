@@ -68,7 +68,7 @@ far_result receive_scene(const far_scene &scene, std::size_t bits)
     const std::vector<float_complex> silence(kTick);
     for (std::size_t n = 0; n < steady_tones::kDelay / kTick + 20 || !receiver->is_idle(); ++n)
         put(silence);
-    result.trials = receiver->trials();
+    result.trials = receiver->trials().trials();
     return result;
 }
 

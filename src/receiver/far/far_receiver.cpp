@@ -359,6 +359,7 @@ void far_receiver::try_paths()
     for (queued_path path; paths_.take(path, sound_.size());) {
         candidate &of = candidates_[path.candidate % candidates_.size()];
         if (!passes_crc_check(path.word.bits, path.word.message_bits)) continue;
+        paths_.note_right(path);
         settle(of, path.word);
         for (candidate &other : candidates_)
             if (other.number != 0 && other.number != number_) explain(other);

@@ -53,8 +53,8 @@ public:
     /// Takes the next message; false: none is left.
     bool take(far_message &message);
 
-    /// CRC trials so far.
-    int64_t trials() const { return paths_.trials(); }
+    /// What its trials of the CRC were and what became of them.
+    const path_queue &trials() const { return paths_; }
 
 private:
     static constexpr std::size_t kLengths = 2;

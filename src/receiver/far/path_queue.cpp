@@ -33,7 +33,7 @@ void path_queue::restart()
 {
     count_ = 0;
     saved_ = 0;
-    trials_ = 0;
+    tallies_.fill({});
     for (auto &set : tried_) set.fill({});
 }
 
@@ -70,10 +70,27 @@ bool path_queue::take(queued_path &path, int64_t now)
         path = queue_[--count_];
         if (now - path.since > kLifetime || was_tried(path.word, now)) continue;
         saved_ -= kSecond;
-        ++trials_;
+        tally &of = tally_of(path.probability);
+        ++of.trials;
+        of.expected += double{path.probability};
         return true;
     }
     return false;
+}
+
+int64_t path_queue::trials() const
+{
+    int64_t sum = 0;
+    for (const tally &of : tallies_) sum += of.trials;
+    return sum;
+}
+
+path_queue::tally &path_queue::tally_of(float probability)
+{
+    std::size_t decade = 0;
+    for (float bound = 10 * kLeastProbable; decade + 1 < kDecades && probability >= bound; bound *= 10)
+        ++decade;
+    return tallies_[decade];
 }
 
 void path_queue::drop(uint32_t candidate)

@@ -43,13 +43,26 @@ public:
     /// Leaves out what came from a candidate that is settled.
     void drop(uint32_t candidate);
 
-    /// Trials that there were.
-    int64_t trials() const { return trials_; }
+    /// Trials that there were of paths of about one probability, how many of them were expected to be
+    /// right, and how many were.
+    struct tally {
+        int64_t trials = 0;
+        double expected = 0;
+        int64_t right = 0;
+    };
+    /// By decades of the probability, from 0.0001, 0.001, 0.01 and 0.1 on.
+    static constexpr std::size_t kDecades = 4;
+    const std::array<tally, kDecades> &tallies() const { return tallies_; }
+    /// The CRC of a path that was taken agrees.
+    void note_right(const queued_path &path) { ++tally_of(path.probability).right; }
+    int64_t trials() const;
     double saved() const { return static_cast<double>(saved_) / kSecond; }
 
 private:
     static constexpr int64_t kSecond = 4410; // baseband samples; also parts of a trial
     static constexpr int64_t kLifetime = 10 * kSecond;
+
+    tally &tally_of(float probability);
 
     /// Whether a word was tried within the last seconds; if not, it is now.
     bool was_tried(const code_word &word, int64_t now);
@@ -57,7 +70,7 @@ private:
     std::array<queued_path, 2048> queue_; // a heap
     std::size_t count_ = 0;
     int64_t saved_ = 0;
-    int64_t trials_ = 0;
+    std::array<tally, kDecades> tallies_;
 
     struct tried_word {
         uint64_t key = 0;

@@ -35,7 +35,7 @@ reception receive(std::span<const float> sound, message_lengths lengths = messag
     receiver->end_stream();
     const std::vector<float_complex> silence(kTick);
     for (int tick = 0; tick < 60 || !receiver->is_idle(); ++tick) put(silence);
-    all.trials = receiver->trials();
+    all.trials = receiver->trials().trials();
     return all;
 }
 

@@ -241,8 +241,8 @@ double limit_of(std::size_t copies)
 
 far_channel any_channel(generator &random)
 {
-    const far_channel kinds[] = {{}, {}, {.path_delay = 3}, {.room_seconds = 0.3}, {.rolls_off = true},
-                                 {.sway = 0.05}};
+    const far_channel kinds[] = {
+        {}, {}, {.path_delay = 3}, {.room_seconds = 0.3}, {.rolls_off = true}, {.sway = 0.05}};
     far_channel channel = kinds[random() % std::size(kinds)];
     channel.clock_ppm = 900;
     return channel;
@@ -278,8 +278,8 @@ mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed)
         const std::size_t bits = random() % 2 == 0 ? 32 : 48;
         const std::size_t copies = kCopies[random() % std::size(kCopies)];
         // A quarter is near: the far ones are there beside them.
-        const double snr_db =
-            random() % 4 == 0 ? between(random, -10, 15) : limit_of(copies) + between(random, -1, 5);
+        const double snr_db = random() % 4 == 0 ? between(random, -10, 15)
+                                                : limit_of(copies) + between(random, -1, 5);
         const transmission sent = transmit(bits, copies, any_channel(random), random);
         const auto at = static_cast<std::size_t>(
             between(random, 0, static_cast<double>(kLength - sent.samples.size())));

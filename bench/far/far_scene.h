@@ -35,8 +35,8 @@ struct far_scene {
 far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
                      double snr_db, std::uint64_t seed);
 
-/// A minute in which many send: near and far, once and in loops, by all channels that have no noise of
-/// their own, at times on top of each other.
+/// A minute in which many send: near and far, once and in loops, by all channels that have no noise
+/// of their own, at times on top of each other.
 struct mixed_scene {
     struct sender {
         std::size_t bits = 0, copies = 0;

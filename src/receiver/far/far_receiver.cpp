@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "receiver/far/path_message.h"
 
@@ -143,11 +144,12 @@ void far_receiver::wait_for(const waiting_detection &waiting)
         waiting_[waiting_count_++] = waiting;
         return;
     }
-    count_candidate();
+    waiting_detection leaves = waiting;
     const auto weakest =
         std::min_element(waiting_.begin(), waiting_.end(),
                          [](const auto &a, const auto &b) { return a.rank() < b.rank(); });
-    if (weakest->rank() < waiting.rank()) *weakest = waiting;
+    if (weakest->rank() < waiting.rank()) std::swap(leaves, *weakest);
+    if (!leaves.is_side_peak) count_candidate();
 }
 
 /// Turns to the best candidate that waits; false: there is none.
@@ -158,12 +160,13 @@ bool far_receiver::next_candidate()
         const auto best = std::max_element(waiting_.begin(), end, [](const auto &a, const auto &b) {
             return a.rank() < b.rank();
         });
+        const bool is_side = best->is_side_peak;
         const detection found = best->found;
         *best = waiting_[--waiting_count_];
         const copy_set copies = found.places();
         const auto kept = static_cast<double>(sound_.size() - far_sound::kKept);
         if (copies.places[0].first_body < kept + kTimeToRead) {
-            count_candidate();
+            if (!is_side) count_candidate();
             continue;
         }
         if (is_heard_already(found)) continue;
@@ -304,7 +307,7 @@ void far_receiver::begin_lists()
 {
     // Words may have become known meanwhile.
     if (explain(current())) return;
-    count_candidate();
+    if (!is_side_peak(current().found)) count_candidate();
     length_ = 0;
     stage_ = stage::listing;
     next_list();
@@ -361,9 +364,20 @@ void far_receiver::try_paths()
         if (!passes_crc_check(path.word.bits, path.word.message_bits)) continue;
         paths_.note_right(path);
         settle(of, path.word);
-        for (candidate &other : candidates_)
-            if (other.number != 0 && other.number != number_) explain(other);
-        if (current().number != 0 && stage_ == stage::idle) explain(current());
+        settle_others(path.word);
+    }
+}
+
+/// Candidates whose paths wait may hold the word that has just become known.
+void far_receiver::settle_others(const code_word &word)
+{
+    const std::size_t length = word.message_bits == kMessageBits[0] ? 0 : 1;
+    for (candidate &other : candidates_) {
+        const bool is_worked_on = other.number == number_ && stage_ != stage::idle;
+        if (other.number == 0 || is_worked_on || !other.has_values[length]) continue;
+        if (explanation(other.values[length], word.bits, other.randomness[length]) >
+            known_words::kExplained)
+            settle(other, word);
     }
 }
 

@@ -106,6 +106,7 @@ private:
     void next_list();
     bool explain(candidate &of);
     void try_paths();
+    void settle_others(const code_word &word);
     void settle(candidate &of, const code_word &word);
     void tell(const candidate &of, const code_word &word);
     candidate &current() { return candidates_[number_ % candidates_.size()]; }

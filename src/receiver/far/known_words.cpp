@@ -4,14 +4,6 @@
 
 namespace tonelink {
 
-namespace {
-
-/// By what a word explains data better than chance, as a natural logarithm: a likelihood ratio of
-/// e^6.
-constexpr double kExplained = 6;
-
-} // namespace
-
 float metric_of(const code_values &values, const path_bits &word)
 {
     float sum = 0;
@@ -19,10 +11,17 @@ float metric_of(const code_values &values, const path_bits &word)
     for (std::size_t t = 0; t < values.steps; ++t) {
         const bool is_tail = t + kTailBits >= values.steps;
         recent = (recent << 1 | (is_tail ? 0u : word.bit(t))) & (2 * kStates - 1);
-        const float branch = branch_metrics(values.of[t])[pattern_of(recent % kStates)];
-        sum += recent < kStates ? branch : -branch;
+        // The two predecessors of a state send opposite bits.
+        const std::size_t pattern = pattern_of(recent % kStates) ^ (recent < kStates ? 0u : 7u);
+        for (std::size_t k = 0; k < kStepValues; ++k)
+            sum += (pattern >> k & 1) != 0 ? -values.of[t][k] : values.of[t][k];
     }
     return sum;
+}
+
+double explanation(const code_values &values, const path_bits &word, double randomness)
+{
+    return double{metric_of(values, word)} / 2 - randomness;
 }
 
 void known_words::add(const code_word &word, int64_t now)
@@ -42,11 +41,11 @@ const code_word *known_words::find(const code_values &values, std::size_t messag
                                    double randomness, int64_t now) const
 {
     const entry *best = nullptr;
-    double most = kExplained;
+    double most = known_words::kExplained;
     for (std::size_t n = 0; n < count_; ++n) {
         const entry &known = entries_[n];
         if (known.word.message_bits != message_bits || now - known.heard > kRemembered) continue;
-        const double explained = double{metric_of(values, known.word.bits)} / 2 - randomness;
+        const double explained = explanation(values, known.word.bits, randomness);
         if (explained <= most) continue;
         most = explained;
         best = &known;

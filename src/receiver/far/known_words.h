@@ -21,8 +21,17 @@ struct code_word {
 /// The sum of soft values along a word's path, + for a code bit of 0.
 float metric_of(const code_values &values, const path_bits &word);
 
+/// By what a word explains soft values better than chance, as the natural logarithm of a likelihood
+/// ratio.
+/// @param randomness  of the data that the values are from
+double explanation(const code_values &values, const path_bits &word, double randomness);
+
 class known_words {
 public:
+    /// A word that explains data by so much is what they hold: false once in e^6 at most, and in
+    /// noise much more rarely.
+    static constexpr double kExplained = 6;
+
     /// Baseband samples for which a word is remembered.
     static constexpr int64_t kRemembered = 44100; // 10 s
 
@@ -31,9 +40,7 @@ public:
     /// Remembers a word that was heard, or heard again, at a time.
     void add(const code_word &word, int64_t now);
 
-    /// The word that explains soft values of its length; null if none does. False once in e^6 for
-    /// each word, and in noise much more rarely.
-    /// @param randomness  of the data the values are from
+    /// The word that explains soft values of its length best; null if none does.
     const code_word *find(const code_values &values, std::size_t message_bits, double randomness,
                           int64_t now) const;
 

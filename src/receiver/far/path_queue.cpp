@@ -88,7 +88,8 @@ int64_t path_queue::trials() const
 path_queue::tally &path_queue::tally_of(float probability)
 {
     std::size_t decade = 0;
-    for (float bound = 10 * kLeastProbable; decade + 1 < kDecades && probability >= bound; bound *= 10)
+    for (float bound = 10 * kLeastProbable; decade + 1 < kDecades && probability >= bound;
+         bound *= 10)
         ++decade;
     return tallies_[decade];
 }

@@ -43,8 +43,8 @@ public:
     /// Leaves out what came from a candidate that is settled.
     void drop(uint32_t candidate);
 
-    /// Trials that there were of paths of about one probability, how many of them were expected to be
-    /// right, and how many were.
+    /// Trials that there were of paths of about one probability, how many of them were expected to
+    /// be right, and how many were.
     struct tally {
         int64_t trials = 0;
         double expected = 0;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "receiver/receiver.h"
 #include "tonelink/toolkit.h"
@@ -65,21 +66,38 @@ int32_t complete_settings(const tonelink_receiver_settings *given, tonelink_rece
     }
     if (all.sample_rate == 0) all.sample_rate = kAudioRate;
     if (all.lengths == 0) all.lengths = TONELINK_LENGTH_32 | TONELINK_LENGTH_48;
-    if (all.methods == 0) all.methods = TONELINK_METHOD_EXACT;
+    if (all.methods == 0) all.methods = TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR;
     if (all.sample_rate < resampler::kLowestRate || all.sample_rate > resampler::kHighestRate)
         return TONELINK_RECEIVER_BAD_RATE;
     if (all.lengths > (TONELINK_LENGTH_32 | TONELINK_LENGTH_48))
         return TONELINK_RECEIVER_BAD_LENGTHS;
-    if (all.methods != TONELINK_METHOD_EXACT) return TONELINK_RECEIVER_BAD_METHODS;
+    if (all.methods > (TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR))
+        return TONELINK_RECEIVER_BAD_METHODS;
     return TONELINK_RECEIVER_OK;
 }
 
-/// With room to begin at a cache line, of which the allocator knows nothing.
-std::size_t memory_for(int32_t rate)
-{
-    return alignof(tonelink_receiver) + sizeof(tonelink_receiver) +
-           resampler::table_size(rate) * sizeof(float);
-}
+/// What a receiver lies in: itself, the far method where it is wanted, the resampler's
+/// coefficients.
+struct memory_plan {
+    explicit memory_plan(const tonelink_receiver_settings &all)
+        : coefficients{resampler::table_size(all.sample_rate)}, far_at{(sizeof(tonelink_receiver) +
+                                                                        kAlignment - 1) /
+                                                                       kAlignment * kAlignment},
+          coefficients_at{far_at +
+                          ((all.methods & TONELINK_METHOD_FAR) != 0 ? sizeof(far_receiver) : 0)},
+          size{coefficients_at + coefficients * sizeof(float) + kAlignment}
+    {
+    }
+
+    /// A cache line, of which the allocator knows nothing: there is room for it.
+    static constexpr std::size_t kAlignment = 64;
+    static_assert(alignof(tonelink_receiver) <= kAlignment && alignof(far_receiver) <= kAlignment);
+
+    std::size_t coefficients; ///< how many
+    std::size_t far_at;       ///< bytes from the beginning
+    std::size_t coefficients_at;
+    std::size_t size;
+};
 
 /// Pushes samples block by block, up to `full_scale` in size.
 template <class Sample>
@@ -122,7 +140,7 @@ size_t tonelink_receiver_memory(const tonelink_receiver_settings *settings)
 {
     tonelink_receiver_settings all;
     if (complete_settings(settings, all) != TONELINK_RECEIVER_OK) return 0;
-    return memory_for(all.sample_rate);
+    return memory_plan{all}.size;
 }
 
 int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
@@ -132,18 +150,22 @@ int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
     *receiver = nullptr;
     tonelink_receiver_settings all;
     if (const int32_t refused = complete_settings(settings, all)) return refused;
-    std::size_t room = memory_for(all.sample_rate);
-    void *const memory = ac_allocate_memory(static_cast<uint32_t>(room));
+    const memory_plan plan{all};
+    void *const memory = ac_allocate_memory(static_cast<uint32_t>(plan.size));
     if (memory == nullptr) return TONELINK_RECEIVER_NO_MEMORY;
     void *at = memory;
-    std::align(alignof(tonelink_receiver), sizeof(tonelink_receiver), at, room);
-    auto *const coefficients =
-        reinterpret_cast<float *>(static_cast<char *>(at) + sizeof(tonelink_receiver));
-    auto *const opened =
-        ::new (at) tonelink_receiver{{all.sample_rate,
-                                      static_cast<message_lengths>(all.lengths),
-                                      {coefficients, resampler::table_size(all.sample_rate)}},
-                                     memory};
+    std::size_t room = plan.size;
+    std::align(memory_plan::kAlignment, sizeof(tonelink_receiver), at, room);
+    char *const begin = static_cast<char *>(at);
+    const auto lengths = static_cast<message_lengths>(all.lengths);
+    static_assert(std::is_trivially_destructible_v<far_receiver>);
+    receiver::parts parts{.coefficients = {reinterpret_cast<float *>(begin + plan.coefficients_at),
+                                           plan.coefficients},
+                          .far = nullptr,
+                          .is_exact = (all.methods & TONELINK_METHOD_EXACT) != 0};
+    if ((all.methods & TONELINK_METHOD_FAR) != 0)
+        parts.far = ::new (begin + plan.far_at) far_receiver{lengths};
+    auto *const opened = ::new (at) tonelink_receiver{{all.sample_rate, lengths, parts}, memory};
     if (!opened->inside.is_open()) {
         tonelink_receiver_close(opened);
         return TONELINK_RECEIVER_NO_MEMORY;
@@ -220,7 +242,7 @@ const char *tonelink_receiver_text(int32_t result)
     case TONELINK_RECEIVER_BAD_ARGUMENT: return "an argument is null, or a record too small";
     case TONELINK_RECEIVER_BAD_RATE: return "the sample rate is not between 42000 and 384000 Hz";
     case TONELINK_RECEIVER_BAD_LENGTHS: return "there are no messages of these lengths";
-    case TONELINK_RECEIVER_BAD_METHODS: return "this version does not have these methods";
+    case TONELINK_RECEIVER_BAD_METHODS: return "there are no such methods";
     case TONELINK_RECEIVER_NO_MEMORY: return "no memory";
     default: return "an unknown result";
     }

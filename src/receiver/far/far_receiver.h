@@ -17,22 +17,13 @@
 #include "modem/heard_message.h"
 #include "receiver/far/burst_decoder.h"
 #include "receiver/far/burst_detector.h"
+#include "receiver/far/far_message.h"
 #include "receiver/far/known_words.h"
 #include "receiver/far/path_odds.h"
 #include "receiver/far/path_queue.h"
 #include "receiver/far/steady_tones.h"
 
 namespace tonelink {
-
-/// A message, and the copies that it was heard from together.
-struct far_message {
-    uint64_t bits = 0; ///< the first one is the most significant of `length`
-    std::size_t length = 0;
-    double first_sample = 0; ///< of the first copy, at 44100 Hz
-    float clock_ppm = 0;     ///< how much faster the sender's clock runs
-    float snr_db = 0;        ///< of a burst, in its band
-    std::size_t copies = 1;
-};
 
 class far_receiver {
 public:

@@ -109,7 +109,7 @@ void lose(stream &from_it, uint64_t frames)
 {
     for (tonelink_receiver *const receiver : {from_it.whole, from_it.split})
         REQUIRE(tonelink_receiver_lost(receiver, frames) == TONELINK_RECEIVER_OK);
-    from_it.begin();
+    if (frames > 0) from_it.begin();
     from_it.frames += frames;
     from_it.is_endless |= frames > UINT32_MAX;
 }

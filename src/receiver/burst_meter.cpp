@@ -92,7 +92,7 @@ void burst_meter::correct_clock()
 void burst_meter::correct_start()
 {
     // Coarse and far at first, then ever finer.
-    const double reach = round_ == 1 ? 44 : round_ == 2 ? 6 : 1;
+    const int steps = round_ == 1 ? 44 : round_ == 2 ? 48 : 8; // to either side
     const double step = round_ == 1 ? 1 : 0.125;
     const auto sum_at = [this](double late) {
         const float_complex to_next = from_turns(late / double{kBodySamples});
@@ -105,7 +105,8 @@ void burst_meter::correct_start()
     };
     double best = 0;
     float most = 0;
-    for (double late = -reach; late <= reach; late += step) {
+    for (int i = -steps; i <= steps; ++i) {
+        const double late = i * step;
         const float sum = sum_at(late);
         if (sum > most) {
             most = sum;

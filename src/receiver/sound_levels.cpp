@@ -35,7 +35,6 @@ void sound_figures::add(const sound_figures &other)
     lost_frames += other.lost_frames;
     heard += other.heard;
     unread += other.unread;
-    off_clock += other.off_clock;
 }
 
 sound_levels::sound_levels()

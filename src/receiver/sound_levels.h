@@ -30,7 +30,6 @@ struct sound_figures {
     uint64_t lost_frames = 0;
     uint32_t heard = 0;      ///< bursts
     uint32_t unread = 0;     ///< bursts seen, but not heard
-    uint32_t off_clock = 0;  ///< of these, with a clock too far off
     float unread_snr_db = 0; ///< of the clearest of them
     float unread_ppm = 0;
 

@@ -169,8 +169,9 @@ bool receiver::is_at_work() const
 void receiver::finish()
 {
     if (is_ended_) return;
-    // What is known of is settled, and then measured.
+    // All that has come is heard; what is known of is settled, and then measured.
     is_draining_ = true;
+    for (int tick = 0; tick < 2; ++tick) put_silence(frames_to_tick());
     if (far_ != nullptr) far_->end_stream();
     for (int tick = 0; tick < kDrainTicks || is_at_work(); ++tick) put_silence(frames_to_tick());
     while (unread_count_ > 0) conclude_unread();

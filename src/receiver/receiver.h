@@ -79,10 +79,16 @@ private:
     void note_unread(const burst_figures &figures);
     void end_slot();
 
+    // The exact method. Its lanes begin with a cache line, as this object then does.
+    stream_receiver exact_;
+    BandShiftInfo shifter_{};
+    heard_bursts bursts_;
+
     const int32_t rate_;
     const message_lengths lengths_;
     bool is_ended_ = false;    ///< what comes next is a new stream
     bool is_draining_ = false; ///< silence is put behind the stream: it is not part of it
+    uint32_t dropped_ = 0;     ///< records, from the queue
 
     resampler resampler_;
     stream_places places_;
@@ -91,12 +97,7 @@ private:
     int64_t position_ = 0; // of the next sample at 44100 Hz to be heard
     uint64_t frames_ = 0;
 
-    // The exact method.
-    BandShiftInfo shifter_{};
-    stream_receiver exact_;
     const bool is_exact_;
-    heard_bursts bursts_;
-
     far_receiver *const far_; // null: not by this method
     int64_t far_heard_ = 0;   // baseband samples
 
@@ -117,7 +118,6 @@ private:
     sound_figures slot_;  // the one that is going on
     sound_figures whole_; // all slots
     std::array<sound_figures, kRecentSlots> recent_;
-    uint32_t dropped_ = 0;
     message_queue queue_;
 };
 

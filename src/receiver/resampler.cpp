@@ -55,7 +55,7 @@ resampler::resampler(int32_t rate, std::span<float> table) : rate_{rate}, table_
     taps_ = shape.taps;
     phases_ = shape.phases;
     assert(taps_ <= kMostTaps && table.size() == taps_ * (phases_ + 1));
-    const double half = static_cast<double>(taps_ / 2);
+    const double half = static_cast<double>(taps_) / 2;
     const kaiser_filter filter{shape.cutoff, half, kAttenuationDb};
     for (std::size_t p = 0; p <= phases_; ++p) {
         const double behind = static_cast<double>(p) / static_cast<double>(phases_);

@@ -189,7 +189,8 @@ int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, const float *sam
 int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames)
 {
     if (receiver == nullptr) return TONELINK_RECEIVER_BAD_ARGUMENT;
-    if (frames > 0) receiver->check = {};
+    if (frames == 0) return TONELINK_RECEIVER_OK;
+    receiver->check = {};
     receiver->inside.put_lost(frames);
     return TONELINK_RECEIVER_OK;
 }

@@ -122,7 +122,6 @@ void burst_meter::correct_start()
         }
     }
     place_.first_body += best;
-    figures_.pilot_energy = most;
 }
 
 /// Each symbol has a gain of its own: the generator scales it as its content allows, and a moving

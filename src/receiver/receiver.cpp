@@ -156,7 +156,7 @@ void receiver::settle()
     if (is_ended_) return;
     hear(std::span{tick_}.first(tick_fill_));
     tick_fill_ = 0;
-    while (const auto burst = bursts_.take_early())
+    while (const auto burst = bursts_.take_early(static_cast<uint64_t>(position_)))
         measuring_.add({.heard = *burst, .sample = static_cast<double>(burst->first_sample())});
     while (!measuring_.empty()) measure(1);
 }
@@ -194,8 +194,9 @@ void receiver::hear(std::span<const float> samples)
     if (far_ != nullptr) hear_far();
     while (const auto burst = bursts_.take(static_cast<uint64_t>(position_)))
         measuring_.add({.heard = *burst, .sample = static_cast<double>(burst->first_sample())});
-    if (const auto seen = watch_.take(); seen && !measuring_.covers(seen->first_sample))
-        measuring_.add({.sample = seen->first_sample});
+    const auto seen = watch_.take();
+    if (seen && !measuring_.covers(*seen) && !told_.covers(*seen))
+        measuring_.add({.sample = *seen});
     measure(kStepsPerTick);
     const double patience = far_ != nullptr ? kFarPatience : 0;
     while (unread_count_ > 0 && unread_[0].sample + patience < static_cast<double>(position_))
@@ -329,10 +330,9 @@ void receiver::report(tonelink_reception &reception) const
     whole.add(slot_);
     recent.add(slot_);
     const sound_figures &last = recent_[newest % kRecentSlots];
-    const double lost = static_cast<double>(whole.lost_frames) / rate_;
 
-    reception.reason = reason_of(whole, lost);
-    reception.recent_reason = reason_of(recent, static_cast<double>(recent.lost_frames) / rate_);
+    reception.reason = reason_of(whole);
+    reception.recent_reason = reason_of(recent);
     reception.heard = whole.heard;
     reception.unread = whole.unread;
     reception.dropped = dropped_;

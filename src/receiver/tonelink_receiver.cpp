@@ -8,7 +8,9 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
+#include "modem/band_shift.h"
 #include "receiver/receiver.h"
 #include "tonelink/toolkit.h"
 
@@ -24,14 +26,14 @@ public:
         const float size = std::abs(sample);
         if (!(size <= kSenseless)) {
             ++found.invalid;
-            run_ = 0;
+            run_ = uncounted_ = 0;
             return 0;
         }
-        run_ = size >= kFullScale ? run_ + 1 : 0;
-        if (size > 1)
-            ++found.clipped;
-        else if (run_ >= kShortestRun)
-            found.clipped += run_ == kShortestRun ? kShortestRun : 1;
+        const bool is_at = size >= kFullScale, is_beyond = size > 1;
+        run_ = is_at ? run_ + 1 : 0;
+        uncounted_ = !is_at ? 0 : uncounted_ + (is_beyond ? 0 : 1);
+        if (is_beyond) ++found.clipped;
+        if (run_ >= kShortestRun) found.clipped += std::exchange(uncounted_, 0);
         return std::clamp(sample, -1.0f, 1.0f);
     }
 
@@ -39,7 +41,8 @@ private:
     /// So many samples in a row at full scale are no chance: what they were was cut off.
     static constexpr uint64_t kShortestRun = 3;
 
-    uint64_t run_ = 0; // samples at full scale, up to the last one
+    uint64_t run_ = 0;       // samples at full scale or beyond, up to the last one
+    uint64_t uncounted_ = 0; // of these, that may be chance so far
 };
 
 } // namespace tonelink
@@ -60,7 +63,7 @@ int32_t complete_settings(const tonelink_receiver_settings *given, tonelink_rece
 {
     all = {sizeof all, 0, 0, 0};
     if (given != nullptr) {
-        const std::size_t size = given->size == 0 ? sizeof all : given->size;
+        const std::size_t size = given->size == 0 ? 16 : given->size; // that of the first version
         if (size < sizeof all.size + sizeof all.sample_rate) return TONELINK_RECEIVER_BAD_ARGUMENT;
         std::memcpy(&all, given, std::min(size, sizeof all));
     }
@@ -119,10 +122,15 @@ int32_t push(tonelink_receiver *receiver, const Sample *samples, std::size_t fra
     return TONELINK_RECEIVER_OK;
 }
 
+/// How large records were in the library's first version: what a size of 0 stands for.
+template <class Record> constexpr std::size_t kFirstSize = 0;
+template <> constexpr std::size_t kFirstSize<tonelink_heard> = 64;
+template <> constexpr std::size_t kFirstSize<tonelink_reception> = 184;
+
 /// Writes as much of a record as the caller has room for; its size field stays as it is.
 template <class Record> int32_t hand_out(const Record &record, Record *out)
 {
-    const std::size_t size = out->size == 0 ? sizeof record : out->size;
+    const std::size_t size = out->size == 0 ? kFirstSize<Record> : out->size;
     if (size <= sizeof record.size) return TONELINK_RECEIVER_BAD_ARGUMENT;
     const uint32_t given = out->size;
     std::memcpy(out, &record, std::min(size, sizeof record));
@@ -140,7 +148,8 @@ size_t tonelink_receiver_memory(const tonelink_receiver_settings *settings)
 {
     tonelink_receiver_settings all;
     if (complete_settings(settings, all) != TONELINK_RECEIVER_OK) return 0;
-    return memory_plan{all}.size;
+    constexpr std::size_t kBandShifter = (kHilbertDelay + kHilbertTaps) * sizeof(int16_t);
+    return memory_plan{all}.size + kBandShifter;
 }
 
 int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
@@ -240,7 +249,8 @@ const char *tonelink_receiver_text(int32_t result)
 {
     switch (result) {
     case TONELINK_RECEIVER_OK: return "done";
-    case TONELINK_RECEIVER_BAD_ARGUMENT: return "an argument is null, or a record too small";
+    case TONELINK_RECEIVER_BAD_ARGUMENT:
+        return "an argument is null or a stride 0, or a record too small";
     case TONELINK_RECEIVER_BAD_RATE: return "the sample rate is not between 42000 and 384000 Hz";
     case TONELINK_RECEIVER_BAD_LENGTHS: return "there are no messages of these lengths";
     case TONELINK_RECEIVER_BAD_METHODS: return "there are no such methods";

@@ -124,7 +124,7 @@ void far_receiver::accept_detections()
         const double last = copies.places[copies.count - 1].first_body;
         // None whose samples are not all there.
         if (first < kReachBefore || last + kBurstReach > static_cast<double>(end_)) continue;
-        wait_for({found, is_side_peak(found)});
+        wait_for({found, sound_.size(), is_side_peak(found)});
     }
 }
 
@@ -160,12 +160,12 @@ bool far_receiver::next_candidate()
         const auto best = std::max_element(waiting_.begin(), end, [](const auto &a, const auto &b) {
             return a.rank() < b.rank();
         });
-        const bool is_side = best->is_side_peak;
-        const detection found = best->found;
+        const auto [found, since, is_side] = *best;
         *best = waiting_[--waiting_count_];
         const copy_set copies = found.places();
         const auto kept = static_cast<double>(sound_.size() - far_sound::kKept);
-        if (copies.places[0].first_body < kept + kTimeToRead) {
+        if (copies.places[0].first_body < kept + kTimeToRead ||
+            sound_.size() - since > path_queue::kPatience) {
             if (!is_side) count_candidate();
             continue;
         }
@@ -174,6 +174,7 @@ bool far_receiver::next_candidate()
         if (next.number != 0) paths_.drop(next.number);
         next.number = number_;
         next.found = found;
+        next.since = since;
         next.has_values.fill(false);
         decoder_.begin(copies);
         return true;

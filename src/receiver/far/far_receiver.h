@@ -66,6 +66,7 @@ private:
     struct candidate {
         uint32_t number = 0; ///< 0: none
         detection found;
+        int64_t since = 0; ///< when it was detected
         copy_set copies;
         float snr = 0;
         /// Of the first look, for words that become known later.
@@ -84,6 +85,7 @@ private:
     /// A detection that waits to be looked at.
     struct waiting_detection {
         detection found;
+        int64_t since = 0;         ///< in samples
         bool is_side_peak = false; ///< of what was heard
 
         float rank() const;

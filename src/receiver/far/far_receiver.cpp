@@ -17,7 +17,7 @@ constexpr std::size_t kPathSlice = 128;
 
 /// The work of 10 ms, in estimated microseconds of an ordinary processor: not measured ones, so
 /// that results are the same everywhere.
-constexpr int kWork = 180;
+constexpr int kWork = 150;
 
 /// What a slice costs by the same estimate.
 constexpr int kLookCost = 15;

@@ -196,7 +196,7 @@ void burst_detector::decide()
         if (write.energy >= kWriteThreshold && rest >= kWriteRest) find({write, 0, kWriteCopies});
         if (rest < kHalfRest) return;
         pair_writes(write);
-        heard_writes_[heard_count_++ % heard_writes_.size()] = write;
+        heard_writes_[static_cast<std::size_t>(heard_count_++ % heard_writes_.size())] = write;
     });
 }
 
@@ -217,13 +217,13 @@ float burst_detector::rest_of(const map_cell &first, std::size_t copies) const
 void burst_detector::pair_writes(const map_cell &second)
 {
     detection best;
-    const std::size_t kept = std::min(heard_count_, heard_writes_.size());
+    const auto kept = std::min<uint64_t>(heard_count_, heard_writes_.size());
     oldest_write_ = std::max(oldest_write_, heard_count_ - kept);
     // They came in order of time, but for some ten milliseconds.
     constexpr int64_t kDisorder = 500;
     const int64_t shortest = distance_of(kWriteCopies, kMapOffsets / 2) + kShortestPause;
-    for (std::size_t n = oldest_write_; n < heard_count_; ++n) {
-        const map_cell &first = heard_writes_[n % heard_writes_.size()];
+    for (uint64_t n = oldest_write_; n < heard_count_; ++n) {
+        const map_cell &first = heard_writes_[static_cast<std::size_t>(n % heard_writes_.size())];
         const int64_t apart = second.place - first.place;
         if (n == oldest_write_ && apart > shortest + kLongestPause + kDisorder) ++oldest_write_;
         if (apart < shortest - kDisorder) break;

@@ -64,8 +64,8 @@ private:
     std::array<std::array<column, kMapDelays>, kMapOffsets> columns_;
     peak_picker singles_, pairs_, writes_;
     std::array<map_cell, 1024> heard_writes_; // peaks over five copies, the last ones, in a ring
-    std::size_t heard_count_ = 0;
-    std::size_t oldest_write_ = 0; // that may be a first one still
+    uint64_t heard_count_ = 0;
+    uint64_t oldest_write_ = 0; // that may be a first one still
     std::array<detection, kMostFound> found_;
     std::size_t found_count_ = 0;
 };

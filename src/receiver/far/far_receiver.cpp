@@ -1,6 +1,7 @@
 #include "receiver/far/far_receiver.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 #include "receiver/far/path_message.h"
@@ -230,7 +231,7 @@ int far_receiver::list()
     for (std::size_t n = 0; n < likely_.size(); ++n)
         paths_.put({likely_.probability(n),
                     number_,
-                    sound_.size(),
+                    current().since,
                     {likely_.bits(n), kMessageBits[length_]}});
     ++length_;
     next_list();
@@ -257,6 +258,7 @@ void far_receiver::try_paths()
 {
     for (queued_path path; paths_.take(path, sound_.size());) {
         candidate &of = candidates_[path.candidate % candidates_.size()];
+        assert(of.number == path.candidate); // those of others were dropped
         if (!passes_crc_check(path.word.bits, path.word.message_bits)) continue;
         paths_.note_right(path);
         settle(of, path.word);

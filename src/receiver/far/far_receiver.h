@@ -32,7 +32,7 @@ struct far_message {
     std::size_t length = 0;
     double first_sample = 0; ///< of the first copy, at 44100 Hz
     float clock_ppm = 0;     ///< how much faster the sender's clock runs
-    float snr_db = 0;        ///< of a burst, in its band
+    float snr_db = 0;        ///< of a burst, in its band; 30 at most
     std::size_t copies = 1;
 };
 
@@ -52,7 +52,7 @@ public:
     /// Whether all that was heard is worked off, but for what is on its way through the filters.
     bool is_idle() const { return waiting_.are_none() && stage_ == stage::idle; }
 
-    /// Takes the next message; false: none is left.
+    /// Takes the next message; false: none is left. Of those that nobody takes, 32 are kept.
     bool take(far_message &message);
 
     /// What its trials of the CRC were and what became of them.

@@ -82,6 +82,7 @@ void burst_detector::restart()
     pairs_.restart();
     writes_.restart();
     heard_count_ = 0;
+    oldest_write_ = 0;
     found_count_ = 0;
 }
 
@@ -134,34 +135,44 @@ void burst_detector::keep_block()
 /// Of bursts of which the newest copy lies in the newest block.
 void burst_detector::sum_copies()
 {
-    const int64_t block = map_.first_place();
-    const auto first = static_cast<std::size_t>(block / int64_t{kMapHop}) % kColumns;
+    const auto newest = static_cast<std::size_t>(map_.first_place() / int64_t{kMapHop}) % kColumns;
     for (std::size_t offset = 0; offset < kMapOffsets; ++offset) {
-        std::array<int64_t, kWriteCopies> distances;
-        for (std::size_t copy = 0; copy < kWriteCopies; ++copy)
-            distances[copy] = distance_of(copy, offset);
-        for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
-            std::array<uint32_t, kMapHops> sums{};
-            for (std::size_t copy = 0; copy < kWriteCopies; ++copy) {
-                const map_place at = split(static_cast<int64_t>(delay) - distances[copy]);
-                const auto from = (first + kColumns - static_cast<std::size_t>(-at.hop)) % kColumns;
-                const uint16_t *energies = &columns_[offset][at.delay][from];
-                for (std::size_t hop = 0; hop < kMapHops; ++hop) sums[hop] += energies[hop];
-
-                peak_picker *const pickers[] = {&singles_, &pairs_, nullptr, nullptr, &writes_};
-                if (pickers[copy] == nullptr) continue;
-                const float threshold =
-                    copy + 1 == kWriteCopies ? kHalfThreshold : threshold_of(copy + 1);
-                const uint32_t most = *std::max_element(sums.begin(), sums.end());
-                if (static_cast<float>(most) * kStep < threshold) continue;
-                for (std::size_t hop = 0; hop < kMapHops; ++hop) {
-                    const float energy = static_cast<float>(sums[hop]) * kStep;
-                    const int64_t place = block + int64_t{kMapHop} * static_cast<int64_t>(hop) +
-                                          static_cast<int64_t>(delay);
-                    if (energy >= threshold)
-                        pickers[copy]->offer({place, static_cast<int>(offset), energy});
-                }
+        block_sums sums{};
+        for (std::size_t copy = 0; copy < kWriteCopies; ++copy) {
+            const map_place at = split(-distance_of(copy, offset));
+            for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
+                const std::size_t later = at.delay + delay;
+                const std::size_t from =
+                    newest + kColumns - static_cast<std::size_t>(-at.hop) + later / kMapHop;
+                const uint16_t *energies = &columns_[offset][later % kMapHop][from % kColumns];
+                for (std::size_t hop = 0; hop < kMapHops; ++hop) sums[delay][hop] += energies[hop];
             }
+            if (copy == 0) offer(singles_, kSingleThreshold, sums, offset);
+            if (copy == 1) offer(pairs_, kPairThreshold, sums, offset);
+        }
+        offer(writes_, kHalfThreshold, sums, offset);
+    }
+}
+
+/// Cells over a threshold that are no lower than those a sample earlier and later.
+void burst_detector::offer(peak_picker &picker, float threshold, const block_sums &sums,
+                           std::size_t offset) const
+{
+    const auto limit = static_cast<uint32_t>(threshold / kStep);
+    uint32_t most = 0;
+    for (const auto &delay : sums)
+        for (const uint32_t sum : delay) most = std::max(most, sum);
+    if (most < limit) return;
+    for (std::size_t hop = 0; hop < kMapHops; ++hop) {
+        for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
+            const uint32_t sum = sums[delay][hop];
+            if (sum < limit || (delay > 0 && sums[delay - 1][hop] > sum) ||
+                (delay + 1 < kMapDelays && sums[delay + 1][hop] > sum))
+                continue;
+            const int64_t place = map_.first_place() +
+                                  int64_t{kMapHop} * static_cast<int64_t>(hop) +
+                                  static_cast<int64_t>(delay);
+            picker.offer({place, static_cast<int>(offset), static_cast<float>(sum) * kStep});
         }
     }
 }
@@ -185,7 +196,7 @@ void burst_detector::decide()
         if (write.energy >= kWriteThreshold && rest >= kWriteRest) find({write, 0, kWriteCopies});
         if (rest < kHalfRest) return;
         pair_writes(write);
-        heard_writes_[heard_count_++ % heard_writes_.size()] = write;
+        heard_writes_[static_cast<std::size_t>(heard_count_++ % heard_writes_.size())] = write;
     });
 }
 
@@ -206,11 +217,18 @@ float burst_detector::rest_of(const map_cell &first, std::size_t copies) const
 void burst_detector::pair_writes(const map_cell &second)
 {
     detection best;
-    const std::size_t kept = std::min(heard_count_, heard_writes_.size());
-    for (std::size_t n = 0; n < kept; ++n) {
-        const map_cell &first = heard_writes_[n];
-        const int64_t pause = second.place - first.place -
-                              distance_of(kWriteCopies, static_cast<std::size_t>(first.offset));
+    const auto kept = std::min<uint64_t>(heard_count_, heard_writes_.size());
+    oldest_write_ = std::max(oldest_write_, heard_count_ - kept);
+    // They came in order of time, but for some ten milliseconds.
+    constexpr int64_t kDisorder = 500;
+    const int64_t shortest = distance_of(kWriteCopies, kMapOffsets / 2) + kShortestPause;
+    for (uint64_t n = oldest_write_; n < heard_count_; ++n) {
+        const map_cell &first = heard_writes_[static_cast<std::size_t>(n % heard_writes_.size())];
+        const int64_t apart = second.place - first.place;
+        if (n == oldest_write_ && apart > shortest + kLongestPause + kDisorder) ++oldest_write_;
+        if (apart < shortest - kDisorder) break;
+        const int64_t pause =
+            apart - distance_of(kWriteCopies, static_cast<std::size_t>(first.offset));
         if (pause < kShortestPause || pause > kLongestPause ||
             std::abs(first.offset - second.offset) > 1)
             continue;

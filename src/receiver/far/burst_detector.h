@@ -49,9 +49,12 @@ private:
 
     using column = std::array<uint16_t, kColumns + kMapHops>; // the first ones again at the end
     using row = std::array<uint16_t, kMapHops>;
+    using block_sums = std::array<std::array<uint32_t, kMapHops>, kMapDelays>;
 
     void keep_block();
     void sum_copies();
+    void offer(peak_picker &picker, float threshold, const block_sums &sums,
+               std::size_t offset) const;
     void decide();
     float rest_of(const map_cell &first, std::size_t copies) const;
     void pair_writes(const map_cell &second);
@@ -61,7 +64,8 @@ private:
     std::array<std::array<column, kMapDelays>, kMapOffsets> columns_;
     peak_picker singles_, pairs_, writes_;
     std::array<map_cell, 1024> heard_writes_; // peaks over five copies, the last ones, in a ring
-    std::size_t heard_count_ = 0;
+    uint64_t heard_count_ = 0;
+    uint64_t oldest_write_ = 0; // that may be a first one still
     std::array<detection, kMostFound> found_;
     std::size_t found_count_ = 0;
 };

@@ -12,7 +12,7 @@ struct far_message {
     std::size_t length = 0;
     double first_sample = 0; ///< of the first copy, at 44100 Hz
     float clock_ppm = 0;     ///< how much faster the sender's clock runs
-    float snr_db = 0;        ///< of a burst, in its band
+    float snr_db = 0;        ///< of a burst, in its band; 30 at most
     std::size_t copies = 1;
 };
 

@@ -1,8 +1,8 @@
 #include "receiver/far/far_receiver.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
-#include <utility>
 
 #include "receiver/far/path_message.h"
 
@@ -17,21 +17,11 @@ constexpr std::size_t kPathSlice = 128;
 
 /// The work of 10 ms, in estimated microseconds of an ordinary processor: not measured ones, so
 /// that results are the same everywhere.
-constexpr int kWork = 180;
+constexpr int kWork = 150;
 
 /// What a slice costs by the same estimate.
 constexpr int kLookCost = 15;
 constexpr int kListCost = 100;
-
-/// A sum over ten copies is for messages that nothing else has found: it can wait.
-constexpr float kTenLater = 8;
-/// And so can what looks like a part of a burst that was heard.
-constexpr float kSideLater = 12;
-/// More energy than this says nothing more, but which of several peaks of a loud burst comes first:
-/// the burst itself, rather than what surrounds it; and alone, rather than in a sum.
-constexpr float kMostExcess = 15;
-constexpr float kOfEnergy = 1e-3f;
-constexpr float kOfCopies = 1e-2f;
 
 /// A burst's samples in the baseband, from its first body's first one to behind its last guard; and
 /// what the reader looks at before it.
@@ -40,24 +30,6 @@ constexpr int64_t kReachBefore = 8;
 
 /// A candidate's samples must still be kept when its slices come to them.
 constexpr double kTimeToRead = 800;
-
-/// Side peaks of a burst lie within it and hold a part of its energy.
-constexpr double kSideReach = 2200;
-constexpr float kSideShare = 0.45f;
-
-/// The same write, and the same burst, detected twice.
-constexpr double kSameWrite = 30;
-constexpr double kSamePlace = 5;
-/// Copies that are one burst, with one word.
-constexpr double kSameBurst = 0.95 * kCopyDistance;
-
-bool is_copy_near(const copy_set &a, const copy_set &b, double reach)
-{
-    for (std::size_t n = 0; n < a.count; ++n)
-        for (std::size_t m = 0; m < b.count; ++m)
-            if (std::abs(a.places[n].first_body - b.places[m].first_body) < reach) return true;
-    return false;
-}
 
 } // namespace
 
@@ -74,14 +46,14 @@ void far_receiver::restart()
     detector_.restart();
     samples_ = 0;
     end_ = kNever;
-    waiting_count_ = 0;
+    waiting_.restart();
+    rate_.restart();
     stage_ = stage::idle;
     for (candidate &of : candidates_) of.number = 0;
     number_ = 0;
     paths_.restart();
     words_.restart();
-    heard_count_ = 0;
-    crowd_.fill(0);
+    heard_.restart();
     message_count_ = 0;
 }
 
@@ -90,8 +62,7 @@ void far_receiver::put(std::span<const float_complex> samples)
     for (const float_complex sample : samples) {
         const float_complex cleaned = tones_.put(sample);
         if (samples_++ < int64_t{steady_tones::kDelay}) continue;
-        if (sound_.size() % kSecond == 0)
-            crowd_[static_cast<std::size_t>(sound_.size() / kSecond) % crowd_.size()] = 0;
+        if (sound_.size() % kSecond == 0) rate_.begin_second(sound_.size());
         sound_.put(cleaned);
         if (detector_.put(cleaned)) accept_detections();
     }
@@ -124,110 +95,35 @@ void far_receiver::accept_detections()
         const double last = copies.places[copies.count - 1].first_body;
         // None whose samples are not all there.
         if (first < kReachBefore || last + kBurstReach > static_cast<double>(end_)) continue;
-        wait_for({found, is_side_peak(found)});
+        waiting_detection gone;
+        if (waiting_.put({found, sound_.size(), heard_.have_beside(found)}, gone) &&
+            !gone.is_side_peak)
+            rate_.count(sound_.size());
     }
-}
-
-/// What has a higher one is worked off first.
-float far_receiver::waiting_detection::rank() const
-{
-    const auto copies = static_cast<float>(found.copies);
-    return std::min(found.excess(), kMostExcess) + kOfEnergy * found.first.energy / copies -
-           kOfCopies * copies - (found.copies == kMostCopies ? kTenLater : 0) -
-           (is_side_peak ? kSideLater : 0);
-}
-
-/// The weakest of too many goes without being looked at.
-void far_receiver::wait_for(const waiting_detection &waiting)
-{
-    if (waiting_count_ < waiting_.size()) {
-        waiting_[waiting_count_++] = waiting;
-        return;
-    }
-    waiting_detection leaves = waiting;
-    const auto weakest =
-        std::min_element(waiting_.begin(), waiting_.end(),
-                         [](const auto &a, const auto &b) { return a.rank() < b.rank(); });
-    if (weakest->rank() < waiting.rank()) std::swap(leaves, *weakest);
-    if (!leaves.is_side_peak) count_candidate();
 }
 
 /// Turns to the best candidate that waits; false: there is none.
 bool far_receiver::next_candidate()
 {
-    while (waiting_count_ > 0) {
-        const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(waiting_count_);
-        const auto best = std::max_element(waiting_.begin(), end, [](const auto &a, const auto &b) {
-            return a.rank() < b.rank();
-        });
-        const bool is_side = best->is_side_peak;
-        const detection found = best->found;
-        *best = waiting_[--waiting_count_];
-        const copy_set copies = found.places();
+    for (waiting_detection best; waiting_.take(best);) {
+        const copy_set copies = best.found.places();
         const auto kept = static_cast<double>(sound_.size() - far_sound::kKept);
-        if (copies.places[0].first_body < kept + kTimeToRead) {
-            if (!is_side) count_candidate();
+        if (copies.places[0].first_body < kept + kTimeToRead ||
+            sound_.size() - best.since > path_queue::kPatience) {
+            if (!best.is_side_peak) rate_.count(sound_.size());
             continue;
         }
-        if (is_heard_already(found)) continue;
+        if (heard_.hold(best.found)) continue;
         candidate &next = candidates_[++number_ % candidates_.size()];
         if (next.number != 0) paths_.drop(next.number);
         next.number = number_;
-        next.found = found;
+        next.found = best.found;
+        next.since = best.since;
         next.has_values.fill(false);
         decoder_.begin(copies);
         return true;
     }
     return false;
-}
-
-/// A sum of bursts each of which was heard alone, or two writes of which one was.
-bool far_receiver::is_heard_already(const detection &found) const
-{
-    const copy_set copies = found.places();
-    const std::size_t kept = std::min(heard_count_, heard_.size());
-    const auto is_heard = [&](std::size_t copy, std::size_t count, double reach) {
-        return std::any_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
-                           [&](const heard_copies &heard) {
-                               const double apart = heard.copies.places[0].first_body -
-                                                    copies.places[copy].first_body;
-                               return heard.copies.count == count && std::abs(apart) < reach;
-                           });
-    };
-    if (copies.second_write < copies.count &&
-        (is_heard(0, copies.second_write, kSameWrite) ||
-         is_heard(copies.second_write, copies.second_write, kSameWrite)))
-        return true;
-    if (copies.count == 1) return false;
-    for (std::size_t copy = 0; copy < copies.count; ++copy)
-        if (!is_heard(copy, 1, kSamePlace)) return false;
-    return true;
-}
-
-/// Whether it lies within a burst that was heard and holds a part of its energy.
-bool far_receiver::is_side_peak(const detection &found) const
-{
-    const copy_set copies = found.places();
-    const float energy = found.first.energy / static_cast<float>(found.copies);
-    const std::size_t kept = std::min(heard_count_, heard_.size());
-    return std::any_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
-                       [&](const heard_copies &heard) {
-                           return energy < kSideShare * heard.energy &&
-                                  is_copy_near(copies, heard.copies, kSideReach);
-                       });
-}
-
-void far_receiver::count_candidate()
-{
-    ++crowd_[static_cast<std::size_t>(sound_.size() / kSecond) % crowd_.size()];
-}
-
-/// A second, over the last ten.
-float far_receiver::crowding() const
-{
-    unsigned count = 0;
-    for (const uint16_t of_second : crowd_) count += of_second;
-    return static_cast<float>(count) / static_cast<float>(crowd_.size());
 }
 
 // ---- A candidate's way ------------------------------------------------------------------------
@@ -273,7 +169,7 @@ int far_receiver::look()
     of.randomness[length_] = decoder_.randomness();
     of.has_values[length_] = true;
     if (explain(of)) return kLookCost;
-    const candidate_odds known{of.found.excess(), crowding(), false};
+    const candidate_odds known{of.found.excess(), rate_.per_second(), false};
     if (!is_worth_estimating(odds_at_first(known, evidence), evidence)) {
         next_length();
         return kLookCost;
@@ -289,7 +185,8 @@ int far_receiver::estimate()
     if (!decoder_.estimate_again()) return cost;
     const double evidence = decoder_.read_again();
     if (++estimates_ < kEstimates) return cost;
-    const candidate_odds known{current().found.excess(), crowding(), is_side_peak(current().found)};
+    const candidate_odds known{current().found.excess(), rate_.per_second(),
+                               heard_.have_beside(current().found)};
     looks_[length_] = {true, odds_at_last(known, evidence), decoder_.log_sum(), decoder_.values()};
     current().snr = decoder_.snr();
     next_length();
@@ -307,7 +204,7 @@ void far_receiver::begin_lists()
 {
     // Words may have become known meanwhile.
     if (explain(current())) return;
-    if (!is_side_peak(current().found)) count_candidate();
+    if (!heard_.have_beside(current().found)) rate_.count(sound_.size());
     length_ = 0;
     stage_ = stage::listing;
     next_list();
@@ -334,7 +231,7 @@ int far_receiver::list()
     for (std::size_t n = 0; n < likely_.size(); ++n)
         paths_.put({likely_.probability(n),
                     number_,
-                    sound_.size(),
+                    current().since,
                     {likely_.bits(n), kMessageBits[length_]}});
     ++length_;
     next_list();
@@ -361,6 +258,7 @@ void far_receiver::try_paths()
 {
     for (queued_path path; paths_.take(path, sound_.size());) {
         candidate &of = candidates_[path.candidate % candidates_.size()];
+        assert(of.number == path.candidate); // those of others were dropped
         if (!passes_crc_check(path.word.bits, path.word.message_bits)) continue;
         paths_.note_right(path);
         settle(of, path.word);
@@ -394,19 +292,8 @@ void far_receiver::settle(candidate &of, const code_word &word)
 /// A burst is told once, however many sums it is in.
 void far_receiver::tell(const candidate &of, const code_word &word)
 {
-    const std::size_t kept = std::min(heard_count_, heard_.size());
-    const bool is_new =
-        std::none_of(heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(kept),
-                     [&](const heard_copies &heard) {
-                         return heard.is_told && heard.word == word &&
-                                is_copy_near(heard.copies, of.copies, kSameBurst);
-                     });
-    heard_[heard_count_++ % heard_.size()] = {
-        of.copies, of.found.first.energy / static_cast<float>(of.found.copies), word, is_new};
-    const auto waiting_end = waiting_.begin() + static_cast<std::ptrdiff_t>(waiting_count_);
-    std::for_each(waiting_.begin(), waiting_end, [this](waiting_detection &waiting) {
-        waiting.is_side_peak = is_side_peak(waiting.found);
-    });
+    const bool is_new = heard_.add(of.copies, of.found.first.energy, word);
+    waiting_.mark_side_peaks([this](const detection &found) { return heard_.have_beside(found); });
     if (!is_new || message_count_ == messages_.size()) return;
     far_message &message = messages_[message_count_++];
     message.bits = message_of(word.bits, word.message_bits);

@@ -18,10 +18,12 @@
 #include "receiver/far/burst_decoder.h"
 #include "receiver/far/burst_detector.h"
 #include "receiver/far/far_message.h"
+#include "receiver/far/heard_copies.h"
 #include "receiver/far/known_words.h"
 #include "receiver/far/path_odds.h"
 #include "receiver/far/path_queue.h"
 #include "receiver/far/steady_tones.h"
+#include "receiver/far/waiting_detections.h"
 
 namespace tonelink {
 
@@ -39,9 +41,9 @@ public:
     void end_stream() { end_ = samples_; }
 
     /// Whether all that was heard is worked off, but for what is on its way through the filters.
-    bool is_idle() const { return waiting_count_ == 0 && stage_ == stage::idle; }
+    bool is_idle() const { return waiting_.are_none() && stage_ == stage::idle; }
 
-    /// Takes the next message; false: none is left.
+    /// Takes the next message; false: none is left. Of those that nobody takes, 32 are kept.
     bool take(far_message &message);
 
     /// What its trials of the CRC were and what became of them.
@@ -57,6 +59,7 @@ private:
     struct candidate {
         uint32_t number = 0; ///< 0: none
         detection found;
+        int64_t since = 0; ///< when it was detected
         copy_set copies;
         float snr = 0;
         /// Of the first look, for words that become known later.
@@ -64,29 +67,8 @@ private:
         std::array<double, kLengths> randomness{};
         std::array<bool, kLengths> has_values{};
     };
-    /// Copies of a burst that was heard.
-    struct heard_copies {
-        copy_set copies;
-        float energy = 0; ///< per copy
-        code_word word;
-        bool is_told = false; ///< as a message of its own
-    };
-
-    /// A detection that waits to be looked at.
-    struct waiting_detection {
-        detection found;
-        bool is_side_peak = false; ///< of what was heard
-
-        float rank() const;
-    };
-
     void accept_detections();
-    void wait_for(const waiting_detection &waiting);
     bool next_candidate();
-    bool is_heard_already(const detection &found) const;
-    bool is_side_peak(const detection &found) const;
-    float crowding() const;
-    void count_candidate();
 
     int work();
     int look();
@@ -110,8 +92,8 @@ private:
     int64_t samples_ = 0; // that have come
     int64_t end_ = kNever;
 
-    std::array<waiting_detection, 64> waiting_;
-    std::size_t waiting_count_ = 0;
+    waiting_detections waiting_;
+    candidate_rate rate_; // of those that nothing explains
 
     stage stage_ = stage::idle;
     burst_decoder decoder_;
@@ -130,9 +112,7 @@ private:
 
     path_queue paths_;
     known_words words_;
-    std::array<heard_copies, 32> heard_; // the last ones, a ring
-    std::size_t heard_count_ = 0;
-    std::array<uint16_t, 10> crowd_; // candidates of the last seconds that nothing explains
+    heard_copies heard_;
 
     std::array<far_message, 32> messages_;
     std::size_t message_count_ = 0;

@@ -9,23 +9,26 @@ namespace tonelink {
 
 namespace {
 
-// Weights of the regression. Evidence is over-confident, as it holds what it brought about: 0.2 in
-// place of 1.
-constexpr double kOfEvidence = 0.20;
-constexpr double kOfExcess = 0.22;
-constexpr double kMostExcess = 15;
+// Weights of the regression over candidates of bench/far/far_mixed. Evidence is over-confident, as
+// that of the last look holds what it has itself brought about: a quarter in place of 1.
+constexpr double kOfFirstEvidence = 0.20;
+constexpr double kOfFirstExcess = 0.22;
 constexpr double kAtFirst = -6.5;
-constexpr double kAtLast = -7.3;
+constexpr double kOfEvidence = 0.24;
+constexpr double kOfExcess = 0.20;
+constexpr double kAtLast = -6.5;
+constexpr double kMostExcess = 15;
 constexpr double kCrowd = 10; // candidates a second: more of them are each worth less
-constexpr double kOfSidePeak = -3;
+constexpr double kOfSidePeak = -2;
 
 // Where to stop: less than a path in 2000 would be right.
 constexpr double kLeastAtFirst = -6;
 constexpr double kLeastEvidence = -8;
 constexpr double kLeastForList = -9.3;
 
-/// Paths' metrics are over-confident, too: they count half.
-constexpr float kTemperature = 2;
+/// Paths' metrics are over-confident, too: with this temperature, the rank of the right path among
+/// the others is likeliest.
+constexpr float kTemperature = 1.5f;
 
 /// What paths to come could add to the sum at most when the list ends before its bound.
 constexpr double kShareLeft = 0.02;
@@ -34,14 +37,15 @@ constexpr double kShareLeft = 0.02;
 
 double odds_at_first(const candidate_odds &candidate, double evidence)
 {
-    return kOfEvidence * evidence + kOfExcess * std::min(double{candidate.excess}, kMostExcess) +
-           kAtFirst;
+    const double excess = std::min(double{candidate.excess}, kMostExcess);
+    return kOfFirstEvidence * evidence + kOfFirstExcess * excess + kAtFirst;
 }
 
 double odds_at_last(const candidate_odds &candidate, double evidence)
 {
-    return kOfEvidence * evidence + kOfExcess * std::min(double{candidate.excess}, kMostExcess) +
-           kAtLast - std::log(std::max(1.0, double{candidate.crowding} / kCrowd)) +
+    const double excess = std::min(double{candidate.excess}, kMostExcess);
+    const double crowd = std::log(std::max(1.0, double{candidate.crowding} / kCrowd));
+    return kOfEvidence * evidence + kOfExcess * excess + kAtLast - crowd +
            (candidate.is_side_peak ? kOfSidePeak : 0);
 }
 

@@ -68,7 +68,7 @@ bool path_queue::take(queued_path &path, int64_t now)
         std::pop_heap(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(count_),
                       is_less_probable);
         path = queue_[--count_];
-        if (now - path.since > kLifetime || was_tried(path.word, now)) continue;
+        if (now - path.since > kPatience || was_tried(path.word, now)) continue;
         saved_ -= kSecond;
         tally &of = tally_of(path.probability);
         ++of.trials;
@@ -109,7 +109,7 @@ bool path_queue::was_tried(const code_word &word, int64_t now)
     auto &set = tried_[key / 2 % kSets];
     tried_word *oldest = &set[0];
     for (tried_word &tried : set) {
-        if (tried.key == key && now - tried.when <= kLifetime) return true;
+        if (tried.key == key && now - tried.when <= kRemembered) return true;
         if (tried.key == 0 || tried.when < oldest->when) oldest = &tried;
     }
     *oldest = {key, now};

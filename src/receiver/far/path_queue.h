@@ -14,7 +14,7 @@ namespace tonelink {
 struct queued_path {
     float probability = 0;
     uint32_t candidate = 0; ///< of which it is one
-    int64_t since = 0;      ///< when it came into the queue
+    int64_t since = 0;      ///< when its candidate was detected
     code_word word;
 };
 
@@ -27,6 +27,10 @@ public:
     static constexpr int kMostSaved = 10 * kTrialsPerSecond;
     /// Less probable paths are not worth a trial.
     static constexpr float kLeastProbable = 1e-4f;
+
+    /// What was not tried so long after its detection will not be: nothing is told later than two
+    /// seconds after its burst.
+    static constexpr int64_t kPatience = 6174; // 1.4 s
 
     /// Begins a new stream, without any trials saved.
     void restart();
@@ -60,7 +64,7 @@ public:
 
 private:
     static constexpr int64_t kSecond = 4410; // baseband samples; also parts of a trial
-    static constexpr int64_t kLifetime = 10 * kSecond;
+    static constexpr int64_t kRemembered = 10 * kSecond;
 
     tally &tally_of(float probability);
 

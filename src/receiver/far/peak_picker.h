@@ -27,6 +27,7 @@ public:
     /// Takes a cell; of too many the weakest are lost.
     void offer(const map_cell &cell)
     {
+        if (count_ == cells_.size() && cell.energy <= weakest_) return;
         const auto is_close = [&](const map_cell &other) {
             return std::abs(other.place - cell.place) <= kClosePlaces &&
                    std::abs(other.offset - cell.offset) <= kCloseOffsets;
@@ -40,12 +41,11 @@ public:
                                           cells_.begin());
         if (count_ < cells_.size()) {
             cells_[count_++] = cell;
+            if (count_ == cells_.size()) weakest_ = find_weakest()->energy;
             return;
         }
-        const auto weakest = std::min_element(
-            cells_.begin(), cells_.end(),
-            [](const map_cell &a, const map_cell &b) { return a.energy < b.energy; });
-        if (weakest->energy < cell.energy) *weakest = cell;
+        *find_weakest() = cell;
+        weakest_ = find_weakest()->energy;
     }
 
     /// Tells `peak` of the peaks that are known when the map has grown to `end`.
@@ -62,8 +62,16 @@ public:
     }
 
 private:
+    map_cell *find_weakest()
+    {
+        return std::min_element(
+            cells_.begin(), cells_.begin() + static_cast<std::ptrdiff_t>(count_),
+            [](const map_cell &a, const map_cell &b) { return a.energy < b.energy; });
+    }
+
     std::array<map_cell, 96> cells_;
     std::size_t count_ = 0;
+    float weakest_ = 0; // energy, when there is no room for another cell
 };
 
 } // namespace tonelink

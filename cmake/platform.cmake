@@ -34,6 +34,6 @@ if(NOT on_host)
     endif()
     if(NOT BUILD_TESTING)
         message(STATUS "Left out, as BUILD_TESTING is off: the tests, and with their stand-in for a "
-            "device every example but own_platform")
+            "device every example but own_platform and receive")
     endif()
 endif()

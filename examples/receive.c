@@ -61,16 +61,17 @@ static void print_reason(const tonelink_reception *report)
 
 int main(int argc, char **argv)
 {
-    int rate = argc == 2 ? atoi(argv[1]) : 0;
-    if (rate <= 0) {
+    char *end = NULL;
+    long rate = argc == 2 ? strtol(argv[1], &end, 10) : 0;
+    if (rate <= 0 || rate > INT32_MAX || *end != '\0') {
         fprintf(stderr, "usage: receive RATE <SAMPLES\n");
         return 2;
     }
-    tonelink_receiver_settings settings = {.size = sizeof settings, .sample_rate = rate};
+    tonelink_receiver_settings settings = {.size = sizeof settings, .sample_rate = (int32_t)rate};
     tonelink_receiver *receiver;
     int32_t result = tonelink_receiver_open(&settings, &receiver);
     if (result != TONELINK_RECEIVER_OK) {
-        fprintf(stderr, "receive: cannot receive at %d Hz: %s\n", rate,
+        fprintf(stderr, "receive: cannot receive at %ld Hz: %s\n", rate,
                 tonelink_receiver_text(result));
         return 2;
     }
@@ -80,6 +81,11 @@ int main(int argc, char **argv)
     while ((frames = fread(samples, sizeof *samples, 480, stdin)) > 0) {
         tonelink_receiver_push_s16(receiver, samples, frames, 1);
         print_new(receiver);
+    }
+    if (ferror(stdin)) {
+        perror("receive: cannot read standard input");
+        tonelink_receiver_close(receiver);
+        return 2;
     }
     tonelink_receiver_flush(receiver);
     print_new(receiver);

@@ -43,7 +43,7 @@ int32_t expected_result(const tonelink_receiver_settings &settings)
     const int32_t rate = settings.sample_rate;
     if (rate != 0 && (rate < 42000 || rate > 384000)) return TONELINK_RECEIVER_BAD_RATE;
     if (has_lengths && settings.lengths > 3) return TONELINK_RECEIVER_BAD_LENGTHS;
-    if (has_methods && settings.methods > 1) return TONELINK_RECEIVER_BAD_METHODS;
+    if (has_methods && settings.methods > 3) return TONELINK_RECEIVER_BAD_METHODS;
     return TONELINK_RECEIVER_OK;
 }
 
@@ -140,7 +140,9 @@ void require_sense(const stream &of, const tonelink_heard &heard)
     REQUIRE(heard.seconds > -kBurstSeconds);
     REQUIRE(heard.level_dbfs >= -150 && heard.level_dbfs < 10);
     REQUIRE(std::abs(heard.snr_db) < 200 && std::abs(heard.clock_ppm) < 10000);
-    REQUIRE(heard.copies == 1 && heard.methods == 1 && heard.positions > 0);
+    const bool is_exact = (heard.methods & TONELINK_METHOD_EXACT) != 0;
+    REQUIRE(heard.methods >= 1 && heard.methods <= 3 && is_exact == (heard.positions > 0));
+    REQUIRE(heard.copies >= 1 && heard.copies <= (heard.methods == 1 ? 1 : 10));
     REQUIRE(heard.repeats < 32);
 }
 

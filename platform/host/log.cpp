@@ -2,6 +2,7 @@
 
 #include "log.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -65,7 +66,42 @@ priority_style style_of(int priority)
     return {'I', "\033[32m", LOG_INFO};
 }
 
-/// The text as one line: no line ends around it, and one blank for each row of them within.
+/// How many bytes from the beginning on a terminal would obey and not show: control characters, and
+/// marks that turn the direction of writing, in UTF-8.
+std::size_t obeyed(std::string_view text)
+{
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
+    };
+    if (byte(0) < 0x20 || byte(0) == 0x7F) return 1;
+    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) < 0xA0) return 2;
+    if (byte(0) != 0xE2) return 0;
+    const unsigned mark = byte(1) << 8 | byte(2);
+    const bool is_mark = (mark >= 0x808B && mark <= 0x808F) || (mark >= 0x80A8 && mark <= 0x80AE) ||
+                         (mark >= 0x81A0 && mark <= 0x81AF);
+    return is_mark ? 3 : 0;
+}
+
+/// The text with such bytes as escapes: "\x1B".
+std::string escaped(std::string_view text)
+{
+    std::string line;
+    while (!text.empty()) {
+        std::size_t count = obeyed(text);
+        if (count == 0) line += text[0];
+        for (std::size_t i = 0; i < count; ++i) {
+            std::array<char, 5> escape{};
+            std::snprintf(escape.data(), escape.size(), "\\x%02X",
+                          static_cast<unsigned>(static_cast<unsigned char>(text[i])));
+            line += escape.data();
+        }
+        text.remove_prefix(std::max<std::size_t>(count, 1));
+    }
+    return line;
+}
+
+/// The text as one line: no line ends around it, one blank for each row of them within, and nothing
+/// that a terminal would obey.
 std::string one_line(std::string_view text)
 {
     std::string line;
@@ -81,7 +117,7 @@ std::string one_line(std::string_view text)
         line += c;
     }
     while (!line.empty() && line.back() == ' ') line.pop_back();
-    return line;
+    return escaped(line);
 }
 
 /// The local time of day to the millisecond.

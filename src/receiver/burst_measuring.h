@@ -3,20 +3,23 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 
 #include "receiver/baseband.h"
 #include "receiver/burst_meter.h"
+#include "receiver/far/far_message.h"
 #include "receiver/heard_bursts.h"
 #include "toolkit/function_ref.h"
 
 namespace tonelink {
 
-/// A burst that was heard, or one that was only seen.
+/// A burst that was heard by a method, or one that was only seen.
 struct found_burst {
-    heard_burst heard; ///< without positions: only seen
-    double sample;     ///< about its first one, at 44100 Hz
+    heard_burst heard{};              ///< by the exact method; without positions: not by it
+    double sample = 0;                ///< about its first one, at 44100 Hz
+    std::optional<far_message> far{}; ///< by the far method
 
-    bool is_heard() const { return heard.positions > 0; }
+    bool is_heard() const { return heard.positions > 0 || far; }
 };
 
 class burst_measuring {
@@ -31,6 +34,9 @@ public:
 
     /// Whether one that was heard waits and is around a place.
     bool covers(double sample) const;
+
+    /// Whether one with a message that the exact method heard waits and is at a place.
+    bool has(const message_value &message, double sample) const;
 
     /// Does some steps; tells `sink` of each burst that is measured by then.
     void advance(int steps, const baseband &sound,

@@ -40,6 +40,14 @@ float turn_to_next(const symbol_grid &grid)
     return turns_of(up * from_turns(-across) + down * from_turns(across));
 }
 
+/// The level of a band whose subcarriers have such a power in the spectrum: a sine of full scale
+/// has half its amplitude in the baseband and 128 times that in a bin.
+float level_of_band(float power)
+{
+    const float of_full_scale = kSubcarriers * power * 4 / (kBodySamples * kBodySamples);
+    return 10 * std::log10(std::max(of_full_scale, 1e-15f));
+}
+
 } // namespace
 
 void burst_meter::begin(double sample, double clock)
@@ -114,7 +122,6 @@ void burst_meter::correct_start()
         }
     }
     place_.first_body += best;
-    figures_.pilot_energy = most;
 }
 
 /// Each symbol has a gain of its own: the generator scales it as its content allows, and a moving
@@ -158,9 +165,8 @@ void burst_meter::measure_power()
     signal = std::max(signal / kPilots - noise * kUnknowns / kPilots, 1e-3f * noise);
     constexpr float kLeast = 1e-20f;
     figures_.snr_db = 10 * std::log10(std::max(signal, kLeast) / std::max(noise, kLeast));
-    // A sine of full scale has half its amplitude in the baseband and 128 times that in a bin.
-    const float of_full_scale = kSubcarriers * signal * 4 / (kBodySamples * kBodySamples);
-    figures_.level_dbfs = 10 * std::log10(std::max(of_full_scale, 1e-15f));
+    figures_.level_dbfs = level_of_band(signal);
+    figures_.noise_dbfs = level_of_band(noise);
 }
 
 } // namespace tonelink

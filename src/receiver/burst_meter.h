@@ -13,7 +13,7 @@ struct burst_figures {
     float clock_ppm = 0;     ///< how much faster the sender's clock runs
     float snr_db = 0;        ///< the burst's power over the noise's, both in its band
     float level_dbfs = 0;    ///< its power; a sine of full scale has 0
-    float pilot_energy = 0;  ///< what its pilots add up to, in the power of a subcarrier's square
+    float noise_dbfs = 0;    ///< the noise's, in the same band
 };
 
 /// Goes over the burst's symbols three times, each time knowing better where they are. The work is

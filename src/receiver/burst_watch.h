@@ -12,12 +12,6 @@
 
 namespace tonelink {
 
-/// What looks like a burst.
-struct sighting {
-    double first_sample; ///< about, at 44100 Hz
-    float clearness; ///< an exponential variable of mean 1 in noise; about 400 for a clear burst
-};
-
 /// Compares each pilot with the one two symbols later. In a burst they are turned by the same,
 /// which is its clock's error; elsewhere by any. Windows of eight places in each symbol, 4 ms
 /// apart, lie in the lanes of vectors, so that those of one burst are the same lane of symbols in a
@@ -29,9 +23,10 @@ public:
     /// Looks at what has come of the sound since the last call.
     void look(const baseband &sound);
 
-    /// The next burst that was seen, or nothing. Of sightings less than a burst apart the clearest
-    /// one is told, once a burst's time has passed without a clearer one.
-    std::optional<sighting> take();
+    /// About the first sample, at 44100 Hz, of the next burst that was seen, or nothing. Of
+    /// sightings less than a burst apart the clearest one is told, once a burst's time has passed
+    /// without a clearer one.
+    std::optional<double> take();
 
     /// Begins a new stream.
     void restart();

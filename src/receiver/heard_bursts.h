@@ -46,8 +46,9 @@ public:
     /// The next burst that cannot go on any more, as all is known up to before `position`.
     std::optional<heard_burst> take(uint64_t position);
 
-    /// The next burst that may go on, or nothing. It will not be taken again.
-    std::optional<heard_burst> take_early();
+    /// The next burst that may go on behind `position`, or nothing: with the end that its run would
+    /// have if it went on as long as others. It will not be taken again.
+    std::optional<heard_burst> take_early(uint64_t position);
 
     /// Begins a new stream.
     void restart() { count_ = 0; }

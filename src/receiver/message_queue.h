@@ -1,6 +1,7 @@
 // Records that wait to be taken.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -21,6 +22,20 @@ public:
         if (is_full) drop_oldest();
         records_[(first_ + count_++) % kMost] = heard;
         return is_full ? 1 : 0;
+    }
+
+    /// Adds what another method has heard of the same burst to a record that still waits.
+    void confirm(const tonelink_heard &heard, int64_t tolerance)
+    {
+        for (std::size_t i = 0; i < count_; ++i) {
+            tonelink_heard &known = records_[(first_ + i) % kMost];
+            const int64_t distance = known.first_sample - heard.first_sample;
+            if (known.nbits != heard.nbits || distance > tolerance || distance < -tolerance ||
+                !std::ranges::equal(known.message, heard.message))
+                continue;
+            known.methods |= heard.methods;
+            known.positions += heard.positions;
+        }
     }
 
     bool empty() const { return count_ == 0; }

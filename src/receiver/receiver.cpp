@@ -28,6 +28,20 @@ constexpr uint64_t kMostFrames = uint64_t{1} << 62;
 /// A record is a repeat of those up to three seconds before it.
 constexpr double kRepeatSeconds = 3;
 
+/// A burst that was seen waits so long for the far method to read it, in samples from its start:
+/// the burst itself and two seconds.
+constexpr double kFarPatience = kBurstSamples + 2.1 * kAudioRate;
+
+/// A sum of more copies than a write has is over two writes, with a pause between them.
+constexpr int kCopiesOfWrite = 5;
+constexpr double kLongestPause = 0.4 * kAudioRate;
+
+/// A burst by so many dB over its noise is measured as well alone as by the far method.
+constexpr float kClearSnrDb = 3;
+
+/// The baseband keeps somewhat more than that, in samples.
+constexpr double kKeptSamples = static_cast<double>(kInterpolation) * (baseband::kKept - 256);
+
 /// Silence behind the end of a stream, in ticks: what filters and runs of acceptances wait for, and
 /// the measuring of all that waits.
 constexpr int kDrainTicks = 60;
@@ -49,8 +63,9 @@ void write_message(const message_value &message, uint8_t (&bytes)[8])
 
 } // namespace
 
-receiver::receiver(int32_t rate, message_lengths lengths, std::span<float> coefficients)
-    : rate_{rate}, lengths_{lengths}, resampler_{rate, coefficients}, places_{rate}
+receiver::receiver(int32_t rate, message_lengths lengths, const parts &own)
+    : rate_{rate}, lengths_{lengths},
+      resampler_{rate, own.coefficients}, places_{rate}, is_exact_{own.is_exact}, far_{own.far}
 {
     openBandShift(&shifter_, kBandShiftHz);
 }
@@ -67,10 +82,14 @@ void receiver::begin_stream()
     restart_band_shift(shifter_);
     std::construct_at(&exact_);
     bursts_.restart();
+    position_ = 0;
+    far_heard_ = 0;
     baseband_.restart();
     watch_.restart();
+    if (far_ != nullptr) far_->restart();
     measuring_.restart();
     told_.restart();
+    unread_count_ = 0;
     levels_.restart();
     slot_ = {};
     whole_ = {};
@@ -125,7 +144,7 @@ void receiver::put_lost(uint64_t frames)
     if (is_ended_) begin_stream();
     frames = std::min(frames, kMostFrames - std::min(frames_, kMostFrames));
     const auto heard = std::min(frames, static_cast<uint64_t>(kLongestSilence * rate_));
-    const auto silence = static_cast<int64_t>(exact_.position() + tick_fill_);
+    const int64_t silence = position_ + static_cast<int64_t>(tick_fill_);
     frames_ += frames;
     slot_.lost_frames += frames;
     put_silence(heard);
@@ -137,18 +156,25 @@ void receiver::settle()
     if (is_ended_) return;
     hear(std::span{tick_}.first(tick_fill_));
     tick_fill_ = 0;
-    while (const auto burst = bursts_.take_early())
-        measuring_.add({*burst, static_cast<double>(burst->first_sample())});
+    while (const auto burst = bursts_.take_early(static_cast<uint64_t>(position_)))
+        measuring_.add({.heard = *burst, .sample = static_cast<double>(burst->first_sample())});
     while (!measuring_.empty()) measure(1);
+}
+
+bool receiver::is_at_work() const
+{
+    return !measuring_.empty() || (far_ != nullptr && !far_->is_idle());
 }
 
 void receiver::finish()
 {
     if (is_ended_) return;
-    // What is known of is settled, and then measured.
+    // All that has come is heard; what is known of is settled, and then measured.
     is_draining_ = true;
-    for (int tick = 0; tick < kDrainTicks || !measuring_.empty(); ++tick)
-        put_silence(frames_to_tick());
+    for (int tick = 0; tick < 2; ++tick) put_silence(frames_to_tick());
+    if (far_ != nullptr) far_->end_stream();
+    for (int tick = 0; tick < kDrainTicks || is_at_work(); ++tick) put_silence(frames_to_tick());
+    while (unread_count_ > 0) conclude_unread();
     is_draining_ = false;
     is_ended_ = true;
 }
@@ -156,17 +182,25 @@ void receiver::finish()
 /// Goes through a tick, or through what there is of one.
 void receiver::hear(std::span<const float> samples)
 {
-    std::array<int16_t, kTick> rounded;
-    std::ranges::transform(samples, rounded.begin(), to_16_bits);
-    exact_.receive(std::span{rounded}.first(samples.size()), shifter_, lengths_,
-                   [this](const heard_message &heard) { bursts_.accept(heard); });
+    if (is_exact_) {
+        std::array<int16_t, kTick> rounded;
+        std::ranges::transform(samples, rounded.begin(), to_16_bits);
+        exact_.receive(std::span{rounded}.first(samples.size()), shifter_, lengths_,
+                       [this](const heard_message &heard) { bursts_.accept(heard); });
+    }
+    position_ += static_cast<int64_t>(samples.size());
     baseband_.put(samples);
     watch_.look(baseband_);
-    while (const auto burst = bursts_.take(exact_.position()))
-        measuring_.add({*burst, static_cast<double>(burst->first_sample())});
-    if (const auto seen = watch_.take(); seen && !measuring_.covers(seen->first_sample))
-        measuring_.add({{}, seen->first_sample});
+    if (far_ != nullptr) hear_far();
+    while (const auto burst = bursts_.take(static_cast<uint64_t>(position_)))
+        measuring_.add({.heard = *burst, .sample = static_cast<double>(burst->first_sample())});
+    const auto seen = watch_.take();
+    if (seen && !measuring_.covers(*seen) && !told_.covers(*seen))
+        measuring_.add({.sample = *seen});
     measure(kStepsPerTick);
+    const double patience = far_ != nullptr ? kFarPatience : 0;
+    while (unread_count_ > 0 && unread_[0].sample + patience < static_cast<double>(position_))
+        conclude_unread();
     if (is_draining_) return;
     for (std::size_t taken = 0; !samples.empty(); samples = samples.subspan(taken)) {
         taken = std::min(samples.size(), levels_.missing());
@@ -182,33 +216,89 @@ void receiver::measure(int steps)
                        });
 }
 
-void receiver::conclude(const found_burst &burst, const burst_figures &figures)
+/// What the far method makes of the last baseband samples.
+void receiver::hear_far()
 {
-    if (burst.is_heard())
-        tell(burst.heard, figures);
-    else if (!told_.covers(burst.sample))
-        note_unread(figures);
+    while (far_heard_ < baseband_.size()) {
+        std::array<float_complex, 64> samples;
+        std::size_t count = 0;
+        while (count < samples.size() && far_heard_ < baseband_.size())
+            samples[count++] = baseband_.at(far_heard_++);
+        far_->put(std::span{samples}.first(count));
+    }
+    for (far_message message; far_->take(message);) {
+        // Its noise is measured where the sound is kept: a sum may begin long before.
+        const double oldest = static_cast<double>(position_) - kKeptSamples;
+        measuring_.add({.sample = std::max(message.first_sample, oldest), .far = message});
+    }
 }
 
-void receiver::tell(const heard_burst &burst, const burst_figures &figures)
+void receiver::conclude(const found_burst &burst, const burst_figures &figures)
+{
+    if (burst.far)
+        tell_far(*burst.far, figures);
+    else if (burst.is_heard())
+        tell_exact(burst.heard, figures);
+    else if (unread_count_ < unread_.size())
+        unread_[unread_count_++] = {burst.sample, figures};
+}
+
+void receiver::tell_exact(const heard_burst &burst, const burst_figures &figures)
 {
     tonelink_heard heard{};
-    heard.size = sizeof heard;
-    heard.nbits = static_cast<int32_t>(burst.message.length);
-    write_message(burst.message, heard.message);
-    const double frame = places_.frame_at(figures.first_sample);
-    heard.first_sample = std::llround(frame);
-    heard.seconds = frame / rate_;
     heard.level_dbfs = figures.level_dbfs;
     heard.snr_db = figures.snr_db;
     heard.clock_ppm = figures.clock_ppm;
     heard.copies = 1;
     heard.methods = TONELINK_METHOD_EXACT;
     heard.positions = burst.positions;
-    heard.repeats = told_.count_before(burst.message, heard.seconds, kRepeatSeconds);
-    told_.add(burst.message, figures.first_sample, heard.seconds);
+    tell(heard, burst.message, figures.first_sample);
+}
+
+void receiver::tell_far(const far_message &message, const burst_figures &figures)
+{
+    tonelink_heard heard{};
+    heard.copies = static_cast<int32_t>(message.copies);
+    heard.methods = TONELINK_METHOD_FAR;
+    // The far method's own figures are for bursts in noise; of a clear one, the meter's are better.
+    const bool is_clear = message.copies == 1 && figures.snr_db > kClearSnrDb;
+    heard.snr_db = is_clear ? figures.snr_db : message.snr_db;
+    heard.clock_ppm = is_clear ? figures.clock_ppm : message.clock_ppm;
+    heard.level_dbfs =
+        is_clear ? figures.level_dbfs : std::max(figures.noise_dbfs + message.snr_db, -150.0f);
+    tell(heard, {message.bits, message.length},
+         is_clear ? figures.first_sample : message.first_sample);
+}
+
+/// Tells a burst once, by whichever method it comes first.
+/// @param sample  its first one, at 44100 Hz
+void receiver::tell(tonelink_heard &heard, const message_value &message, double sample)
+{
+    const double frame = places_.frame_at(sample);
+    heard.size = sizeof heard;
+    heard.nbits = static_cast<int32_t>(message.length);
+    write_message(message, heard.message);
+    heard.first_sample = std::llround(frame);
+    heard.seconds = frame / rate_;
+    const double length =
+        heard.copies * double{kBurstSamples} + (heard.copies > kCopiesOfWrite ? kLongestPause : 0);
+    if (told_.has(message, sample, length)) {
+        queue_.confirm(heard, std::llround(kSameBurst * rate_ / kAudioRate));
+        return;
+    }
+    heard.repeats = told_.count_before(message, heard.seconds, kRepeatSeconds);
+    told_.add(message, sample, length, heard.seconds);
     dropped_ += queue_.put(heard);
     ++slot_.heard;
+}
+
+/// Notes the burst that has waited longest to be read, unless it was.
+void receiver::conclude_unread()
+{
+    const unread_burst burst = unread_[0];
+    std::copy(&unread_[1], &unread_[unread_count_], &unread_[0]);
+    --unread_count_;
+    if (!told_.covers(burst.sample)) note_unread(burst.figures);
 }
 
 void receiver::note_unread(const burst_figures &figures)
@@ -240,10 +330,9 @@ void receiver::report(tonelink_reception &reception) const
     whole.add(slot_);
     recent.add(slot_);
     const sound_figures &last = recent_[newest % kRecentSlots];
-    const double lost = static_cast<double>(whole.lost_frames) / rate_;
 
-    reception.reason = reason_of(whole, lost);
-    reception.recent_reason = reason_of(recent, static_cast<double>(recent.lost_frames) / rate_);
+    reception.reason = reason_of(whole);
+    reception.recent_reason = reason_of(recent);
     reception.heard = whole.heard;
     reception.unread = whole.unread;
     reception.dropped = dropped_;

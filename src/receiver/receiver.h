@@ -10,6 +10,7 @@
 #include "receiver/baseband.h"
 #include "receiver/burst_measuring.h"
 #include "receiver/burst_watch.h"
+#include "receiver/far/far_receiver.h"
 #include "receiver/heard_bursts.h"
 #include "receiver/message_queue.h"
 #include "receiver/resampler.h"
@@ -25,10 +26,14 @@ namespace tonelink {
 /// to there alone. So the stream may be cut anywhere, and the work is spread over time.
 class receiver {
 public:
-    /// @param coefficients  room for resampler::table_size(rate) of them, which live as long as
-    /// this
-    ///                      object
-    receiver(int32_t rate, message_lengths lengths, std::span<float> coefficients);
+    /// What lives as long as this object and is its own.
+    struct parts {
+        std::span<float> coefficients; ///< resampler::table_size(rate) of them
+        far_receiver *far;             ///< null: not by the far method
+        bool is_exact;                 ///< whether by the exact method
+    };
+
+    receiver(int32_t rate, message_lengths lengths, const parts &own);
     ~receiver();
     receiver(const receiver &) = delete;
     receiver &operator=(const receiver &) = delete;
@@ -63,9 +68,14 @@ private:
     void put_samples(std::span<const float> samples);
     void measure(int steps);
     void put_silence(uint64_t frames);
+    bool is_at_work() const;
     void hear(std::span<const float> samples);
+    void hear_far();
     void conclude(const found_burst &burst, const burst_figures &figures);
-    void tell(const heard_burst &burst, const burst_figures &figures);
+    void tell_exact(const heard_burst &burst, const burst_figures &figures);
+    void tell_far(const far_message &message, const burst_figures &figures);
+    void tell(tonelink_heard &heard, const message_value &message, double sample);
+    void conclude_unread();
     void note_unread(const burst_figures &figures);
     void end_slot();
 
@@ -84,7 +94,12 @@ private:
     stream_places places_;
     std::array<float, kTick> tick_; // samples of the next one
     std::size_t tick_fill_ = 0;
+    int64_t position_ = 0; // of the next sample at 44100 Hz to be heard
     uint64_t frames_ = 0;
+
+    const bool is_exact_;
+    far_receiver *const far_; // null: not by this method
+    int64_t far_heard_ = 0;   // baseband samples
 
     // What bursts are seen and measured by.
     symbol_reader reader_;
@@ -92,6 +107,12 @@ private:
     burst_watch watch_;
     burst_measuring measuring_{reader_};
     told_bursts told_;
+    struct unread_burst {
+        double sample;
+        burst_figures figures;
+    };
+    std::array<unread_burst, 16> unread_; // that a method may still read
+    std::size_t unread_count_ = 0;
 
     sound_levels levels_;
     sound_figures slot_;  // the one that is going on

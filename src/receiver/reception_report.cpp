@@ -67,9 +67,8 @@ float band_edge_of(const sound_figures &figures)
     return edge_hz;
 }
 
-tonelink_reason reason_of(const sound_figures &figures, double lost_seconds)
+tonelink_reason reason_of(const sound_figures &figures)
 {
-    constexpr double kSlotSeconds = static_cast<double>(sound_levels::kSlotSamples) / kAudioRate;
     const bool is_clipped = share_of(static_cast<double>(figures.clipped_frames),
                                      static_cast<double>(figures.frames)) > kClippedShare;
     if (figures.heard > 0) return TONELINK_REASON_HEARD;
@@ -80,9 +79,11 @@ tonelink_reason reason_of(const sound_figures &figures, double lost_seconds)
         if (std::abs(figures.unread_ppm) > kDoubtfulClockPpm) return TONELINK_REASON_CLOCK;
         return figures.lost_frames > 0 ? TONELINK_REASON_SAMPLES_LOST : TONELINK_REASON_TOO_WEAK;
     }
-    const double heard_seconds = figures.slots * kSlotSeconds;
-    if (share_of(lost_seconds, heard_seconds + lost_seconds) > kLostShare)
+    const auto lost = static_cast<double>(figures.lost_frames);
+    if (share_of(lost, static_cast<double>(figures.frames) + lost) > kLostShare)
         return TONELINK_REASON_SAMPLES_LOST;
+    if (figures.slots == 0 && figures.frames > 0)
+        return TONELINK_REASON_NO_BURST; // too short to tell
     if (figures.quiet_slots >= kSilentShare * figures.slots) return TONELINK_REASON_SILENT;
     const float edge = band_edge_of(figures);
     if (edge > 0 && edge < kCutHz) return TONELINK_REASON_BAND_CUT;

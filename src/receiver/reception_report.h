@@ -14,8 +14,7 @@ inline constexpr float kReadableSnrDb = -1;
 inline constexpr float kDoubtfulClockPpm = 200;
 
 /// The reason, of a stream or of a part of it.
-/// @param lost_seconds  how long the sound is that was lost
-tonelink_reason reason_of(const sound_figures &figures, double lost_seconds);
+tonelink_reason reason_of(const sound_figures &figures);
 
 /// Where the sound ends: the frequency, in Hz, above which there is none, although there is below.
 /// 0 where there is no such edge.

@@ -19,9 +19,11 @@ inline constexpr double kSameBurst = 0.95 * kBurstSamples;
 
 class told_bursts {
 public:
-    void add(const message_value &message, double sample, double seconds)
+    /// @param sample  its first one, at 44100 Hz
+    /// @param length  in samples, of all copies that were summed for it
+    void add(const message_value &message, double sample, double length, double seconds)
     {
-        bursts_[next_] = {message, sample, seconds};
+        bursts_[next_] = {message, sample, sample + length - kBurstSamples, seconds};
         next_ = (next_ + 1) % bursts_.size();
         count_ = std::min(count_ + 1, bursts_.size());
     }
@@ -38,7 +40,17 @@ public:
     bool covers(double sample) const
     {
         return std::ranges::any_of(told(), [&](const burst &other) {
-            return std::abs(other.sample - sample) < kSameBurst;
+            return sample > other.first - kSameBurst && sample < other.last + kSameBurst;
+        });
+    }
+
+    /// Whether one of them carried a message and is around one of some copies of it.
+    bool has(const message_value &message, double sample, double length = kBurstSamples) const
+    {
+        const double last = sample + length - kBurstSamples;
+        return std::ranges::any_of(told(), [&](const burst &other) {
+            return other.message == message && last > other.first - kSameBurst &&
+                   sample < other.last + kSameBurst;
         });
     }
 
@@ -48,7 +60,8 @@ public:
 private:
     struct burst {
         message_value message;
-        double sample;  ///< its first one, at 44100 Hz
+        double first;   ///< sample of the first copy, at 44100 Hz
+        double last;    ///< and of the last one
         double seconds; ///< of the stream, samples lost included
     };
 

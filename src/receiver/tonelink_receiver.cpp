@@ -7,7 +7,10 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
+#include <utility>
 
+#include "modem/band_shift.h"
 #include "receiver/receiver.h"
 #include "tonelink/toolkit.h"
 
@@ -23,14 +26,14 @@ public:
         const float size = std::abs(sample);
         if (!(size <= kSenseless)) {
             ++found.invalid;
-            run_ = 0;
+            run_ = uncounted_ = 0;
             return 0;
         }
-        run_ = size >= kFullScale ? run_ + 1 : 0;
-        if (size > 1)
-            ++found.clipped;
-        else if (run_ >= kShortestRun)
-            found.clipped += run_ == kShortestRun ? kShortestRun : 1;
+        const bool is_at = size >= kFullScale, is_beyond = size > 1;
+        run_ = is_at ? run_ + 1 : 0;
+        uncounted_ = !is_at ? 0 : uncounted_ + (is_beyond ? 0 : 1);
+        if (is_beyond) ++found.clipped;
+        if (run_ >= kShortestRun) found.clipped += std::exchange(uncounted_, 0);
         return std::clamp(sample, -1.0f, 1.0f);
     }
 
@@ -38,7 +41,8 @@ private:
     /// So many samples in a row at full scale are no chance: what they were was cut off.
     static constexpr uint64_t kShortestRun = 3;
 
-    uint64_t run_ = 0; // samples at full scale, up to the last one
+    uint64_t run_ = 0;       // samples at full scale or beyond, up to the last one
+    uint64_t uncounted_ = 0; // of these, that may be chance so far
 };
 
 } // namespace tonelink
@@ -59,27 +63,44 @@ int32_t complete_settings(const tonelink_receiver_settings *given, tonelink_rece
 {
     all = {sizeof all, 0, 0, 0};
     if (given != nullptr) {
-        const std::size_t size = given->size == 0 ? sizeof all : given->size;
+        const std::size_t size = given->size == 0 ? 16 : given->size; // that of the first version
         if (size < sizeof all.size + sizeof all.sample_rate) return TONELINK_RECEIVER_BAD_ARGUMENT;
         std::memcpy(&all, given, std::min(size, sizeof all));
     }
     if (all.sample_rate == 0) all.sample_rate = kAudioRate;
     if (all.lengths == 0) all.lengths = TONELINK_LENGTH_32 | TONELINK_LENGTH_48;
-    if (all.methods == 0) all.methods = TONELINK_METHOD_EXACT;
+    if (all.methods == 0) all.methods = TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR;
     if (all.sample_rate < resampler::kLowestRate || all.sample_rate > resampler::kHighestRate)
         return TONELINK_RECEIVER_BAD_RATE;
     if (all.lengths > (TONELINK_LENGTH_32 | TONELINK_LENGTH_48))
         return TONELINK_RECEIVER_BAD_LENGTHS;
-    if (all.methods != TONELINK_METHOD_EXACT) return TONELINK_RECEIVER_BAD_METHODS;
+    if (all.methods > (TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR))
+        return TONELINK_RECEIVER_BAD_METHODS;
     return TONELINK_RECEIVER_OK;
 }
 
-/// With room to begin at a cache line, of which the allocator knows nothing.
-std::size_t memory_for(int32_t rate)
-{
-    return alignof(tonelink_receiver) + sizeof(tonelink_receiver) +
-           resampler::table_size(rate) * sizeof(float);
-}
+/// What a receiver lies in: itself, the far method where it is wanted, the resampler's
+/// coefficients.
+struct memory_plan {
+    explicit memory_plan(const tonelink_receiver_settings &all)
+        : coefficients{resampler::table_size(all.sample_rate)}, far_at{(sizeof(tonelink_receiver) +
+                                                                        kAlignment - 1) /
+                                                                       kAlignment * kAlignment},
+          coefficients_at{far_at +
+                          ((all.methods & TONELINK_METHOD_FAR) != 0 ? sizeof(far_receiver) : 0)},
+          size{coefficients_at + coefficients * sizeof(float) + kAlignment}
+    {
+    }
+
+    /// A cache line, of which the allocator knows nothing: there is room for it.
+    static constexpr std::size_t kAlignment = 64;
+    static_assert(alignof(tonelink_receiver) <= kAlignment && alignof(far_receiver) <= kAlignment);
+
+    std::size_t coefficients; ///< how many
+    std::size_t far_at;       ///< bytes from the beginning
+    std::size_t coefficients_at;
+    std::size_t size;
+};
 
 /// Pushes samples block by block, up to `full_scale` in size.
 template <class Sample>
@@ -101,10 +122,15 @@ int32_t push(tonelink_receiver *receiver, const Sample *samples, std::size_t fra
     return TONELINK_RECEIVER_OK;
 }
 
+/// How large records were in the library's first version: what a size of 0 stands for.
+template <class Record> constexpr std::size_t kFirstSize = 0;
+template <> constexpr std::size_t kFirstSize<tonelink_heard> = 64;
+template <> constexpr std::size_t kFirstSize<tonelink_reception> = 184;
+
 /// Writes as much of a record as the caller has room for; its size field stays as it is.
 template <class Record> int32_t hand_out(const Record &record, Record *out)
 {
-    const std::size_t size = out->size == 0 ? sizeof record : out->size;
+    const std::size_t size = out->size == 0 ? kFirstSize<Record> : out->size;
     if (size <= sizeof record.size) return TONELINK_RECEIVER_BAD_ARGUMENT;
     const uint32_t given = out->size;
     std::memcpy(out, &record, std::min(size, sizeof record));
@@ -122,7 +148,8 @@ size_t tonelink_receiver_memory(const tonelink_receiver_settings *settings)
 {
     tonelink_receiver_settings all;
     if (complete_settings(settings, all) != TONELINK_RECEIVER_OK) return 0;
-    return memory_for(all.sample_rate);
+    constexpr std::size_t kBandShifter = (kHilbertDelay + kHilbertTaps) * sizeof(int16_t);
+    return memory_plan{all}.size + kBandShifter;
 }
 
 int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
@@ -132,18 +159,22 @@ int32_t tonelink_receiver_open(const tonelink_receiver_settings *settings,
     *receiver = nullptr;
     tonelink_receiver_settings all;
     if (const int32_t refused = complete_settings(settings, all)) return refused;
-    std::size_t room = memory_for(all.sample_rate);
-    void *const memory = ac_allocate_memory(static_cast<uint32_t>(room));
+    const memory_plan plan{all};
+    void *const memory = ac_allocate_memory(static_cast<uint32_t>(plan.size));
     if (memory == nullptr) return TONELINK_RECEIVER_NO_MEMORY;
     void *at = memory;
-    std::align(alignof(tonelink_receiver), sizeof(tonelink_receiver), at, room);
-    auto *const coefficients =
-        reinterpret_cast<float *>(static_cast<char *>(at) + sizeof(tonelink_receiver));
-    auto *const opened =
-        ::new (at) tonelink_receiver{{all.sample_rate,
-                                      static_cast<message_lengths>(all.lengths),
-                                      {coefficients, resampler::table_size(all.sample_rate)}},
-                                     memory};
+    std::size_t room = plan.size;
+    std::align(memory_plan::kAlignment, sizeof(tonelink_receiver), at, room);
+    char *const begin = static_cast<char *>(at);
+    const auto lengths = static_cast<message_lengths>(all.lengths);
+    static_assert(std::is_trivially_destructible_v<far_receiver>);
+    receiver::parts parts{.coefficients = {reinterpret_cast<float *>(begin + plan.coefficients_at),
+                                           plan.coefficients},
+                          .far = nullptr,
+                          .is_exact = (all.methods & TONELINK_METHOD_EXACT) != 0};
+    if ((all.methods & TONELINK_METHOD_FAR) != 0)
+        parts.far = ::new (begin + plan.far_at) far_receiver{lengths};
+    auto *const opened = ::new (at) tonelink_receiver{{all.sample_rate, lengths, parts}, memory};
     if (!opened->inside.is_open()) {
         tonelink_receiver_close(opened);
         return TONELINK_RECEIVER_NO_MEMORY;
@@ -218,10 +249,11 @@ const char *tonelink_receiver_text(int32_t result)
 {
     switch (result) {
     case TONELINK_RECEIVER_OK: return "done";
-    case TONELINK_RECEIVER_BAD_ARGUMENT: return "an argument is null, or a record too small";
+    case TONELINK_RECEIVER_BAD_ARGUMENT:
+        return "an argument is null or a stride 0, or a record too small";
     case TONELINK_RECEIVER_BAD_RATE: return "the sample rate is not between 42000 and 384000 Hz";
     case TONELINK_RECEIVER_BAD_LENGTHS: return "there are no messages of these lengths";
-    case TONELINK_RECEIVER_BAD_METHODS: return "this version does not have these methods";
+    case TONELINK_RECEIVER_BAD_METHODS: return "there are no such methods";
     case TONELINK_RECEIVER_NO_MEMORY: return "no memory";
     default: return "an unknown result";
     }

@@ -88,4 +88,27 @@ TEST(Queue, AFlushEndsAStreamAndWhatFollowsIsANewOne)
     }
 }
 
+// A stream may stand still anywhere in the run of positions at which a burst is accepted.
+TEST(Queue, SettlingTellsABurstRightAndOnce)
+{
+    sound all = band_noise(frames_in(1, 44100), 44100, -60, 5);
+    add(all, burst_at(kPair32.bits, 44100), 10000, -20);
+    int early = 0;
+    for (std::size_t stop = 32400; stop < 34000; stop += 90) {
+        SCOPED_TRACE(stop);
+        open_receiver receiver;
+        receiver.push(std::span{all}.first(stop));
+        tonelink_receiver_settle(receiver);
+        auto records = receiver.heard();
+        early += records.empty() ? 0 : 1;
+        receiver.push(std::span{all}.subspan(stop));
+        tonelink_receiver_flush(receiver);
+        for (const tonelink_heard &heard : receiver.heard()) records.push_back(heard);
+        ASSERT_EQ(records.size(), 1u);
+        EXPECT_NEAR(static_cast<double>(records[0].first_sample), 10000, 44);
+        EXPECT_NEAR(records[0].clock_ppm, 0, 5);
+    }
+    EXPECT_GE(early, 8);
+}
+
 } // namespace tonelink::test

@@ -26,7 +26,7 @@ template <class Record> std::string bytes_of(const Record &record, std::size_t s
 template <class Sample, class BlockSize>
 std::string told(int32_t rate, const stretches<Sample> &stream, BlockSize block_size)
 {
-    open_receiver receiver{rate};
+    open_receiver receiver{rate, 0, TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR};
     std::string all;
     const auto tell = [&] {
         for (const tonelink_heard &heard : receiver.heard())

@@ -16,9 +16,10 @@ namespace tonelink::test {
 
 class open_receiver {
 public:
-    explicit open_receiver(int32_t rate = 0, uint32_t lengths = 0)
+    explicit open_receiver(int32_t rate = 0, uint32_t lengths = 0,
+                           uint32_t methods = TONELINK_METHOD_EXACT)
     {
-        const tonelink_receiver_settings settings = {sizeof settings, rate, lengths, 0};
+        const tonelink_receiver_settings settings = {sizeof settings, rate, lengths, methods};
         EXPECT_EQ(tonelink_receiver_open(&settings, &receiver_), TONELINK_RECEIVER_OK);
     }
     open_receiver &operator=(open_receiver &&) = delete; // nor copied

@@ -9,17 +9,12 @@
 namespace tonelink::tool {
 namespace {
 
-tonelink_receiver_settings settings_for(int sample_rate, const listening &wanted)
-{
-    return {.size = sizeof(tonelink_receiver_settings),
-            .sample_rate = sample_rate,
-            .lengths = wanted.lengths,
-            .methods = wanted.methods};
-}
-
 tonelink_receiver *open_receiver(int sample_rate, const listening &wanted)
 {
-    const tonelink_receiver_settings settings = settings_for(sample_rate, wanted);
+    const tonelink_receiver_settings settings{.size = sizeof settings,
+                                              .sample_rate = sample_rate,
+                                              .lengths = wanted.lengths,
+                                              .methods = wanted.methods};
     tonelink_receiver *receiver = nullptr;
     const int32_t result = tonelink_receiver_open(&settings, &receiver);
     if (result == TONELINK_RECEIVER_NO_MEMORY) throw std::bad_alloc{};
@@ -28,13 +23,6 @@ tonelink_receiver *open_receiver(int sample_rate, const listening &wanted)
 }
 
 } // namespace
-
-void refuse_unknown_methods(const listening &wanted)
-{
-    const tonelink_receiver_settings settings = settings_for(0, wanted);
-    if (tonelink_receiver_memory(&settings) == 0)
-        throw wrong_usage{"this version has no far method; --method exact is right"};
-}
 
 burst_receiver::burst_receiver(int sample_rate, const listening &wanted)
     : receiver_{open_receiver(sample_rate, wanted)}

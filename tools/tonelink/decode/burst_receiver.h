@@ -15,11 +15,8 @@ namespace tonelink::tool {
 /// What a sound is listened to for, and how.
 struct listening {
     uint32_t lengths = TONELINK_LENGTH_32 | TONELINK_LENGTH_48;
-    uint32_t methods = TONELINK_METHOD_EXACT;
+    uint32_t methods = TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR;
 };
-
-/// Throws wrong_usage for methods that the library does not have.
-void refuse_unknown_methods(const listening &wanted);
 
 class burst_receiver {
 public:

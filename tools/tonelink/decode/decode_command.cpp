@@ -265,7 +265,6 @@ int decode(const decode_options &options)
                            .form = options.json ? report_form::json : report_form::text,
                            .every_burst = options.all,
                            .names_files = options.json || options.files.size() > 1};
-    refuse_unknown_methods(options.wanted);
     if (std::ranges::count(options.files, "-") > 1)
         throw wrong_usage{"standard input can be read once; one - is right"};
     return decode_run{options, plan}.run();

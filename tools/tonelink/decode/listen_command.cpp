@@ -144,7 +144,6 @@ private:
 void listen(const listen_options &options)
 {
     const std::string device = device_of(options.input);
-    refuse_unknown_methods(options.wanted);
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;

@@ -12,9 +12,9 @@ void add_listening_options(CLI::App &command, listening &wanted)
                           {{"32", TONELINK_LENGTH_32},
                            {"48", TONELINK_LENGTH_48},
                            {"both", TONELINK_LENGTH_32 | TONELINK_LENGTH_48}});
-    CLI::Option *method = command.add_option("--method", wanted.methods,
-                                             "How to listen: exact (default), the same on every "
-                                             "machine; far and both are still to come");
+    CLI::Option *method = command.add_option(
+        "--method", wanted.methods,
+        "How to listen: exact, the same on every machine; far, deeper; or both (default)");
     take_one_of<uint32_t>(*method->type_name("METHOD"),
                           {{"exact", TONELINK_METHOD_EXACT},
                            {"far", TONELINK_METHOD_FAR},

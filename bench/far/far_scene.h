@@ -1,0 +1,52 @@
+// Scenes that the far receiver's figures are measured in: a message far away, behind one impairment
+// and in noise.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "link/channel.h"
+
+namespace tonelink::bench {
+
+/// What happens on the way. What is zero does not happen.
+struct far_channel {
+    double path_delay = 0;   ///< of a second path, 3 dB weaker; ms
+    double room_seconds = 0; ///< reverberation time
+    double direct_db = 0;    ///< of a room: direct path over all the rest
+    bool rolls_off = false;  ///< from 0 dB at 18 kHz to -18 dB at 20 kHz
+    double noise_cutoff = 0; ///< of the noise alone, Hz
+    double clicks_db = 0;    ///< over the noise
+    double tone_db = 0;      ///< over the burst
+    bool has_tone = false;
+    double sway = 0;      ///< a moving listener's greatest speed, m/s
+    double clock_ppm = 0; ///< offsets reach so far to either side
+};
+
+struct far_scene {
+    std::uint64_t message = 0; ///< the first bit is the most significant of `bits`
+    sound samples;             ///< full scale is 32768
+    double first_sample = 0;   ///< of the first burst
+};
+
+/// A message of `bits` bits in `copies` bursts, ten of them in two writes with a pause between,
+/// each of RMS 400, with white noise to 22.05 kHz at an SNR.
+far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
+                     double snr_db, std::uint64_t seed);
+
+/// A minute in which many send: near and far, once and in loops, by all channels that have no noise
+/// of their own, at times on top of each other.
+struct mixed_scene {
+    struct sender {
+        std::size_t bits = 0, copies = 0;
+        std::uint64_t message = 0;
+        double snr_db = 0;
+        double ends = 0; ///< the sample behind its last burst
+    };
+    std::vector<sender> senders;
+    sound samples;
+};
+mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed);
+
+} // namespace tonelink::bench

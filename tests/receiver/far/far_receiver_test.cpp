@@ -1,0 +1,305 @@
+// The far receiver as a stream's receiver: what it tells, once, and how few trials of the CRC that
+// takes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "modem/channel_encoder.h"
+#include "receiver/far/far_receiver.h"
+#include "receiver/far/far_signals.h"
+#include "receiver/far/path_message.h"
+
+namespace tonelink::test {
+
+namespace {
+
+struct reception {
+    std::vector<far_message> messages;
+    int64_t trials = 0;
+};
+
+/// The sound and its end, in ticks of 10 ms.
+reception receive(std::span<const float> sound, message_lengths lengths = message_lengths::both)
+{
+    const auto samples = baseband_of(sound);
+    const auto receiver = std::make_unique<far_receiver>(lengths);
+    reception all;
+    const auto put = [&](std::span<const float_complex> tick) {
+        receiver->put(tick);
+        for (far_message message; receiver->take(message);) all.messages.push_back(message);
+    };
+    constexpr std::size_t kTick = 44;
+    for (std::size_t at = 0; at < samples.size(); at += kTick)
+        put(std::span{samples}.subspan(at, std::min(kTick, samples.size() - at)));
+    receiver->end_stream();
+    const std::vector<float_complex> silence(kTick);
+    for (int tick = 0; tick < 60 || !receiver->is_idle(); ++tick) put(silence);
+    all.trials = receiver->trials().trials();
+    return all;
+}
+
+void expect_message(const far_message &message, const std::string &sent)
+{
+    EXPECT_EQ(message.length, bits_in(sent));
+    EXPECT_EQ(message.bits, value_of(sent));
+}
+
+/// Honest soft values of random cells: as sure as they say.
+float honest_value(bool bit, double strength, generator &random)
+{
+    std::normal_distribution<double> normal{strength, std::sqrt(2 * strength)};
+    return static_cast<float>(bit ? -normal(random) : normal(random));
+}
+
+channel_bits channel_of(const std::string &message) { return encode_channel(bits_of(message)); }
+
+code_word word_of(const std::string &message)
+{
+    const auto bits = bits_of(message);
+    code_word word{{}, bits.size()};
+    const auto set = [&](const auto &input) {
+        for (std::size_t n = 0; n + kTailBits < input.size(); ++n)
+            if (input[n] != 0) word.bits.set(n);
+    };
+    const std::span all{bits};
+    if (bits.size() == 32)
+        set(mask_tail_Message<32>(all.first<32>(), message_crc<32>(all.first<32>())));
+    else
+        set(mask_tail_Message<48>(all.first<48>(), message_crc<48>(all.first<48>())));
+    return word;
+}
+
+} // namespace
+
+/// The evidence of honest values is a likelihood ratio: chance exceeds x with e^-x at most. A word
+/// of the code is recognised as one, as one of its length, and as itself.
+TEST(FarReceiver, EvidenceIsALikelihoodRatio)
+{
+    generator random{1};
+    const auto code = std::make_unique<forward_backward>();
+    const channel_bits sent = channel_of(kShortMessage);
+    known_words words;
+    words.add(word_of(kShortMessage), 0);
+    words.add(word_of(kLongMessage), 0);
+    std::array<int, 2> over{}, likely{};
+    int recognised = 0, mistaken = 0;
+    constexpr int kTrials = 1000;
+    for (int trial = 0; trial < kTrials; ++trial) {
+        for (const bool is_word : {false, true}) {
+            data_values data;
+            for (std::size_t n = 0; n < data.size(); ++n)
+                data[n] = honest_value(is_word ? sent[n] != 0 : random() % 2 == 0, 0.45, random);
+            const double randomness = randomness_of(data);
+            for (const std::size_t bits : {32u, 48u}) {
+                const code_values values = sum_repeats(data, bits);
+                const double evidence = code->forward(values) -
+                                        0.6931471805599453 * double(bits + kCrcBits) - randomness;
+                if (!is_word) over[bits == 48] += evidence > 2;
+                if (is_word) likely[bits == 48] += evidence > 0;
+                const auto *const known = words.find(values, bits, randomness, 100);
+                if (known == nullptr) continue;
+                if (is_word && bits == 32)
+                    ++recognised;
+                else
+                    ++mistaken;
+            }
+        }
+    }
+    const double chance = std::exp(-2) * kTrials;
+    EXPECT_LT(over[0], chance + 3 * std::sqrt(chance));
+    EXPECT_LT(over[1], chance + 3 * std::sqrt(chance));
+    EXPECT_GT(likely[0], 0.95 * kTrials);
+    EXPECT_LT(likely[1], 0.1 * kTrials);
+    EXPECT_GT(recognised, 0.99 * kTrials);
+    EXPECT_LE(mistaken, 2);
+    // Forgotten after ten seconds.
+    data_values loud;
+    for (std::size_t n = 0; n < loud.size(); ++n) loud[n] = sent[n] != 0 ? -3.0f : 3.0f;
+    const code_values values = sum_repeats(loud, 32);
+    EXPECT_NE(words.find(values, 32, randomness_of(loud), 44000), nullptr);
+    EXPECT_EQ(words.find(values, 32, randomness_of(loud), 44200), nullptr);
+}
+
+/// Paths share their candidate's probability, the best one most; the list holds more right words
+/// than its first path.
+TEST(FarReceiver, PathsShareTheProbability)
+{
+    generator random{2};
+    const auto code = std::make_unique<forward_backward>();
+    const auto likely = std::make_unique<likely_paths>();
+    const channel_bits sent = channel_of(kShortMessage);
+    const path_bits word = word_of(kShortMessage).bits;
+    int listed = 0, first = 0, early = 0;
+    double said_early = 0;
+    for (int trial = 0; trial < 200; ++trial) {
+        data_values data;
+        for (std::size_t n = 0; n < data.size(); ++n)
+            data[n] = honest_value(sent[n] != 0, 0.35, random);
+        const code_values values = sum_repeats(data, 32);
+        likely->begin(values, 0.5, code->forward(values));
+        while (likely->find(128)) {
+        }
+        double sum = 0, of_first = 0;
+        int rank = -1;
+        for (std::size_t n = 0; n < likely->size(); ++n) {
+            EXPECT_LE(likely->probability(n), likely->probability(n > 0 ? n - 1 : 0));
+            sum += double{likely->probability(n)};
+            if (n < 10) of_first = sum;
+            if (likely->bits(n) == word) rank = int(n);
+        }
+        EXPECT_LE(sum, 0.5001);
+        if (rank < 0) continue;
+        ++listed;
+        first += rank == 0;
+        early += rank < 10;
+        said_early += of_first / sum;
+    }
+    EXPECT_GT(listed, 1.3 * first);
+    // The temperature is for values that are too sure; of honest ones the first are right more
+    // often.
+    EXPECT_GT(early, said_early - 3 * std::sqrt(listed));
+}
+
+TEST(FarReceiver, TrialsAreGrantedAndSpentInOrder)
+{
+    const auto queue = std::make_unique<path_queue>();
+    queue->restart();
+    uint64_t next_word = 1;
+    const auto put = [&](float probability, int64_t now) {
+        queue->put({probability, 1, now, {{{next_word++, 0}}, 32}});
+    };
+    queued_path path;
+    put(0.5f, 0);
+    EXPECT_FALSE(queue->take(path, 0)); // nothing was granted
+    queue->grant(44100);                // 10 s
+    EXPECT_EQ(queue->saved(), 2750);
+    put(0.00001f, 0); // not worth it
+    for (int n = 0; n < 5000; ++n) put(0.0002f + 1e-8f * float(n % 1000), 0);
+    put(0.02f, 0);
+    float last = 1;
+    int taken = 0;
+    while (queue->take(path, 0)) {
+        EXPECT_LE(path.probability, last);
+        last = path.probability;
+        ++taken;
+    }
+    EXPECT_GT(taken, 1000);
+    EXPECT_GE(queue->saved(), 50); // kept for better ones
+    const auto tried = queue->trials();
+    next_word = 1;
+    put(0.9f, 0); // tried already: costs nothing
+    EXPECT_FALSE(queue->take(path, 0));
+    put(0.03f, 0);
+    queue->drop(1);
+    EXPECT_FALSE(queue->take(path, 0));
+    put(0.03f, 0);
+    EXPECT_FALSE(queue->take(path, 50000)); // too old
+    EXPECT_EQ(queue->trials(), tried);
+    put(0.03f, 0);
+    EXPECT_TRUE(queue->take(path, 0));
+}
+
+/// Both lengths, near and far, each burst told once, where it is; also one that ends with the
+/// stream.
+TEST(FarReceiver, EachBurstIsToldOnce)
+{
+    struct told_case {
+        std::string message;
+        double snr_db;
+        double clock;
+    };
+    for (const auto &[message, snr_db, clock] : {told_case{kShortMessage, 30, 0},
+                                                 {kLongMessage, 0, 900e-6},
+                                                 {kShortMessage, -15, -500e-6},
+                                                 {kLongMessage, -14, 0}}) {
+        generator random{3};
+        const sent_bursts sent{message, 4};
+        auto sound = clock == 0 ? sent.samples() : resampled(sent.samples(), clock);
+        sound.resize(sound.size() - 8000);
+        add_noise(sound, snr_db, random);
+        const reception heard = receive(sound);
+        ASSERT_EQ(heard.messages.size(), 4u) << snr_db;
+        for (std::size_t copy = 0; copy < 4; ++copy) {
+            const far_message &told = heard.messages[copy];
+            expect_message(told, message);
+            const double first = double(sent.first_sample + copy * kBurstSamples) / (1 + clock);
+            EXPECT_EQ(told.copies, 1u);
+            EXPECT_NEAR(told.first_sample, first, 25);
+            EXPECT_NEAR(double{told.clock_ppm}, 1e6 * clock, 40);
+            // In its band a burst is stronger; far above the noise the figure ends.
+            EXPECT_NEAR(double{told.snr_db}, std::min(snr_db + 10.2, 28.0), 3);
+        }
+        EXPECT_LT(heard.trials, 400); // side peaks hold parts of a burst and cost some
+    }
+}
+
+TEST(FarReceiver, CopiesAreHeardTogether)
+{
+    generator random{4};
+    const sent_bursts sent{kLongMessage, 5};
+    auto sound = sent.samples();
+    add_noise(sound, -23, random);
+    const reception heard = receive(sound);
+    ASSERT_GE(heard.messages.size(), 1u);
+    EXPECT_GE(heard.messages[0].copies, 2u);
+    for (const far_message &told : heard.messages) expect_message(told, kLongMessage);
+    EXPECT_TRUE(receive(sound, message_lengths::only_32).messages.empty());
+}
+
+/// Two senders at once, one in either length and louder: both are heard.
+TEST(FarReceiver, SendersAreHeardBesideEachOther)
+{
+    generator random{6};
+    auto sound = sent_bursts{kShortMessage}.samples();
+    const auto other = resampled(sent_bursts{kLongMessage, 1, 28000}.samples(), 700e-6);
+    sound.resize(std::max(sound.size(), other.size()) + 5000);
+    for (std::size_t n = 0; n < other.size(); ++n) sound[n] += 2 * other[n];
+    add_noise(sound, -8, random);
+    const reception heard = receive(sound);
+    ASSERT_EQ(heard.messages.size(), 2u);
+    for (const far_message &told : heard.messages)
+        expect_message(told, told.length == 32 ? kShortMessage : kLongMessage);
+    EXPECT_NE(heard.messages[0].length, heard.messages[1].length);
+}
+
+/// What holds no burst costs no trials to speak of: silence, noise, what a loud tone leaves behind,
+/// an abrupt end; nor do chirps and vibrato, which look like bursts a thousand times a second.
+TEST(FarReceiver, NothingCostsNothing)
+{
+    generator random{5};
+    constexpr double kTurn = 2 * 3.141592653589793;
+    const std::vector<float> silence(10 * kAudioRate, 0);
+    auto noise = silence, tone = silence, chirps = silence, vibrato = silence;
+    add_noise(noise, 0, random);
+    double phase = 0;
+    for (std::size_t n = 0; n < silence.size(); ++n) {
+        const double time = double(n) / 44100;
+        if (n > 30000 && n < 200000) tone[n] = 0.9f * float(std::sin(kTurn * 18777.7 * time));
+        phase += (17500 + std::fmod(30000 * time, 3000)) / 44100;
+        chirps[n] = 0.1f * float(std::sin(kTurn * phase));
+        for (int part = 0; part < 20; ++part)
+            vibrato[n] += 0.02f * float(std::sin(kTurn * (18000 + 110 * part) * time +
+                                                 2 * std::sin(kTurn * 5 * time)));
+    }
+    auto tone_in_noise = tone;
+    add_noise(tone_in_noise, -10, random);
+    add_noise(chirps, 30, random);
+    add_noise(vibrato, 30, random);
+    struct sound_case {
+        const std::vector<float> &sound;
+        int64_t most_trials;
+    };
+    for (const auto &[sound, most_trials] : {sound_case{silence, 0},
+                                             {noise, 30},
+                                             {tone, 30},
+                                             {tone_in_noise, 30},
+                                             {chirps, 1000},
+                                             {vibrato, 1000}}) {
+        const reception heard = receive(sound);
+        EXPECT_TRUE(heard.messages.empty());
+        EXPECT_LE(heard.trials, most_trials);
+    }
+}
+
+} // namespace tonelink::test

@@ -1,0 +1,109 @@
+// What each method hears by itself, and that both together tell a burst once.
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "modem/known_bursts.h"
+#include "support/open_receiver.h"
+#include "support/sounds.h"
+#include "tonelink/format.h"
+
+namespace tonelink::test {
+
+namespace {
+
+constexpr uint32_t kExact = TONELINK_METHOD_EXACT, kFar = TONELINK_METHOD_FAR;
+
+/// Copies of a burst, one behind the other, by so many dB over the noise in its band.
+sound copies_in_noise(int32_t rate, int copies, double snr_db)
+{
+    constexpr double kNoiseDb = -40, kBurst = 23170.0 / 44100;
+    const sound burst = burst_at(kPair32.bits, rate, 120);
+    const double gain_db = kNoiseDb + snr_db - level_of(burst);
+    sound all = band_noise(frames_in(1 + copies * kBurst, rate), rate, kNoiseDb, 11);
+    for (int i = 0; i < copies; ++i) add(all, burst, frames_in(0.5 + i * kBurst, rate), gain_db);
+    return all;
+}
+
+/// The records of a sound.
+std::vector<tonelink_heard> heard_by(uint32_t methods, const sound &all, int32_t rate)
+{
+    open_receiver receiver{rate, 0, methods};
+    receiver.push(all);
+    tonelink_receiver_flush(receiver);
+    return receiver.heard();
+}
+
+class Methods : public testing::TestWithParam<int32_t> {};
+
+} // namespace
+
+TEST_P(Methods, TheFarOneHearsDeeper)
+{
+    const int32_t rate = GetParam();
+    for (const auto &[copies, snr_db] : {std::pair{1, -7.5}, {2, -12.0}, {5, -14.0}}) {
+        SCOPED_TRACE(copies);
+        const sound all = copies_in_noise(rate, copies, snr_db);
+        EXPECT_TRUE(heard_by(kExact, all, rate).empty());
+        for (const uint32_t methods : {kFar, kExact | kFar}) {
+            const auto records = heard_by(methods, all, rate);
+            ASSERT_FALSE(records.empty());
+            EXPECT_EQ(message_of(records[0]), kPair32.bits);
+            EXPECT_EQ(records[0].methods, kFar);
+            EXPECT_EQ(records[0].positions, 0u);
+            EXPECT_GE(records[0].copies, copies == 1 ? 1 : 2);
+            EXPECT_NEAR(records[0].clock_ppm, 120, 25);
+            EXPECT_NEAR(records[0].snr_db, snr_db, 3.5);
+            EXPECT_NEAR(records[0].level_dbfs, -40 + snr_db, 3.5);
+            if (copies == 1) {
+                EXPECT_NEAR(records[0].seconds, 0.5, 0.001);
+            }
+        }
+    }
+}
+
+TEST_P(Methods, BothTogetherTellABurstOnce)
+{
+    const int32_t rate = GetParam();
+    const sound all = copies_in_noise(rate, 6, 12);
+    for (const uint32_t methods : {kExact, kFar, kExact | kFar}) {
+        SCOPED_TRACE(methods);
+        const auto records = heard_by(methods, all, rate);
+        ASSERT_EQ(records.size(), 6u);
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            EXPECT_EQ(records[i].methods, methods);
+            EXPECT_EQ(records[i].copies, 1);
+            EXPECT_EQ(records[i].repeats, std::min<std::size_t>(i, 5));
+            EXPECT_NEAR(records[i].seconds, 0.5 + static_cast<double>(i) * 23170 / 44100, 0.001);
+        }
+    }
+}
+
+TEST(SentSubcarriers, AreThoseOfTheMessage)
+{
+    std::array<tonelink_subcarrier, 16 * 61> of_ones, of_zeros, unknown;
+    const std::array<uint8_t, 8> ones = {0xFF, 0xFF, 0xFF, 0xFF}, zeros{};
+    ASSERT_EQ(tonelink_receiver_subcarriers(ones.data(), 32, of_ones.data()), 0);
+    ASSERT_EQ(tonelink_receiver_subcarriers(zeros.data(), 32, of_zeros.data()), 0);
+    ASSERT_EQ(tonelink_receiver_subcarriers(nullptr, 0, unknown.data()), 0);
+    int pilots = 0, differing = 0;
+    for (std::size_t i = 0; i < unknown.size(); ++i) {
+        const bool is_pilot = TONELINK_IS_PILOT(i / 61 + 1, i % 61 + 2);
+        pilots += is_pilot ? 1 : 0;
+        differing += of_ones[i].value != of_zeros[i].value ? 1 : 0;
+        EXPECT_EQ(unknown[i].value, is_pilot ? 1 : 0);
+        EXPECT_EQ(std::abs(of_ones[i].value), 1);
+        EXPECT_TRUE(!is_pilot || of_ones[i].value + of_zeros[i].value == 2);
+        EXPECT_TRUE(of_ones[i].turn == unknown[i].turn && of_zeros[i].turn == unknown[i].turn);
+    }
+    EXPECT_EQ(pilots, 488);
+    EXPECT_GT(differing, 100);
+    EXPECT_EQ(tonelink_receiver_subcarriers(ones.data(), 40, of_ones.data()),
+              TONELINK_RECEIVER_BAD_LENGTHS);
+    EXPECT_EQ(tonelink_receiver_subcarriers(ones.data(), 32, nullptr),
+              TONELINK_RECEIVER_BAD_ARGUMENT);
+}
+
+INSTANTIATE_TEST_SUITE_P(AtRates, Methods, testing::Values(44100, 48000, 96000));
+
+} // namespace tonelink::test

@@ -86,14 +86,21 @@ const std::vector<int16_t> &recording(sound what, int32_t rate)
 
 using owned_receiver = std::unique_ptr<tonelink_receiver, decltype(&tonelink_receiver_close)>;
 
-tonelink_receiver_settings settings_for(int32_t rate)
+/// A rate, and the methods.
+struct kind {
+    int32_t rate;
+    uint32_t methods;
+};
+constexpr uint32_t kExact = TONELINK_METHOD_EXACT, kBoth = kExact | TONELINK_METHOD_FAR;
+
+tonelink_receiver_settings settings_for(const kind &of)
 {
-    return {sizeof(tonelink_receiver_settings), rate, 0, TONELINK_METHOD_EXACT};
+    return {sizeof(tonelink_receiver_settings), of.rate, 0, of.methods};
 }
 
-owned_receiver open_receiver(int32_t rate)
+owned_receiver open_receiver(const kind &of)
 {
-    const tonelink_receiver_settings settings = settings_for(rate);
+    const tonelink_receiver_settings settings = settings_for(of);
     tonelink_receiver *receiver = nullptr;
     tonelink_receiver_open(&settings, &receiver);
     return {receiver, tonelink_receiver_close};
@@ -114,14 +121,14 @@ void for_each_block(std::span<const int16_t> samples, std::size_t size, Take tak
         take(samples.subspan(at, std::min(size, samples.size() - at)));
 }
 
-void library(benchmark::State &state, sound what, int32_t rate)
+void library(benchmark::State &state, sound what, const kind &of)
 {
-    const auto &samples = recording(what, rate);
-    const owned_receiver receiver = open_receiver(rate);
+    const auto &samples = recording(what, of.rate);
+    const owned_receiver receiver = open_receiver(of);
     for (auto _ : state)
-        for_each_block(samples, static_cast<std::size_t>(rate / 100),
+        for_each_block(samples, static_cast<std::size_t>(of.rate / 100),
                        [&](auto block) { push_block(receiver.get(), block); });
-    const tonelink_receiver_settings settings = settings_for(rate);
+    const tonelink_receiver_settings settings = settings_for(of);
     state.counters["memory"] = static_cast<double>(tonelink_receiver_memory(&settings));
 }
 
@@ -149,16 +156,16 @@ double cpu_microseconds()
 }
 
 /// Each run does the same work in each block: the least time of all runs is what the block costs.
-void blocks(benchmark::State &state, sound what, int32_t rate)
+void blocks(benchmark::State &state, sound what, const kind &of)
 {
     constexpr int kRuns = 15;
-    const auto &samples = recording(what, rate);
+    const auto &samples = recording(what, of.rate);
     std::vector<double> times(std::size_t{100} * kSeconds, std::numeric_limits<double>::max());
     for (auto _ : state) {
         for (int run = 0; run < kRuns; ++run) {
-            const owned_receiver receiver = open_receiver(rate);
+            const owned_receiver receiver = open_receiver(of);
             auto time = times.begin();
-            for_each_block(samples, static_cast<std::size_t>(rate / 100), [&](auto block) {
+            for_each_block(samples, static_cast<std::size_t>(of.rate / 100), [&](auto block) {
                 const double begin = cpu_microseconds();
                 push_block(receiver.get(), block);
                 *time = std::min(*time, cpu_microseconds() - begin);
@@ -189,7 +196,8 @@ void streams(benchmark::State &state, std::size_t threads, int32_t rate)
 {
     constexpr std::size_t kEach = 16;
     std::vector<owned_receiver> receivers;
-    for (std::size_t i = 0; i < kEach * threads; ++i) receivers.push_back(open_receiver(rate));
+    for (std::size_t i = 0; i < kEach * threads; ++i)
+        receivers.push_back(open_receiver({rate, kExact}));
     const double received = static_cast<double>(kSeconds) * static_cast<double>(receivers.size());
     std::vector<double> used(threads);
     double of_a_core = 0, altogether = 0;
@@ -220,15 +228,19 @@ const bool registered = [] {
                               [=](benchmark::State &state) { exact_alone(state, what, size); })
                 ->Unit(benchmark::kMicrosecond);
         for (const int32_t rate : {44100, 48000, 96000}) {
-            const std::string name = std::to_string(rate) + where;
             recording(what, rate); // now, while there is one thread
-            RegisterBenchmark(("library, " + name).c_str(), [=](benchmark::State &state) {
-                library(state, what, rate);
-            })->Unit(benchmark::kMicrosecond);
-            RegisterBenchmark(("blocks, " + name).c_str(),
-                              [=](benchmark::State &state) { blocks(state, what, rate); })
-                ->Iterations(1)
-                ->Repetitions(1);
+            for (const uint32_t methods : {kExact, kBoth}) {
+                const kind of{rate, methods};
+                const std::string name =
+                    (methods == kBoth ? "both, " : "") + std::to_string(rate) + where;
+                RegisterBenchmark(("library, " + name).c_str(), [=](benchmark::State &state) {
+                    library(state, what, of);
+                })->Unit(benchmark::kMicrosecond);
+                RegisterBenchmark(("blocks, " + name).c_str(),
+                                  [=](benchmark::State &state) { blocks(state, what, of); })
+                    ->Iterations(1)
+                    ->Repetitions(1);
+            }
         }
     }
     constexpr int kTries = 9;

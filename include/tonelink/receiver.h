@@ -57,8 +57,9 @@ enum { TONELINK_LENGTH_32 = 1, TONELINK_LENGTH_48 = 2 };
 /** Methods of receiving, to be combined. */
 enum {
     TONELINK_METHOD_EXACT = 1, /**< fixed point: the same decisions on every machine */
-    TONELINK_METHOD_FAR = 2 /**< floating point: hears 7 dB deeper from one burst, up to 14 dB from
-                                 ten, and clocks to 1000 ppm off; takes three times as long */
+    TONELINK_METHOD_FAR = 2 /**< floating point: hears 7 dB deeper from one burst, up to 16 dB from
+                                 ten, and clocks to 1000 ppm off; takes twice as long again in
+                                 noise, ten times beside bursts */
 };
 
 /** A receiver, behind tonelink_receiver_open(). */

@@ -49,6 +49,15 @@ std::string device_of(const std::string &input)
     throw wrong_usage{"--input '" + input + "' is not right: it is alsa or alsa:DEVICE"};
 }
 
+void require_rate(const microphone &input, const std::string &device)
+{
+    const auto rate = std::lround(input.rate());
+    if (rate >= TONELINK_RECEIVER_LOWEST_RATE && rate <= TONELINK_RECEIVER_HIGHEST_RATE) return;
+    throw failure{joined(0, "cannot listen to the ALSA device \"", device, "\": it runs at ", rate,
+                         " Hz; ", TONELINK_RECEIVER_LOWEST_RATE, " to ",
+                         TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
+}
+
 /// Tells what is heard.
 class message_listener {
 public:
@@ -156,6 +165,7 @@ void listen(const listen_options &options)
                            }};
     microphone input{device};
     is_open = true;
+    require_rate(input, device);
     if (!input.warning().empty()) say("tonelink listen", "warning: " + input.warning());
     message_listener listener{static_cast<int>(std::lround(input.rate())), options};
     while (!listener.is_done()) {

@@ -51,6 +51,10 @@ enum {
     TONELINK_RECEIVER_NO_MEMORY = -5
 };
 
+/** The sample rates that a receiver takes, in Hz, both included. */
+#define TONELINK_RECEIVER_LOWEST_RATE 42000
+#define TONELINK_RECEIVER_HIGHEST_RATE 384000
+
 /** Message lengths, to be combined. */
 enum { TONELINK_LENGTH_32 = 1, TONELINK_LENGTH_48 = 2 };
 

@@ -26,9 +26,8 @@ public:
     /// Sets the device up for samples of 16 bits, interleaved, with periods of 20 ms where it
     /// leaves the choice, which are whole at every usual rate. Throws pcm_error.
     /// @param mode         SND_PCM_NONBLOCK or 0
-    /// @param wanted_rate  samples a second of the sound; the device gets the lowest rate of its
-    /// own
-    ///                     that is no lower, else its highest
+    /// @param wanted_rate  samples a second of the sound; the device gets its lowest rate that is
+    ///                     no lower, else its highest
     /// @param periods      how many of them its buffer holds
     pcm_device(const std::string &name, snd_pcm_stream_t direction, int mode,
                unsigned int wanted_rate, unsigned int periods);

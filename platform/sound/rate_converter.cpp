@@ -10,8 +10,8 @@ namespace tonelink::sound {
 namespace {
 
 constexpr std::size_t kBlock = 4096;
-constexpr float kNothing =
-    0; // where no samples are: the converter does not flush for a null pointer
+/// Where no samples are: the converter does not flush for a null pointer.
+constexpr float kNothing = 0;
 
 /// Rates nearer to each other count as equal: two parts in a million, less than clocks differ by.
 constexpr double kSameRate = 2e-6;

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <pulse/pulseaudio.h>
+#include <sys/time.h>
 
 namespace tonelink::sound {
 
@@ -63,6 +64,22 @@ template <class Info> void keep_rate(pa_context *, const Info *info, int, void *
     if (info != nullptr) *static_cast<unsigned int *>(rate) = info->sample_spec.rate;
 }
 
+constexpr int kPatienceSeconds = 2; // a server that is well answers within milliseconds
+
+/// Ends the turns of a loop once the server has had its time.
+void limit_time(pa_mainloop_api *loop)
+{
+    timeval end{};
+    gettimeofday(&end, nullptr);
+    end.tv_sec += kPatienceSeconds;
+    loop->time_new(
+        loop, &end,
+        [](pa_mainloop_api *late, pa_time_event *, const timeval *, void *) {
+            late->quit(late, 0);
+        },
+        nullptr);
+}
+
 /// Turns the loop until the connection stands; false when it does not come about.
 bool wait_for_connection(const client_library &pulse, pa_mainloop *loop, pa_context *context)
 {
@@ -83,6 +100,7 @@ std::optional<unsigned int> sound_server_rate(server_side side)
     const std::unique_ptr<pa_mainloop, decltype(pulse.mainloop_free)> loop{pulse.mainloop_new(),
                                                                            pulse.mainloop_free};
     if (!loop) return std::nullopt;
+    limit_time(pulse.mainloop_get_api(loop.get()));
     const std::unique_ptr<pa_context, decltype(pulse.context_unref)> context{
         pulse.context_new(pulse.mainloop_get_api(loop.get()), "Tone Link"), pulse.context_unref};
     if (!context ||

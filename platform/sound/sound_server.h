@@ -13,8 +13,8 @@ enum class server_side { sink, source };
 constexpr unsigned int kPipeWireRate = 48000;
 
 /// Samples a second of the default sink or source of the PulseAudio server, or PipeWire in its
-/// place; none where neither answers, or its client library is not on this machine. Starts no
-/// server.
+/// place; none where neither answers within two seconds, or its client library is not on this
+/// machine. Starts no server.
 std::optional<unsigned int> sound_server_rate(server_side side);
 
 } // namespace tonelink::sound

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include <tonelink/receiver.h>
+
 #include "modem/burst_format.h"
 
 namespace tonelink {
@@ -15,8 +17,8 @@ namespace tonelink {
 /// n / 44100 s, to the fraction of a sample, whatever the rates.
 class resampler {
 public:
-    static constexpr int32_t kLowestRate = 42000;
-    static constexpr int32_t kHighestRate = 384000;
+    static constexpr int32_t kLowestRate = TONELINK_RECEIVER_LOWEST_RATE;
+    static constexpr int32_t kHighestRate = TONELINK_RECEIVER_HIGHEST_RATE;
 
     /// How many coefficients a rate needs.
     static std::size_t table_size(int32_t rate);

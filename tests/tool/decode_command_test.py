@@ -1,10 +1,12 @@
 """What `tonelink decode` hears in sounds that no command makes. Usage: decode_command_test.py COMMAND"""
+import fcntl
 import json
 import os
 import random
 import signal
 import struct
 import subprocess
+import time
 
 import command_case
 
@@ -114,6 +116,30 @@ class Decode(command_case.CommandCase):
         self.assertEqual(running.communicate()[1],
                          b"tonelink decode: stopped before the end of long.raw\n")
         self.assertEqual(running.returncode, 0)
+
+    def test_files_after_a_stop_are_not_judged(self):
+        """Neither those that were cut short nor those whose turn had not come."""
+        names = ["s%d.raw" % i for i in range(30)]
+        for name in names:
+            with open(self.folder / name, "wb") as file:
+                file.truncate(1 << 34)
+        ours, theirs = self.terminal()
+        running = self.begin("decode", "--json", "--raw", *names, stderr=theirs)
+        self.shown_until(rb"decoding", ours)
+        running.send_signal(signal.SIGINT)
+        self.assertEqual((running.stdout.read(), running.wait()), (b"", 1))
+        self.assertRegex(self.shown_until(rb"files\r\n", ours),
+                         rb"tonelink decode: stopped before the end of 30 of 30 files\r\n\Z")
+
+    def test_a_reader_that_stalls_can_be_left(self):
+        """By a second signal, when more lines wait than its pipe holds."""
+        running, write = self.begin_stream("--all", "--json", "--raw", "-")
+        fcntl.fcntl(running.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        write(self.raw("--data", "CAFE").tobytes() * 40)  # nearly all of it is decoded then
+        while running.poll() is None:
+            running.send_signal(signal.SIGTERM)
+            time.sleep(0.5)
+        self.assertEqual(running.returncode, -signal.SIGTERM)
 
     def test_a_reader_that_goes_away_ends_it(self):
         running, write = self.begin_stream("--raw", "-")

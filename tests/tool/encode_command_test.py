@@ -4,6 +4,7 @@ import hashlib
 import os
 import pathlib
 import signal
+import socket
 
 import command_case
 
@@ -43,6 +44,14 @@ class Encode(command_case.CommandCase):
             running.send_signal(number)
             self.assertEqual(running.wait(), -number)
             self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_says_why_a_target_takes_nothing(self):
+        with socket.socket(socket.AF_UNIX) as taken:
+            taken.bind(str(self.folder / "socket"))
+        for target, reason in (("socket", b"No such device or address"), ("/dev/full", b"No space left on device")):
+            running = self.begin("encode", *PAIRING, "--raw", "-o", target)
+            self.assertEqual((running.communicate()[1], running.returncode),
+                             (b"tonelink encode: cannot write %s: %s\n" % (target.encode(), reason), 1))
 
     def test_level_is_the_peak(self):
         for filtering in ((), ("--unfiltered",)):

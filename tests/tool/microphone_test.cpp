@@ -18,6 +18,7 @@
 #include "decode/burst_receiver.h"
 #include "decode/loudest_channel.h"
 #include "decode/microphone.h"
+#include "errors.h"
 #include "platform/scratch_folder.h"
 #include "platform/sound_devices.h"
 #include "test_sounds.h"
@@ -170,6 +171,21 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
             std::getline(told, line);
         }
         EXPECT_TRUE(told.eof());
+    }
+}
+
+TEST(Microphone, ListenRefusesARateThatNoReceiverTakes)
+{
+    test::set_device(folder, "type card file \"/dev/null\" format S16_LE channels 1 rate 32000");
+    CLI::App program;
+    add_listen_command(program);
+    try {
+        program.parse("listen --input alsa:test");
+        FAIL() << "it listens";
+    } catch (const failure &error) {
+        EXPECT_STREQ(error.what(),
+                     "cannot listen to the ALSA device \"test\": it runs at 32000 Hz; "
+                     "42000 to 384000 Hz is right");
     }
 }
 

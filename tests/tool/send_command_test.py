@@ -185,6 +185,24 @@ class Send(command_case.CommandCase):
             self.assertEqual(samples[:441], at_level(burst, 11)[:441])
             self.assertEqual(samples[-441:], at_level(burst, 15)[-441:])
 
+    def test_the_first_signal_after_the_time_ends_it(self):
+        """As a terminal of the usual width says."""
+        ours, theirs = self.terminal()
+        running = self.begin_on(theirs, "send", *PAIRING, "--output", "none", "--rate", "8000",
+                                "--for", "0.5")  # 14 seconds at hand
+        self.shown_until(rb"finishing: Ctrl-C ends it *\r", ours)
+        time.sleep(0.5)
+        os.write(ours, b"\x03")
+        self.shown_until(rb"Sent ", ours)
+        self.assertEqual(running.wait(), -signal.SIGINT)
+
+    def test_a_reader_that_stalls_is_not_waited_for(self):
+        running = self.begin("send", *PAIRING, *FAST, "--output", "wav:-", "--for", "1", "--json")
+        lines = running.stderr.read().splitlines()
+        self.assertEqual((running.wait(), json.loads(lines[-2])["reason"], lines[-1]),
+                         (1, "time", b"tonelink send: cannot write the sound to standard output: "
+                                     b"its reader takes none"))
+
     def test_narrow_terminals_keep_the_volumes(self):
         for columns, line in ((20, rb"volume 20, heard 11"), (40, rb"PIN 4711  volume 20, heard 11"),
                               (60, rb"PIN 4711  \d cop\w+  master volume 20, heard at 11 of 15"),

@@ -32,6 +32,23 @@ TEST(RecentMessages, EachTransmissionCountsItsOwn)
     EXPECT_EQ(counts, (std::vector<int64_t>{1, 1, 2, 1, 1, 2, 1}));
 }
 
+TEST(SoundReport, ASingleBurstThatMayBeChanceSaysSo)
+{
+    const auto is_doubted = [](const tonelink_heard &heard) {
+        const bool is_one = line_of_burst(heard, report_form::text).ends_with(": may be chance\n");
+        EXPECT_EQ(line_of_figures(heard, "", report_form::text).ends_with(": may be chance\n"),
+                  is_one);
+        return is_one;
+    };
+    EXPECT_TRUE(is_doubted(burst_at(0, 32, 1)));
+    EXPECT_FALSE(is_doubted(burst_at(0, 32, 2)));
+    tonelink_heard far = burst_at(0, 32, 1);
+    far.methods |= TONELINK_METHOD_FAR;
+    far.clock_ppm = -0.01f;
+    EXPECT_FALSE(is_doubted(far));
+    EXPECT_TRUE(line_of_figures(far, "", report_form::text).ends_with(" +0.0 ppm\n"));
+}
+
 /// The lines of a sound with one message four times, twice after a pause, and another once, in
 /// between at a single position.
 std::string told_of(bool is_stream)

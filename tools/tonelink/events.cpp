@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -69,6 +70,34 @@ bool stop_wish::repeats()
     const auto now = std::chrono::steady_clock::now();
     if (!first_) first_ = now;
     return now - *first_ > kSameWish;
+}
+
+stop_watch::stop_watch(const stop_signals &signals, std::function<void(int signal)> asked)
+    : signals_{signals}, asked_{std::move(asked)}, end_{eventfd(0, EFD_CLOEXEC)}
+{
+    if (end_ < 0) throw failure{std::string{"cannot wait for signals: "} + std::strerror(errno)};
+    thread_ = std::thread{[this] { watch(); }};
+}
+
+stop_watch::~stop_watch()
+{
+    eventfd_write(end_, 1);
+    thread_.join();
+    close(end_);
+}
+
+void stop_watch::watch()
+{
+    stop_wish stopping;
+    pollfd sources[] = {{signals_.descriptor(), POLLIN, 0}, {end_, POLLIN, 0}};
+    while (sources[1].revents == 0) {
+        poll(sources, 2, -1);
+        const int signal = sources[0].revents != 0 ? signals_.take() : 0;
+        if (signal == 0 || signal == SIGCONT) continue;
+        const bool is_first = !stopping.is_there();
+        if (stopping.repeats()) end_by(signal);
+        if (is_first) asked_(signal);
+    }
 }
 
 keyboard::keyboard()

@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <optional>
+#include <thread>
 
 #include <termios.h>
 
@@ -45,6 +47,26 @@ public:
 
 private:
     std::optional<std::chrono::steady_clock::time_point> first_;
+};
+
+/// Takes the signals while the program may be held up: by a device that does not open, or a reader
+/// that does not read. The first asks it to stop; one more ends it.
+class stop_watch {
+public:
+    /// @param signals  outlives this, and is read by nobody else
+    /// @param asked    called once, from another thread, with the first signal; must not throw
+    stop_watch(const stop_signals &signals, std::function<void(int signal)> asked);
+    ~stop_watch();
+    stop_watch(const stop_watch &) = delete;
+    stop_watch &operator=(const stop_watch &) = delete;
+
+private:
+    void watch();
+
+    const stop_signals &signals_;
+    std::function<void(int signal)> asked_;
+    int end_; ///< an eventfd
+    std::thread thread_;
 };
 
 enum class request { none, stop, quit, louder, softer };

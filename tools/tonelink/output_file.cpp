@@ -152,14 +152,15 @@ void output_file::copy_to_place()
     const bool is_output = path_ == "-";
     const int place = is_output ? STDOUT_FILENO : open(path_.c_str(), O_WRONLY | O_CLOEXEC);
     struct stat there {};
+    if (place < 0) throw cannot_write(name_, errno);
     const bool is_rewritten = !is_output && fstat(place, &there) == 0 && S_ISREG(there.st_mode);
     const off_t size = lseek(descriptor_, 0, SEEK_END);
-    const bool written = place >= 0 && (!is_rewritten || make_room(place, size)) &&
+    const bool written = (!is_rewritten || make_room(place, size)) &&
                          lseek(descriptor_, 0, SEEK_SET) == 0 && copy_rest(descriptor_, place) &&
                          (!is_rewritten || ftruncate(place, size) == 0);
     int reason = written ? 0 : errno;
     // A device may refuse what it took only here.
-    if (place >= 0 && !is_output && close(place) != 0 && reason == 0) reason = errno;
+    if (!is_output && close(place) != 0 && reason == 0) reason = errno;
     if (reason != 0) throw cannot_write(name_, reason);
 }
 

@@ -38,7 +38,7 @@ std::string line_of(const json_object &object)
 
 double to_milliseconds(double seconds) { return std::round(seconds * 1000) / 1000; }
 
-double to_tenths(double value) { return std::round(value * 10) / 10; }
+double to_tenths(double value) { return std::round(value * 10) / 10 + 0.0; } // no -0
 
 void print(const std::string &text)
 {

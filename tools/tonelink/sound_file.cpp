@@ -96,8 +96,10 @@ sound_reader::sound_reader(const sound_source &source, std::stop_token stop)
 {
     open(source);
     if (channel_ > channels())
-        throw failure{name_ + " has no channel " + std::to_string(channel_) + "; 1 to " +
-                      std::to_string(channels()) + " is right, or none for a mix of all"};
+        throw failure{name_ + " has no channel " + std::to_string(channel_) +
+                      (channels() == 1 ? "; it has one channel"
+                                       : "; 1 to " + std::to_string(channels()) +
+                                             " is right, or none for a mix of all")};
     interleaved_.resize(static_cast<std::size_t>(kFramesPerBlock * channels()));
     mono_.resize(static_cast<std::size_t>(kFramesPerBlock));
 }

@@ -94,12 +94,13 @@ public:
     {
         std::signal(SIGPIPE, SIG_IGN);
         const stop_signals signals;
+        const stop_watch watch{signals, [this](int) { stop(); }};
         const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
         std::vector<std::future<void>> workers;
         for (std::size_t i = 0; i < std::min(cores, files_.size()); ++i)
             workers.push_back(std::async(std::launch::async, [this] { work(); }));
         try {
-            print_all(signals);
+            print_all();
         } catch (...) {
             stop(); // nobody waits for the rest
             throw;
@@ -112,15 +113,16 @@ private:
     {
         for (std::size_t i = next_++; i < files_.size(); i = next_++) {
             decoding &file = *files_[i];
+            const bool is_too_late = stop_.stop_requested();
             std::string failed;
             try {
-                decode_file(file);
+                if (!is_too_late) decode_file(file);
             } catch (const std::exception &error) {
                 failed = error.what();
             }
             const std::lock_guard lock{mutex_};
             file.progress = 1;
-            if (!failed.empty() && stop_.stop_requested()) {
+            if (is_too_late || (!failed.empty() && stop_.stop_requested())) {
                 file.was_cut = true; // which it need not stand
             } else if (!failed.empty()) {
                 file.remarks.push_back(failed);
@@ -147,11 +149,11 @@ private:
             };
         const tonelink_reception reception = decode_sound(sound, plan_.wanted, observer);
         report.finish();
-        if (reception.heard == 0 && plan_.form == report_form::json)
-            tell(line_of_nothing(reception, name));
+        const bool is_nothing = reception.heard == 0 && !sound.was_cut(); // more might have come
+        if (is_nothing && plan_.form == report_form::json) tell(line_of_nothing(reception, name));
         const std::lock_guard lock{mutex_};
         file.remarks.push_back(sound.remark());
-        if (reception.heard == 0)
+        if (is_nothing)
             file.remarks.push_back("nothing heard in " + sound.name() + ": " +
                                    advice_on(reception, plan_.wanted));
         file.has_heard = reception.heard > 0;
@@ -177,14 +179,10 @@ private:
         news_.notify_one();
     }
 
-    void print_all(const stop_signals &signals)
+    void print_all()
     {
         for (std::size_t i = 0; i < files_.size(); ++i)
-            while (!print_more(*files_[i])) {
-                const int signal = signals.take();
-                if (signal != 0 && signal != SIGCONT) stop();
-                require_reader();
-            }
+            while (!print_more(*files_[i])) require_reader();
         tell_what_was_cut();
     }
 

@@ -23,11 +23,23 @@ std::string meaning_of(const message_bits &message)
            (text.empty() ? "" : "  text \"" + text + '"');
 }
 
+/// One position of some 551 a second, whose CRC agrees by chance once in 16 million. The far method
+/// weighs that itself.
+bool may_be_chance(int64_t positions, uint32_t methods)
+{
+    return positions == 1 && methods == TONELINK_METHOD_EXACT;
+}
+
+/// What the line of a single burst ends with.
+std::string doubt_of(const tonelink_heard &heard)
+{
+    return may_be_chance(heard.positions, heard.methods) ? "  at a single position: may be chance"
+                                                         : "";
+}
+
 std::string often(const message_summary &heard)
 {
-    // One position of some 551 a second, whose CRC agrees by chance once in 16 million. The far
-    // method weighs that itself.
-    if (heard.positions == 1 && heard.methods == TONELINK_METHOD_EXACT)
+    if (may_be_chance(heard.positions, heard.methods))
         return "heard once, at a single position: may be chance";
     if (heard.bursts == 1) return "heard once";
     return "heard " + std::to_string(heard.bursts) + " times";
@@ -80,8 +92,11 @@ std::string line_of(const message_summary &heard, const std::string &file, repor
 std::string line_of_burst(const tonelink_heard &heard, report_form form)
 {
     const message_bits message = message_of(heard);
-    if (form == report_form::json) return line_of(object_of(message, start_of(heard), ""));
-    return time_text(start_of(heard)) + "  " + meaning_of(message) + "\n";
+    if (form == report_form::text)
+        return time_text(start_of(heard)) + "  " + meaning_of(message) + doubt_of(heard) + "\n";
+    json_object object = object_of(message, start_of(heard), "");
+    object["positions"] = heard.positions;
+    return line_of(object);
 }
 
 std::string line_of_figures(const tonelink_heard &heard, const std::string &file, report_form form)
@@ -90,7 +105,8 @@ std::string line_of_figures(const tonelink_heard &heard, const std::string &file
     if (form == report_form::text)
         return prefix_of(file) + time_text(start_of(heard)) + "  " + meaning_of(message) +
                joined(1, "  ", heard.level_dbfs, " dBFS  ", heard.snr_db, " dB over noise  ",
-                      std::showpos, heard.clock_ppm, " ppm\n");
+                      std::showpos, to_tenths(heard.clock_ppm), " ppm") +
+               doubt_of(heard) + "\n";
     json_object object = object_of(message, start_of(heard), file);
     object["sample"] = heard.first_sample;
     object["level_dbfs"] = to_tenths(heard.level_dbfs);

@@ -12,15 +12,14 @@ namespace {
 /// A stream that has brought nothing for so long stands still. A sound card brings more sooner.
 constexpr std::chrono::milliseconds kStandstill{250};
 
-constexpr int kLowestRate = 42000, kHighestRate = 384000; // that a receiver takes
-
 void require_rate(const sound_reader &sound)
 {
     const int rate = sound.sample_rate();
-    if (rate >= kLowestRate && rate <= kHighestRate) return;
-    throw failure{joined(0, "cannot decode ", sound.name(), ": its sample rate of ", rate,
-                         " Hz is too ", rate < kLowestRate ? "low for bursts; " : "high; ",
-                         kLowestRate, " to ", kHighestRate, " Hz is right")};
+    if (rate >= TONELINK_RECEIVER_LOWEST_RATE && rate <= TONELINK_RECEIVER_HIGHEST_RATE) return;
+    throw failure{joined(
+        0, "cannot decode ", sound.name(), ": its sample rate of ", rate, " Hz is too ",
+        rate < TONELINK_RECEIVER_LOWEST_RATE ? "low for bursts; " : "high; ",
+        TONELINK_RECEIVER_LOWEST_RATE, " to ", TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
 }
 
 } // namespace

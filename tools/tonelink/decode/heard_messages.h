@@ -25,7 +25,7 @@ public:
     /// Counts a burst. Returns what is known of its message.
     const message_summary &add(const tonelink_heard &heard);
 
-    /// In the order in which they were heard first.
+    /// In the order in which they were settled first, which need not be that of their times.
     const std::vector<message_summary> &all() const { return messages_; }
 
 private:

@@ -1,5 +1,6 @@
 // `tonelink listen`: the messages that a microphone hears, as they come.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <csignal>
 #include <limits>
@@ -48,12 +49,21 @@ std::string device_of(const std::string &input)
     throw wrong_usage{"--input '" + input + "' is not right: it is alsa or alsa:DEVICE"};
 }
 
+void require_rate(const microphone &input, const std::string &device)
+{
+    const auto rate = std::lround(input.rate());
+    if (rate >= TONELINK_RECEIVER_LOWEST_RATE && rate <= TONELINK_RECEIVER_HIGHEST_RATE) return;
+    throw failure{joined(0, "cannot listen to the ALSA device \"", device, "\": it runs at ", rate,
+                         " Hz; ", TONELINK_RECEIVER_LOWEST_RATE, " to ",
+                         TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
+}
+
 /// Tells what is heard.
 class message_listener {
 public:
     /// @param sample_rate  of the device
-    message_listener(int sample_rate, const listening &wanted, report_form form)
-        : sample_rate_{sample_rate}, form_{form}, wanted_{wanted}, receiver_{sample_rate, wanted}
+    message_listener(int sample_rate, const listen_options &options)
+        : sample_rate_{sample_rate}, options_{options}, receiver_{sample_rate, options.wanted}
     {
     }
 
@@ -74,7 +84,7 @@ public:
         say("tonelink listen",
             joined(0, "lost ", samples, " samples, ", samples * 1000 / sample_rate_,
                    " ms, that were not read in time"));
-        if (form_ == report_form::json) print(line_of_gap(seconds(), samples));
+        if (options_.json) print(line_of_gap(seconds(), samples));
         receiver_.put_gap(samples);
         samples_ += samples;
         tell();
@@ -88,25 +98,27 @@ public:
         live_.clear();
         const tonelink_reception reception = receiver_.reception();
         if (reception.heard > 0) return;
-        if (form_ == report_form::json) print(line_of_nothing(reception, ""));
-        say("tonelink listen", "nothing heard: " + advice_on(reception, wanted_));
+        if (options_.json) print(line_of_nothing(reception, ""));
+        say("tonelink listen", "nothing heard: " + advice_on(reception, options_.wanted));
     }
 
-    /// How many messages have been told.
-    uint64_t count() const { return count_; }
+    /// Whether as many messages have been told as were asked for.
+    bool is_done() const { return count_ >= options_.limit; }
 
 private:
     double seconds() const { return static_cast<double>(samples_) / sample_rate_; }
 
     void tell()
     {
-        while (const auto heard = receiver_.take()) {
+        while (!is_done()) {
+            const auto heard = receiver_.take();
+            if (!heard) return;
             last_ = message_of(*heard);
             bursts_ = recent_.hear(*heard);
             if (bursts_ > heard->copies) continue;
             ++count_;
             live_.clear();
-            print(line_of_burst(*heard, form_));
+            print(line_of_burst(*heard, options_.json ? report_form::json : report_form::text));
         }
     }
 
@@ -129,8 +141,7 @@ private:
     }
 
     int sample_rate_;
-    report_form form_;
-    listening wanted_;
+    listen_options options_;
     burst_receiver receiver_;
     live_line live_{stderr};
     int64_t samples_ = 0; ///< of the stream, those lost included
@@ -147,12 +158,18 @@ void listen(const listen_options &options)
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
+    std::atomic<bool> is_open{false}, must_stop{false};
+    const stop_watch watch{signals, [&](int signal) {
+                               if (!is_open) end_by(signal); // there is nothing to tell
+                               must_stop = true;
+                           }};
     microphone input{device};
+    is_open = true;
+    require_rate(input, device);
     if (!input.warning().empty()) say("tonelink listen", "warning: " + input.warning());
-    message_listener listener{static_cast<int>(std::lround(input.rate())), options.wanted,
-                              options.json ? report_form::json : report_form::text};
-    for (int signal = 0; listener.count() < options.limit; signal = signals.take()) {
-        if (signal != 0 && signal != SIGCONT) return listener.finish();
+    message_listener listener{static_cast<int>(std::lround(input.rate())), options};
+    while (!listener.is_done()) {
+        if (must_stop) return listener.finish();
         require_reader();
         listener.put(input.read(kWaitMs));
         if (const int64_t lost = input.take_lost(); lost > 0) listener.put_gap(lost);

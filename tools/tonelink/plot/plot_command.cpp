@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include <strings.h>
+
 #include "arguments.h"
 #include "burst_shape.h"
 #include "command.h"
@@ -243,7 +245,8 @@ canvas draw_sound(const sound_source &source, const sound_survey &sound,
 
 void plot(const plot_options &options)
 {
-    if (options.output != "-" && std::filesystem::path{options.output}.extension() != ".png")
+    const auto extension = std::filesystem::path{options.output}.extension();
+    if (options.output != "-" && strcasecmp(extension.c_str(), ".png") != 0)
         throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
     refuse_terminal(options.output);
     output_file output{options.output}; // first, as what follows takes its time

@@ -9,7 +9,9 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 
+#include <poll.h>
 #include <tonelink_platform/host.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@
 #include "command.h"
 #include "errors.h"
 #include "events.h"
+#include "report_text.h"
 #include "send/message_options.h"
 #include "send/send_report.h"
 #include "send/transmission.h"
@@ -25,6 +28,7 @@ namespace tonelink::tool {
 namespace {
 
 constexpr std::chrono::duration<int, std::milli> kTick{100};
+constexpr std::chrono::seconds kReaderPatience{2};
 constexpr int kMasterVolumeStep = 5;
 
 constexpr const char *kSendExamples = R"(Examples:
@@ -131,8 +135,11 @@ std::unique_ptr<transmission> start(const transmission_plan &plan, attendance &a
 /// Looks after a transmission under way.
 class send_loop {
 public:
-    send_loop(transmission &sending, send_report &report, attendance &attended, double limit_s)
-        : sending_{sending}, report_{report}, attended_{attended}, limit_s_{limit_s}
+    /// @param is_piped  whether standard output takes the sound
+    send_loop(transmission &sending, send_report &report, attendance &attended, double limit_s,
+              bool is_piped)
+        : sending_{sending}, report_{report}, attended_{attended}, limit_s_{limit_s}, is_piped_{
+                                                                                          is_piped}
     {
         report_.started(attended.before, keys_.is_there());
     }
@@ -152,7 +159,10 @@ public:
             if (sending_.has_begun()) {
                 report_.playing(now, false);
                 if (sending_.is_at_last_write()) return stop_reason::count;
-                if (now.seconds >= limit_s_) return stop_reason::time;
+                if (now.seconds >= limit_s_) {
+                    attended_.stopping.repeats(); // the time has asked for it
+                    return stop_reason::time;
+                }
             }
             const event happened =
                 wait_for_event(attended_.signals, keys_, time_to_wait(now.seconds));
@@ -165,9 +175,11 @@ public:
     }
 
     /// Stops, which takes as long as the copies at hand, and goes on telling how it goes. Whoever
-    /// asks for it once more by a signal does not wait.
+    /// asks for it once more by a signal does not wait, nor is a reader of the sound waited for who
+    /// takes none.
     void finish(stop_reason reason)
     {
+        last_taken_ = clock::now();
         auto stopping = std::async(std::launch::async, [this] { sending_.stop(); });
         while (stopping.wait_for(std::chrono::seconds{0}) != std::future_status::ready) {
             sending_.check_output();
@@ -176,6 +188,7 @@ public:
             turn_volume(happened);
             if (happened.what == request::stop && attended_.stopping.repeats())
                 give_up(happened.signal);
+            if (is_piped_ && is_stuck()) leave_stuck(reason);
         }
         stopping.get();
         sending_.check_output();
@@ -191,16 +204,39 @@ private:
         if (happened.what == request::softer) turn_master_volume(-kMasterVolumeStep);
     }
 
-    /// Ends the program in the midst of a write, with volumes and terminal as they were.
-    [[noreturn]] void give_up(int signal)
+    /// Leaves in the midst of a write, with volumes and terminal as they were.
+    void leave(stop_reason reason)
     {
         put_volumes_back(attended_.before);
         keys_.let_go();
         try {
-            report_.stopped(progress(), stop_reason::signal);
+            report_.stopped(progress(), reason);
         } catch (const failure &) { // there is nobody to tell
         }
+    }
+
+    [[noreturn]] void give_up(int signal)
+    {
+        leave(stop_reason::signal);
         end_by(signal);
+    }
+
+    /// Whether standard output has taken no sound for a while, and has no room for more.
+    bool is_stuck()
+    {
+        pollfd output{STDOUT_FILENO, POLLOUT, 0};
+        const bool has_room = poll(&output, 1, 0) != 0;
+        const uint64_t before = std::exchange(taken_, sending_.samples_played());
+        if (has_room || taken_ != before) last_taken_ = clock::now();
+        return clock::now() - last_taken_ > kReaderPatience;
+    }
+
+    /// Ends the program without the thread that writes.
+    [[noreturn]] void leave_stuck(stop_reason reason)
+    {
+        leave(reason);
+        say("tonelink send", "cannot write the sound to standard output: its reader takes none");
+        _exit(kFailed);
     }
 
     send_report::progress progress() const
@@ -221,6 +257,9 @@ private:
     attendance &attended_;
     keyboard keys_;
     double limit_s_;
+    bool is_piped_;
+    uint64_t taken_ = 0; ///< samples, at the last look
+    clock::time_point last_taken_{};
     clock::time_point start_ = clock::now();
 };
 
@@ -240,7 +279,8 @@ void send(const send_options &options)
     const auto sending = start(plan, attended);
     send_report report{plan, choice.pin, style};
     send_loop loop{*sending, report, attended,
-                   options.limit_s.value_or(std::numeric_limits<double>::infinity())};
+                   options.limit_s.value_or(std::numeric_limits<double>::infinity()),
+                   plays_to_standard_output(options)};
     loop.finish(loop.play());
 }
 

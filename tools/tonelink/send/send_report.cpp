@@ -124,14 +124,16 @@ std::vector<std::string> send_report::live_forms(const progress &at, bool is_end
     const std::string volume =
         "master " + master + (level.empty() ? "silent" : "heard at " + level + " of 15");
     const std::string brief = master + (level.empty() ? "silent" : "heard " + level);
-    const std::string ending = is_ending ? "  finishing" : "";
-    return {pin + seconds + copies + volume + ending +
-                (is_ending ? ": Ctrl-C ends it at once" : ""),
-            pin + seconds + copies + volume + ending,
-            pin + copies + volume + ending,
-            pin + volume + ending,
-            pin + brief + ending,
-            brief + ending,
+    if (!is_ending)
+        return {pin + seconds + copies + volume, pin + copies + volume, pin + volume, pin + brief,
+                brief};
+    const std::string finishing = "  finishing", hint = finishing + ": Ctrl-C ends it";
+    return {pin + seconds + copies + volume + hint,
+            pin + seconds + copies + brief + hint,
+            pin + copies + brief + hint,
+            pin + brief + hint,
+            pin + brief + finishing,
+            brief + finishing,
             brief};
 }
 

@@ -59,6 +59,9 @@ public:
     /// Whether the output has taken its first samples.
     bool has_begun() const { return samples_played() > 0; }
 
+    /// Samples that the output has taken.
+    uint64_t samples_played() const;
+
     /// Copies of the burst that the output has taken, the one at hand not counted.
     uint64_t copies_played() const;
 
@@ -76,7 +79,6 @@ public:
 private:
     void start_service();
     void start_standalone();
-    uint64_t samples_played() const;
 
     transmission_plan plan_;
     uint64_t samples_before_;

@@ -34,7 +34,7 @@ constexpr double kTimeToRead = 800;
 } // namespace
 
 far_receiver::far_receiver(message_lengths lengths, const map_stages &stages)
-    : lengths_{lengths}, detector_{stages}
+    : detector_{stages}, lengths_{lengths}
 {
     restart();
 }

@@ -87,11 +87,10 @@ int64_t path_queue::trials() const
 
 path_queue::tally &path_queue::tally_of(float probability)
 {
-    std::size_t decade = 0;
-    for (float bound = 10 * kLeastProbable; decade + 1 < kDecades && probability >= bound;
-         bound *= 10)
-        ++decade;
-    return tallies_[decade];
+    constexpr std::array kBounds = {0.001f, 0.01f, 0.1f};
+    static_assert(kBounds.size() + 1 == kDecades);
+    const auto above = std::upper_bound(kBounds.begin(), kBounds.end(), probability);
+    return tallies_[static_cast<std::size_t>(above - kBounds.begin())];
 }
 
 void path_queue::drop(uint32_t candidate)

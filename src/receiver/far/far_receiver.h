@@ -50,7 +50,10 @@ public:
     void end_stream() { end_ = samples_; }
 
     /// Whether all that was heard is worked off, but for what is on its way through the filters.
-    bool is_idle() const { return waiting_.are_none() && stage_ == stage::idle; }
+    bool is_idle() const
+    {
+        return waiting_.are_none() && stage_ == stage::idle && !paths_.has_next();
+    }
 
     /// Takes the next message; false: none is left. Of those that nobody takes, 32 are kept.
     bool take(far_message &message);

@@ -59,12 +59,14 @@ void path_queue::put(const queued_path &path)
                    is_less_probable);
 }
 
+int64_t path_queue::price(const queued_path &path)
+{
+    return path.probability >= kWorthReserve ? kSecond : (kReserve + 1) * kSecond;
+}
+
 bool path_queue::take(queued_path &path, int64_t now)
 {
-    while (count_ > 0) {
-        const int64_t needed =
-            queue_[0].probability >= kWorthReserve ? kSecond : (kReserve + 1) * kSecond;
-        if (saved_ < needed) return false;
+    while (has_next()) {
         std::pop_heap(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(count_),
                       is_less_probable);
         path = queue_[--count_];

@@ -47,8 +47,8 @@ int burst_decoder::slice_cost() const
 {
     switch (stage_) {
     case stage::refining: return 12 + 3 * static_cast<int>(copies().count);
-    case stage::adding: return 25;
-    default: return alternations_ == 0 ? 80 : 25;
+    case stage::adding: return 35;
+    default: return alternations_ == 0 ? 120 : 40;
     }
 }
 

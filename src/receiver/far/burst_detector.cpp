@@ -30,6 +30,7 @@ constexpr std::size_t kWriteCopies = 5;
 
 /// A perfect burst has about 335.
 constexpr float kMostEnergy = 1000;
+constexpr float kRounding = 0.5f; // to the nearest step of the map
 
 /// How many places before the newest copy another one lies.
 int64_t distance_of(std::size_t copies, std::size_t offset)
@@ -123,7 +124,7 @@ void burst_detector::keep_block()
             row values;
             for (std::size_t hop = 0; hop < kMapHops; ++hop)
                 values[hop] = static_cast<uint16_t>(
-                    std::min(energies[hop], kMostEnergy) * (1 / kStep) + 0.5f);
+                    std::min(energies[hop], kMostEnergy) * (1 / kStep) + kRounding);
             column &kept = columns_[offset][delay];
             std::copy(values.begin(), values.end(),
                       kept.begin() + static_cast<std::ptrdiff_t>(first));

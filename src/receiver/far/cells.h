@@ -8,6 +8,9 @@
 
 namespace tonelink {
 
+/// Half of the cells are pilots.
+inline constexpr int kPilotCount = kSymbols * kSubcarriers / 2;
+
 /// One copy's cells as they were received: a pilot is the channel, a datum the channel or its
 /// negative, and noise.
 using cell_grid = std::array<subcarrier_row, kSymbols>;

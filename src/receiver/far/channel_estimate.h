@@ -30,7 +30,7 @@ subcarrier_evidence gather_evidence(const cell_evidence &cells, const expected_c
 template <class Real> class channel_estimate {
 public:
     static constexpr int kEarliest = -6; // baseband samples: paths before the loudest one,
-    static constexpr int kLatest = 23;   // and behind it
+    static constexpr int kLatest = 29;   // and behind it
     static constexpr std::size_t kTaps = kLatest - kEarliest + 1;
 
     channel_estimate();
@@ -46,7 +46,7 @@ public:
     const cell_row &error() const { return error_; }
 
 private:
-    static constexpr std::size_t kRow = 32; // taps, and zeros behind them
+    static constexpr std::size_t kRow = 40; // taps, and zeros behind them
     struct row {
         alignas(32) std::array<Real, kRow> re;
         alignas(32) std::array<Real, kRow> im;

@@ -30,16 +30,16 @@ private:
     void turn_copies();
     void add_copies();
 
+    channel_estimate<float> channel_;
     copy_set copies_;
     std::size_t loudest_ = 0;
     std::size_t slices_ = 0; // that are done
-    bool is_silent_ = false;
-    channel_estimate<float> channel_;
     std::array<cell_grid, kMostCopies> cells_;
     std::array<cell_weights, kMostCopies> weights_;
     std::array<subcarrier_evidence, kMostCopies> pilots_;
     std::array<float_complex, kMostCopies> gains_;
     cell_evidence sum_;
+    bool is_silent_ = false;
 };
 
 } // namespace tonelink

@@ -23,6 +23,9 @@ constexpr int kWork = 150;
 constexpr int kLookCost = 15;
 constexpr int kListCost = 100;
 
+/// Trials that were saved up are spent over several of them.
+constexpr int kTrialsAtOnce = 256;
+
 /// A burst's samples in the baseband, from its first body's first one to behind its last guard; and
 /// what the reader looks at before it.
 constexpr int64_t kBurstReach = int64_t{kSymbolSamples} * kSymbols;
@@ -34,7 +37,7 @@ constexpr double kTimeToRead = 800;
 } // namespace
 
 far_receiver::far_receiver(message_lengths lengths, const map_stages &stages)
-    : lengths_{lengths}, detector_{stages}
+    : detector_{stages}, lengths_{lengths}
 {
     restart();
 }
@@ -256,7 +259,8 @@ bool far_receiver::explain(candidate &of)
 
 void far_receiver::try_paths()
 {
-    for (queued_path path; paths_.take(path, sound_.size());) {
+    queued_path path;
+    for (int n = 0; n < kTrialsAtOnce && paths_.take(path, sound_.size()); ++n) {
         candidate &of = candidates_[path.candidate % candidates_.size()];
         assert(of.number == path.candidate); // those of others were dropped
         if (!passes_crc_check(path.word.bits, path.word.message_bits)) continue;

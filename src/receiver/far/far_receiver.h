@@ -41,7 +41,10 @@ public:
     void end_stream() { end_ = samples_; }
 
     /// Whether all that was heard is worked off, but for what is on its way through the filters.
-    bool is_idle() const { return waiting_.are_none() && stage_ == stage::idle; }
+    bool is_idle() const
+    {
+        return waiting_.are_none() && stage_ == stage::idle && !paths_.has_next();
+    }
 
     /// Takes the next message; false: none is left. Of those that nobody takes, 32 are kept.
     bool take(far_message &message);
@@ -84,19 +87,19 @@ private:
     void tell(const candidate &of, const code_word &word);
     candidate &current() { return candidates_[number_ % candidates_.size()]; }
 
-    const message_lengths lengths_;
+    burst_detector detector_;
+    burst_decoder decoder_;
     const cell_reader reader_;
     steady_tones tones_;
     far_sound sound_;
-    burst_detector detector_;
+    const message_lengths lengths_;
+    stage stage_ = stage::idle;
     int64_t samples_ = 0; // that have come
     int64_t end_ = kNever;
 
     waiting_detections waiting_;
     candidate_rate rate_; // of those that nothing explains
 
-    stage stage_ = stage::idle;
-    burst_decoder decoder_;
     std::array<candidate, 32> candidates_; // the last ones, by their numbers
     uint32_t number_ = 0;                  // of the one that is worked on
     std::size_t length_ = 0;               // which of both is its turn

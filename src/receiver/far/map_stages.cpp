@@ -72,7 +72,8 @@ map_tables::map_tables()
         }
         // An odd subcarrier comes twice, half each, turned to either side.
         const double odd = factor_of(delay).re;
-        const double noise = (kSubcarriers / 2 + 1) + kSubcarriers / 2 * odd * odd;
+        constexpr int kOdd = kSubcarriers / 2;
+        const double noise = kOdd + 1 + kOdd * odd * odd;
         delay_scales[d] = static_cast<float>(1 / (kPilots * noise));
     }
 }

@@ -59,12 +59,14 @@ void path_queue::put(const queued_path &path)
                    is_less_probable);
 }
 
+int64_t path_queue::price(const queued_path &path)
+{
+    return path.probability >= kWorthReserve ? kSecond : (kReserve + 1) * kSecond;
+}
+
 bool path_queue::take(queued_path &path, int64_t now)
 {
-    while (count_ > 0) {
-        const int64_t needed =
-            queue_[0].probability >= kWorthReserve ? kSecond : (kReserve + 1) * kSecond;
-        if (saved_ < needed) return false;
+    while (has_next()) {
         std::pop_heap(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(count_),
                       is_less_probable);
         path = queue_[--count_];
@@ -87,11 +89,10 @@ int64_t path_queue::trials() const
 
 path_queue::tally &path_queue::tally_of(float probability)
 {
-    std::size_t decade = 0;
-    for (float bound = 10 * kLeastProbable; decade + 1 < kDecades && probability >= bound;
-         bound *= 10)
-        ++decade;
-    return tallies_[decade];
+    constexpr std::array kBounds = {0.001f, 0.01f, 0.1f};
+    static_assert(kBounds.size() + 1 == kDecades);
+    const auto above = std::upper_bound(kBounds.begin(), kBounds.end(), probability);
+    return tallies_[static_cast<std::size_t>(above - kBounds.begin())];
 }
 
 void path_queue::drop(uint32_t candidate)

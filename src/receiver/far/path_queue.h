@@ -44,6 +44,9 @@ public:
     /// The next path that may be tried, the most probable one first. It costs a trial.
     bool take(queued_path &path, int64_t now);
 
+    /// Whether there may be one.
+    bool has_next() const { return count_ > 0 && saved_ >= price(queue_[0]); }
+
     /// Leaves out what came from a candidate that is settled.
     void drop(uint32_t candidate);
 
@@ -65,6 +68,9 @@ public:
 private:
     static constexpr int64_t kSecond = 4410; // baseband samples; also parts of a trial
     static constexpr int64_t kRemembered = 10 * kSecond;
+
+    /// What must have been saved for a path to be tried.
+    static int64_t price(const queued_path &path);
 
     tally &tally_of(float probability);
 

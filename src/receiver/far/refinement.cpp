@@ -21,6 +21,11 @@ constexpr double kCoarseClock = 15e-6;
 constexpr double kFineClock = 6e-6;
 constexpr int kLateSteps = 6; // of half a sample
 
+constexpr double late_of(std::size_t step)
+{
+    return 0.5 * (static_cast<double>(step) - kLateSteps);
+}
+
 // Of a copy alone.
 constexpr int kOwnClockSteps = 8;
 constexpr double kOwnClock = 15e-6;
@@ -66,14 +71,13 @@ copy_refiner::joint_correction copy_refiner::try_together(double clock)
         add_up_pilots(copy, clock);
         const double drift = drift_of(copies_, copy, clock);
         auto &of_write = energies[copy < copies_.second_write ? 0 : 1];
-        for (int step = -kLateSteps; step <= kLateSteps; ++step)
-            of_write[static_cast<std::size_t>(step + kLateSteps)] +=
-                energy_at(copy, 0.5 * step + drift);
+        for (std::size_t step = 0; step < of_write.size(); ++step)
+            of_write[step] += energy_at(copy, late_of(step) + drift);
     }
     joint_correction best{clock};
     for (std::size_t write = 0; write < energies.size(); ++write) {
         const auto most = std::max_element(energies[write].begin(), energies[write].end());
-        best.late[write] = 0.5 * static_cast<double>(most - energies[write].begin() - kLateSteps);
+        best.late[write] = late_of(static_cast<std::size_t>(most - energies[write].begin()));
         best.energy += *most;
     }
     return best;
@@ -110,7 +114,7 @@ void copy_refiner::read(std::size_t copy, const cell_reader &reader, const far_s
     for (std::size_t s = 0; s < kSymbols; ++s)
         for (std::size_t i = 0; i < kSubcarriers; ++i) cells[s][i] = cells[s][i] * weights.of(s, i);
     constexpr float kLeast = 1e-30f; // silence
-    noise_[copy] = kSymbols * kSubcarriers / 2 * std::max(weights.noise, kLeast);
+    noise_[copy] = kPilotCount * std::max(weights.noise, kLeast);
 }
 
 /// A copy with the clock that is best for all of them.

@@ -47,7 +47,8 @@ float pilot_energy(std::span<const float_complex> sound, double first_body, doub
             sum += row[i] * from_turns(scrambled + clocked + delayed) * scale;
         }
     }
-    return power_of(sum) / (kSymbols * kSubcarriers / 2);
+    constexpr int kPilotCount = kSymbols * kSubcarriers / 2;
+    return power_of(sum) / kPilotCount;
 }
 
 } // namespace tonelink::reference

@@ -64,8 +64,8 @@ void write_message(const message_value &message, uint8_t (&bytes)[8])
 } // namespace
 
 receiver::receiver(int32_t rate, message_lengths lengths, const parts &own)
-    : rate_{rate}, lengths_{lengths},
-      resampler_{rate, own.coefficients}, places_{rate}, is_exact_{own.is_exact}, far_{own.far}
+    : rate_{rate}, lengths_{lengths}, is_exact_{own.is_exact},
+      resampler_{rate, own.coefficients}, places_{rate}, far_{own.far}
 {
     openBandShift(&shifter_, kBandShiftHz);
 }

@@ -79,13 +79,15 @@ private:
     void note_unread(const burst_figures &figures);
     void end_slot();
 
-    // The exact method. Its lanes begin with a cache line, as this object then does.
-    stream_receiver exact_;
+    // First what has lanes: this object begins with a cache line, as they do.
+    stream_receiver exact_; // the exact method, with its shifter
+    burst_watch watch_;
     BandShiftInfo shifter_{};
     heard_bursts bursts_;
 
     const int32_t rate_;
     const message_lengths lengths_;
+    const bool is_exact_;      ///< whether by the exact method
     bool is_ended_ = false;    ///< what comes next is a new stream
     bool is_draining_ = false; ///< silence is put behind the stream: it is not part of it
     uint32_t dropped_ = 0;     ///< records, from the queue
@@ -97,14 +99,12 @@ private:
     int64_t position_ = 0; // of the next sample at 44100 Hz to be heard
     uint64_t frames_ = 0;
 
-    const bool is_exact_;
     far_receiver *const far_; // null: not by this method
     int64_t far_heard_ = 0;   // baseband samples
 
     // What bursts are seen and measured by.
     symbol_reader reader_;
     baseband baseband_;
-    burst_watch watch_;
     burst_measuring measuring_{reader_};
     told_bursts told_;
     struct unread_burst {

@@ -88,7 +88,7 @@ TEST(DecodeReport, TellsTimesAndFigures)
     EXPECT_EQ(
         line_of_figures(heard, "a.wav", report_form::text),
         "a.wav: 0:00.000  PIN 65535  FF:FF  32 bits  FFFFFFFF  -23.5 dBFS  3.2 dB over noise  "
-        "-12.0 ppm\n");
+        "-12.0 ppm  at a single position: may be chance\n");
     EXPECT_EQ(line_of_figures(heard, "", report_form::json),
               "{\"time\":0.0,\"bits\":32,\"message\":\"FFFFFFFF\",\"pin\":65535,"
               "\"octets\":\"FF:FF\",\"sample\":-11025,\"level_dbfs\":-23.5,\"snr_db\":3.3,"

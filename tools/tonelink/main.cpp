@@ -50,6 +50,8 @@ int run(CLI::App &program, int argc, char **argv, const int &status)
     const auto fail = [&](const char *what) {
         return complain(program, what, status == kDone ? kFailed : status);
     };
+    if (const auto wrong = name_single_hyphen(program, argc, argv))
+        return complain(program, *wrong, kWrongUsage);
     try {
         program.parse(argc, argv);
         return status;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -101,6 +102,22 @@ std::optional<std::string> name_wrong_word(const CLI::App &program)
         return "'" + typed + "' goes after the command, as in '" + name + " " +
                chosen.back()->get_name() + " " + typed + "'";
     return line_of("'" + typed + "' is no option", nearest(typed, option_names(command)), name);
+}
+
+std::optional<std::string> name_single_hyphen(const CLI::App &program, int argc,
+                                              const char *const *argv)
+{
+    std::vector<std::string> names = option_names(program);
+    for (const CLI::App *command : program.get_subcommands([](const CLI::App *) { return true; }))
+        std::ranges::copy(option_names(*command), std::back_inserter(names));
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const bool is_value = i > 1 && argv[i - 1][0] == '-';
+        if (word.size() < 4 || word[0] != '-' || word[1] == '-' || is_value) continue;
+        if (std::ranges::count(names, '-' + word) > 0)
+            return "'" + word + "' is no option; did you mean '-" + word + "'?";
+    }
+    return std::nullopt;
 }
 
 } // namespace tonelink::tool

@@ -20,4 +20,9 @@ std::string no_command(const CLI::App &program, const std::string &word);
 /// first: what follows it may have been its value.
 std::optional<std::string> name_wrong_word(const CLI::App &program);
 
+/// Says so of a word that is a long option but for a hyphen, "-help", or nothing: CLI11 would take
+/// it for short ones, one a letter. A word behind an option may be its value.
+std::optional<std::string> name_single_hyphen(const CLI::App &program, int argc,
+                                              const char *const *argv);
+
 } // namespace tonelink::tool

@@ -48,6 +48,7 @@ struct decode_options {
     bool raw = false;
     bool all = false;
     bool json = false;
+    bool quiet = false;
 };
 
 /// What is done with each file.
@@ -56,6 +57,7 @@ struct decode_plan {
     report_form form;
     bool every_burst; ///< with its figures
     bool names_files;
+    bool is_quiet; ///< only the exit status tells, and what is wrong
 };
 
 /// One file on its way: what becomes of it, and how far it is.
@@ -153,7 +155,7 @@ private:
         if (is_nothing && plan_.form == report_form::json) tell(line_of_nothing(reception, name));
         const std::lock_guard lock{mutex_};
         file.remarks.push_back(sound.remark());
-        if (is_nothing)
+        if (is_nothing && !plan_.is_quiet)
             file.remarks.push_back("nothing heard in " + sound.name() + ": " +
                                    advice_on(reception, plan_.wanted));
         file.has_heard = reception.heard > 0;
@@ -210,7 +212,7 @@ private:
         room_.notify_all();
 
         if (!has_news) show_progress(file);
-        if (!lines.empty()) {
+        if (!lines.empty() && !plan_.is_quiet) {
             live_.clear();
             print(lines);
         }
@@ -229,6 +231,7 @@ private:
 
     void show_progress(const decoding &current)
     {
+        if (plan_.is_quiet) return;
         if (current.is_stream) {
             live_.show(joined(1, "decoded ", current.seconds.load(), " s so far"));
             return;
@@ -262,7 +265,10 @@ int decode(const decode_options &options)
     const decode_plan plan{.wanted = options.wanted,
                            .form = options.json ? report_form::json : report_form::text,
                            .every_burst = options.all,
-                           .names_files = options.json || options.files.size() > 1};
+                           .names_files = options.json || options.files.size() > 1,
+                           .is_quiet = options.quiet};
+    if (options.json && options.quiet)
+        throw wrong_usage{"--json tells what --quiet keeps to itself; either is right, not both"};
     if (std::ranges::count(options.files, "-") > 1)
         throw wrong_usage{"standard input can be read once; one - is right"};
     return decode_run{options, plan}.run();
@@ -291,6 +297,8 @@ void add_decode_command(CLI::App &program, int &status)
     command->add_flag("--all", options->all,
                       "Print every burst, with its level, its noise and its clock");
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
+    command->add_flag("-q,--quiet", options->quiet,
+                      "Print no messages: the exit status says whether there is one");
     command->callback([options, &status] {
         status = kUnreadable; // also when something is thrown
         status = decode(*options);

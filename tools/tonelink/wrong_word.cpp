@@ -4,6 +4,7 @@
 #include <cctype>
 #include <iterator>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 namespace tonelink::tool {
@@ -110,12 +111,17 @@ std::optional<std::string> name_single_hyphen(const CLI::App &program, int argc,
     std::vector<std::string> names = option_names(program);
     for (const CLI::App *command : program.get_subcommands([](const CLI::App *) { return true; }))
         std::ranges::copy(option_names(*command), std::back_inserter(names));
+    const auto is_meant = [&](std::string_view word) {
+        return word.size() > 3 && word[0] == '-' && word[1] != '-' &&
+               std::ranges::any_of(names, [&](std::string_view name) {
+                   return name.size() == word.size() + 1 && name.ends_with(word);
+               });
+    };
     for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
         const bool is_value = i > 1 && argv[i - 1][0] == '-';
-        if (word.size() < 4 || word[0] != '-' || word[1] == '-' || is_value) continue;
-        if (std::ranges::count(names, '-' + word) > 0)
-            return "'" + word + "' is no option; did you mean '-" + word + "'?";
+        if (is_value || !is_meant(argv[i])) continue;
+        const std::string word = argv[i];
+        return line_of("'" + word + "' is no option", '-' + word, program.get_name());
     }
     return std::nullopt;
 }

@@ -24,7 +24,7 @@ struct row {
     const char *name;
     std::size_t bits, copies;
     int trials;
-    double half, most; ///< where 50 and 95 % arrive with the design's own simulation, dB
+    double half, most; ///< where 50 and 95 % are to arrive, dB
     int search;        ///< ppm
     far_channel channel;
 };

@@ -121,12 +121,18 @@ void shift_in_vectors(std::span<int16_t> samples, BandShiftInfo &info, const vec
     std::copy_n(&input[kHistory - kHilbertDelay], kHilbertDelay, info.delay.data);
 }
 
+/// Puts the oscillator to its beginning.
+void rewind_oscillator(BandShiftInfo &info)
+{
+    info.half = info.freq > 0 ? 1 : 0;
+    info.phase = 0;
+}
+
 } // namespace
 
 void restart_band_shift(BandShiftInfo &info)
 {
-    info.half = info.freq > 0 ? 1 : 0;
-    info.phase = 0;
+    rewind_oscillator(info);
     vec16_clear(&info.delay);
     vec16_clear(&info.history);
 }
@@ -149,6 +155,7 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
     info->freq = freq;
     info->step = static_cast<int32_t>(hertz * uint32_t{tonelink::kSinePeriod} /
                                       uint32_t{tonelink::kAudioRate});
+    tonelink::rewind_oscillator(*info);
     info->ntaps = static_cast<int32_t>(tonelink::kHilbertTaps);
     info->coef = tonelink::coef_ht.data();
     vec16_init(&info->delay);
@@ -159,7 +166,8 @@ void openBandShift(BandShiftInfo *info, int32_t freq)
         closeBandShift(info);
         return;
     }
-    tonelink::restart_band_shift(*info);
+    vec16_clear(&info->delay);
+    vec16_clear(&info->history);
 }
 
 void makeBandShift(int16_t *samples, int32_t count, BandShiftInfo *info)

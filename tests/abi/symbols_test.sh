@@ -67,7 +67,7 @@ if [ "$soname" = libtonelink-receiver.so.0 ]; then
     by_compilers="$by_compilers|__aeabi_.*|__[a-z]+di([34]|[ds]f)?|raise" # divisions, one by 0
     by_checks='__assert_fail|__stack_chk_.*|__mem.*_chk|__str.*_chk|__.*(asan|tsan|ubsan|sanitizer)_.*'
     mathematics='(atan2|cos|sin|sincos|floor|ceil|lround|llround|log|log10|log1p|exp|pow|sqrt|tanh|cosh)f?'
-    other=$(grep -Evx "$by_compilers|$by_checks|$mathematics|malloc|free|bcmp|mem(cmp|cpy|move|set)|str(len|ncpy|str)" \
+    other=$(grep -Evx "$by_compilers|$by_checks|$mathematics|malloc|free|abs|bcmp|mem(cmp|cpy|move|set)|str(len|ncpy|str)" \
         "$work/called") && complain "called:" $other
 fi
 exit $failed

@@ -65,7 +65,7 @@ private:
     map_cell *find_weakest()
     {
         return std::min_element(
-            cells_.begin(), cells_.begin() + static_cast<std::ptrdiff_t>(count_),
+            cells_.data(), cells_.data() + count_,
             [](const map_cell &a, const map_cell &b) { return a.energy < b.energy; });
     }
 

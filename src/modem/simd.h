@@ -26,6 +26,8 @@
 #else
 #if defined(__ARM_NEON)
 #include <arm_neon.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #endif
 #define TONELINK_SIMD lanes4
 #endif
@@ -136,6 +138,8 @@ TONELINK_INLINE words multiply_add(halves a, halves b)
     const int32x4_t second = vmull_s16(vget_high_s16((int16x8_t)a), vget_high_s16((int16x8_t)b));
     return (words)vcombine_s32(vpadd_s32(vget_low_s32(first), vget_high_s32(first)),
                                vpadd_s32(vget_low_s32(second), vget_high_s32(second)));
+#elif defined(__wasm_simd128__)
+    return (words)wasm_i32x4_dot_i16x8((v128_t)a, (v128_t)b);
 #else
     const words a_low = shift_left((words)a, 16) >> 16;
     const words b_low = shift_left((words)b, 16) >> 16;
@@ -154,6 +158,10 @@ TONELINK_INLINE halves multiply_high(halves a, halves b)
     const int32x4_t first = vmull_s16(vget_low_s16((int16x8_t)a), vget_low_s16((int16x8_t)b));
     const int32x4_t second = vmull_s16(vget_high_s16((int16x8_t)a), vget_high_s16((int16x8_t)b));
     return (halves)vcombine_s16(vshrn_n_s32(first, 16), vshrn_n_s32(second, 16));
+#elif defined(__wasm_simd128__)
+    return (halves)wasm_i16x8_shuffle(wasm_i32x4_extmul_low_i16x8((v128_t)a, (v128_t)b),
+                                      wasm_i32x4_extmul_high_i16x8((v128_t)a, (v128_t)b), 1, 3, 5,
+                                      7, 9, 11, 13, 15);
 #else
     const words low = (shift_left((words)a, 16) >> 16) * (shift_left((words)b, 16) >> 16);
     return combine_halves((words)((unsigned_words)low >> 16), ((words)a >> 16) * ((words)b >> 16));
@@ -166,6 +174,8 @@ TONELINK_INLINE words maximum(words a, words b)
     return (words)_mm256_max_epi32((__m256i)a, (__m256i)b);
 #elif defined(__ARM_NEON)
     return (words)vmaxq_s32((int32x4_t)a, (int32x4_t)b);
+#elif defined(__wasm_simd128__)
+    return (words)wasm_i32x4_max((v128_t)a, (v128_t)b);
 #else
     return select((words)(a > b), a, b);
 #endif
@@ -192,6 +202,8 @@ TONELINK_INLINE halves maximum(halves a, halves b)
     return (halves)_mm_max_epi16((__m128i)a, (__m128i)b);
 #elif defined(__ARM_NEON)
     return (halves)vmaxq_s16((int16x8_t)a, (int16x8_t)b);
+#elif defined(__wasm_simd128__)
+    return (halves)wasm_i16x8_max((v128_t)a, (v128_t)b);
 #else
     return select((halves)(a > b), a, b);
 #endif
@@ -202,6 +214,8 @@ TONELINK_INLINE words minimum(words a, words b)
     return (words)_mm256_min_epi32((__m256i)a, (__m256i)b);
 #elif defined(__ARM_NEON)
     return (words)vminq_s32((int32x4_t)a, (int32x4_t)b);
+#elif defined(__wasm_simd128__)
+    return (words)wasm_i32x4_min((v128_t)a, (v128_t)b);
 #else
     return select((words)(a < b), a, b);
 #endif
@@ -214,6 +228,8 @@ TONELINK_INLINE halves minimum(halves a, halves b)
     return (halves)_mm_min_epi16((__m128i)a, (__m128i)b);
 #elif defined(__ARM_NEON)
     return (halves)vminq_s16((int16x8_t)a, (int16x8_t)b);
+#elif defined(__wasm_simd128__)
+    return (halves)wasm_i16x8_min((v128_t)a, (v128_t)b);
 #else
     return select((halves)(a < b), a, b);
 #endif
@@ -226,6 +242,8 @@ TONELINK_INLINE bool any_lane(words mask)
     return _mm256_movemask_epi8((__m256i)mask) != 0;
 #elif defined(__SSE2__)
     return _mm_movemask_epi8((__m128i)mask) != 0;
+#elif defined(__wasm_simd128__)
+    return wasm_v128_any_true((v128_t)mask);
 #else
     return (mask[0] | mask[1] | mask[2] | mask[3]) != 0;
 #endif

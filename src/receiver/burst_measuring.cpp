@@ -66,7 +66,8 @@ bool burst_measuring::finish_guess(bool is_heard)
 
 void burst_measuring::remove(std::size_t index)
 {
-    std::copy(waiting_.begin() + index + 1, waiting_.begin() + count_, waiting_.begin() + index);
+    auto *const removed = waiting_.data() + index;
+    std::copy(removed + 1, waiting_.data() + count_, removed);
     --count_;
 }
 

@@ -112,7 +112,7 @@ TEST(Microphone, HearsTheLouderOfTwoChannels)
         for (const auto &side : sides)
             frames.push_back(static_cast<int16_t>(n < side.size() ? side[n] * 32000 : 0));
 
-    loudest_channel whole{2, kAudioRate}, cut{2, kAudioRate};
+    loudest_channel<int16_t> whole{2, kAudioRate}, cut{2, kAudioRate};
     const auto heard = whole.put(frames);
     std::vector<int16_t> heard_in_parts;
     for (auto rest = std::span{frames}; !rest.empty();) {

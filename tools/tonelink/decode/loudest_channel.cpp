@@ -18,7 +18,8 @@ constexpr double kWidthHz = kBandHighHz - kBandLowHz;
 
 } // namespace
 
-loudest_channel::loudest_channel(std::size_t channels, double rate)
+template <class Sample>
+loudest_channel<Sample>::loudest_channel(std::size_t channels, double rate)
     : block_frames_{static_cast<std::size_t>(rate / kBlocksPerSecond)}, filters_(channels)
 {
     // Poles at the middle of the band, as far inside the unit circle as its width asks for.
@@ -27,7 +28,8 @@ loudest_channel::loudest_channel(std::size_t channels, double rate)
     feedback2_ = -radius * radius;
 }
 
-std::span<const int16_t> loudest_channel::put(std::span<const int16_t> frames)
+template <class Sample>
+std::span<const Sample> loudest_channel<Sample>::put(std::span<const Sample> frames)
 {
     const std::size_t channels = filters_.size();
     if (channels == 1) return frames;
@@ -39,7 +41,7 @@ std::span<const int16_t> loudest_channel::put(std::span<const int16_t> frames)
     return samples_;
 }
 
-void loudest_channel::measure(std::span<const int16_t> frame)
+template <class Sample> void loudest_channel<Sample>::measure(std::span<const Sample> frame)
 {
     for (std::size_t channel = 0; channel < frame.size(); ++channel) {
         band_filter &filter = filters_[channel];
@@ -54,7 +56,7 @@ void loudest_channel::measure(std::span<const int16_t> frame)
     if (++measured_ == block_frames_) choose();
 }
 
-void loudest_channel::choose()
+template <class Sample> void loudest_channel<Sample>::choose()
 {
     measured_ = 0;
     for (band_filter &filter : filters_) {
@@ -65,5 +67,8 @@ void loudest_channel::choose()
     if (loudest->power > kHysteresis * filters_[chosen_].power)
         chosen_ = static_cast<std::size_t>(loudest - filters_.begin());
 }
+
+template class loudest_channel<int16_t>;
+template class loudest_channel<float>;
 
 } // namespace tonelink::tool

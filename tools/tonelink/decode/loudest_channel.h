@@ -9,7 +9,7 @@
 
 namespace tonelink::tool {
 
-class loudest_channel {
+template <class Sample> class loudest_channel {
 public:
     /// @param rate  frames a second
     loudest_channel(std::size_t channels, double rate);
@@ -18,7 +18,7 @@ public:
     /// Another one is chosen at the end of 10 ms in which it became 6 dB louder than the present
     /// one; the mean of the last tenth of a second decides, so that no burst is cut to pieces. How
     /// the frames are cut into calls does not matter. Valid until the next call.
-    std::span<const int16_t> put(std::span<const int16_t> frames);
+    std::span<const Sample> put(std::span<const Sample> frames);
 
 private:
     /// A resonator at the middle of the band, and the power that it lets through.
@@ -28,7 +28,7 @@ private:
         double power = 0;
     };
 
-    void measure(std::span<const int16_t> frame);
+    void measure(std::span<const Sample> frame);
     void choose();
 
     std::size_t block_frames_; ///< 10 ms
@@ -36,7 +36,10 @@ private:
     std::vector<band_filter> filters_; ///< of each channel
     std::size_t chosen_ = 0;
     std::size_t measured_ = 0; ///< frames of the present block
-    std::vector<int16_t> samples_;
+    std::vector<Sample> samples_;
 };
+
+extern template class loudest_channel<int16_t>;
+extern template class loudest_channel<float>;
 
 } // namespace tonelink::tool

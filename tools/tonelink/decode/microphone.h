@@ -40,7 +40,7 @@ private:
     std::string device_;
     sound::pcm_device pcm_;
     std::vector<int16_t> frames_;
-    loudest_channel channel_;
+    loudest_channel<int16_t> channel_;
     clock::time_point last_read_ = clock::now();
     int64_t lost_ = 0;
 };

@@ -1,0 +1,148 @@
+// A receiver of a MediaStream: context, worklet, and what comes back from it.
+
+import { mostChannels } from './core.js';
+import { ToneLinkError } from './errors.js';
+import { loadModule } from './module.js';
+
+/** A context at the stream's own rate, so that nothing is converted before the receiver. */
+function contextFor(track) {
+    if (globalThis.AudioContext === undefined || globalThis.AudioWorkletNode === undefined)
+        throw new ToneLinkError('no-audioworklet', 'this browser has no AudioWorklet');
+    const rate = track.getSettings().sampleRate;
+    try {
+        return new AudioContext(rate === undefined ? {} : { sampleRate: rate });
+    } catch {
+        return new AudioContext(); // a rate that it does not take
+    }
+}
+
+/** The stream's source; Firefox joins a stream to a context of the same rate alone. */
+function connect(context, stream) {
+    try {
+        return context.createMediaStreamSource(stream);
+    } catch (error) {
+        throw new ToneLinkError('rate-mismatch', `the stream has another rate: ${error.message}`, error);
+    }
+}
+
+class Receiver {
+    onheard = null;
+    onreport = null;
+    onerror = null;
+
+    #context;
+    #isOurs; // the context
+    #source;
+    #node;
+    #waiting = new Map(); // of report(): what is told the answer, by number
+    #asked = 0;
+    #closing = null;
+    #lastReport = null;
+    #resolveClosed = null;
+
+    constructor(context, isOurs, source, node, options) {
+        this.#context = context;
+        this.#isOurs = isOurs;
+        this.#source = source;
+        this.#node = node;
+        this.onheard = options.onheard ?? null;
+        this.onreport = options.onreport ?? null;
+        this.onerror = options.onerror ?? null;
+        node.port.onmessage = ({ data }) => this.#take(data);
+        node.onprocessorerror = () =>
+            this.onerror?.(new ToneLinkError('receiver-failed', 'the receiver stopped'));
+        source.connect(node);
+    }
+
+    get context() {
+        return this.#context;
+    }
+
+    get sampleRate() {
+        return this.#context.sampleRate;
+    }
+
+    #take({ type, heard, report, id }) {
+        if (type === 'heard') {
+            this.onheard?.(heard);
+        } else if (type === 'report') {
+            this.onreport?.(report);
+        } else if (type === 'answer') {
+            this.#waiting.get(id)(report);
+            this.#waiting.delete(id);
+        } else if (type === 'closed') {
+            this.#lastReport = report;
+            this.#resolveClosed();
+        }
+    }
+
+    /** Asks what reaches the receiver; once it is closed, what did. */
+    async report() {
+        if (this.#closing !== null) {
+            await this.#closing;
+            return this.#lastReport;
+        }
+        return new Promise((resolve) => {
+            const id = ++this.#asked;
+            this.#waiting.set(id, resolve);
+            this.#node.port.postMessage({ type: 'report', id });
+        });
+    }
+
+    /** Hears the end, and lets go of everything but the stream. */
+    close() {
+        this.#closing ??= this.#close();
+        return this.#closing;
+    }
+
+    async #close() {
+        const closed = new Promise((resolve) => {
+            this.#resolveClosed = resolve;
+        });
+        this.#node.port.postMessage({ type: 'close' });
+        await closed;
+        this.#source.disconnect(this.#node);
+        this.#node.port.close();
+        if (this.#isOurs) await this.#context.close();
+    }
+}
+
+/**
+ * Hears what is in a MediaStream, such as openMicrophone()'s.
+ * @param options  see ReceiverOptions in index.d.ts
+ */
+export async function createReceiver(stream, options = {}) {
+    const [track] = stream.getAudioTracks();
+    if (track === undefined) throw new ToneLinkError('no-microphone', 'the stream has no sound');
+    const context = options.context ?? contextFor(track);
+    try {
+        if (context.audioWorklet === undefined)
+            throw new ToneLinkError('no-audioworklet', 'AudioWorklets need a page by HTTPS or on localhost');
+        const [module] = await Promise.all([
+            options.module ?? loadModule(),
+            context.audioWorklet.addModule(new URL('./worklet.js', import.meta.url)),
+        ]);
+        const source = connect(context, stream);
+        const channels = Math.min(source.channelCount, track.getSettings().channelCount ?? 1, mostChannels);
+        const node = new AudioWorkletNode(context, 'tonelink-receiver', {
+            numberOfInputs: 1,
+            numberOfOutputs: 0,
+            channelCount: channels,
+            channelCountMode: 'explicit',
+            channelInterpretation: 'discrete', // all channels as they are, none mixed
+            processorOptions: {
+                module,
+                channels,
+                lengths: options.lengths ?? 0,
+                methods: options.methods ?? 0,
+                reportEvery: options.reportEvery ?? 1,
+            },
+        });
+        const receiver = new Receiver(context, options.context === undefined, source, node, options);
+        await context.resume();
+        return receiver;
+    } catch (error) {
+        if (options.context === undefined) await context.close();
+        throw error;
+    }
+}

@@ -1,0 +1,55 @@
+// The receiver on the audio thread. A block costs no allocation: its samples are copied into the
+// module's memory, and messages go out only when there is something to tell.
+
+import { Core, StreamReceiver } from './core.js';
+
+class ToneLinkProcessor extends AudioWorkletProcessor {
+    constructor({ processorOptions: { module, channels, lengths, methods, reportEvery } }) {
+        super();
+        this.receiver = new StreamReceiver(new Core(module), {
+            sampleRate,
+            channels,
+            lengths,
+            methods,
+        });
+        this.reportFrames = Math.round(reportEvery * sampleRate); // 0: when asked alone
+        this.sinceReport = 0;
+        this.isOpen = true;
+        this.port.onmessage = ({ data }) => this.answer(data);
+    }
+
+    answer({ type, id }) {
+        if (type === 'report') {
+            this.port.postMessage({ type: 'answer', id, report: this.receiver.report() });
+        } else if (type === 'close' && this.isOpen) {
+            this.isOpen = false;
+            this.receiver.flush(); // what was heard at the end is told, too
+            this.tellHeard();
+            const report = this.receiver.report();
+            this.receiver.close();
+            this.port.postMessage({ type: 'closed', report });
+        }
+    }
+
+    tellHeard() {
+        for (let heard = this.receiver.next(); heard !== null; heard = this.receiver.next())
+            this.port.postMessage({ type: 'heard', heard });
+    }
+
+    process([channels]) {
+        if (!this.isOpen) return false;
+        // Without channels nothing is connected, or it is muted: the time goes on in silence.
+        const frames = channels.length > 0 ? channels[0].length : 128;
+        if (channels.length > 0) this.receiver.push(channels);
+        else this.receiver.pushSilence(frames);
+        this.tellHeard();
+        this.sinceReport += frames;
+        if (this.reportFrames > 0 && this.sinceReport >= this.reportFrames) {
+            this.sinceReport -= this.reportFrames;
+            this.port.postMessage({ type: 'report', report: this.receiver.report() });
+        }
+        return true;
+    }
+}
+
+registerProcessor('tonelink-receiver', ToneLinkProcessor);

@@ -1,0 +1,155 @@
+// The example of the package's README in a browser, whose microphone hears a file of sound.
+
+import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { mkdtemp, readFile, rm, writeFile } from 'node:fs/promises';
+import { createServer } from 'node:http';
+import { tmpdir } from 'node:os';
+import { extname, join } from 'node:path';
+import test, { after, before } from 'node:test';
+
+import { chromium } from 'playwright-core';
+
+import { encode, root, wavOf } from './sounds.js';
+
+const types = { '.js': 'text/javascript', '.wasm': 'application/wasm', '.html': 'text/html' };
+const page = (script) => `<!doctype html><meta charset="utf-8"><title>test</title>
+<meta http-equiv="Content-Security-Policy"
+  content="default-src 'none'; script-src 'self' 'wasm-unsafe-eval' 'unsafe-inline'; connect-src 'self'">
+<script type="importmap">{ "imports": { "tonelink": "/tonelink/index.js" } }</script>
+<script type="module">${script}</script>`;
+
+let folder;
+let server;
+let script = ''; // of the page
+
+/** The first examples of JavaScript in the README: hearing, then sending. */
+async function examples() {
+    const text = await readFile(new URL('web/tonelink/README.md', root), 'utf8');
+    return [...text.matchAll(/```js\n(.*?)```/gs)].map((match) => match[1]);
+}
+
+before(async () => {
+    folder = await mkdtemp(join(tmpdir(), 'tonelink-'));
+    server = createServer(async ({ url }, response) => {
+        if (url === '/') {
+            response.writeHead(200, { 'Content-Type': types['.html'] }).end(page(script));
+            return;
+        }
+        try {
+            const content = await readFile(new URL(`build/web${url}`, root));
+            response.writeHead(200, { 'Content-Type': types[extname(url)] ?? 'text/plain' }).end(content);
+        } catch {
+            response.writeHead(404).end();
+        }
+    });
+    await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
+});
+
+after(async () => {
+    server.close();
+    await rm(folder, { recursive: true });
+});
+
+/** Opens the page with a script in a browser that hears a sound, and gives it to `use`. */
+async function visit(given, sound, flags, use) {
+    script = given;
+    const file = join(folder, 'microphone.wav');
+    await writeFile(file, wavOf(sound, 44100));
+    const browser = await chromium.launchPersistentContext(await mkdtemp(join(folder, 'profile-')), {
+        executablePath: '/usr/bin/chromium',
+        headless: true,
+        args: [
+            '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+            '--disable-background-networking', '--disable-component-update', '--disable-sync',
+            '--autoplay-policy=no-user-gesture-required',
+            '--use-fake-device-for-media-stream', `--use-file-for-fake-audio-capture=${file}%noloop`,
+            ...flags,
+        ],
+    });
+    try {
+        const lines = [];
+        const tab = await browser.newPage();
+        tab.on('console', (message) => lines.push(message.text()));
+        tab.on('pageerror', (error) => lines.push(String(error)));
+        await tab.goto(`http://localhost:${server.address().port}/`);
+        return await use(tab, lines);
+    } finally {
+        await browser.close();
+    }
+}
+
+/** A burst with silence around it, twice. */
+function pairing() {
+    const burst = encode('--pin', '4711', '--address', 'AA:BB:CC:DD:EE:FF');
+    const sound = new Int16Array(22050 + 3 * burst.length + 22050);
+    sound.set(burst, 22050);
+    sound.set(burst, 22050 + burst.length);
+    return sound;
+}
+
+async function until(isTrue) {
+    while (!isTrue()) await new Promise((resolve) => setTimeout(resolve, 50));
+}
+
+const allow = '--use-fake-ui-for-media-stream';
+
+test('the example hears a pairing, once, and tells what arrives', async () => {
+    const [hearing] = await examples();
+    await visit(hearing, pairing(), [allow], async (tab, lines) => {
+        await until(() => lines.includes('heard'));
+        const told = lines.filter((line) => line.startsWith('PIN'));
+        assert.deepEqual(told, ['PIN 4711, address ends in EE:FF'], lines.join('\n'));
+    });
+});
+
+test('a receiver is closed and answers, and the example sends', async () => {
+    const [, sending] = await examples();
+    const both = `${sending}
+        import { createReceiver, openMicrophone } from 'tonelink';
+        const receiver = await createReceiver(await openMicrophone(), { reportEvery: 0 });
+        const heard = [];
+        receiver.onheard = ({ message }) => heard.push([...message].join());
+        while (heard.length === 0) await new Promise((resolve) => setTimeout(resolve, 50));
+        const { frames } = await receiver.report();
+        await receiver.close();
+        const last = await receiver.report();
+        console.log(JSON.stringify([heard[0], frames > 0, last.frames >= frames, last.reason,
+            receiver.sampleRate, receiver.context.state, buffer.length === Math.ceil(
+            23170 * context.sampleRate / 44100)]));`;
+    await visit(both, pairing(), [allow], async (tab, lines) => {
+        await until(() => lines.length > 0);
+        assert.deepEqual(lines, ['["18,103,238,255",true,true,"heard",44100,"closed",true]']);
+    });
+});
+
+test('a browser that may not hear says so', async () => {
+    const [hearing] = await examples();
+    await visit(hearing, pairing(), ['--deny-permission-prompts'], async (tab, lines) => {
+        await until(() => lines.length > 0);
+        assert.match(lines[0], /^permission-denied /);
+    });
+});
+
+test('the packed package works in a folder of its own', async () => {
+    const run = (command, ...args) =>
+        new Promise((resolve, reject) => {
+            const child = spawn(command, args, { cwd: folder, stdio: ['ignore', 'pipe', 'inherit'] });
+            let text = '';
+            child.stdout.on('data', (data) => (text += data));
+            child.on('close', (code) => (code === 0 ? resolve(text) : reject(new Error(text))));
+        });
+    const packed = new URL('build/web/tonelink', root).pathname;
+    const archive = (await run('npm', 'pack', '--silent', packed)).trim();
+    await writeFile(join(folder, 'package.json'), '{ "private": true, "type": "module" }');
+    await run('npm', 'install', '--offline', '--no-audit', '--no-fund', join(folder, archive));
+    await writeFile(
+        join(folder, 'use.js'),
+        `import { createStreamReceiver, makeBurst } from 'tonelink';
+        const receiver = await createStreamReceiver();
+        receiver.push([await makeBurst([1, 2, 3, 4])]);
+        receiver.flush();
+        console.log(receiver.next().message.join());`,
+    );
+    assert.equal(await run('node', 'use.js'), '1,2,3,4\n');
+});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cmath>
 #include <numeric>
 
@@ -20,13 +21,12 @@ class rate_filter {
 public:
     explicit rate_filter(int32_t rate)
         : stop_hz_{std::min<double>(kAudioRate, rate) - kBandHighHz},
-          half_{static_cast<int64_t>(
-              std::ceil(kaiser_filter::length_for((stop_hz_ - kPassHz) / kAudioRate,
-                                                  kAttenuationDb) /
-                        2))},
+          half_{static_cast<int64_t>(std::ceil(
+              kaiser_filter::length_for((stop_hz_ - kPassHz) / kAudioRate, kAttenuationDb) / 2))},
           response_{(stop_hz_ + kPassHz) / 2 / kAudioRate, static_cast<double>(half_),
                     kAttenuationDb}
     {
+        assert(2 * static_cast<std::size_t>(half_) <= kMostTaps);
     }
 
     /// Makes the taps for outputs that lie `behind` an input, in samples of the input.

@@ -89,7 +89,8 @@ void push(stream *stream, int32_t frames)
         for (std::size_t i = 0; i < count; ++i)
             stream->frames[stream->channels * i + channel] =
                 stream->input[kMostFrames * channel + i];
-    const auto heard = stream->loudest.put(std::span{stream->frames}.first(stream->channels * count));
+    const auto heard =
+        stream->loudest.put(std::span{stream->frames}.first(stream->channels * count));
     tonelink_receiver_push_f32(stream->receiver, heard.data(), heard.size(), 1);
 }
 

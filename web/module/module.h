@@ -1,5 +1,5 @@
-// What the module of WebAssembly gives to JavaScript (web/tonelink/wasm.js), by these names. Records
-// and rows lie in the module's memory; numbers are what both languages have.
+// What the module of WebAssembly gives to JavaScript (web/tonelink/wasm.js), by these names.
+// Records and rows lie in the module's memory; numbers are what both languages have.
 #pragma once
 
 #include <cstdint>

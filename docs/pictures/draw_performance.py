@@ -139,6 +139,12 @@ print(1e6 * (time.perf_counter() - begin))
     return *sizes, statistics.median(times)
 
 
+def in_a_browser():
+    """The section as it stands: web/bench.js measures it, which needs another compiler and Node."""
+    text = (HERE.parent / "performance.md").read_text()
+    return text[text.index("## In a browser\n"):text.index("## Memory and size\n")]
+
+
 def machine(data):
     cpu = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
     compiler = re.search(r"CMAKE_CXX_COMPILER:[A-Z]+=(.*)", (BUILD / "CMakeCache.txt").read_text())
@@ -242,7 +248,7 @@ Both lengths, in blocks of 10 ms, by the fastest vectors of this processor.
 
 {library}
 
-## Memory and size
+{in_a_browser()}## Memory and size
 
 | what | how much |
 |---|---|

@@ -123,6 +123,24 @@ test('a receiver is closed and answers, and the example sends', async () => {
     });
 });
 
+test('a receiver that breaks on the audio thread lets nobody wait', async () => {
+    const breaking = `
+        import { createReceiver, openMicrophone } from 'tonelink';
+        const empty = new Uint8Array([0, 97, 115, 109, 1, 0, 0, 0]); // a module without functions
+        const errors = [];
+        const receiver = await createReceiver(await openMicrophone(), {
+            module: await WebAssembly.compile(empty),
+            onerror: ({ code }) => errors.push(code),
+        });
+        await receiver.report().catch(({ code }) => errors.push(code));
+        await receiver.close();
+        console.log(errors.join());`;
+    await visit(breaking, pairing(), [allow], async (tab, lines) => {
+        await until(() => lines.some((line) => line.startsWith('receiver-failed')));
+        assert.ok(lines.includes('receiver-failed,receiver-failed'), lines.join('\n'));
+    });
+});
+
 test('a browser that may not hear says so', async () => {
     const [hearing] = await examples();
     await visit(hearing, pairing(), ['--deny-permission-prompts'], async (tab, lines) => {

@@ -34,11 +34,12 @@ class Receiver {
     #isOurs; // the context
     #source;
     #node;
-    #waiting = new Map(); // of report(): what is told the answer, by number
+    #waiting = new Map(); // of report(): the promises' ends, by number
     #asked = 0;
     #closing = null;
     #lastReport = null;
     #resolveClosed = null;
+    #failure = null;
 
     constructor(context, isOurs, source, node, options) {
         this.#context = context;
@@ -49,8 +50,7 @@ class Receiver {
         this.onreport = options.onreport ?? null;
         this.onerror = options.onerror ?? null;
         node.port.onmessage = ({ data }) => this.#take(data);
-        node.onprocessorerror = () =>
-            this.onerror?.(new ToneLinkError('receiver-failed', 'the receiver stopped'));
+        node.onprocessorerror = () => this.#fail();
         source.connect(node);
     }
 
@@ -68,7 +68,7 @@ class Receiver {
         } else if (type === 'report') {
             this.onreport?.(report);
         } else if (type === 'answer') {
-            this.#waiting.get(id)(report);
+            this.#waiting.get(id).resolve(report);
             this.#waiting.delete(id);
         } else if (type === 'closed') {
             this.#lastReport = report;
@@ -76,15 +76,25 @@ class Receiver {
         }
     }
 
+    /** The audio thread's end stopped by an error of its own: nobody shall wait for it. */
+    #fail() {
+        this.#failure = new ToneLinkError('receiver-failed', 'the receiver stopped');
+        for (const { reject } of this.#waiting.values()) reject(this.#failure);
+        this.#waiting.clear();
+        this.#resolveClosed?.();
+        this.onerror?.(this.#failure);
+    }
+
     /** Asks what reaches the receiver; once it is closed, what did. */
     async report() {
         if (this.#closing !== null) {
             await this.#closing;
-            return this.#lastReport;
+            if (this.#lastReport !== null) return this.#lastReport;
         }
-        return new Promise((resolve) => {
+        if (this.#failure !== null) throw this.#failure;
+        return new Promise((resolve, reject) => {
             const id = ++this.#asked;
-            this.#waiting.set(id, resolve);
+            this.#waiting.set(id, { resolve, reject });
             this.#node.port.postMessage({ type: 'report', id });
         });
     }
@@ -96,11 +106,13 @@ class Receiver {
     }
 
     async #close() {
-        const closed = new Promise((resolve) => {
-            this.#resolveClosed = resolve;
-        });
-        this.#node.port.postMessage({ type: 'close' });
-        await closed;
+        if (this.#failure === null) {
+            const closed = new Promise((resolve) => {
+                this.#resolveClosed = resolve;
+            });
+            this.#node.port.postMessage({ type: 'close' });
+            await closed;
+        }
         this.#source.disconnect(this.#node);
         this.#node.port.close();
         if (this.#isOurs) await this.#context.close();
@@ -139,7 +151,8 @@ export async function createReceiver(stream, options = {}) {
             },
         });
         const receiver = new Receiver(context, options.context === undefined, source, node, options);
-        await context.resume();
+        // Where the browser waits for a click or a key, this ends with that: it is not waited for.
+        if (options.context === undefined) context.resume();
         return receiver;
     } catch (error) {
         if (options.context === undefined) await context.close();

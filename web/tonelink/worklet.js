@@ -36,8 +36,9 @@ class ToneLinkProcessor extends AudioWorkletProcessor {
             this.port.postMessage({ type: 'heard', heard });
     }
 
-    process([channels]) {
+    process(inputs) {
         if (!this.isOpen) return false;
+        const channels = inputs[0];
         // Without channels nothing is connected, or it is muted: the time goes on in silence.
         const frames = channels.length > 0 ? channels[0].length : 128;
         if (channels.length > 0) this.receiver.push(channels);

@@ -153,6 +153,7 @@ int32_t burst_length(int32_t sample_rate)
 float *burst_at(int32_t sample_rate)
 {
     const auto count = static_cast<std::size_t>(burst_length(sample_rate));
+    if (count == 0) return nullptr;
     auto *const samples = static_cast<float *>(std::calloc(count, sizeof(float)));
     if (samples != nullptr) burst_at_rate(burst, sample_rate, {samples, count});
     return samples;

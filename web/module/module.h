@@ -66,7 +66,8 @@ TONELINK_MODULE_EXPORT("make_burst") const int16_t *make_burst(int32_t nbits);
 /// How many samples the burst has at a rate of 42000 to 384000 Hz; 0 at another.
 TONELINK_MODULE_EXPORT("burst_length") int32_t burst_length(int32_t sample_rate);
 
-/// The burst that was made last at such a rate, -1 to 1: to be released. Null without memory.
+/// The burst that was made last at such a rate, -1 to 1: to be released. Null at another
+/// rate, and without memory.
 TONELINK_MODULE_EXPORT("burst_at") float *burst_at(int32_t sample_rate);
 
 TONELINK_MODULE_EXPORT("release") void release(float *samples);

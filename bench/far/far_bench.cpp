@@ -2,11 +2,15 @@
 // and, for a few of its cells, its definition; a candidate by its number of copies.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "far/busy_sounds.h"
 #include "far/far_search.h"
+#include "far/own_time.h"
+#include "link/everyday_sounds.h"
 #include "receiver/far/far_receiver.h"
 #include "receiver/far/path_odds.h"
 #include "receiver/far/reference/pilot_energy.h"
@@ -32,37 +36,68 @@ std::vector<float_complex> noise(std::size_t seconds)
     return samples;
 }
 
+/// Half a minute of a source that gives 16 bits a second at a time.
+template <class Source> std::vector<float_complex> sound_of()
+{
+    Source source{/*seed=*/1};
+    bench::sound all;
+    for (int second = 0; second < 30; ++second) {
+        const auto block = source.next();
+        all.insert(all.end(), block.begin(), block.end());
+    }
+    return bench::baseband_of(all);
+}
+
+std::vector<float_complex> many_bursts()
+{
+    return bench::baseband_of(bench::make_mixed_scene(/*senders=*/12, /*seed=*/1).samples);
+}
+
+/// Beside the mean: how much the worst of the blocks of 10 ms took, and 99 of 100.
 void receive(benchmark::State &state, const std::vector<float_complex> &samples)
 {
     const auto receiver = std::make_unique<far_receiver>(message_lengths::both, stages_of(state));
+    std::vector<double> ticks;
     std::size_t at = 0, done = 0;
     for (auto _ : state) {
         for (std::size_t n = 0; n < kSecond; n += kTick, at += kTick) {
             if (at + kTick > samples.size()) at = 0;
+            const double begun = bench::own_microseconds();
             receiver->put(std::span{samples}.subspan(at, kTick));
+            ticks.push_back(bench::own_microseconds() - begun);
             for (far_message heard; receiver->take(heard);) benchmark::DoNotOptimize(heard);
         }
         ++done;
     }
     state.SetLabel(stages_of(state).name);
-    state.counters["trials/s"] =
-        double(receiver->trials().trials()) / double(std::max<std::size_t>(done, 1));
+    const auto per_second = [&](std::int64_t count) {
+        return double(count) / double(std::max<std::size_t>(done, 1));
+    };
+    state.counters["trials/s"] = per_second(receiver->trials().trials());
+    std::ranges::sort(ticks);
+    state.counters["us_99"] = ticks[ticks.size() * 99 / 100];
+    state.counters["us_most"] = ticks.back();
 }
 
-void BM_SecondOfNoise(benchmark::State &state)
+template <std::vector<float_complex> (*Make)()> void BM_Second(benchmark::State &state)
 {
-    static const auto samples = noise(60);
+    static const auto samples = Make();
     receive(state, samples);
 }
-BENCHMARK(BM_SecondOfNoise)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);
-
-void BM_SecondOfManyBursts(benchmark::State &state)
-{
-    static const auto samples =
-        bench::baseband_of(bench::make_mixed_scene(/*senders=*/12, /*seed=*/1).samples);
-    receive(state, samples);
-}
-BENCHMARK(BM_SecondOfManyBursts)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);
+std::vector<float_complex> minute_of_noise() { return noise(60); }
+#define TONELINK_SECOND(NAME, MAKE)                                                                \
+    BENCHMARK(BM_Second<MAKE>)                                                                     \
+        ->Name("BM_SecondOf" NAME)                                                                 \
+        ->Arg(4)                                                                                   \
+        ->Arg(8)                                                                                   \
+        ->Unit(benchmark::kMillisecond)
+TONELINK_SECOND("Noise", minute_of_noise);
+TONELINK_SECOND("ManyBursts", many_bursts);
+TONELINK_SECOND("Sweeps", sound_of<bench::sweep_source>);
+TONELINK_SECOND("KeyedTones", sound_of<bench::keyed_source>);
+TONELINK_SECOND("Speech", sound_of<bench::speech_source>);
+TONELINK_SECOND("Music", sound_of<bench::music_source>);
+#undef TONELINK_SECOND
 
 void BM_SecondOfDetection(benchmark::State &state)
 {

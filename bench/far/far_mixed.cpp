@@ -11,9 +11,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include <time.h>
-
 #include "far/far_search.h"
+#include "far/own_time.h"
 #include "receiver/far/far_receiver.h"
 
 namespace tonelink::bench {
@@ -27,14 +26,6 @@ struct outcome {
     std::vector<double> ticks; // microseconds
     std::array<path_queue::tally, path_queue::kDecades> tallies{};
 };
-
-/// Of the processor, spent on this thread: other programs do not count.
-double own_microseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return double(now.tv_sec) * 1e6 + double(now.tv_nsec) * 1e-3;
-}
 
 void listen(const mixed_scene &scene, outcome &result)
 {

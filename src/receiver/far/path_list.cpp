@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 
 namespace tonelink {
 
@@ -9,6 +10,8 @@ namespace {
 
 /// Of a state that no path reaches.
 constexpr float kUnreached = -1e30f;
+/// A path through such a state loses more.
+constexpr float kMostLoss = -kUnreached / 2;
 
 } // namespace
 
@@ -16,18 +19,23 @@ void path_list::begin(const code_values &values, std::size_t most)
 {
     assert(most <= kMostPaths);
     steps_ = values.steps;
-    metrics_[0].fill(kUnreached);
-    metrics_[0][0] = 0;
+    std::array<float, kStates> metrics, before;
+    metrics.fill(kUnreached);
+    metrics[0] = 0;
     for (std::size_t t = 0; t < steps_; ++t) {
-        branches_[t] = branch_metrics(values.of[t]);
+        const std::array<float, 8> branches = branch_metrics(values.of[t]);
+        before = metrics;
         for (std::size_t state = 0; state < kStates; ++state) {
-            const float branch = branches_[t][pattern_of(state)];
-            const std::size_t before = predecessor_of(state);
-            metrics_[t + 1][state] =
-                std::max(metrics_[t][before] + branch, metrics_[t][before + kOldestBit] - branch);
+            const float branch = branches[pattern_of(state)];
+            const float straight = before[predecessor_of(state)] + branch;
+            const float opposite = before[predecessor_of(state) + kOldestBit] - branch;
+            metrics[state] = std::max(straight, opposite);
+            leads_[t][state] = straight - opposite;
         }
     }
+    best_ = metrics[0];
     missing_ = most;
+    most_loss_ = kMostLoss;
     queue_[0] = {0, static_cast<uint8_t>(steps_), 0, {}};
     queued_ = 1;
 }
@@ -36,11 +44,13 @@ void path_list::begin(const code_values &values, std::size_t most)
 void path_list::offer(const detour &path)
 {
     if (queued_ == queue_.size()) {
-        const auto kept = static_cast<std::ptrdiff_t>(std::min(missing_, kMostPaths));
+        const auto kept = static_cast<std::ptrdiff_t>(missing_);
         std::nth_element(queue_.begin(), queue_.begin() + kept, queue_.end(),
                          [](const detour &a, const detour &b) { return a.loss < b.loss; });
-        queued_ = static_cast<std::size_t>(kept);
+        most_loss_ = queue_[missing_].loss;
+        queued_ = missing_;
         std::make_heap(queue_.begin(), queue_.begin() + kept, is_worse);
+        if (path.loss >= most_loss_) return;
     }
     queue_[queued_++] = path;
     std::push_heap(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(queued_), is_worse);
@@ -54,24 +64,18 @@ bool path_list::next()
     std::pop_heap(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(queued_), is_worse);
     const detour path = queue_[--queued_];
     --missing_;
-    metric_ = metrics_[steps_][0] - path.loss;
+    metric_ = best_ - path.loss;
     bits_ = path.bits;
     std::size_t state = path.state;
     for (std::size_t t = path.step; t-- > 0;) {
         if ((state & 1) != 0) bits_.set(t);
-        const float branch = branches_[t][pattern_of(state)];
-        const std::size_t before = predecessor_of(state);
-        const float straight = metrics_[t][before] + branch;
-        const float opposite = metrics_[t][before + kOldestBit] - branch;
-        const bool goes_straight = straight >= opposite;
-        const float other = goes_straight ? opposite : straight;
-        if (other > kUnreached / 2) {
-            const float loss =
-                path.loss + (goes_straight ? straight - opposite : opposite - straight);
-            const std::size_t leads_to = goes_straight ? before + kOldestBit : before;
-            offer({loss, static_cast<uint8_t>(t), static_cast<uint8_t>(leads_to), bits_});
-        }
-        state = goes_straight ? before : before + kOldestBit;
+        const float lead = leads_[t][state];
+        const std::size_t straight = predecessor_of(state), opposite = straight + kOldestBit;
+        const float loss = path.loss + std::abs(lead);
+        if (loss < most_loss_)
+            offer({loss, static_cast<uint8_t>(t),
+                   static_cast<uint8_t>(lead >= 0 ? opposite : straight), bits_});
+        state = lead >= 0 ? straight : opposite;
     }
     return true;
 }

@@ -48,12 +48,15 @@ private:
 
     void offer(const detour &path);
 
-    std::array<std::array<float, kStates>, kMostSteps + 1> metrics_;
-    std::array<std::array<float, 8>, kMostSteps> branches_;
+    /// What the better branch into each state is ahead of the other one by; below 0 where the
+    /// better one comes from the predecessor whose oldest bit is 1.
+    std::array<std::array<float, kStates>, kMostSteps> leads_;
     std::size_t steps_ = 0;
     std::size_t missing_ = 0; // paths that may still be asked for
     std::array<detour, 2 * kMostPaths> queue_;
     std::size_t queued_ = 0;
+    float most_loss_ = 0; // what loses as much cannot come any more
+    float best_ = 0;      // the best path's metric
     path_bits bits_;
     float metric_ = 0;
 };

@@ -65,16 +65,24 @@ void likely_paths::begin(const code_values &values, double probability, double l
     sum_ = 0;
 }
 
+void likely_paths::begin_with(float metric)
+{
+    best_ = metric;
+    of_all_ = std::exp(log_sum_ - double{metric} / 2);
+}
+
 bool likely_paths::find(std::size_t count)
 {
     for (std::size_t n = 0; n < count; ++n) {
         if (!list_.next()) return false;
-        if (count_ == 0) best_ = list_.metric();
+        if (count_ == 0) begin_with(list_.metric());
         const float weight = std::exp((list_.metric() - best_) / (2 * kTemperature));
         bits_[count_] = list_.bits();
         weights_[count_] = weight;
         sum_ += double{weight};
         ++count_;
+        // The sum only grows: when even the best path is not worth a trial, none will be.
+        if (probability(0) < path_queue::kLeastProbable) return false;
         const double left = double{weight} * static_cast<double>(path_list::kMostPaths - count_);
         if (left < kShareLeft * sum_ && probability(count_ - 1) < path_queue::kLeastProbable)
             return false;
@@ -84,9 +92,7 @@ bool likely_paths::find(std::size_t count)
 
 float likely_paths::probability(std::size_t n) const
 {
-    // Among all words of the code, too, by metrics that are taken at their word.
-    const double of_all = std::exp(log_sum_ - double{best_} / 2);
-    return static_cast<float>(probability_ * double{weights_[n]} / std::max(sum_, of_all));
+    return static_cast<float>(probability_ * double{weights_[n]} / std::max(sum_, of_all_));
 }
 
 } // namespace tonelink

@@ -46,6 +46,8 @@ public:
     float probability(std::size_t n) const;
 
 private:
+    void begin_with(float metric);
+
     path_list list_;
     std::array<path_bits, path_list::kMostPaths> bits_;
     std::array<float, path_list::kMostPaths> weights_; // falling from 1
@@ -53,6 +55,9 @@ private:
     double probability_ = 0;
     double log_sum_ = 0;
     float best_ = 0; // the first path's metric
+    /// What the weights of all words of the code add up to, by metrics that are taken at their
+    /// word.
+    double of_all_ = 0;
     double sum_ = 0; // of the weights
 };
 

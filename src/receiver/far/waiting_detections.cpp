@@ -21,11 +21,6 @@ constexpr float kSideLater = 12;
 
 constexpr int64_t kSecond = kAudioRate / int64_t{kInterpolation}; // baseband samples
 
-bool is_less_promising(const waiting_detection &a, const waiting_detection &b)
-{
-    return a.rank() < b.rank();
-}
-
 } // namespace
 
 float waiting_detection::rank() const
@@ -38,23 +33,30 @@ float waiting_detection::rank() const
 
 bool waiting_detections::put(const waiting_detection &waiting, waiting_detection &gone)
 {
+    const float rank = waiting.rank();
     if (count_ < waiting_.size()) {
+        ranks_[count_] = rank;
         waiting_[count_++] = waiting;
         return false;
     }
     gone = waiting;
-    const auto least = std::min_element(waiting_.begin(), waiting_.end(), is_less_promising);
-    if (is_less_promising(*least, gone)) std::swap(gone, *least);
+    const auto least = std::min_element(ranks_.begin(), ranks_.end());
+    if (*least < rank) {
+        *least = rank;
+        std::swap(gone, waiting_[static_cast<std::size_t>(least - ranks_.begin())]);
+    }
     return true;
 }
 
 bool waiting_detections::take(waiting_detection &waiting)
 {
     if (count_ == 0) return false;
-    const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count_);
-    const auto best = std::max_element(waiting_.begin(), end, is_less_promising);
-    waiting = *best;
-    *best = waiting_[--count_];
+    const auto end = ranks_.begin() + static_cast<std::ptrdiff_t>(count_);
+    const auto best =
+        static_cast<std::size_t>(std::max_element(ranks_.begin(), end) - ranks_.begin());
+    waiting = waiting_[best];
+    waiting_[best] = waiting_[--count_];
+    ranks_[best] = ranks_[count_];
     return true;
 }
 

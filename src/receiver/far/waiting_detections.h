@@ -14,6 +14,7 @@ struct waiting_detection {
     int64_t since = 0;         ///< when it was detected, in baseband samples
     bool is_side_peak = false; ///< of what was heard
 
+    /// How promising it is.
     float rank() const;
 };
 
@@ -31,12 +32,17 @@ public:
     /// Decides anew which ones are side peaks.
     template <class Condition> void mark_side_peaks(const Condition &is_side_peak)
     {
-        for (std::size_t n = 0; n < count_; ++n)
+        for (std::size_t n = 0; n < count_; ++n) {
             waiting_[n].is_side_peak = is_side_peak(waiting_[n].found);
+            ranks_[n] = waiting_[n].rank();
+        }
     }
 
 private:
-    std::array<waiting_detection, 64> waiting_;
+    static constexpr std::size_t kMost = 64;
+
+    std::array<waiting_detection, kMost> waiting_;
+    std::array<float, kMost> ranks_; // theirs
     std::size_t count_ = 0;
 };
 

@@ -1,7 +1,7 @@
 #include "receiver/far/burst_detector.h"
 
 #include <algorithm>
-#include <cmath>
+#include <cstring>
 
 namespace tonelink {
 
@@ -28,27 +28,20 @@ constexpr int64_t kLongestPause = 2200;
 
 constexpr std::size_t kWriteCopies = 5;
 
-/// A perfect burst has about 335.
-constexpr float kMostEnergy = 1000;
+/// A perfect burst has about 335, more where its subcarriers differ. A sum of five fits 16 bits.
+constexpr float kMostEnergy = 800;
 constexpr float kRounding = 0.5f; // to the nearest step of the map
 
-/// How many places before the newest copy another one lies.
-int64_t distance_of(std::size_t copies, std::size_t offset)
-{
-    return std::llround(kCopyDistance * static_cast<double>(copies) / (1 + offset_of(offset)));
-}
-
-/// Where a place before the block's first hop lies: hops back, and the delay.
-struct map_place {
-    int64_t hop;
-    std::size_t delay;
-};
-map_place split(int64_t place)
-{
-    constexpr int64_t kHop = kMapHop;
-    const int64_t hop = (place >= 0 ? place : place - (kHop - 1)) / kHop;
-    return {hop, static_cast<std::size_t>(place - hop * kHop)};
-}
+/// How many places before the newest copy another one lies, by offsets.
+constexpr auto kDistances = [] {
+    std::array<std::array<int64_t, kWriteCopies + 1>, kMapOffsets> distances{};
+    for (std::size_t offset = 0; offset < kMapOffsets; ++offset)
+        for (std::size_t copies = 0; copies <= kWriteCopies; ++copies)
+            distances[offset][copies] = static_cast<int64_t>(
+                kCopyDistance * static_cast<double>(copies) / (1 + offset_of(offset)) + 0.5);
+    return distances;
+}();
+int64_t distance_of(std::size_t copies, std::size_t offset) { return kDistances[offset][copies]; }
 
 float threshold_of(std::size_t copies)
 {
@@ -77,8 +70,7 @@ copy_set detection::places() const
 void burst_detector::restart()
 {
     map_.restart();
-    for (auto &offset : columns_)
-        for (column &delay : offset) delay.fill(0);
+    for (row &offset : rows_) offset.fill(0);
     singles_.restart();
     pairs_.restart();
     writes_.restart();
@@ -110,44 +102,38 @@ bool burst_detector::take(detection &found)
 float burst_detector::energy(std::size_t offset, int64_t place) const
 {
     const int64_t end = map_.first_place() + pilot_map::kBlock;
-    if (place < 0 || place >= end || place < end - int64_t{kColumns * kMapHop}) return 0;
-    const map_place at = split(place);
-    return kStep * columns_[offset][at.delay][static_cast<std::size_t>(at.hop) % kColumns];
+    if (place < 0 || place >= end || place < end - int64_t{kPlaces}) return 0;
+    return kStep * rows_[offset][static_cast<std::size_t>(place) % kPlaces];
 }
 
 void burst_detector::keep_block()
 {
-    const auto first = static_cast<std::size_t>(map_.first_place() / int64_t{kMapHop}) % kColumns;
+    const auto first = static_cast<std::size_t>(map_.first_place()) % kPlaces;
     for (std::size_t offset = 0; offset < kMapOffsets; ++offset) {
+        block_sums block;
         for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
             const auto &energies = map_.energies(offset, delay);
-            row values;
             for (std::size_t hop = 0; hop < kMapHops; ++hop)
-                values[hop] = static_cast<uint16_t>(
-                    std::min(energies[hop], kMostEnergy) * (1 / kStep) + kRounding);
-            column &kept = columns_[offset][delay];
-            std::copy(values.begin(), values.end(),
-                      kept.begin() + static_cast<std::ptrdiff_t>(first));
-            if (first == 0) std::copy(values.begin(), values.end(), kept.end() - kMapHops);
+                block[kMapHop * hop + delay] = static_cast<uint16_t>(static_cast<int>(
+                    std::min(energies[hop], kMostEnergy) * (1 / kStep) + kRounding));
         }
+        row &kept = rows_[offset];
+        std::copy(block.begin(), block.end(), kept.begin() + static_cast<std::ptrdiff_t>(first));
+        if (first == 0) std::copy(block.begin(), block.end(), kept.end() - kBlockPlaces);
     }
 }
 
 /// Of bursts of which the newest copy lies in the newest block.
 void burst_detector::sum_copies()
 {
-    const auto newest = static_cast<std::size_t>(map_.first_place() / int64_t{kMapHop}) % kColumns;
+    const auto newest = static_cast<std::size_t>(map_.first_place()) % kPlaces;
     for (std::size_t offset = 0; offset < kMapOffsets; ++offset) {
         block_sums sums{};
         for (std::size_t copy = 0; copy < kWriteCopies; ++copy) {
-            const map_place at = split(-distance_of(copy, offset));
-            for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
-                const std::size_t later = at.delay + delay;
-                const std::size_t from =
-                    newest + kColumns - static_cast<std::size_t>(-at.hop) + later / kMapHop;
-                const uint16_t *energies = &columns_[offset][later % kMapHop][from % kColumns];
-                for (std::size_t hop = 0; hop < kMapHops; ++hop) sums[delay][hop] += energies[hop];
-            }
+            const auto back = static_cast<std::size_t>(distance_of(copy, offset));
+            const uint16_t *energies = &rows_[offset][(newest + kPlaces - back) % kPlaces];
+            for (std::size_t place = 0; place < kBlockPlaces; ++place)
+                sums[place] = static_cast<uint16_t>(sums[place] + energies[place]);
             if (copy == 0) offer(singles_, kSingleThreshold, sums, offset);
             if (copy == 1) offer(pairs_, kPairThreshold, sums, offset);
         }
@@ -159,22 +145,29 @@ void burst_detector::sum_copies()
 void burst_detector::offer(peak_picker &picker, float threshold, const block_sums &sums,
                            std::size_t offset) const
 {
-    const auto limit = static_cast<uint32_t>(threshold / kStep);
-    uint32_t most = 0;
-    for (const auto &delay : sums)
-        for (const uint32_t sum : delay) most = std::max(most, sum);
+    const auto limit = static_cast<uint16_t>(threshold / kStep);
+    uint16_t most = 0;
+    for (const uint16_t sum : sums) most = std::max(most, sum);
     if (most < limit) return;
-    for (std::size_t hop = 0; hop < kMapHops; ++hop) {
-        for (std::size_t delay = 0; delay < kMapDelays; ++delay) {
-            const uint32_t sum = sums[delay][hop];
-            if (sum < limit || (delay > 0 && sums[delay - 1][hop] > sum) ||
-                (delay + 1 < kMapDelays && sums[delay + 1][hop] > sum))
-                continue;
-            const int64_t place = map_.first_place() +
-                                  int64_t{kMapHop} * static_cast<int64_t>(hop) +
-                                  static_cast<int64_t>(delay);
-            picker.offer({place, static_cast<int>(offset), static_cast<float>(sum) * kStep});
-        }
+    // Most cells are no peaks: these are found side by side, without a branch.
+    std::array<uint16_t, kBlockPlaces + 2> between{}; // zeros at both ends
+    std::copy(sums.begin(), sums.end(), between.begin() + 1);
+    std::array<uint16_t, kBlockPlaces> peaks;
+    for (std::size_t place = 0; place < kBlockPlaces; ++place) {
+        const uint16_t before = between[place], sum = between[place + 1],
+                       after = between[place + 2];
+        const uint16_t least = std::max(std::max(before, after), limit);
+        peaks[place] = sum >= least ? sum : uint16_t{0};
+    }
+    constexpr std::size_t kTogether = sizeof(uint64_t) / sizeof(uint16_t);
+    for (std::size_t first = 0; first < kBlockPlaces; first += kTogether) {
+        uint64_t any = 0;
+        std::memcpy(&any, &peaks[first], sizeof any);
+        if (any == 0) continue;
+        for (std::size_t place = first; place < first + kTogether; ++place)
+            if (peaks[place] != 0)
+                picker.offer({map_.first_place() + static_cast<int64_t>(place),
+                              static_cast<int>(offset), static_cast<float>(peaks[place]) * kStep});
     }
 }
 

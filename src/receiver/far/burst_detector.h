@@ -43,13 +43,13 @@ public:
     float energy(std::size_t offset, int64_t place) const;
 
 private:
-    static constexpr std::size_t kColumns = 544; // hops: four copies back, and a block
-    static constexpr float kStep = 1.0f / 64;    // of the map's numbers
+    static constexpr std::size_t kBlockPlaces = kSymbolSamples;
+    static constexpr std::size_t kPlaces = 68 * kBlockPlaces; // four copies back, and a block
+    static constexpr float kStep = 1.0f / 16;                 // of the map's numbers
     static constexpr std::size_t kMostFound = 64;
 
-    using column = std::array<uint16_t, kColumns + kMapHops>; // the first ones again at the end
-    using row = std::array<uint16_t, kMapHops>;
-    using block_sums = std::array<std::array<uint32_t, kMapHops>, kMapDelays>;
+    using row = std::array<uint16_t, kPlaces + kBlockPlaces>; // the first ones again at the end
+    using block_sums = std::array<uint16_t, kBlockPlaces>;
 
     void keep_block();
     void sum_copies();
@@ -61,7 +61,7 @@ private:
     void find(const detection &found);
 
     pilot_map map_;
-    std::array<std::array<column, kMapDelays>, kMapOffsets> columns_;
+    std::array<row, kMapOffsets> rows_; // of the last places, as a ring
     peak_picker singles_, pairs_, writes_;
     std::array<map_cell, 1024> heard_writes_; // peaks over five copies, the last ones, in a ring
     uint64_t heard_count_ = 0;

@@ -223,7 +223,8 @@ transmission transmit(std::size_t bits, std::size_t copies, const far_channel &c
     sound row(sent.before, 0);
     std::size_t at = sent.before;
     for (std::size_t copy = 0; copy < copies; ++copy) {
-        if (copy == 5) at += static_cast<std::size_t>(between(random, 0.1, 0.4) * kRate);
+        if (copy > 0 && copy % 5 == 0)
+            at += static_cast<std::size_t>(between(random, 0.1, 0.4) * kRate);
         add_late(row, burst, at, 1);
         at += kBurstSamples;
     }
@@ -266,13 +267,29 @@ far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &ch
     return scene;
 }
 
+namespace {
+
+constexpr std::size_t kMinute = 60 * 44100;
+
+/// Somewhere in a minute; the noise is to come at the bursts' RMS.
+void add_sender(mixed_scene &scene, std::size_t bits, std::size_t copies,
+                const far_channel &channel, double snr_db, generator &random)
+{
+    const transmission sent = transmit(bits, copies, channel, random);
+    const auto at = static_cast<std::size_t>(
+        between(random, 0, static_cast<double>(kMinute - sent.samples.size())));
+    add_late(scene.samples, sent.samples, at, std::pow(10, snr_db / 20));
+    scene.senders.push_back(
+        {bits, copies, sent.message, snr_db, static_cast<double>(at + sent.samples.size() - 9000)});
+}
+
+} // namespace
+
 mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed)
 {
-    constexpr std::size_t kLength = 60 * 44100;
-    constexpr double kNoise = kBurstRms;
     generator random{seed};
     mixed_scene scene;
-    scene.samples.resize(kLength, 0);
+    scene.samples.resize(kMinute, 0);
     for (std::size_t n = 0; n < senders; ++n) {
         constexpr std::size_t kCopies[] = {1, 1, 1, 2, 5, 10};
         const std::size_t bits = random() % 2 == 0 ? 32 : 48;
@@ -280,14 +297,24 @@ mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed)
         // A quarter is near: the far ones are there beside them.
         const double snr_db = random() % 4 == 0 ? between(random, -10, 15)
                                                 : limit_of(copies) + between(random, -1, 5);
-        const transmission sent = transmit(bits, copies, any_channel(random), random);
-        const auto at = static_cast<std::size_t>(
-            between(random, 0, static_cast<double>(kLength - sent.samples.size())));
-        add_late(scene.samples, sent.samples, at, std::pow(10, snr_db / 20) * kNoise / kBurstRms);
-        scene.senders.push_back({bits, copies, sent.message, snr_db,
-                                 static_cast<double>(at + sent.samples.size() - 9000)});
+        add_sender(scene, bits, copies, any_channel(random), snr_db, random);
     }
-    add_far_noise(scene.samples, kNoise, 0, random);
+    add_far_noise(scene.samples, kBurstRms, 0, random);
+    return scene;
+}
+
+mixed_scene make_weak_scene(std::uint64_t seed)
+{
+    constexpr std::size_t kSingles = 20, kLoop = 40;
+    generator random{seed};
+    mixed_scene scene;
+    scene.samples.resize(kMinute, 0);
+    for (std::size_t n = 0; n <= kSingles; ++n) {
+        const std::size_t bits = random() % 2 == 0 ? 32 : 48;
+        const double snr_db = between(random, -32, -26);
+        add_sender(scene, bits, n < kSingles ? 1 : kLoop, any_channel(random), snr_db, random);
+    }
+    add_far_noise(scene.samples, kBurstRms, 0, random);
     return scene;
 }
 

@@ -49,4 +49,8 @@ struct mixed_scene {
 };
 mixed_scene make_mixed_scene(std::size_t senders, std::uint64_t seed);
 
+/// A minute of bursts too weak to be read, -32 to -26 dB: 20 alone, and a loop, whose copies added
+/// up may at times be read.
+mixed_scene make_weak_scene(std::uint64_t seed);
+
 } // namespace tonelink::bench

@@ -52,6 +52,9 @@ public:
     /// What its trials of the CRC were and what became of them.
     const path_queue &trials() const { return paths_; }
 
+    /// How many candidates it has turned to.
+    uint32_t candidates() const { return number_; }
+
 private:
     static constexpr std::size_t kLengths = 2;
     static constexpr int64_t kNever = INT64_MAX;

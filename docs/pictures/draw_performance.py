@@ -117,6 +117,51 @@ Side by side, by the exact method at 48 kHz beside bursts, a core's time is enou
 receives, and for {streams[cores]["of_a_core"]:.0f} while {cores} do."""
 
 
+def far_method(rows, data):
+    """What the far method costs beside the exact one, for a second of each sound."""
+    counters = {b["run_name"].split("/")[0]: b for b in data["benchmarks"]
+                if b["run_type"] == "iteration"}
+    times = {name.split("/")[0]: time for name, time in rows.items()}
+
+    def second(name):
+        return times[name] / counters[name]["seconds"]
+
+    def least(name, counter):
+        return min(b[counter] for b in data["benchmarks"]
+                   if b["run_type"] == "iteration" and b["run_name"].split("/")[0] == name)
+
+    widths = [w for w in WIDTHS if f"far, noise, {w}" in times]
+    heads = [WIDTHS[w] for w in widths]
+    sounds = ["noise", "many bursts", "sweeps", "keyed tones", "like speech", "like music"]
+    costs = [[sound] + [number(second(f"{method}, {sound}, {w}")) for method in ("exact", "far")
+                        for w in widths]
+             for sound in sounds]
+    blocks = [[sound] + [number(least(f"far, {sound}, {w}", counter)) for w in widths
+                         for counter in ("most_of_99_percent_us", "most_us")]
+              for sound in sounds]
+    direct = second("pilot map, direct form")
+    parts = [["pilot map", number(direct)] +
+             [f"{number(second(f'pilot map, {w}'))} ({direct / second(f'pilot map, {w}'):.0f})"
+              for w in widths],
+             ["pilot map, sums over copies and peaks", ""] +
+             [number(second(f"detection, {w}")) for w in widths]]
+    candidates = [["a candidate"] + [number(times[f"candidate, {n}"]) for n in (1, 2, 5, 10)]]
+    memory = counters[f"far, noise, {widths[0]}"]["memory"] / 1e6
+    return f"""Half a minute of each sound, both lengths, in microseconds a second, without the library's own front end; a part or a
+candidate likewise. Each block's time is the least of five.
+
+{table(["a second of", *(f"{m}, {w}" for m in ("exact", "far") for w in heads)], costs)}
+
+{table(["block of 10 ms", *(f"{what}, {w}" for w in heads for what in ("99 % within", "most"))],
+       blocks)}
+
+{table(["part, for a second of noise", "by its definition, each cell for itself", *heads], parts)}
+
+{table(["from its places to its last path", "1 copy", "2", "5", "10"], candidates)}
+
+The far receiver takes {memory:.2f} MB; nothing of it grows."""
+
+
 def library_facts():
     library = next((BUILD / "src").glob("libtonelink-api.so.*.*.*"))
     receiver = next((BUILD / "src").glob("libtonelink-receiver.so.*.*.*"))
@@ -159,6 +204,7 @@ def main():
     receiver, _ = measured("receiver.json")
     _, start_data = measured("start.json")
     library = receiver_library(*measured("receiver_library.json"))
+    far = far_method(*measured("far.json"))
     widths = [w for w in WIDTHS if f"burst/{w}" in burst]
     heads = ["reference"] + [WIDTHS[w] for w in widths]
 
@@ -247,6 +293,10 @@ Reference to fast, 32 bits in blocks of 44100: {", ".join(
 Both lengths, in blocks of 10 ms, by the fastest vectors of this processor.
 
 {library}
+
+## The far method
+
+{far}
 
 {in_a_browser()}## Memory and size
 

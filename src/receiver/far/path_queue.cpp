@@ -89,10 +89,8 @@ int64_t path_queue::trials() const
 
 path_queue::tally &path_queue::tally_of(float probability)
 {
-    constexpr std::array kBounds = {0.001f, 0.01f, 0.1f};
-    static_assert(kBounds.size() + 1 == kDecades);
-    const auto above = std::upper_bound(kBounds.begin(), kBounds.end(), probability);
-    return tallies_[static_cast<std::size_t>(above - kBounds.begin())];
+    const auto above = std::upper_bound(kRangeBounds.begin(), kRangeBounds.end(), probability);
+    return tallies_[static_cast<std::size_t>(above - kRangeBounds.begin())];
 }
 
 void path_queue::drop(uint32_t candidate)

@@ -57,9 +57,10 @@ public:
         double expected = 0;
         int64_t right = 0;
     };
-    /// By decades of the probability, from 0.0001, 0.001, 0.01 and 0.1 on.
-    static constexpr std::size_t kDecades = 4;
-    const std::array<tally, kDecades> &tallies() const { return tallies_; }
+    /// By ranges of the probability, which begin at 0.0001 and at each of these.
+    static constexpr std::array kRangeBounds = {0.0003f, 0.001f, 0.003f, 0.01f, 0.03f, 0.1f};
+    static constexpr std::size_t kRanges = kRangeBounds.size() + 1;
+    const std::array<tally, kRanges> &tallies() const { return tallies_; }
     /// The CRC of a path that was taken agrees.
     void note_right(const queued_path &path) { ++tally_of(path.probability).right; }
     int64_t trials() const;
@@ -80,7 +81,7 @@ private:
     std::array<queued_path, 2048> queue_; // a heap
     std::size_t count_ = 0;
     int64_t saved_ = 0;
-    std::array<tally, kDecades> tallies_;
+    std::array<tally, kRanges> tallies_;
 
     struct tried_word {
         uint64_t key = 0;

@@ -142,6 +142,68 @@ TEST(FarDetector, FindsWhatTheDefinitionFinds)
     }
 }
 
+/// The picker tells what its rule tells cell by cell, at places of any size, when there is room for
+/// all and when there is not.
+TEST(FarDetector, PeaksHaveNoBetterOneBeside)
+{
+    constexpr std::size_t kRoom = 96;
+    constexpr int64_t kBlock = kSymbolSamples, kReach = 600;
+    const auto weakest = [](std::vector<map_cell> &cells) {
+        return std::ranges::min_element(cells, {}, &map_cell::energy);
+    };
+    const auto is_close = [](const map_cell &a, const map_cell &b) {
+        return std::abs(a.place - b.place) <= peak_picker::kClosePlaces &&
+               std::abs(a.offset - b.offset) <= peak_picker::kCloseOffsets;
+    };
+    generator random{6};
+    for (const int64_t start : {int64_t{0}, (int64_t{1} << 31) - 300, (int64_t{1} << 40) - 300}) {
+        for (const int density : {5, 400}) {
+            peak_picker picker;
+            picker.restart();
+            std::vector<map_cell> plain;
+            int told = 0;
+            bool was_full = false;
+            for (int64_t block = start; block < start + 20 * kBlock; block += kBlock) {
+                for (int n = 0; n < density; ++n) {
+                    const map_cell cell{block + int64_t(random() % kReach),
+                                        int(random() % kMapOffsets), float(random() % 1000)};
+                    picker.offer(cell);
+                    if (plain.size() == kRoom && cell.energy <= weakest(plain)->energy) continue;
+                    if (std::ranges::any_of(plain, [&](const map_cell &other) {
+                            return is_close(other, cell) && other.energy >= cell.energy;
+                        }))
+                        continue;
+                    std::erase_if(plain,
+                                  [&](const map_cell &other) { return is_close(other, cell); });
+                    if (plain.size() == kRoom) {
+                        *weakest(plain) = cell;
+                        was_full = true;
+                    } else {
+                        plain.push_back(cell);
+                    }
+                }
+                const int64_t end = block + kBlock;
+                std::vector<map_cell> peaks;
+                picker.decide(end, [&](const map_cell &peak) { peaks.push_back(peak); });
+                for (const map_cell &peak : peaks) {
+                    ++told;
+                    EXPECT_EQ(std::erase_if(plain,
+                                            [&](const map_cell &cell) {
+                                                return cell.place == peak.place &&
+                                                       cell.offset == peak.offset &&
+                                                       cell.energy == peak.energy;
+                                            }),
+                              1u);
+                }
+                for (const map_cell &cell : plain)
+                    EXPECT_GE(cell.place + peak_picker::kClosePlaces, end);
+            }
+            EXPECT_GT(told, 50);
+            EXPECT_EQ(was_full, density > 5);
+        }
+    }
+}
+
 /// What noise passes for: by the thresholds' own probabilities, and as often with any cut.
 TEST(FarDetector, NoisePassesAsOftenAsThresholdsSay)
 {

@@ -30,7 +30,7 @@ constexpr std::size_t kWriteCopies = 5;
 
 /// A perfect burst has about 335, more where its subcarriers differ. A sum of five fits 16 bits.
 constexpr float kMostEnergy = 800;
-constexpr float kRounding = 0.5f; // to the nearest step of the map
+constexpr float kRounding = 0.5f; // to the nearest whole number
 
 /// How many places before the newest copy another one lies, by offsets.
 constexpr auto kDistances = [] {
@@ -38,7 +38,8 @@ constexpr auto kDistances = [] {
     for (std::size_t offset = 0; offset < kMapOffsets; ++offset)
         for (std::size_t copies = 0; copies <= kWriteCopies; ++copies)
             distances[offset][copies] = static_cast<int64_t>(
-                kCopyDistance * static_cast<double>(copies) / (1 + offset_of(offset)) + 0.5);
+                kCopyDistance * static_cast<double>(copies) / (1 + offset_of(offset)) +
+                double{kRounding});
     return distances;
 }();
 int64_t distance_of(std::size_t copies, std::size_t offset) { return kDistances[offset][copies]; }

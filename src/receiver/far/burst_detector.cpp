@@ -1,6 +1,7 @@
 #include "receiver/far/burst_detector.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace tonelink {

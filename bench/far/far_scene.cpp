@@ -20,11 +20,6 @@ constexpr double kSoundSpeed = 343; // m/s
 constexpr double kSwayHz = 0.7;
 constexpr double kTurn = 2 * std::numbers::pi;
 
-double between(generator &random, double low, double high)
-{
-    return std::uniform_real_distribution<double>{low, high}(random);
-}
-
 /// A burst as transmissions play it.
 sound make_sound(std::uint64_t message, std::size_t bits)
 {
@@ -38,14 +33,6 @@ sound make_sound(std::uint64_t message, std::size_t bits)
     closeBandShift(&shifter);
     filter_output(samples);
     return {samples.begin(), samples.end()};
-}
-
-/// Adds to a sound what it is some samples later.
-void add_late(sound &to, const sound &from, std::size_t late, double gain)
-{
-    if (to.size() < from.size() + late) to.resize(from.size() + late, 0);
-    for (std::size_t n = 0; n < from.size(); ++n)
-        to[n + late] += from[n] * static_cast<float>(gain);
 }
 
 sound with_second_path(const sound &burst, double delay_ms, generator &random)
@@ -159,6 +146,45 @@ sound resampled(const sound &from, double clock, double sway, generator &random)
     return to;
 }
 
+void add_tone(sound &to, double rms, generator &random)
+{
+    const double hz = between(random, 18300, 19900), phase = between(random, 0, 1);
+    for (std::size_t n = 0; n < to.size(); ++n)
+        to[n] +=
+            static_cast<float>(rms * std::numbers::sqrt2 *
+                               std::sin(kTurn * (hz * static_cast<double>(n) / kRate + phase)));
+}
+
+/// Where 95 % arrive from so many copies in white noise.
+double limit_of(std::size_t copies)
+{
+    return copies == 1 ? -19 : copies == 2 ? -21.7 : copies == 5 ? -25.6 : -27.4;
+}
+
+far_channel any_channel(generator &random)
+{
+    const far_channel kinds[] = {
+        {}, {}, {.path_delay = 3}, {.room_seconds = 0.3}, {.rolls_off = true}, {.sway = 0.05}};
+    far_channel channel = kinds[random() % std::size(kinds)];
+    channel.clock_ppm = 900;
+    return channel;
+}
+
+} // namespace
+
+double between(generator &random, double low, double high)
+{
+    return std::uniform_real_distribution<double>{low, high}(random);
+}
+
+/// Adds to a sound what it is some samples later.
+void add_late(sound &to, const sound &from, std::size_t late, double gain)
+{
+    if (to.size() < from.size() + late) to.resize(from.size() + late, 0);
+    for (std::size_t n = 0; n < from.size(); ++n)
+        to[n + late] += from[n] * static_cast<float>(gain);
+}
+
 void add_far_noise(sound &to, double rms, double cutoff, generator &random)
 {
     std::normal_distribution<float> normal{0, static_cast<float>(rms)};
@@ -181,22 +207,14 @@ void add_clicks(sound &to, double rms, generator &random)
         for (std::size_t n = 0; n < kClick; ++n) to[at + n] += normal(random);
 }
 
-void add_tone(sound &to, double rms, generator &random)
+sound at_rate(const sound &from, double rate)
 {
-    const double hz = between(random, 18300, 19900), phase = between(random, 0, 1);
+    static const interpolator interpolate;
+    sound to(static_cast<std::size_t>(static_cast<double>(from.size()) * rate / kRate));
     for (std::size_t n = 0; n < to.size(); ++n)
-        to[n] +=
-            static_cast<float>(rms * std::numbers::sqrt2 *
-                               std::sin(kTurn * (hz * static_cast<double>(n) / kRate + phase)));
+        to[n] = interpolate.at(from, static_cast<double>(n) * kRate / rate);
+    return to;
 }
-
-/// A transmission without noise, silence around it.
-struct transmission {
-    std::uint64_t message;
-    sound samples;
-    double clock;
-    std::size_t before; // silence, in the sender's samples
-};
 
 transmission transmit(std::size_t bits, std::size_t copies, const far_channel &channel,
                       generator &random)
@@ -219,45 +237,31 @@ transmission transmit(std::size_t bits, std::size_t copies, const far_channel &c
     const double rms = std::sqrt(energy / static_cast<double>(kBurstSamples));
     for (float &sample : burst) sample *= static_cast<float>(kBurstRms / rms);
 
-    sent.before = static_cast<std::size_t>(between(random, 12000, 42000));
-    sound row(sent.before, 0);
-    std::size_t at = sent.before;
+    auto at = static_cast<std::size_t>(between(random, 12000, 42000));
+    sound row(at, 0);
     for (std::size_t copy = 0; copy < copies; ++copy) {
         if (copy > 0 && copy % 5 == 0)
             at += static_cast<std::size_t>(between(random, 0.1, 0.4) * kRate);
         add_late(row, burst, at, 1);
+        sent.starts.push_back(static_cast<double>(at));
         at += kBurstSamples;
     }
     row.resize(at + 9000, 0);
     sent.clock = between(random, -channel.clock_ppm, channel.clock_ppm) * 1e-6;
+    if (std::abs(sent.clock) < channel.least_ppm * 1e-6)
+        sent.clock =
+            std::copysign(between(random, channel.least_ppm, channel.clock_ppm) * 1e-6, sent.clock);
+    for (double &start : sent.starts) start /= 1 + sent.clock;
     sent.samples = resampled(row, sent.clock, channel.sway, random);
     return sent;
 }
-
-/// Where 95 % arrive from so many copies in white noise.
-double limit_of(std::size_t copies)
-{
-    return copies == 1 ? -19 : copies == 2 ? -21.7 : copies == 5 ? -25.6 : -27.4;
-}
-
-far_channel any_channel(generator &random)
-{
-    const far_channel kinds[] = {
-        {}, {}, {.path_delay = 3}, {.room_seconds = 0.3}, {.rolls_off = true}, {.sway = 0.05}};
-    far_channel channel = kinds[random() % std::size(kinds)];
-    channel.clock_ppm = 900;
-    return channel;
-}
-
-} // namespace
 
 far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
                      double snr_db, std::uint64_t seed)
 {
     generator random{seed};
     transmission sent = transmit(bits, copies, channel, random);
-    far_scene scene{sent.message, std::move(sent.samples),
-                    static_cast<double>(sent.before) / (1 + sent.clock)};
+    far_scene scene{sent.message, std::move(sent.samples), sent.starts[0]};
     if (channel.has_tone)
         add_tone(scene.samples, kBurstRms * std::pow(10, channel.tone_db / 20), random);
     const double noise = kBurstRms * std::pow(10, -snr_db / 20);

@@ -22,7 +22,33 @@ struct far_channel {
     bool has_tone = false;
     double sway = 0;      ///< a moving listener's greatest speed, m/s
     double clock_ppm = 0; ///< offsets reach so far to either side
+    double least_ppm = 0; ///< and are no smaller than this
 };
+
+/// A message in `copies` bursts, each of RMS 400: ten of them in two writes with a pause between.
+/// Without noise, silence around it.
+struct transmission {
+    std::uint64_t message = 0; ///< the first bit is the most significant of `bits`
+    sound samples;             ///< at 44100 Hz, full scale is 32768
+    double clock = 0;
+    std::vector<double> starts; ///< the first sample of each burst
+};
+transmission transmit(std::size_t bits, std::size_t copies, const far_channel &channel,
+                      generator &random);
+
+double between(generator &random, double low, double high);
+
+/// Adds to a sound what it is some samples later.
+void add_late(sound &to, const sound &from, std::size_t late, double gain);
+
+/// White noise, to a frequency if one is given.
+void add_far_noise(sound &to, double rms, double cutoff, generator &random);
+
+/// Bursts of noise of 2 ms, 0.1 to 0.3 s apart.
+void add_clicks(sound &to, double rms, generator &random);
+
+/// The sound at another rate than 44100 Hz.
+sound at_rate(const sound &from, double rate);
 
 struct far_scene {
     std::uint64_t message = 0; ///< the first bit is the most significant of `bits`

@@ -90,9 +90,8 @@ typedef struct tonelink_heard {
     float snr_db;         /**< its power over that of the noise in its band */
     float clock_ppm;    /**< how much faster than this receiver's the sender's clock runs, in parts
                              per million; to some 5 ppm in a clean stream */
-    int32_t copies;     /**< how many bursts were summed for it, one behind the other or five, a
-                             pause and five; 1 with the exact method. A sum of weak bursts may have
-                             been taken a burst early: `first_sample` is then off by as much */
+    int32_t copies;     /**< how many bursts it was heard from together: one behind the other, or up
+                             to five, a pause and up to five; 1 with the exact method */
     uint32_t methods;   /**< which methods heard it: TONELINK_METHOD_... */
     uint32_t repeats;   /**< how many records of the same message came in the three seconds
                              before: 0 for a program that wants each message once */

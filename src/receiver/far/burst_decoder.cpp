@@ -78,15 +78,6 @@ bool burst_decoder::estimate_again()
     return estimate_channel(expected_, kLearntAgain);
 }
 
-float burst_decoder::snr() const
-{
-    float sum = 0;
-    for (std::size_t s = 0; s < kSymbols; ++s)
-        for (std::size_t i = 0; i < kSubcarriers; ++i)
-            sum += sum_.cells().weight[s][i] * power_of(channel_.channel()[i] * gains_[s]);
-    return sum / static_cast<float>(kSymbols * kSubcarriers * copies().count);
-}
-
 double burst_decoder::read()
 {
     const data_values data = read_data(sum_.cells(), channel_.channel(), channel_.error(), gains_);

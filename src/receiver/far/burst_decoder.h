@@ -2,6 +2,7 @@
 // be its message. The lengths differ from the soft values on.
 #pragma once
 
+#include "receiver/far/copy_evidence.h"
 #include "receiver/far/copy_sum.h"
 #include "receiver/far/forward_backward.h"
 #include "receiver/far/path_list.h"
@@ -56,8 +57,8 @@ public:
 
     const copy_set &copies() const { return refiner_.copies(); }
 
-    /// The power of a burst over the noise's, in the band, as the last estimate has it.
-    float snr() const;
+    /// As the pilots have told it.
+    shared_channel channel() const { return {first_channel_.channel(), first_gains_}; }
 
 private:
     enum class stage { refining, adding, estimating };

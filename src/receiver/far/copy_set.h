@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 
 #include "receiver/symbol_spectra.h"
 
@@ -23,6 +24,18 @@ struct copy_set {
     std::size_t first_of_write(std::size_t copy) const
     {
         return copy < second_write ? 0 : second_write;
+    }
+
+    /// Adds a write of copies at some places, and of `more` behind them.
+    void add_write(std::span<const burst_place> some, std::size_t more)
+    {
+        second_write = count;
+        for (const burst_place &place : some) places[count++] = place;
+        for (; more > 0; --more, ++count) {
+            const burst_place last = places[count - 1];
+            places[count] = {last.first_body + kCopyDistance / (1 + last.clock), last.clock};
+        }
+        if (second_write == 0) second_write = count;
     }
 
     /// Adds a write of `copies`, of which the first has the place given.

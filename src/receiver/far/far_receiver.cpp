@@ -147,7 +147,7 @@ int far_receiver::work()
             return cost;
         }
         current().copies = decoder_.copies();
-        current().snr = decoder_.snr();
+        current().channel = decoder_.channel();
         for (last_look &of : looks_) of.is_alive = false;
         length_ = 0;
         stage_ = stage::looking;
@@ -191,7 +191,6 @@ int far_receiver::estimate()
     const candidate_odds known{current().found.excess(), rate_.per_second(),
                                heard_.have_beside(current().found)};
     looks_[length_] = {true, odds_at_last(known, evidence), decoder_.log_sum(), decoder_.values()};
-    current().snr = decoder_.snr();
     next_length();
     return cost;
 }
@@ -296,16 +295,21 @@ void far_receiver::settle(candidate &of, const code_word &word)
 /// A burst is told once, however many sums it is in.
 void far_receiver::tell(const candidate &of, const code_word &word)
 {
-    const bool is_new = heard_.add(of.copies, of.found.first.energy, word);
+    const bool is_new = !heard_.have_told(of.copies, word);
+    const present_copies present =
+        is_new ? evidence_.look(of.copies, word, of.channel, reader_, sound_)
+               : present_copies{of.copies};
+    heard_.add({of.copies, present.write, of.found.first.energy, word, is_new});
     waiting_.mark_side_peaks([this](const detection &found) { return heard_.have_beside(found); });
     if (!is_new || message_count_ == messages_.size()) return;
+    const burst_place &first = present.write.places[0];
     far_message &message = messages_[message_count_++];
     message.bits = message_of(word.bits, word.message_bits);
     message.length = word.message_bits;
-    message.first_sample = of.copies.places[0].first_sample();
-    message.clock_ppm = static_cast<float>(of.copies.places[0].clock * 1e6);
-    message.snr_db = 10 * std::log10(std::max(of.snr, 1e-9f));
-    message.copies = of.copies.count;
+    message.first_sample = first.first_sample();
+    message.clock_ppm = static_cast<float>(first.clock * 1e6);
+    message.snr_db = 10 * std::log10(present.snr);
+    message.copies = present.count;
 }
 
 } // namespace tonelink

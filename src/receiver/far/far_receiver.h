@@ -67,7 +67,7 @@ private:
         detection found;
         int64_t since = 0; ///< when it was detected
         copy_set copies;
-        float snr = 0;
+        shared_channel channel;
         /// Of the first look, for words that become known later.
         std::array<code_values, kLengths> values;
         std::array<double, kLengths> randomness{};
@@ -92,6 +92,7 @@ private:
 
     burst_detector detector_;
     burst_decoder decoder_;
+    copy_evidence evidence_;
     const cell_reader reader_;
     steady_tones tones_;
     far_sound sound_;

@@ -33,14 +33,13 @@ template <class Condition> bool heard_copies::any_of(const Condition &holds) con
                        holds);
 }
 
-bool heard_copies::add(const copy_set &copies, float energy, const code_word &word)
+void heard_copies::add(const entry &heard) { entries_[count_++ % entries_.size()] = heard; }
+
+bool heard_copies::have_told(const copy_set &copies, const code_word &word) const
 {
-    const bool is_new = !any_of([&](const entry &heard) {
-        return heard.is_told && heard.word == word && are_close(heard.copies, copies, kSameBurst);
+    return any_of([&](const entry &heard) {
+        return heard.is_told && heard.word == word && are_close(heard.write, copies, kSameBurst);
     });
-    entries_[count_++ % entries_.size()] = {copies, energy / static_cast<float>(copies.count), word,
-                                            is_new};
-    return is_new;
 }
 
 bool heard_copies::hold(const detection &found) const
@@ -67,7 +66,8 @@ bool heard_copies::have_beside(const detection &found) const
     const copy_set copies = found.places();
     const float energy = found.first.energy / static_cast<float>(found.copies);
     return any_of([&](const entry &heard) {
-        return energy < kSideShare * heard.energy && are_close(copies, heard.copies, kSideReach);
+        const float of_heard = heard.energy / static_cast<float>(heard.copies.count);
+        return energy < kSideShare * of_heard && are_close(copies, heard.copies, kSideReach);
     });
 }
 

@@ -14,10 +14,20 @@ class heard_copies {
 public:
     void restart() { count_ = 0; }
 
+    struct entry {
+        copy_set copies; ///< as they were detected
+        copy_set
+            write;    ///< those that hold a burst, and those of the same write that may still come
+        float energy; ///< of their pilots, added up
+        code_word word;
+        bool is_told; ///< as a message of its own
+    };
+
     /// Remembers copies that hold a word.
-    /// @param energy  of their pilots, added up
-    /// @returns whether none of them was told before
-    bool add(const copy_set &copies, float energy, const code_word &word);
+    void add(const entry &heard);
+
+    /// Whether one of these copies of a word was told before.
+    bool have_told(const copy_set &copies, const code_word &word) const;
 
     /// Whether a detection is a sum of bursts each of which was heard alone, or two writes of which
     /// one was heard by itself.
@@ -27,13 +37,6 @@ public:
     bool have_beside(const detection &found) const;
 
 private:
-    struct entry {
-        copy_set copies;
-        float energy; ///< of a copy
-        code_word word;
-        bool is_told; ///< as a message of its own
-    };
-
     template <class Condition> bool any_of(const Condition &holds) const;
 
     std::array<entry, 32> entries_; // the last ones, in a ring

@@ -4,18 +4,39 @@
 
 namespace tonelink {
 
+namespace {
+
+/// Tells `tell` the code bits of each step, as a pattern.
+template <class Tell> void encode(const path_bits &word, std::size_t steps, Tell &&tell)
+{
+    std::size_t recent = 0; // the last seven bits, the newest in bit 0
+    for (std::size_t t = 0; t < steps; ++t) {
+        const bool is_tail = t + kTailBits >= steps;
+        recent = (recent << 1 | (is_tail ? 0u : word.bit(t))) & (2 * kStates - 1);
+        // The two predecessors of a state send opposite bits.
+        tell(t, pattern_of(recent % kStates) ^ (recent < kStates ? 0u : 7u));
+    }
+}
+
+} // namespace
+
+expected_bits code_bits_of(const code_word &word)
+{
+    expected_bits bits{};
+    encode(word.bits, steps_of(word.message_bits), [&](std::size_t t, std::size_t pattern) {
+        for (std::size_t k = 0; k < kStepValues; ++k)
+            bits[t][k] = (pattern >> k & 1) != 0 ? 1.0f : -1.0f;
+    });
+    return bits;
+}
+
 float metric_of(const code_values &values, const path_bits &word)
 {
     float sum = 0;
-    std::size_t recent = 0; // the last seven bits, the newest in bit 0
-    for (std::size_t t = 0; t < values.steps; ++t) {
-        const bool is_tail = t + kTailBits >= values.steps;
-        recent = (recent << 1 | (is_tail ? 0u : word.bit(t))) & (2 * kStates - 1);
-        // The two predecessors of a state send opposite bits.
-        const std::size_t pattern = pattern_of(recent % kStates) ^ (recent < kStates ? 0u : 7u);
+    encode(word, values.steps, [&](std::size_t t, std::size_t pattern) {
         for (std::size_t k = 0; k < kStepValues; ++k)
             sum += (pattern >> k & 1) != 0 ? -values.of[t][k] : values.of[t][k];
-    }
+    });
     return sum;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "receiver/far/path_list.h"
+#include "receiver/far/soft_values.h"
 
 namespace tonelink {
 
@@ -17,6 +18,9 @@ struct code_word {
 
     friend bool operator==(const code_word &, const code_word &) = default;
 };
+
+/// What the code makes of a word.
+expected_bits code_bits_of(const code_word &word);
 
 /// The sum of soft values along a word's path, + for a code bit of 0.
 float metric_of(const code_values &values, const path_bits &word);

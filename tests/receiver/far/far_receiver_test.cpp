@@ -247,6 +247,47 @@ TEST(FarReceiver, CopiesAreHeardTogether)
     EXPECT_TRUE(receive(sound, message_lengths::only_32).messages.empty());
 }
 
+/// Far below the noise, too, a record says how strong a burst is and where the first one begins:
+/// not the first one of a sum that holds four bursts and the noise before them. The fifth one
+/// belongs to the same record.
+TEST(FarReceiver, SumsTellLevelAndBeginning)
+{
+    struct sum_case {
+        std::size_t copies;
+        double snr_db;
+    };
+    for (const auto &[copies, snr_db] :
+         {sum_case{1, -18}, {1, -20}, {2, -20}, {2, -22.5}, {5, -22}, {5, -24}, {5, -26}}) {
+        constexpr int kTrials = 8;
+        double over = 0;
+        std::size_t told = 0;
+        for (unsigned trial = 0; trial < kTrials; ++trial) {
+            generator random{100 + trial};
+            const sent_bursts sent{kShortMessage, copies, 60000 + 1111 * std::size_t{trial}};
+            auto sound = sent.samples();
+            add_noise(sound, snr_db, random);
+            const reception heard = receive(sound);
+            std::size_t bursts = 0;
+            for (const far_message &message : heard.messages) {
+                const double before =
+                    (message.first_sample - double(sent.first_sample)) / double{kBurstSamples};
+                EXPECT_NEAR(before, std::round(before), 1e-3) << copies << ' ' << snr_db;
+                EXPECT_GE(std::round(before), 0) << copies << ' ' << snr_db;
+                EXPECT_LE(std::round(before) + double(message.copies), double(copies));
+                bursts += message.copies;
+                over += double{message.snr_db} - (snr_db + 10.3); // in its band
+            }
+            EXPECT_LE(bursts, copies);
+            if (snr_db < -25) {
+                EXPECT_LE(heard.messages.size(), 1u);
+            }
+            told += heard.messages.size();
+        }
+        EXPECT_GE(told, kTrials * 7 / 8) << copies << ' ' << snr_db;
+        EXPECT_NEAR(over / double(told), 0, 0.5) << copies << ' ' << snr_db;
+    }
+}
+
 /// Two senders at once, one in either length and louder: both are heard.
 TEST(FarReceiver, SendersAreHeardBesideEachOther)
 {

@@ -39,6 +39,10 @@ constexpr double kLongestPause = 0.4 * kAudioRate;
 /// A burst by so many dB over its noise is measured as well alone as by the far method.
 constexpr float kClearSnrDb = 3;
 
+/// Both agree where a burst begins when they differ by no more than this: a millisecond, in
+/// samples.
+constexpr double kSamePlace = 1e-3 * kAudioRate;
+
 /// The baseband keeps somewhat more than that, in samples.
 constexpr double kKeptSamples = static_cast<double>(kInterpolation) * (baseband::kKept - 256);
 
@@ -261,7 +265,9 @@ void receiver::tell_far(const far_message &message, const burst_figures &figures
     heard.copies = static_cast<int32_t>(message.copies);
     heard.methods = TONELINK_METHOD_FAR;
     // The far method's own figures are for bursts in noise; of a clear one, the meter's are better.
-    const bool is_clear = message.copies == 1 && figures.snr_db > kClearSnrDb;
+    // Beside a loud tone, which the far method takes out, the meter has no burst to go by.
+    const bool is_clear = message.copies == 1 && figures.snr_db > kClearSnrDb &&
+                          std::abs(figures.first_sample - message.first_sample) < kSamePlace;
     heard.snr_db = is_clear ? figures.snr_db : message.snr_db;
     heard.clock_ppm = is_clear ? figures.clock_ppm : message.clock_ppm;
     heard.level_dbfs =

@@ -182,10 +182,12 @@ TONELINK_API int32_t tonelink_receiver_push_f32(tonelink_receiver *receiver, con
 TONELINK_API int32_t tonelink_receiver_lost(tonelink_receiver *receiver, uint64_t frames);
 
 /**
- * Brings out at once what the exact method has heard already and waits for more sound to be
- * settled: for a stream that stands still, but has not ended. `positions` are then those so far. It
- * takes what the measuring of these bursts takes, a quarter of a millisecond each on a server's
- * core.
+ * Brings out at once what has been heard already and waits to be settled: for a stream that stands
+ * still, but has not ended. Of the exact method that is each burst up to the last sample;
+ * `positions` are then those so far. Of the far method it is what it had still to work off: the
+ * last half second of the sound is on its way through its filters and stays there. It takes what
+ * the measuring of these bursts takes, a quarter of a millisecond each on a server's core, and what
+ * the far method had to do: most often nothing, beside many bursts up to a fifth of a second.
  */
 TONELINK_API int32_t tonelink_receiver_settle(tonelink_receiver *receiver);
 

@@ -162,7 +162,11 @@ void receiver::settle()
     tick_fill_ = 0;
     while (const auto burst = bursts_.take_early(static_cast<uint64_t>(position_)))
         measuring_.add({.heard = *burst, .sample = static_cast<double>(burst->first_sample())});
-    while (!measuring_.empty()) measure(1);
+    while (is_at_work()) {
+        if (far_ != nullptr) far_->put({});
+        take_far();
+        measure(kStepsPerTick);
+    }
 }
 
 bool receiver::is_at_work() const
@@ -230,6 +234,12 @@ void receiver::hear_far()
             samples[count++] = baseband_.at(far_heard_++);
         far_->put(std::span{samples}.first(count));
     }
+    take_far();
+}
+
+void receiver::take_far()
+{
+    if (far_ == nullptr) return;
     for (far_message message; far_->take(message);) {
         // Its noise is measured where the sound is kept: a sum may begin long before.
         const double oldest = static_cast<double>(position_) - kKeptSamples;

@@ -71,6 +71,7 @@ private:
     bool is_at_work() const;
     void hear(std::span<const float> samples);
     void hear_far();
+    void take_far();
     void conclude(const found_burst &burst, const burst_figures &figures);
     void tell_exact(const heard_burst &burst, const burst_figures &figures);
     void tell_far(const far_message &message, const burst_figures &figures);

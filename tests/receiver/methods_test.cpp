@@ -96,6 +96,30 @@ TEST_P(Methods, TheFarOneTellsOfABurstBesideATone)
     EXPECT_NEAR(records[0].snr_db, -7, 2);
 }
 
+/// A stream stands still while the far method has work to do.
+TEST(FarMethod, SettlingWorksItOff)
+{
+    sound all = copies_in_noise(44100, 1, -7);
+    for (const float sample : band_noise(10000, 44100, -40, 12)) all.push_back(sample);
+    int early = 0;
+    for (double behind = 0.45; behind < 0.6; behind += 0.01) {
+        SCOPED_TRACE(behind);
+        const std::size_t stop = frames_in(0.5 + 23170.0 / 44100 + behind, 44100);
+        open_receiver receiver{44100, 0, kFar};
+        receiver.push(std::span{all}.first(stop));
+        auto records = receiver.heard();
+        const std::size_t before = records.size();
+        tonelink_receiver_settle(receiver);
+        for (const tonelink_heard &heard : receiver.heard()) records.push_back(heard);
+        early += records.size() > before ? 1 : 0;
+        tonelink_receiver_flush(receiver);
+        for (const tonelink_heard &heard : receiver.heard()) records.push_back(heard);
+        ASSERT_EQ(records.size(), 1u);
+        EXPECT_NEAR(records[0].seconds, 0.5, 0.001);
+    }
+    EXPECT_GE(early, 1);
+}
+
 TEST(SentSubcarriers, AreThoseOfTheMessage)
 {
     std::array<tonelink_subcarrier, 16 * 61> of_ones, of_zeros, unknown;

@@ -34,7 +34,7 @@ public:
     /// Begins a new stream.
     void restart();
 
-    /// Takes the next samples of the baseband, those of 10 ms or so.
+    /// Takes the next samples of the baseband, those of 10 ms or so; or none, for work that waits.
     void put(std::span<const float_complex> samples);
 
     /// What is put from now on is silence behind the stream's end, for work that is waiting.

@@ -31,6 +31,9 @@ constexpr int kTrialsAtOnce = 256;
 constexpr int64_t kBurstReach = int64_t{kSymbolSamples} * kSymbols;
 constexpr int64_t kReachBefore = 8;
 
+/// Behind the end of a burst the detector needs so many samples to tell of it.
+constexpr int64_t kTimeToDetect = 300;
+
 /// A candidate's samples must still be kept when its slices come to them.
 constexpr double kTimeToRead = 800;
 
@@ -75,6 +78,7 @@ void far_receiver::put(std::span<const float_complex> samples)
         if (cost == 0) break;
         left -= cost;
     }
+    if (is_through() && waiting_.are_none() && stage_ == stage::idle) paths_.release_reserve();
     try_paths();
 }
 
@@ -86,6 +90,11 @@ bool far_receiver::take(far_message &message)
               messages_.begin() + static_cast<std::ptrdiff_t>(message_count_), messages_.begin());
     --message_count_;
     return true;
+}
+
+bool far_receiver::is_through() const
+{
+    return end_ != kNever && sound_.size() > end_ + kTimeToDetect;
 }
 
 // ---- Candidates that wait ---------------------------------------------------------------------

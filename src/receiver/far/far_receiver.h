@@ -73,6 +73,8 @@ private:
         std::array<double, kLengths> randomness{};
         std::array<bool, kLengths> has_values{};
     };
+    /// Whether all of a stream that has ended was looked at for bursts.
+    bool is_through() const;
     void accept_detections();
     bool next_candidate();
 

@@ -6,11 +6,6 @@ namespace tonelink {
 
 namespace {
 
-/// So many of the saved trials are for paths that are this probable: weak ones, of a first copy
-/// perhaps, must not use up what the sum over copies will need.
-constexpr int64_t kReserve = 50;
-constexpr float kWorthReserve = 0.01f;
-
 bool is_less_probable(const queued_path &a, const queued_path &b)
 {
     return a.probability < b.probability;
@@ -33,6 +28,7 @@ void path_queue::restart()
 {
     count_ = 0;
     saved_ = 0;
+    reserve_ = kReserve;
     tallies_.fill({});
     for (auto &set : tried_) set.fill({});
 }
@@ -59,9 +55,9 @@ void path_queue::put(const queued_path &path)
                    is_less_probable);
 }
 
-int64_t path_queue::price(const queued_path &path)
+int64_t path_queue::price(const queued_path &path) const
 {
-    return path.probability >= kWorthReserve ? kSecond : (kReserve + 1) * kSecond;
+    return path.probability >= kWorthReserve ? kSecond : (reserve_ + 1) * kSecond;
 }
 
 bool path_queue::take(queued_path &path, int64_t now)

@@ -38,6 +38,9 @@ public:
     /// Trials are granted for sound that has come.
     void grant(std::size_t samples);
 
+    /// Nothing better will come any more: no saved trial is kept back for it.
+    void release_reserve() { reserve_ = 0; }
+
     /// Takes a path in; of too many the least probable are lost.
     void put(const queued_path &path);
 
@@ -70,8 +73,13 @@ private:
     static constexpr int64_t kSecond = 4410; // baseband samples; also parts of a trial
     static constexpr int64_t kRemembered = 10 * kSecond;
 
+    /// So many of the saved trials are for paths that are this probable: weak ones, of a first copy
+    /// perhaps, must not use up what the sum over copies will need.
+    static constexpr int64_t kReserve = 50;
+    static constexpr float kWorthReserve = 0.01f;
+
     /// What must have been saved for a path to be tried.
-    static int64_t price(const queued_path &path);
+    int64_t price(const queued_path &path) const;
 
     tally &tally_of(float probability);
 
@@ -81,6 +89,7 @@ private:
     std::array<queued_path, 2048> queue_; // a heap
     std::size_t count_ = 0;
     int64_t saved_ = 0;
+    int64_t reserve_ = kReserve;
     std::array<tally, kRanges> tallies_;
 
     struct tried_word {

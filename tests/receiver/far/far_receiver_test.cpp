@@ -198,6 +198,15 @@ TEST(FarReceiver, TrialsAreGrantedAndSpentInOrder)
     EXPECT_EQ(queue->trials(), tried);
     put(0.03f, 0);
     EXPECT_TRUE(queue->take(path, 0));
+    next_word = 10000; // none that was tried
+    while (queue->saved() > 50) {
+        put(0.0005f, 0);
+        ASSERT_TRUE(queue->take(path, 0));
+    }
+    put(0.0005f, 0);
+    EXPECT_FALSE(queue->take(path, 0));
+    queue->release_reserve(); // there are no better ones to come
+    EXPECT_TRUE(queue->take(path, 0));
 }
 
 /// Both lengths, near and far, each burst told once, where it is; also one that ends with the

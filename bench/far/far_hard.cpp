@@ -130,6 +130,11 @@ tally judge(const hard_recording &recording, const std::string &name,
     return result;
 }
 
+std::string name_of(uint64_t seed, std::size_t n)
+{
+    return std::to_string(seed).append("-").append(std::to_string(n));
+}
+
 void write_wav(const hard_recording &recording, const std::string &path)
 {
     std::FILE *file = std::fopen(path.c_str(), "wb");
@@ -163,8 +168,8 @@ void write_all(const std::string &folder, uint64_t seed, const std::vector<hard_
     std::FILE *list = std::fopen((folder + "/sent").c_str(), "a");
     if (list == nullptr) std::abort();
     for (std::size_t n = 0; n < all.size(); ++n) {
-        const std::string name = std::to_string(seed) + "-" + std::to_string(n) + ".wav";
-        write_wav(all[n], folder + "/" + name);
+        const std::string name = name_of(seed, n).append(".wav");
+        write_wav(all[n], std::string{folder}.append("/").append(name));
         std::fprintf(list, "%s\t%s", name.c_str(), all[n].kind.c_str());
         for (const auto &sender : all[n].senders)
             std::fprintf(list, "\t%0*llX", int(sender.bits / 4),
@@ -189,8 +194,7 @@ void run(uint64_t seed, const std::string &folder, bool is_verbose, std::vector<
             });
     }
     for (std::size_t n = 0; n < all.size(); ++n) {
-        const std::string name =
-            std::to_string(seed) + "-" + std::to_string(n) + " (" + all[n].kind + ")";
+        const std::string name = name_of(seed, n).append(" ").append(all[n].kind);
         if (!tallies.contains(all[n].kind)) kinds.push_back(all[n].kind);
         tallies[all[n].kind].add(judge(all[n], name, heard[n], is_verbose));
     }

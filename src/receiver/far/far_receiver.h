@@ -94,10 +94,10 @@ private:
 
     burst_detector detector_;
     burst_decoder decoder_;
-    copy_evidence evidence_;
     const cell_reader reader_;
     steady_tones tones_;
     far_sound sound_;
+    copy_evidence evidence_;
     const message_lengths lengths_;
     stage stage_ = stage::idle;
     int64_t samples_ = 0; // that have come
@@ -108,8 +108,8 @@ private:
 
     std::array<candidate, 32> candidates_; // the last ones, by their numbers
     uint32_t number_ = 0;                  // of the one that is worked on
-    std::size_t length_ = 0;               // which of both is its turn
     int estimates_ = 0;                    // that this length has had
+    std::size_t length_ = 0;               // which of both is its turn
     struct last_look {
         bool is_alive = false;
         double odds = 0;

@@ -9,6 +9,8 @@ option(TONELINK_WASM_SIMD "Compile for vectors of 128 bits, which every browser 
 # It warns of what has no meaning where nothing is loaded at run time.
 set(CMAKE_CXX_FLAGS_INIT -Wno-unused-command-line-argument)
 if(TONELINK_WASM_SIMD)
-    set(CMAKE_C_FLAGS_INIT -msimd128)
-    string(APPEND CMAKE_CXX_FLAGS_INIT " -msimd128")
+    # Browsers that have vectors have the others as well, which make the module 2 % smaller.
+    set(with_vectors "-msimd128 -mbulk-memory -mnontrapping-fptoint")
+    set(CMAKE_C_FLAGS_INIT "${with_vectors}")
+    string(APPEND CMAKE_CXX_FLAGS_INIT " ${with_vectors}")
 endif()

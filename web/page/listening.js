@@ -1,0 +1,159 @@
+// Listening as the page does it: a microphone, a receiver, and what may befall both on a phone. Calls
+// and other apps take the microphone away and give it back; it may be unplugged; browsers suspend
+// what is in the background.
+import { createReceiver, openMicrophone, processingOf } from '../tonelink/index.js';
+import { keepScreenOn, letScreenSleep } from './wake_lock.js';
+
+const reportSeconds = 0.5;
+const resumeMs = 1000;
+const closeMs = 1000;
+const lowestRate = 42000; // below, the band is not there
+
+class RateError extends Error {
+    code = 'low-rate';
+}
+
+/**
+ * A context at the microphone's own rate. It stands still, so that the receiver's stream begins at its
+ * present time. Undefined in a browser without.
+ */
+async function contextFor(stream) {
+    if (!globalThis.AudioContext || !globalThis.AudioWorkletNode) return undefined;
+    const { sampleRate } = stream.getAudioTracks()[0].getSettings();
+    if (sampleRate < lowestRate) throw new RateError();
+    let context;
+    try {
+        context = new AudioContext(sampleRate ? { sampleRate } : {});
+    } catch {
+        context = new AudioContext(); // a rate that it does not take
+    }
+    if (context.sampleRate < lowestRate) {
+        context.close();
+        throw new RateError();
+    }
+    await Promise.race([context.suspend(), sleep(resumeMs)]);
+    return context;
+}
+
+export class Listening {
+    #events;
+    #stream = null;
+    #context = null;
+    #receiver = null;
+    #begun = 0; // counts what start() began, to which slow answers belong
+    #isOver = true;
+    #state = 'idle';
+
+    /**
+     * @param events  onstate(state, failureCode): 'idle', 'asking', 'listening', 'paused' or 'failed';
+     *     onsource(node, processing) with what is heard, and what the browser does to it unasked;
+     *     onheard(heard, contextTime); onreport(report)
+     */
+    constructor(events) {
+        this.#events = events;
+        document.addEventListener('visibilitychange', () => {
+            if (!document.hidden && this.#state === 'paused') this.resume();
+        });
+    }
+
+    /** Opens the microphone and listens; to be called from a press. */
+    async start() {
+        const ours = ++this.#begun;
+        const isOver = () => this.#isOver || ours !== this.#begun;
+        this.#isOver = false;
+        this.#enter('asking');
+        try {
+            const stream = await openMicrophone();
+            if (isOver()) return stopTracks(stream);
+            this.#stream = stream;
+            this.#context = (await contextFor(stream)) ?? null;
+            const beginning = this.#context?.currentTime;
+            const receiver = await createReceiver(stream, {
+                context: this.#context ?? undefined,
+                reportEvery: reportSeconds,
+                // What is heard at the end comes when it is over already.
+                onheard: (heard) => {
+                    if (ours === this.#begun)
+                        this.#events.onheard(heard, beginning + heard.seconds);
+                },
+                onreport: (report) => {
+                    if (!isOver()) this.#events.onreport(report);
+                },
+                onerror: (error) => {
+                    if (!isOver()) this.#end('failed', error.code);
+                },
+            });
+            if (isOver()) return;
+            this.#receiver = receiver;
+            // Where the browser waits for another press, there is a button for it.
+            await Promise.race([this.#context.resume(), sleep(resumeMs)]);
+            if (isOver()) return;
+            this.#follow();
+        } catch (error) {
+            if (!isOver()) this.#end('failed', error.code);
+        }
+    }
+
+    stop() {
+        this.#end('idle');
+    }
+
+    /** Tries to go on after a pause. */
+    resume() {
+        this.#context?.resume();
+        this.#look();
+    }
+
+    #follow() {
+        const [track] = this.#stream.getAudioTracks();
+        track.onended = track.onmute = track.onunmute = () => this.#look();
+        this.#context.onstatechange = () => this.#look();
+        const source = this.#context.createMediaStreamSource(this.#stream);
+        this.#events.onsource(source, processingOf(this.#stream));
+        keepScreenOn(this);
+        this.#look();
+    }
+
+    /** Finds out whether sound arrives. */
+    #look() {
+        if (!this.#receiver) return;
+        const isRunning = this.#context.state === 'running';
+        const [track] = this.#stream.getAudioTracks();
+        if (track.readyState === 'ended') this.#end('failed', 'microphone-ended');
+        else this.#enter(isRunning && !track.muted ? 'listening' : 'paused');
+    }
+
+    #enter(state, failureCode) {
+        if (state === this.#state) return;
+        this.#state = state;
+        this.#events.onstate(state, failureCode);
+    }
+
+    #end(state, failureCode) {
+        this.#isOver = true;
+        letScreenSleep(this);
+        this.#enter(state, failureCode);
+        if (this.#context) this.#context.onstatechange = null;
+        if (this.#stream) stopTracks(this.#stream);
+        const [context, receiver] = [this.#context, this.#receiver];
+        this.#context = this.#receiver = this.#stream = null;
+        letGo(context, receiver);
+    }
+}
+
+function stopTracks(stream) {
+    for (const track of stream.getTracks()) {
+        track.onended = track.onmute = track.onunmute = null;
+        track.stop();
+    }
+}
+
+/** Hears the end of what has arrived, unless the context stands still or the receiver has failed. */
+async function letGo(context, receiver) {
+    if (!context) return;
+    if (receiver && context.state === 'running')
+        await Promise.race([receiver.close(), sleep(closeMs)]);
+    await context.close();
+}
+
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));

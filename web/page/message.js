@@ -1,0 +1,86 @@
+// What a message means to people: a pairing, and a text where its bytes are one. The command reads
+// and writes messages by the same rules.
+
+// Control and formatting characters, separators of lines, and what is no character.
+const notPrintable = /[\p{C}\p{Zl}\p{Zp}]/u;
+
+const hexOf = (bytes, between = '') =>
+    Array.from(bytes, (byte) => byte.toString(16).toUpperCase().padStart(2, '0')).join(between);
+
+/** The text that bytes are, without the zeros behind it; empty when any of it is no part of one. */
+function textOf(bytes) {
+    let length = bytes.length;
+    while (length > 0 && bytes[length - 1] === 0) --length;
+    try {
+        const decoder = new TextDecoder('utf-8', { fatal: true, ignoreBOM: true });
+        const text = decoder.decode(bytes.slice(0, length));
+        return notPrintable.test(text) ? '' : text;
+    } catch {
+        return '';
+    }
+}
+
+/** What a message of four or six bytes says, whichever it is: {pin, octets, hex, text, nbits}. */
+export function readMessage(bytes) {
+    const pinBytes = bytes.slice(0, bytes.length - 2);
+    return {
+        pin: String(pinBytes.reduce((pin, byte) => pin * 256 + byte, 0)),
+        octets: hexOf(bytes.slice(-2), ':'),
+        hex: hexOf(bytes),
+        text: textOf(bytes),
+        nbits: bytes.length * 8,
+    };
+}
+
+/** What is wrong with a field of a message to be sent, in words for who filled it in. */
+export class FieldError extends Error {
+    constructor(field, message) {
+        super(message);
+        this.field = field;
+    }
+}
+
+function parsePin(text) {
+    const digits = text.trim();
+    if (!/^\d{1,10}$/.test(digits) || Number(digits) > 0xffffffff)
+        throw new FieldError('pin', 'A PIN is a number from 0 to 4294967295.');
+    return Number(digits);
+}
+
+/** The last two octets of an address that is given in full, or as these two alone, or not at all. */
+function parseOctets(text) {
+    const address = text.trim();
+    if (address === '') return [0, 0];
+    if (!/^([\da-f]{2}:){1}([\da-f]{2})$|^([\da-f]{2}:){5}[\da-f]{2}$/i.test(address))
+        throw new FieldError(
+            'address',
+            'Write the address as AA:BB:CC:DD:EE:FF, or its end as EE:FF.',
+        );
+    return address
+        .split(':')
+        .slice(-2)
+        .map((octet) => Number.parseInt(octet, 16));
+}
+
+/** The message of a pairing: in 32 bits where its PIN fits, else in 48. */
+export function pairingMessage(pinText, addressText) {
+    const pin = parsePin(pinText);
+    const octets = parseOctets(addressText);
+    const bytes = new Uint8Array(pin > 0xffff ? 6 : 4);
+    const view = new DataView(bytes.buffer);
+    if (bytes.length === 6) view.setUint32(0, pin);
+    else view.setUint16(0, pin);
+    bytes.set(octets, bytes.length - 2);
+    return bytes;
+}
+
+/** The message of a text: in 32 bits where it fits, else in 48, with zeros behind it. */
+export function textMessage(text) {
+    const encoded = new TextEncoder().encode(text);
+    if (encoded.length === 0) throw new FieldError('text', 'Write one to six letters.');
+    if (encoded.length > 6)
+        throw new FieldError('text', `This takes ${encoded.length} bytes; six fit into a message.`);
+    const bytes = new Uint8Array(encoded.length > 4 ? 6 : 4);
+    bytes.set(encoded);
+    return bytes;
+}

@@ -1,0 +1,24 @@
+// Keeps the page on the device, so that it opens without a network from the second time on.
+
+/** @param onupdate  called with a function that changes to a new version, when one is there */
+export async function keepOffline(onupdate) {
+    if (!navigator.serviceWorker) return;
+    const { serviceWorker } = navigator;
+    try {
+        const registration = await serviceWorker.register('service_worker.js');
+        const tell = (worker) => {
+            if (worker?.state !== 'installed' || !serviceWorker.controller) return;
+            onupdate(() => {
+                serviceWorker.addEventListener('controllerchange', () => location.reload());
+                worker.postMessage('take over');
+            });
+        };
+        tell(registration.waiting);
+        registration.addEventListener('updatefound', () => {
+            const worker = registration.installing;
+            worker.addEventListener('statechange', () => tell(worker));
+        });
+    } catch {
+        // No network, or a browser that keeps nothing: the page works all the same.
+    }
+}

@@ -1,0 +1,254 @@
+// The receiving side of the page: what a person sees of a Listening.
+import { HeardLog } from './heard_log.js';
+import { silenceDb } from './band_level.js';
+import { Listening } from './listening.js';
+import { Spectrogram } from './spectrogram.js';
+import { adviceOn, spelled, strengthWord, timesWord, wordsForFailure } from './words.js';
+
+const element = (id) => document.getElementById(id);
+
+const idle = {
+    title: 'Hold this phone towards the television',
+    text: 'It sends its PIN as a tone too high to hear. This page listens and reads it.',
+};
+const asking = {
+    title: 'Allow the microphone',
+    text: 'The browser asks whether this page may use it. Choose “Allow”.',
+};
+const listening = {
+    title: 'Listening',
+    text: 'Hold the phone towards the television, a few steps away at most.',
+};
+const paused = {
+    title: 'Paused',
+    text: 'The microphone is away: a call, or another app. Listening goes on when it is back.',
+};
+
+// The first seconds say nothing about what stands in the way.
+const patienceSeconds = 5;
+const silencePatienceSeconds = 2;
+const meterRangeDb = [-110, 0];
+
+const decibels = (value) =>
+    value <= silenceDb ? 'silent' : `${value.toFixed(0).replace('-', '−')} dB`;
+
+export class ReceiveView {
+    #log = new HeardLog();
+    #state = 'idle';
+    #failure = null; // its code
+    #report = null; // the latest
+    #shown = null; // the entry whose PIN stands large
+    #spectrogram;
+    #listening;
+    #device; // what the figures say of the microphone
+
+    constructor() {
+        this.#spectrogram = new Spectrogram(element('spectrogram'), (level) =>
+            this.#showLevel(level),
+        );
+        this.#listening = new Listening({
+            onstate: (state, failure) => this.#enter(state, failure),
+            onsource: (source, processing) => this.#see(source, processing),
+            onheard: (heard, contextTime) => this.#hear(heard, contextTime),
+            onreport: (report) => this.#takeReport(report),
+        });
+        element('listen').addEventListener('click', () => this.#press());
+        element('figures').addEventListener('toggle', () => this.#showFigures());
+        this.#render();
+    }
+
+    #press() {
+        if (this.#state === 'asking') return;
+        if (this.#state === 'listening') this.#listening.stop();
+        else if (this.#state === 'paused') this.#listening.resume();
+        else this.#listening.start();
+    }
+
+    #enter(state, failure = null) {
+        if (state === 'asking') {
+            this.#shown = null;
+            this.#report = null;
+        }
+        if (state === 'idle' || state === 'failed') this.#spectrogram.stop();
+        this.#state = state;
+        this.#failure = failure;
+        this.#render();
+    }
+
+    #see(source, processing) {
+        this.#device = { sampleRate: source.context.sampleRate, processing };
+        this.#spectrogram.start(source);
+    }
+
+    #hear(heard, contextTime) {
+        const entry = this.#log.add(heard, new Date());
+        const isNew = entry.bursts === heard.copies;
+        this.#spectrogram.mark(contextTime, isNew ? `PIN ${entry.message.pin}` : '');
+        this.#shown = entry;
+        this.#render();
+        this.#renderLog();
+    }
+
+    #takeReport(report) {
+        this.#report = report;
+        this.#render();
+        this.#showFigures();
+    }
+
+    /** What the page says now: {title, text, figure}. */
+    #words() {
+        switch (this.#state) {
+            case 'asking':
+                return asking;
+            case 'paused':
+                return paused;
+            case 'failed':
+                return wordsForFailure(this.#failure);
+            case 'listening':
+                return this.#shown ? listening : this.#advice();
+            default:
+                return idle;
+        }
+    }
+
+    #advice() {
+        const report = this.#report;
+        if (!report) return listening;
+        const reason = report.recentReason === 'heard' ? 'no_burst' : report.recentReason;
+        const patience = reason === 'silent' ? silencePatienceSeconds : patienceSeconds;
+        return report.seconds < patience ? listening : adviceOn(reason, report);
+    }
+
+    #render() {
+        const { title, text, figure } = this.#words();
+        const isHeard = this.#shown !== null && this.#state !== 'failed';
+        element('receive-view').dataset.state = this.#state;
+        element('to-receive').toggleAttribute('data-busy', this.#state === 'listening');
+        element('pairing').hidden = !isHeard;
+        if (isHeard) this.#renderPairing(this.#shown);
+        // Once a PIN is there, it is all that needs to be said while nothing else is the matter.
+        const saysMore = !isHeard || this.#state === 'paused' || this.#state === 'asking';
+        element('headline').hidden = element('explanation').hidden = !saysMore;
+        setText('headline', title);
+        setText('explanation', text);
+        setText('figure', isHeard ? this.#strengthOf(this.#shown) : (figure ?? ''));
+        this.#renderButton();
+        element('privacy').hidden = this.#state !== 'idle' || isHeard;
+        element('sound').hidden = !['listening', 'paused'].includes(this.#state);
+    }
+
+    #renderPairing({ message }) {
+        if (element('pin').textContent !== message.pin) {
+            element('pin').textContent = message.pin;
+            element('pin').style.setProperty('--digits', Math.max(message.pin.length, 4));
+        }
+        setText('octets', message.octets);
+        setText('text', `“${message.text}”`);
+        element('text-line').hidden = message.text === '';
+        const asText = message.text ? ` As text: ${message.text}.` : '';
+        setText(
+            'spoken',
+            `PIN ${spelled(message.pin)}. Address ends in ${spelled(message.octets)}.${asText}`,
+        );
+    }
+
+    #strengthOf(entry) {
+        if (entry.isDoubtful) return 'Heard once and barely: wait until it comes again.';
+        return `Heard ${timesWord(entry.bursts)}, ${strengthWord(entry.snrDb)}.`;
+    }
+
+    #renderButton() {
+        const button = element('listen');
+        const names = {
+            asking: 'Waiting',
+            listening: 'Stop',
+            paused: 'Continue',
+            failed: 'Try again',
+        };
+        setText('listen', names[this.#state] ?? (this.#shown ? 'Listen again' : 'Listen'));
+        const isFirst = ['idle', 'asking'].includes(this.#state) && !this.#shown;
+        button.toggleAttribute('data-round', isFirst);
+        button.toggleAttribute('data-running', this.#state === 'listening');
+        button.setAttribute('aria-disabled', String(this.#state === 'asking'));
+    }
+
+    #renderLog() {
+        element('log').hidden = this.#log.entries.length === 0;
+        element('log-list').replaceChildren(...this.#log.entries.map(entryItem));
+    }
+
+    #showLevel(level) {
+        const [low, high] = meterRangeDb;
+        const shown = Math.min(Math.max(level, low), high);
+        element('meter-bar').style.transform = `scaleX(${(shown - low) / (high - low)})`;
+        const meter = element('meter');
+        if (meter.getAttribute('aria-valuetext') === decibels(level)) return;
+        meter.setAttribute('aria-valuenow', shown.toFixed(0));
+        meter.setAttribute('aria-valuetext', decibels(level));
+        setText('level-figure', decibels(level));
+    }
+
+    #showFigures() {
+        if (!this.#report || !element('figures').open) return;
+        const rows = figuresOf(this.#report, this.#device).flatMap(([name, value]) => [
+            Object.assign(document.createElement('dt'), { textContent: name }),
+            Object.assign(document.createElement('dd'), { textContent: value }),
+        ]);
+        element('figure-list').replaceChildren(...rows);
+    }
+}
+
+/** Leaves what is the same, so that nothing is read out twice. */
+function setText(id, text) {
+    if (element(id).textContent !== text) element(id).textContent = text;
+}
+
+function entryItem(entry) {
+    const { message } = entry;
+    const item = document.createElement('li');
+    const name = Object.assign(document.createElement('p'), { className: 'entry-message' });
+    const asText = message.text ? `, as text “${message.text}”` : '';
+    name.append(`PIN ${message.pin}`, span(`Address ends in ${message.octets}${asText}`));
+    const time = Object.assign(document.createElement('time'), {
+        className: 'entry-time',
+        dateTime: entry.date.toISOString(),
+        textContent: entry.date.toLocaleTimeString(),
+    });
+    const figures = Object.assign(document.createElement('p'), {
+        className: 'entry-figures',
+        textContent: figuresOfEntry(entry),
+    });
+    item.append(name, time, figures);
+    return item;
+}
+
+const span = (text) => Object.assign(document.createElement('span'), { textContent: text });
+
+function figuresOfEntry(entry) {
+    const { bursts, copies, snrDb, levelDbfs, isDoubtful, message } = entry;
+    const word = isDoubtful ? 'doubtful' : strengthWord(snrDb);
+    const sum = copies > 1 ? `, summed from ${copies}` : '';
+    const figures = `${decibels(snrDb)} over noise, level ${decibels(levelDbfs)}${sum}`;
+    return `${timesWord(bursts)}, ${word}: ${figures} · ${message.nbits} bits ${message.hex}`;
+}
+
+function figuresOf(report, { sampleRate, processing }) {
+    return [
+        ['Time', `${report.seconds.toFixed(1)} s`],
+        ['Reason', report.recentReason],
+        ['Level', decibels(report.levelDbfs)],
+        ['Peak', decibels(report.peakDbfs)],
+        ['In the band', decibels(report.bandDbfs)],
+        [
+            'Sound ends at',
+            report.bandEdgeHz > 0 ? `${(report.bandEdgeHz / 1000).toFixed(1)} kHz` : 'no edge',
+        ],
+        ['Bursts heard', String(report.heard)],
+        ['Bursts not read', String(report.unread)],
+        ['Missing', report.unread > 0 ? decibels(report.missingDb) : 'nothing'],
+        ['Samples cut off', String(report.clippedFrames)],
+        ['Samples lost', String(report.lostFrames)],
+        ['Sample rate', `${sampleRate} Hz`],
+        ['Voice processing', processing.length > 0 ? processing.join(', ') : 'off'],
+    ];
+}

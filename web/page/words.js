@@ -1,0 +1,140 @@
+// The receiver's reasons and the browser's refusals in words for people who know nothing of sound:
+// each says what is the matter and what to do.
+
+const oneDecimal = (number) => number.toFixed(1);
+
+/** Decibels as what people can do about them: half the distance is 6 dB in the open. */
+function nearer(missingDb) {
+    if (missingDb <= 3) return 'A step nearer should do.';
+    if (missingDb <= 8) return 'Go to half the distance.';
+    return 'Go close to the television.';
+}
+
+// What stands in the way, by the reason's word: `title` and `text` stay as they are while the
+// reason does, `figure` may change from report to report.
+const advice = {
+    no_burst: () => ({
+        title: 'Nothing heard yet',
+        text: 'Sound arrives, but no signal is in it. Does the television show its PIN now? Go nearer and point the lower edge of the phone at it.',
+        figure: '',
+    }),
+    silent: () => ({
+        title: 'No sound arrives',
+        text: 'The microphone gives nothing at all. Is it switched off or covered? Look for a microphone switch on the device and in its settings.',
+        figure: '',
+    }),
+    clipped: (report) => ({
+        title: 'Too loud',
+        text: 'The sound is so loud that it is cut off. Go away from the loudspeaker, or turn the volume down.',
+        figure: `${oneDecimal((100 * report.clippedFrames) / report.frames)} % of the sound is cut off.`,
+    }),
+    band_cut: (report) => ({
+        title: 'High tones are missing',
+        text: 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.',
+        figure: `Sound ends at ${oneDecimal(report.bandEdgeHz / 1000)} kHz; the signal begins at 18.1.`,
+    }),
+    too_weak: (report) =>
+        report.missingDb > 0
+            ? {
+                  title: 'Too faint',
+                  text: 'The signal is there, but too faint to be read. Go nearer, or turn the television up.',
+                  figure: `${oneDecimal(report.missingDb)} dB are missing. ${nearer(report.missingDb)}`,
+              }
+            : {
+                  title: 'Not clear enough',
+                  text: 'The signal is there, but echoes or other sounds are in the way. Go nearer, and hold the phone still.',
+                  figure: '',
+              },
+    clock: (report) => ({
+        title: 'At the wrong speed',
+        text: 'A signal is there, but faster or slower than it should be. If a recording is played, play it at its own speed.',
+        figure: `It is off by ${(Math.abs(report.unreadPpm) / 10000).toFixed(2)} %.`,
+    }),
+    samples_lost: (report) => ({
+        title: 'This device is too busy',
+        text: 'Parts of the sound are lost before they can be read. Close other apps and tabs.',
+        figure: `${oneDecimal((100 * report.lostFrames) / report.frames)} % of the sound was lost.`,
+    }),
+};
+
+export function adviceOn(reason, report) {
+    return (advice[reason] ?? advice.no_burst)(report);
+}
+
+const oldBrowser = {
+    title: 'This browser is too old',
+    text: 'It cannot work on sound as it comes. Update it, or open this page in another one.',
+};
+const lowQuality = {
+    title: 'This microphone cannot hear so high',
+    text: 'It works at a low quality, as headsets for calls do. Disconnect the headset or choose the microphone of the phone itself, then try again.',
+};
+
+const failures = {
+    'permission-denied': {
+        title: 'The microphone is not allowed',
+        text: 'Allow it for this page: press the icon beside the address, or look in the settings of the browser and of the device. Then try again.',
+    },
+    'no-microphone': {
+        title: 'There is no microphone',
+        text: 'The browser finds none. Plug one in, or open this page on a phone.',
+    },
+    'microphone-busy': {
+        title: 'The microphone is in use',
+        text: 'Another app has it, a call perhaps. Close that app, then try again.',
+    },
+    'microphone-ended': {
+        title: 'The microphone is gone',
+        text: 'It was unplugged or taken away. Plug it in again, then try again.',
+    },
+    'insecure-page': {
+        title: 'This address is not secure',
+        text: 'Browsers give the microphone only to pages whose address begins with https. Open this page that way.',
+    },
+    'no-module': {
+        title: 'A part of this page is missing',
+        text: 'It did not arrive. Is there a network? Then try again.',
+    },
+    'no-memory': {
+        title: 'This device is full',
+        text: 'There is too little memory. Close other apps and tabs, then try again.',
+    },
+    'low-rate': lowQuality,
+    'low-output-rate': {
+        title: 'This loudspeaker cannot play so high',
+        text: 'It works at a low quality, as headsets for calls do. Disconnect the headset, then try again.',
+    },
+    'rate-mismatch': {
+        title: 'This browser cannot use this microphone',
+        text: 'Choose another microphone, or open this page in another browser.',
+    },
+    'no-audioworklet': oldBrowser,
+    'no-simd': oldBrowser,
+    'no-webassembly': oldBrowser,
+};
+
+const unknownFailure = {
+    title: 'That did not work',
+    text: 'The browser gives no reason that this page knows. Load the page again.',
+};
+
+/** A failure in words, by its code. */
+export function wordsForFailure(code) {
+    return failures[code] ?? unknownFailure;
+}
+
+/** How well a burst was heard. */
+export function strengthWord(snrDb) {
+    if (snrDb < 3) return 'barely heard';
+    if (snrDb < 10) return 'faint';
+    if (snrDb < 20) return 'clear';
+    return 'very clear';
+}
+
+export function timesWord(bursts) {
+    if (bursts === 1) return 'once';
+    return bursts === 2 ? 'twice' : `${bursts} times`;
+}
+
+/** Characters one by one, as a screen reader should say them. */
+export const spelled = (text) => Array.from(text).join(' ');

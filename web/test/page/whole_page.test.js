@@ -1,0 +1,142 @@
+// The page as a whole: how large it is, that it works without a network, and that it reads messages as
+// the command does.
+import assert from 'node:assert/strict';
+import { cpSync, mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { test } from 'node:test';
+
+import { pairingMessage, readMessage, textMessage } from '../../page/message.js';
+import { decode, encode as encode16 } from '../sounds.js';
+import { fakeMicrophone, folder, patience, withPage } from './browser.js';
+import { inspect } from './inspection.js';
+import { encode, joined, silence, writeWav } from './sounds.js';
+
+const mostBytes = 300 * 1024;
+const wav = join(folder, '../page-test.wav');
+
+const see = (page, selector, text) =>
+    page
+        .locator(selector)
+        .filter({ hasText: text })
+        .waitFor({ state: 'visible', timeout: patience });
+
+test('page and module together are below 300 KB', () => {
+    const worker = readFileSync(join(folder, 'service_worker.js'), 'utf8');
+    const [, kept] = worker.match(/const files = '([^']*)'/);
+    const files = [...kept.split(' ').filter((file) => file !== './'), 'service_worker.js'];
+    assert.ok(files.includes('tonelink/tonelink.wasm') && files.includes('page/main.js'));
+    const bytes = files.reduce((sum, file) => sum + statSync(join(folder, file)).size, 0);
+    assert.ok(bytes < mostBytes, `${bytes} bytes`);
+});
+
+test('hears without a network from the second visit on', async () => {
+    const burst = encode('--pin', '42', '--address', '00:00:00:00:00:01');
+    writeWav(wav, joined(silence(0.5), burst, silence(0.5)));
+    await withPage({ browserFlags: fakeMicrophone(wav) }, async ({ page, context, server }) => {
+        await page.evaluate(() => navigator.serviceWorker.ready);
+        await page.waitForFunction(() => navigator.serviceWorker.controller !== null);
+        await server.close();
+        await context.setOffline(true);
+        await page.reload();
+        await see(page, '#offline', 'No network: this page needs none.');
+        await inspect(page, 'offline', ['#headline', '#listen']);
+        await page.click('#listen');
+        await see(page, '#pin', /^42$/);
+    });
+});
+
+test('changes to a new version when it is told, and as a whole', async () => {
+    const served = mkdtempSync(join(tmpdir(), 'tonelink-served-'));
+    cpSync(folder, served, { recursive: true });
+    const change = (file, from, to) => {
+        const path = join(served, file);
+        const content = readFileSync(path, 'utf8');
+        assert.match(content, from);
+        writeFileSync(path, content.replace(from, to));
+    };
+    try {
+        await withPage({ served }, async ({ page }) => {
+            await page.waitForFunction(() => navigator.serviceWorker.controller !== null);
+            change('index.html', /<title>Tone Link/, '<title>Newer');
+            change('service_worker.js', /const version = '/, "const version = 'newer");
+            await page.reload();
+            assert.equal(await page.title(), 'Tone Link');
+            await page.click('#reload');
+            await page.waitForFunction(() => document.title === 'Newer');
+            assert.equal((await page.evaluate(() => caches.keys())).length, 1);
+        });
+    } finally {
+        rmSync(served, { recursive: true });
+    }
+});
+
+test('allows nothing from elsewhere, and no script within itself', async () => {
+    await withPage({}, async ({ page, watch }) => {
+        await page.evaluate(() => {
+            const script = document.createElement('script');
+            script.textContent = 'window.isForeign = true';
+            const image = document.createElement('img');
+            image.src = 'https://localhost/elsewhere.png';
+            document.body.append(script, image);
+        });
+        await page.waitForFunction(() => document.querySelector('body > img').complete);
+        assert.equal(await page.evaluate(() => window.isForeign), undefined);
+        // Both policies forbid them: the page's and the server's.
+        const forbidden = new Set(watch.violations.splice(0).map((text) => text.split(' ')[0]));
+        assert.deepEqual([...forbidden].sort(), ['img-src', 'script-src-elem']);
+        watch.requests = watch.requests.filter((request) => !request.endsWith('elsewhere.png'));
+        watch.errors.splice(0);
+    });
+});
+
+test('can be installed', async () => {
+    await withPage({}, async ({ page, context }) => {
+        const session = await context.newCDPSession(page);
+        await page.evaluate(() => navigator.serviceWorker.ready);
+        const { installabilityErrors } = await session.send('Page.getInstallabilityErrors');
+        const { errors } = await session.send('Page.getAppManifest');
+        assert.deepEqual(errors, []);
+        // A browser without a window of its own installs nothing.
+        assert.deepEqual(
+            installabilityErrors
+                .map(({ errorId }) => errorId)
+                .filter((id) => id !== 'in-incognito'),
+            [],
+        );
+    });
+});
+
+test('reads and makes messages as the command does', () => {
+    const cases = {
+        '12673CA5': ['--pin', '4711', '--address', 'AA:BB:CC:DD:3C:A5'],
+        FFFFFFFF0001: ['--pin', '4294967295', '--bits', '48', '--address', 'AA:BB:CC:DD:00:01'],
+        '68656C6C6F00': ['--text', 'hello'],
+        C3BCE282AC00: ['--text', 'ü€'],
+        41000042: ['--data', '41000042'],
+        E2808B41: ['--data', 'E2808B41'],
+        C0AF4142: ['--data', 'C0AF4142'],
+        '41EFBBBF': ['--data', '41EFBBBF'],
+        '00000000': ['--data', '00'],
+    };
+    for (const [hex, options] of Object.entries(cases)) {
+        const [{ pin, octets, text = '', bits, message }] = decode(
+            encode16(...options),
+            44100,
+            'exact',
+        );
+        assert.equal(message, hex);
+        assert.deepEqual(readMessage(Uint8Array.from(Buffer.from(hex, 'hex'))), {
+            pin: String(pin),
+            octets,
+            text,
+            nbits: bits,
+            hex,
+        });
+    }
+    assert.equal(readMessage(pairingMessage('4711', 'aa:bb:cc:dd:3c:a5')).hex, '12673CA5');
+    assert.equal(readMessage(pairingMessage('65536', '')).hex, '000100000000');
+    assert.equal(readMessage(textMessage('ü€')).hex, 'C3BCE282AC00');
+    assert.throws(() => textMessage('ü€ü'), /7 bytes/);
+    assert.throws(() => pairingMessage('4294967296', ''), /number from 0 to/);
+});

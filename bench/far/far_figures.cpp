@@ -1,30 +1,42 @@
-// How far the far receiver hears: for one channel after the other, the SNR at which half and at
-// which 95 % of the messages arrive. Prints a table, the same each time.
+// How far the receiver hears: for one channel after the other, the SNR at which half and at which
+// 95 % of the messages arrive. Prints a table, or JSON, the same each time.
 //
-//     far_figures [-s] [-n SHARE] [ROW...]   -s: the receiver as a whole, with all sums, both
-//     lengths
-//                                            and the budget of CRC trials; SHARE of the trials;
-//                                            rows by parts of their names
+//     far_figures [-s | -e] [-j] [-n SHARE] [ROW...]
+//
+// Without -s, by the far method's stages for a length and a number of copies that are known; with
+// it, by the far method as a whole, with all sums, both lengths and the budget of CRC trials; with
+// -e, by the receiver library's exact method. SHARE of the trials; rows by parts of their names.
+//
+// The table's SNR is that of make_scene(), in steps of 1 dB, and has behind it how far that is from
+// the reference; JSON's is that in the bursts' band.
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
-#include <thread>
 
 #include "far/far_search.h"
+#include "link/arrivals.h"
+#include "link/listener.h"
+#include "link/side_by_side.h"
 
 namespace tonelink::bench {
 
 namespace {
 
+enum class method { stages, far, exact };
+
+constexpr const char *name_of(method by)
+{
+    return by == method::stages ? "stages" : by == method::far ? "far" : "exact";
+}
+
 struct row {
     const char *name;
     std::size_t bits, copies;
     int trials;
-    double half, most; ///< where 50 and 95 % are to arrive, dB
+    double half, most; ///< the reference: where the far method's stages hear 50 and 95 %, dB
     int search;        ///< ppm
     far_channel channel;
 };
@@ -61,96 +73,107 @@ const row kRows[] = {
     {"sway-0.1-5", 32, 5, 50, -22.2, -20.8, 500, {.sway = 0.1}},
 };
 
-/// Calls `work(i)` for i below `count` on all cores.
-template <class Work> void side_by_side(int count, const Work &work)
-{
-    std::atomic<int> next{0};
-    std::vector<std::jthread> workers;
-    for (unsigned w = 0; w < std::max(1u, std::thread::hardware_concurrency()); ++w)
-        workers.emplace_back([&] {
-            for (int i = next++; i < count; i = next++) work(i);
-        });
-}
+/// Where the exact method is looked at first, over the reference: dB.
+constexpr double kExactLater = 7;
+/// It follows no clock that is much further off: ppm.
+constexpr double kExactClock = 300;
+/// No row is followed to a higher SNR.
+constexpr double kHighestSnr = 0;
 
-struct point {
-    int right = 0, found = 0, wrong = 0;
+struct result {
+    arrivals right, found;
+    int wrong = 0;
 };
 
-point measure(const row &of, int trials, int snr_db, bool is_stream)
+void measure(const row &of, method by, int snr_db, result &into)
 {
+    far_channel channel = of.channel;
+    if (by == method::exact) channel.clock_ppm = std::min(channel.clock_ppm, kExactClock);
     std::atomic<int> right{0}, found{0}, wrong{0};
-    side_by_side(trials, [&](int trial) {
+    side_by_side(into.right.trials, [&](int trial) {
         const auto seed = static_cast<std::uint64_t>((snr_db + 100) * 100000 + trial);
-        const far_scene scene = make_scene(of.bits, of.copies, of.channel, snr_db, seed);
-        const far_result result = is_stream ? receive_scene(scene, of.bits)
-                                            : search_scene(scene, of.bits, of.copies, of.search);
+        const far_scene scene = make_scene(of.bits, of.copies, channel, snr_db, seed);
+        if (by == method::exact) {
+            const hearing heard = hear(scene, of.bits, TONELINK_METHOD_EXACT, 1);
+            right += heard.is_right;
+            wrong += heard.wrong;
+            return;
+        }
+        const far_result result = by == method::far
+                                      ? receive_scene(scene, of.bits)
+                                      : search_scene(scene, of.bits, of.copies, of.search);
         right += result.is_right;
         found += result.is_found;
         wrong += static_cast<int>(result.messages) - result.is_right;
     });
-    return {right, found, wrong};
+    into.right.right[snr_db] = right;
+    into.found.right[snr_db] = found;
+    into.wrong += wrong;
 }
 
-/// Where a share of the messages arrives, on straight lines between the points; the highest such.
-double crossing(const std::map<int, double> &shares, double share)
-{
-    double at = NAN;
-    for (auto it = shares.begin(); it != shares.end(); ++it) {
-        const auto next = std::next(it);
-        if (next == shares.end()) break;
-        if (it->second < share && next->second >= share)
-            at = it->first + (share - it->second) / (next->second - it->second);
-    }
-    return at;
-}
-
-/// Crossings vary by so much with what would have been drawn as well.
-std::pair<double, double> spread(const std::map<int, double> &shares, int trials, double share)
-{
-    generator random{1};
-    std::vector<double> crossings;
-    for (int draw = 0; draw < 400; ++draw) {
-        std::map<int, double> drawn;
-        for (const auto &[snr, p] : shares) {
-            // A rate between what was seen and half a trial less sure.
-            std::binomial_distribution<int> count{trials, (p * trials + 0.25) / (trials + 0.5)};
-            drawn[snr] = double(count(random)) / trials;
-        }
-        const double at = crossing(drawn, share);
-        if (!std::isnan(at)) crossings.push_back(at);
-    }
-    if (crossings.empty()) return {NAN, NAN};
-    std::ranges::sort(crossings);
-    return {crossings[crossings.size() / 40], crossings[crossings.size() * 39 / 40]};
-}
-
-void print_row(const row &of, double share_of_trials, bool is_stream)
+/// Goes from where half and 95 % are expected to where they are seen.
+result measure(const row &of, method by, double share_of_trials)
 {
     const int trials = std::max(10, static_cast<int>(of.trials * share_of_trials));
-    std::map<int, double> shares, found;
-    int wrong = 0;
-    const auto take = [&](int snr) {
-        const point taken = measure(of, trials, snr, is_stream);
-        shares[snr] = double(taken.right) / trials;
-        found[snr] = double(taken.found) / trials;
-        wrong += taken.wrong;
-    };
-    for (auto snr = static_cast<int>(std::floor(of.half)); snr <= std::ceil(of.most); ++snr)
-        take(snr);
-    while (shares.begin()->second >= 0.5) take(shares.begin()->first - 1);
-    while (shares.rbegin()->second < 0.95 && shares.rbegin()->first < 0)
-        take(shares.rbegin()->first + 1);
+    const double later = by == method::exact ? kExactLater : 0;
+    result taken{{trials, {}}, {trials, {}}, 0};
+    const auto &seen = taken.right.right;
+    for (auto snr = static_cast<int>(std::floor(of.half + later));
+         snr <= std::ceil(of.most + later); ++snr)
+        measure(of, by, snr, taken);
+    while (2 * seen.begin()->second >= trials)
+        measure(of, by, static_cast<int>(seen.begin()->first) - 1, taken);
+    while (20 * seen.rbegin()->second < 19 * trials && seen.rbegin()->first < kHighestSnr)
+        measure(of, by, static_cast<int>(seen.rbegin()->first) + 1, taken);
+    return taken;
+}
 
-    const auto [half_low, half_high] = spread(shares, trials, 0.5);
-    const auto [most_low, most_high] = spread(shares, trials, 0.95);
-    const double half = crossing(shares, 0.5), most = crossing(shares, 0.95);
+void print_text(const row &of, const result &taken)
+{
+    const estimate half = taken.right.crossing(0.5), most = taken.right.crossing(0.95);
     std::printf("%-12s %3d trials  50 %%: %6.2f (%6.2f to %6.2f) %+5.2f   95 %%: %6.2f (%6.2f to "
                 "%6.2f) %+5.2f   wrong %d  ",
-                of.name, trials, half, half_low, half_high, half - of.half, most, most_low,
-                most_high, most - of.most, wrong);
-    for (const auto &[snr, share] : shares)
-        std::printf(" %d:%.0f/%.0f", snr, 100 * share, 100 * found[snr]);
+                of.name, taken.right.trials, half.value, half.low, half.high, half.value - of.half,
+                most.value, most.low, most.high, most.value - of.most, taken.wrong);
+    for (auto it = taken.right.right.begin(); it != taken.right.right.end(); ++it)
+        std::printf(" %g:%.0f/%.0f", it->first, 100 * taken.right.share_at(it),
+                    100 * taken.found.share_at(taken.found.right.find(it->first)));
     std::printf("\n");
+    std::fflush(stdout);
+}
+
+/// A channel in words.
+std::string text_of(const far_channel &channel)
+{
+    char text[100];
+    const auto say = [&](const char *format, double number, double other = 0) {
+        std::snprintf(text, sizeof text, format, number, other);
+        return std::string{text};
+    };
+    if (channel.path_delay > 0)
+        return say("a second path, 3 dB weaker, after %g ms", channel.path_delay);
+    if (channel.room_seconds > 0)
+        return say("a room that dies away in %g s, direct sound %g dB over its echo",
+                   channel.room_seconds, channel.direct_db);
+    if (channel.rolls_off) return "falling by 18 dB from 18 to 20 kHz";
+    if (channel.noise_cutoff > 0)
+        return say("noise that ends at %g kHz", channel.noise_cutoff / 1000);
+    if (channel.clicks_db > 0) return say("clicks %g dB above the noise", channel.clicks_db);
+    if (channel.has_tone) return say("a steady tone %g dB above the burst", channel.tone_db);
+    if (channel.sway > 0) return say("a hand that moves at %g m/s", channel.sway);
+    return "white noise";
+}
+
+void print_json(const row &of, method by, const result &taken)
+{
+    std::printf("  {\"row\": \"%s\", \"channel\": \"%s\", \"method\": \"%s\", \"bits\": %zu, "
+                "\"copies\": %zu, \"trials\": %d, \"wrong\": %d, \"half\": ",
+                of.name, text_of(of.channel).c_str(), name_of(by), of.bits, of.copies,
+                taken.right.trials, taken.wrong);
+    print_estimate(taken.right.crossing(0.5), -kNoiseInBandDb);
+    std::printf(", \"most\": ");
+    print_estimate(taken.right.crossing(0.95), -kNoiseInBandDb);
+    std::printf("},\n");
     std::fflush(stdout);
 }
 
@@ -162,22 +185,34 @@ int main(int count, char **arguments)
 {
     using namespace tonelink::bench;
     double share = 1;
-    bool is_stream = false;
+    method by = method::stages;
+    bool is_json = false;
     std::vector<std::string> wanted;
     for (int i = 1; i < count; ++i) {
         const std::string argument = arguments[i];
         if (argument == "-s")
-            is_stream = true;
+            by = method::far;
+        else if (argument == "-e")
+            by = method::exact;
+        else if (argument == "-j")
+            is_json = true;
         else if (argument == "-n" && i + 1 < count)
             share = std::atof(arguments[++i]);
         else
             wanted.push_back(argument);
     }
+    if (is_json) std::printf("[\n");
     for (const row &of : kRows) {
         const std::string name = of.name;
         const auto is_part = [&](const std::string &part) {
             return name.find(part) != std::string::npos;
         };
-        if (wanted.empty() || std::ranges::any_of(wanted, is_part)) print_row(of, share, is_stream);
+        if (!wanted.empty() && std::ranges::none_of(wanted, is_part)) continue;
+        const result taken = measure(of, by, share);
+        if (is_json)
+            print_json(of, by, taken);
+        else
+            print_text(of, taken);
     }
+    if (is_json) std::printf("  {}\n]\n");
 }

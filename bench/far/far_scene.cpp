@@ -216,6 +216,17 @@ sound at_rate(const sound &from, double rate)
     return to;
 }
 
+/// What is left of a burst of which only a part is heard, its echo included.
+sound part_of(const sound &burst, double from, double to)
+{
+    sound part(burst.size(), 0);
+    const auto place = [&](double share) {
+        return static_cast<std::ptrdiff_t>(share * static_cast<double>(burst.size()));
+    };
+    std::copy(burst.begin() + place(from), burst.begin() + place(to), part.begin() + place(from));
+    return part;
+}
+
 transmission transmit(std::size_t bits, std::size_t copies, const far_channel &channel,
                       generator &random)
 {
@@ -236,6 +247,8 @@ transmission transmit(std::size_t bits, std::size_t copies, const far_channel &c
     for (const float sample : burst) energy += double{sample} * double{sample};
     const double rms = std::sqrt(energy / static_cast<double>(kBurstSamples));
     for (float &sample : burst) sample *= static_cast<float>(kBurstRms / rms);
+    if (channel.heard_from > 0 || channel.heard_to < 1)
+        burst = part_of(burst, channel.heard_from, channel.heard_to);
 
     auto at = static_cast<std::size_t>(between(random, 12000, 42000));
     sound row(at, 0);
@@ -251,6 +264,7 @@ transmission transmit(std::size_t bits, std::size_t copies, const far_channel &c
     if (std::abs(sent.clock) < channel.least_ppm * 1e-6)
         sent.clock =
             std::copysign(between(random, channel.least_ppm, channel.clock_ppm) * 1e-6, sent.clock);
+    sent.clock += channel.clock_offset * 1e-6;
     for (double &start : sent.starts) start /= 1 + sent.clock;
     sent.samples = resampled(row, sent.clock, channel.sway, random);
     return sent;

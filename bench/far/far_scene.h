@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "link/channel.h"
+#include "link/sound.h"
 
 namespace tonelink::bench {
 
@@ -20,9 +20,12 @@ struct far_channel {
     double clicks_db = 0;    ///< over the noise
     double tone_db = 0;      ///< over the burst
     bool has_tone = false;
-    double sway = 0;      ///< a moving listener's greatest speed, m/s
-    double clock_ppm = 0; ///< offsets reach so far to either side
-    double least_ppm = 0; ///< and are no smaller than this
+    double sway = 0;         ///< a moving listener's greatest speed, m/s
+    double clock_ppm = 0;    ///< offsets reach so far to either side
+    double least_ppm = 0;    ///< and are no smaller than this
+    double clock_offset = 0; ///< of their middle, ppm
+    double heard_from = 0;   ///< the part of each burst that is heard: shares of its length
+    double heard_to = 1;
 };
 
 /// A message in `copies` bursts, each of RMS 400: ten of them in two writes with a pause between.
@@ -57,7 +60,8 @@ struct far_scene {
 };
 
 /// A message of `bits` bits in `copies` bursts, ten of them in two writes with a pause between,
-/// each of RMS 400, with white noise to 22.05 kHz at an SNR.
+/// each of RMS 400, with white noise at an SNR: a burst's own power, all its echo included, over
+/// the noise from 0 to 22.05 kHz.
 far_scene make_scene(std::size_t bits, std::size_t copies, const far_channel &channel,
                      double snr_db, std::uint64_t seed);
 

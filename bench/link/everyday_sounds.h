@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "link/channel.h"
+#include "link/sound.h"
 
 namespace tonelink::bench {
 

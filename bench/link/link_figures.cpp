@@ -45,6 +45,7 @@ struct condition {
     double snr_db = 20;
     double level_dbfs = kLevel; // of the burst
     int sample_rate = kSceneRate;
+    int divisor = 1; // of samples
     far_channel channel{.clock_ppm = 100};
 };
 
@@ -106,8 +107,10 @@ hearing listen(const curve &of, const condition &with, std::uint64_t seed)
     far_scene scene = make_scene(of.bits, of.copies, with.channel,
                                  (is_other_rate ? kNoNoise : with.snr_db) + kNoiseInBandDb, seed);
     if (is_other_rate) scene.samples = at_rate(scene.samples, with.sample_rate, with.snr_db, seed);
-    return hear(scene, of.bits, of.methods, std::pow(10, (with.level_dbfs - kSceneLevel) / 20),
-                with.sample_rate);
+    return hear(scene, of.bits, of.methods,
+                {.gain = std::pow(10, (with.level_dbfs - kSceneLevel) / 20),
+                 .divisor = with.divisor,
+                 .sample_rate = with.sample_rate});
 }
 
 struct curve_heard {
@@ -296,17 +299,26 @@ std::vector<curve> quiet_curves()
     return curves;
 }
 
-/// With noise: where half and 95 % arrive at a number of levels.
+/// With noise: where half and 95 % arrive at a number of levels; loud sound also turned down by
+/// 20 dB behind the microphone.
 std::vector<curve> level_curves()
 {
     std::vector<curve> curves;
-    for (const uint32_t methods : {kExact, kFar})
-        for (const double level_dbfs :
-             {-70.0, -50.0, -40.0, -30.0, -25.0, -20.0, -17.0, -14.0, -11.0})
-            curves.push_back(
-                {std::to_string(static_cast<int>(level_dbfs)), methods, 32, 1, snrs_of(methods, 1),
-                 [=](double snr) { return condition{.snr_db = snr, .level_dbfs = level_dbfs}; },
-                 true});
+    const auto add = [&](uint32_t methods, double level_dbfs, int divisor, const char *what) {
+        curves.push_back({std::to_string(static_cast<int>(level_dbfs)) + what, methods, 32, 1,
+                          snrs_of(methods, 1),
+                          [=](double snr) {
+                              return condition{
+                                  .snr_db = snr, .level_dbfs = level_dbfs, .divisor = divisor};
+                          },
+                          true});
+    };
+    for (const uint32_t methods : {kExact, kFar}) {
+        for (const double level_dbfs : {-70.0, -50.0, -40.0, -30.0, -25.0, -20.0, -17.0, -14.0})
+            add(methods, level_dbfs, 1, "");
+        for (const double level_dbfs : {-20.0, -17.0, -14.0})
+            add(methods, level_dbfs, 10, ", turned down");
+    }
     return curves;
 }
 

@@ -23,16 +23,16 @@ std::uint64_t message_of(const tonelink_heard &heard)
 
 } // namespace
 
-hearing hear(const far_scene &scene, std::size_t bits, uint32_t methods, double gain,
-             int sample_rate)
+hearing hear(const far_scene &scene, std::size_t bits, uint32_t methods, const microphone &with)
 {
     sound louder = scene.samples;
-    for (float &sample : louder) sample *= static_cast<float>(gain);
-    const std::vector<int16_t> samples = to_16_bits(louder);
+    for (float &sample : louder) sample *= static_cast<float>(with.gain);
+    std::vector<int16_t> samples = to_16_bits(louder);
+    for (int16_t &sample : samples) sample = static_cast<int16_t>(sample / with.divisor);
 
     tonelink_receiver_settings settings{};
     settings.size = sizeof settings;
-    settings.sample_rate = sample_rate;
+    settings.sample_rate = with.sample_rate;
     settings.methods = methods;
     tonelink_receiver *opened = nullptr;
     if (tonelink_receiver_open(&settings, &opened) != TONELINK_RECEIVER_OK)

@@ -13,10 +13,14 @@ struct hearing {
     int wrong = 0;         ///< of another message
 };
 
-/// @param methods      TONELINK_METHOD_EXACT, TONELINK_METHOD_FAR or both
-/// @param gain         before the samples become 16 bits
-/// @param sample_rate  of the scene
-hearing hear(const far_scene &scene, std::size_t bits, uint32_t methods, double gain,
-             int sample_rate = 44100);
+/// How a scene's sound becomes samples.
+struct microphone {
+    double gain = 1; ///< before it is cut off at full scale, at 16 bits
+    int divisor = 1; ///< of the samples, behind that
+    int sample_rate = 44100;
+};
+
+/// @param methods  TONELINK_METHOD_EXACT, TONELINK_METHOD_FAR or both
+hearing hear(const far_scene &scene, std::size_t bits, uint32_t methods, const microphone &with);
 
 } // namespace tonelink::bench

@@ -251,9 +251,11 @@ def draw_channels(name, head):
 
 def draw_level(curves):
     draw_crossings("level", "level of the burst (dB of a sine of full scale)", [
-        (method, [(float(c["curve"]), c["half"]) for c in curves if c["method"] == method])
-        for method in METHODS])
-    write_crossings("level", curves, ["level of the burst"], lambda key: [f"{key[0]} dB"])
+        (method + what, [(float(c["curve"].removesuffix(what)), c["half"]) for c in curves
+                         if c["method"] == method and c["curve"].endswith("down") == bool(what)])
+        for what in ("", ", turned down") for method in METHODS])
+    write_crossings("level", curves, ["level of the burst"],
+                    lambda key: [key[0].replace(",", " dB,") if "," in key[0] else f"{key[0]} dB"])
 
 
 def draw_rates(curves):

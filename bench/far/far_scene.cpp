@@ -216,6 +216,8 @@ sound at_rate(const sound &from, double rate)
     return to;
 }
 
+namespace {
+
 /// What is left of a burst of which only a part is heard, its echo included.
 sound part_of(const sound &burst, double from, double to)
 {
@@ -226,6 +228,8 @@ sound part_of(const sound &burst, double from, double to)
     std::copy(burst.begin() + place(from), burst.begin() + place(to), part.begin() + place(from));
     return part;
 }
+
+} // namespace
 
 transmission transmit(std::size_t bits, std::size_t copies, const far_channel &channel,
                       generator &random)

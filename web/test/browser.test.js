@@ -157,7 +157,7 @@ test('the packed package works in a folder of its own', async () => {
             child.stdout.on('data', (data) => (text += data));
             child.on('close', (code) => (code === 0 ? resolve(text) : reject(new Error(text))));
         });
-    const packed = new URL('build/web/tonelink', root).pathname;
+    const packed = new URL('build/npm/tonelink', root).pathname;
     const archive = (await run('npm', 'pack', '--silent', packed)).trim();
     await writeFile(join(folder, 'package.json'), '{ "private": true, "type": "module" }');
     await run('npm', 'install', '--offline', '--no-audit', '--no-fund', join(folder, archive));

@@ -147,7 +147,7 @@ class Decode(command_case.CommandCase):
         running.stdout.readline()
         running.stdout.close()
         self.assertRegex(running.stderr.read(), rb"\Atonelink decode: nobody reads .*\n\Z")
-        self.assertEqual(running.wait(), 2)
+        self.assertEqual(running.wait(), 3)
 
     def test_samples_without_sense_are_silence(self):
         samples = [s / 32768 for s in self.raw("--data", "CAFE")] + [0.0] * 3000

@@ -51,7 +51,7 @@ class Encode(command_case.CommandCase):
         for target, reason in (("socket", b"No such device or address"), ("/dev/full", b"No space left on device")):
             running = self.begin("encode", *PAIRING, "--raw", "-o", target)
             self.assertEqual((running.communicate()[1], running.returncode),
-                             (b"tonelink encode: cannot write %s: %s\n" % (target.encode(), reason), 1))
+                             (b"tonelink encode: cannot write %s: %s\n" % (target.encode(), reason), 3))
 
     def test_level_is_the_peak(self):
         for filtering in ((), ("--unfiltered",)):

@@ -25,5 +25,17 @@ class Listen(command_case.CommandCase):
         self.assertEqual((running.communicate(), running.returncode),
                          ((b"", b""), -signal.SIGINT))
 
+    def test_nothing_heard_has_a_status_of_its_own(self):
+        (self.folder / "asoundrc").write_text("pcm.test { type file slave.pcm { type null } "
+                                              "file /dev/null infile /dev/zero format raw }")
+        ours, theirs = self.terminal()
+        os.environ["ALSA_CONFIG_PATH"] = "asoundrc"
+        self.addCleanup(os.environ.pop, "ALSA_CONFIG_PATH")
+        running = self.begin_on(theirs, "listen", "--input", "alsa:test")
+        self.shown_until(rb"18-20 kHz", ours)
+        os.write(ours, b"\x03")
+        self.shown_until(rb"nothing heard: there is no sound at all", ours)
+        self.assertEqual(running.wait(), 1)
+
 
 command_case.main()

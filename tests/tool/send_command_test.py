@@ -101,7 +101,7 @@ class Send(command_case.CommandCase):
         running.stdout.readline()
         running.stdout.close()
         self.assertRegex(running.stderr.read(), rb"\Atonelink send: .*standard output.*\n\Z")
-        self.assertEqual(running.wait(), 1)
+        self.assertEqual(running.wait(), 3)
         self.assertEqual(len(self.read_sound("a.wav")[0]) % (5 * command_case.BURST), 0)
 
     def test_a_second_signal_does_not_wait_for_the_copies_at_hand(self):
@@ -200,7 +200,7 @@ class Send(command_case.CommandCase):
         running = self.begin("send", *PAIRING, *FAST, "--output", "wav:-", "--for", "1", "--json")
         lines = running.stderr.read().splitlines()
         self.assertEqual((running.wait(), json.loads(lines[-2])["reason"], lines[-1]),
-                         (1, "time", b"tonelink send: cannot write the sound to standard output: "
+                         (3, "time", b"tonelink send: cannot write the sound to standard output: "
                                      b"its reader takes none"))
 
     def test_narrow_terminals_keep_the_volumes(self):

@@ -7,12 +7,12 @@ namespace tonelink::tool {
 
 /// Each adds a command to `program`; CLI11 runs it once the arguments are read.
 void add_encode_command(CLI::App &program);
-void add_listen_command(CLI::App &program);
 void add_plot_command(CLI::App &program);
-
-/// @param status  receives the exit status, as the command has more than one for work that is done;
-///                also of one that ends by an exception, if it is not kDone
-void add_decode_command(CLI::App &program, int &status);
 void add_send_command(CLI::App &program);
+
+/// @param status  receives the exit status, as these commands have more than one for work that is
+///                done; what is thrown has its own
+void add_decode_command(CLI::App &program, int &status);
+void add_listen_command(CLI::App &program, int &status);
 
 } // namespace tonelink::tool

@@ -171,7 +171,8 @@ event wait_for_event(const stop_signals &signals, keyboard &keys, int millisecon
         keys.resumed();
         return {};
     }
-    if ((sources[1].revents & POLLERR) != 0) throw failure{"nobody reads standard output any more"};
+    if ((sources[1].revents & POLLERR) != 0)
+        throw file_failure{"nobody reads standard output any more"};
     return {sources[2].revents != 0 ? keys.next() : request::none};
 }
 

@@ -60,7 +60,7 @@ void input_stream::take_what_is_there()
     held_.resize(before + static_cast<std::size_t>(std::max<ssize_t>(0, count)));
     if (count == 0) has_ended_ = true;
     if (count < 0 && reason != EAGAIN && reason != EINTR)
-        throw failure{"cannot read " + name_ + ": " + std::strerror(reason)};
+        throw file_failure{"cannot read " + name_ + ": " + std::strerror(reason)};
 }
 
 void input_stream::drop(std::size_t count)

@@ -84,7 +84,7 @@ void live_line::print(const std::string &text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stream_) != text.size() ||
         std::fflush(stream_) != 0)
-        throw failure{"cannot write to the terminal"};
+        throw file_failure{"cannot write to the terminal"};
 }
 
 } // namespace tonelink::tool

@@ -44,12 +44,9 @@ std::string what_is_wrong(const CLI::App &program, const CLI::ParseError &error)
            called_name(program) + " --help' shows what is right";
 }
 
-/// @param status  what a command has made the exit status, as add_decode_command() says
+/// @param status  what a command that did its work has made the exit status
 int run(CLI::App &program, int argc, char **argv, const int &status)
 {
-    const auto fail = [&](const char *what) {
-        return complain(program, what, status == kDone ? kFailed : status);
-    };
     if (const auto wrong = name_single_hyphen(program, argc, argv))
         return complain(program, *wrong, kWrongUsage);
     try {
@@ -60,15 +57,15 @@ int run(CLI::App &program, int argc, char **argv, const int &status)
             return complain(program, no_command(program, wrong.front()), kWrongUsage);
         program.exit(help_or_version);
         std::cout.flush();
-        return std::cout ? kDone : complain(program, "cannot write to standard output", kFailed);
+        return std::cout ? kDone : complain(program, "cannot write to standard output", kFileError);
     } catch (const CLI::ParseError &error) {
         return complain(program, what_is_wrong(program, error), kWrongUsage);
     } catch (const wrong_usage &error) {
         return complain(program, error.what(), kWrongUsage);
     } catch (const std::bad_alloc &) {
-        return fail("out of memory");
+        return complain(program, "out of memory", kFailed);
     } catch (const std::exception &error) {
-        return fail(error.what());
+        return complain(program, error.what(), status_of(error));
     }
 }
 
@@ -119,7 +116,7 @@ try {
     tonelink::tool::add_send_command(program);
     tonelink::tool::add_encode_command(program);
     tonelink::tool::add_decode_command(program, status);
-    tonelink::tool::add_listen_command(program);
+    tonelink::tool::add_listen_command(program, status);
     tonelink::tool::add_plot_command(program);
     tonelink::tool::add_help_command(program);
     tonelink::tool::put_help_first(program);

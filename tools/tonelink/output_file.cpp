@@ -16,9 +16,9 @@
 namespace tonelink::tool {
 namespace {
 
-failure cannot_write(const std::string &name, int reason)
+file_failure cannot_write(const std::string &name, int reason)
 {
-    return failure{"cannot write " + name + ": " + std::strerror(reason)};
+    return file_failure{"cannot write " + name + ": " + std::strerror(reason)};
 }
 
 bool is_standard_output(const std::string &path) { return path == "-" || path == "/dev/stdout"; }
@@ -85,7 +85,7 @@ output_file::output_file(const std::string &path)
     struct stat there {};
     const bool exists = path_ != "-" && stat(path.c_str(), &there) == 0;
     if (exists && S_ISDIR(there.st_mode))
-        throw failure{"cannot write " + path + ": it is a folder"};
+        throw file_failure{"cannot write " + path + ": it is a folder"};
     if (exists && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
         throw cannot_write(name_, errno);
 

@@ -43,14 +43,14 @@ double to_tenths(double value) { return std::round(value * 10) / 10 + 0.0; } // 
 void print(const std::string &text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        throw failure{"cannot write to standard output"};
+        throw file_failure{"cannot write to standard output"};
 }
 
 void require_reader()
 {
     pollfd output{STDOUT_FILENO, 0, 0};
     if (poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0)
-        throw failure{"nobody reads standard output any more"};
+        throw file_failure{"nobody reads standard output any more"};
 }
 
 void say(const std::string &who, const std::string &what)

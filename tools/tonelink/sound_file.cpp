@@ -23,12 +23,12 @@ constexpr int64_t kFramesPerBlock = 10240;
 /// 60 dB above full scale: files of floats that hold more hold no sound.
 constexpr float kLoudest = 1000;
 
-failure cannot_read(const std::string &name, const std::string &reason)
+file_failure cannot_read(const std::string &name, const std::string &reason)
 {
-    return failure{"cannot read " + name + ": " + reason};
+    return file_failure{"cannot read " + name + ": " + reason};
 }
 
-failure is_empty(const sound_source &source)
+file_failure is_empty(const sound_source &source)
 {
     return cannot_read(name_of(source),
                        source.raw ? "it is empty; bare samples are right"
@@ -96,10 +96,10 @@ sound_reader::sound_reader(const sound_source &source, std::stop_token stop)
 {
     open(source);
     if (channel_ > channels())
-        throw failure{name_ + " has no channel " + std::to_string(channel_) +
-                      (channels() == 1 ? "; it has one channel"
-                                       : "; 1 to " + std::to_string(channels()) +
-                                             " is right, or none for a mix of all")};
+        throw file_failure{name_ + " has no channel " + std::to_string(channel_) +
+                           (channels() == 1 ? "; it has one channel"
+                                            : "; 1 to " + std::to_string(channels()) +
+                                                  " is right, or none for a mix of all")};
     interleaved_.resize(static_cast<std::size_t>(kFramesPerBlock * channels()));
     mono_.resize(static_cast<std::size_t>(kFramesPerBlock));
 }
@@ -208,20 +208,20 @@ sound_writer::sound_writer(int descriptor, sound_format format, std::string name
         break;
     }
     sound_.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_FALSE));
-    if (!sound_) throw failure{"cannot write " + name_ + ": " + sf_strerror(nullptr)};
+    if (!sound_) throw file_failure{"cannot write " + name_ + ": " + sf_strerror(nullptr)};
 }
 
 void sound_writer::write(std::span<const int16_t> samples)
 {
     const auto count = static_cast<sf_count_t>(samples.size());
     if (sf_write_short(sound_.get(), samples.data(), count) != count)
-        throw failure{"cannot write " + name_ + ": " + sf_strerror(sound_.get())};
+        throw file_failure{"cannot write " + name_ + ": " + sf_strerror(sound_.get())};
 }
 
 void sound_writer::finish()
 {
     if (const int error = sf_close(sound_.release()); error != SF_ERR_NO_ERROR)
-        throw failure{"cannot write " + name_ + ": " + sf_error_number(error)};
+        throw file_failure{"cannot write " + name_ + ": " + sf_error_number(error)};
 }
 
 } // namespace tonelink::tool

@@ -136,7 +136,7 @@ file_descriptor sound_stream::spooled()
         bytes_.drop(held.size());
     }
     if (!is_kept || std::fflush(file.get()) != 0 || lseek(fileno(file.get()), 0, SEEK_SET) != 0)
-        throw failure{"cannot keep " + name_ + " in a file: " + std::strerror(errno)};
+        throw file_failure{"cannot keep " + name_ + " in a file: " + std::strerror(errno)};
     return file_descriptor{dup(fileno(file.get()))};
 }
 

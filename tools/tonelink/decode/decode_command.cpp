@@ -33,11 +33,9 @@ constexpr const char *kDecodeExamples = R"(Examples:
   tonelink decode recording.wav
   arecord -f S16_LE -r 44100 -t raw | tonelink decode --raw -
 Bare samples and WAV through a pipe are told as they come; Ctrl-C ends with what was heard.
-Exit status: 0 when a message was heard, 1 when none was, 2 for wrong usage or a file
+Exit status: 0 when a message was heard, 1 when none was, 2 for wrong usage, 3 for a file
 that cannot be read.)";
 
-constexpr int kNothingHeard = 1;
-constexpr int kUnreadable = 2;
 constexpr auto kTick = std::chrono::milliseconds{200};
 constexpr std::size_t kMostToPrint = 1 << 20; // bytes of a file's lines that wait
 
@@ -73,10 +71,10 @@ struct decoding {
     // Under the lock of the decode_run until `is_done`.
     std::string lines{}; ///< that are to be printed
     std::vector<std::string>
-        remarks{}; ///< for standard error; a failure when `is_readable` is false
+        remarks{}; ///< for standard error; the last one is the failure where there was one
     bool has_heard = false;
-    bool is_readable = true;
-    bool was_cut = false; ///< by a signal, before its end
+    exit_status failed = kDone; ///< what becomes of its failure
+    bool was_cut = false;       ///< by a signal, before its end
     bool is_done = false;
 };
 
@@ -116,19 +114,21 @@ private:
         for (std::size_t i = next_++; i < files_.size(); i = next_++) {
             decoding &file = *files_[i];
             const bool is_too_late = stop_.stop_requested();
-            std::string failed;
+            std::string reason;
+            exit_status failed = kDone;
             try {
                 if (!is_too_late) decode_file(file);
             } catch (const std::exception &error) {
-                failed = error.what();
+                reason = error.what();
+                failed = status_of(error);
             }
             const std::lock_guard lock{mutex_};
             file.progress = 1;
-            if (is_too_late || (!failed.empty() && stop_.stop_requested())) {
+            if (is_too_late || (failed != kDone && stop_.stop_requested())) {
                 file.was_cut = true; // which it need not stand
-            } else if (!failed.empty()) {
-                file.remarks.push_back(failed);
-                file.is_readable = false;
+            } else if (failed != kDone) {
+                file.remarks.push_back(reason);
+                file.failed = failed;
             }
             file.is_done = true;
             news_.notify_one();
@@ -226,7 +226,7 @@ private:
         for (const std::string &remark : file.remarks)
             if (!remark.empty()) say("tonelink decode", remark);
         if (file.has_heard && status_ == kNothingHeard) status_ = kDone;
-        if (!file.is_readable) status_ = kUnreadable;
+        if (file.failed != kDone) status_ = file.failed;
     }
 
     void show_progress(const decoding &current)
@@ -299,10 +299,7 @@ void add_decode_command(CLI::App &program, int &status)
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
     command->add_flag("-q,--quiet", options->quiet,
                       "Print no messages: the exit status says whether there is one");
-    command->callback([options, &status] {
-        status = kUnreadable; // also when something is thrown
-        status = decode(*options);
-    });
+    command->callback([options, &status] { status = decode(*options); });
 }
 
 } // namespace tonelink::tool

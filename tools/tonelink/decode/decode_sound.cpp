@@ -16,7 +16,7 @@ void require_rate(const sound_reader &sound)
 {
     const int rate = sound.sample_rate();
     if (rate >= TONELINK_RECEIVER_LOWEST_RATE && rate <= TONELINK_RECEIVER_HIGHEST_RATE) return;
-    throw failure{joined(
+    throw file_failure{joined(
         0, "cannot decode ", sound.name(), ": its sample rate of ", rate, " Hz is too ",
         rate < TONELINK_RECEIVER_LOWEST_RATE ? "low for bursts; " : "high; ",
         TONELINK_RECEIVER_LOWEST_RATE, " to ", TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};

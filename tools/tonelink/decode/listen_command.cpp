@@ -28,7 +28,8 @@ namespace {
 constexpr const char *kListenExamples = R"(Examples:
   tonelink listen
   tonelink listen --input alsa:hw:1 --count 1
-Times are from the start of listening. Ctrl-C ends it.)";
+Times are from the start of listening. Ctrl-C ends it; the exit status is 1 when nothing
+was heard, 4 for a device that cannot be used.)";
 
 constexpr int kWaitMs = 50;
 constexpr double kMeterSeconds = 0.1;
@@ -53,9 +54,9 @@ void require_rate(const microphone &input, const std::string &device)
 {
     const auto rate = std::lround(input.rate());
     if (rate >= TONELINK_RECEIVER_LOWEST_RATE && rate <= TONELINK_RECEIVER_HIGHEST_RATE) return;
-    throw failure{joined(0, "cannot listen to the ALSA device \"", device, "\": it runs at ", rate,
-                         " Hz; ", TONELINK_RECEIVER_LOWEST_RATE, " to ",
-                         TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
+    throw device_failure{joined(0, "cannot listen to the ALSA device \"", device, "\": it runs at ",
+                                rate, " Hz; ", TONELINK_RECEIVER_LOWEST_RATE, " to ",
+                                TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
 }
 
 /// Tells what is heard.
@@ -101,6 +102,9 @@ public:
         if (options_.json) print(line_of_nothing(reception, ""));
         say("tonelink listen", "nothing heard: " + advice_on(reception, options_.wanted));
     }
+
+    /// Whether a message has been heard.
+    bool has_heard() const { return count_ > 0; }
 
     /// Whether as many messages have been told as were asked for.
     bool is_done() const { return count_ >= options_.limit; }
@@ -152,7 +156,8 @@ private:
     uint64_t count_ = 0;
 };
 
-void listen(const listen_options &options)
+/// Returns the exit status.
+int listen(const listen_options &options)
 {
     const std::string device = device_of(options.input);
 
@@ -169,16 +174,20 @@ void listen(const listen_options &options)
     if (!input.warning().empty()) say("tonelink listen", "warning: " + input.warning());
     message_listener listener{static_cast<int>(std::lround(input.rate())), options};
     while (!listener.is_done()) {
-        if (must_stop) return listener.finish();
+        if (must_stop) {
+            listener.finish();
+            break;
+        }
         require_reader();
         listener.put(input.read(kWaitMs));
         if (const int64_t lost = input.take_lost(); lost > 0) listener.put_gap(lost);
     }
+    return listener.has_heard() ? kDone : kNothingHeard;
 }
 
 } // namespace
 
-void add_listen_command(CLI::App &program)
+void add_listen_command(CLI::App &program, int &status)
 {
     auto options = std::make_shared<listen_options>();
     CLI::App *command =
@@ -191,7 +200,7 @@ void add_listen_command(CLI::App &program)
         ->type_name("N")
         ->transform(number_from<uint64_t>(1, 1'000'000'000));
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
-    command->callback([options] { listen(*options); });
+    command->callback([options, &status] { status = listen(*options); });
 }
 
 } // namespace tonelink::tool

@@ -11,9 +11,9 @@ namespace {
 
 constexpr unsigned int kPeriods = 10; // 200 ms
 
-failure cannot_listen(const std::string &device, const char *why)
+device_failure cannot_listen(const std::string &device, const char *why)
 {
-    return failure{"cannot listen to the ALSA device \"" + device + "\": " + why};
+    return device_failure{"cannot listen to the ALSA device \"" + device + "\": " + why};
 }
 
 sound::pcm_device open_device(const std::string &device)

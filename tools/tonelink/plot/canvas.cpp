@@ -139,7 +139,7 @@ void canvas::write_png(const output_file &file) const
                       cairo_status_to_string(cairo_status(context_.get()))};
     if (cairo_surface_write_to_png_stream(surface_.get(), write_block, &descriptor) !=
         CAIRO_STATUS_SUCCESS)
-        throw failure{"cannot write " + file.name() + ": " + std::strerror(errno)};
+        throw file_failure{"cannot write " + file.name() + ": " + std::strerror(errno)};
 }
 
 } // namespace tonelink::tool

@@ -50,15 +50,16 @@ kept_sound::kept_sound(sound_source source) : source_{std::move(source)}
         return;
     }
     if (is_input && isatty(STDIN_FILENO))
-        throw failure{"cannot read standard input: it is a terminal; a sound file or a pipe is "
-                      "right"};
+        throw file_failure{
+            "cannot read standard input: it is a terminal; a sound file or a pipe is "
+            "right"};
     if (is_input && is_folder(STDIN_FILENO))
-        throw failure{"cannot read standard input: it is a folder"};
+        throw file_failure{"cannot read standard input: it is a folder"};
     const int pipe = is_input ? STDIN_FILENO : open(source_.path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (pipe < 0) throw failure{"cannot read " + source_.name + ": " + std::strerror(errno)};
+    if (pipe < 0) throw file_failure{"cannot read " + source_.name + ": " + std::strerror(errno)};
     copy_.reset(std::tmpfile());
     if (!copy_ || !copy_rest(pipe, fileno(copy_.get())))
-        throw failure{"cannot keep " + source_.name + " in a file: " + std::strerror(errno)};
+        throw file_failure{"cannot keep " + source_.name + " in a file: " + std::strerror(errno)};
     if (!is_input) close(pipe);
     source_.path = path_of(fileno(copy_.get()));
 }

@@ -29,7 +29,7 @@ resampled_sound::resampled_sound(const sound_source &source)
     const double ratio = ratio_of(sound_);
     if (ratio == 1) return;
     if (!src_is_valid_ratio(ratio))
-        throw failure{
+        throw file_failure{
             joined(0, "cannot resample ", sound_.name(), " from ", sound_.sample_rate(), " Hz")};
     int error = 0;
     resampler_.reset(src_new(SRC_SINC_BEST_QUALITY, 1, &error));

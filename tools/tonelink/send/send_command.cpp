@@ -69,12 +69,15 @@ void refuse_contradictions(const send_options &options)
         throw wrong_usage{"--json tells what --quiet keeps to itself; either is right, not both"};
 }
 
-/// Whether the sound goes to standard output, where nothing else may go then.
-bool plays_to_standard_output(const send_options &options)
+/// Where it plays, empty for the default.
+std::string output_of(const send_options &options)
 {
     const char *const variable = std::getenv("TONELINK_AUDIO");
-    return options.output.value_or(variable ? variable : "") == "wav:-";
+    return options.output.value_or(variable ? variable : "");
 }
+
+/// Whether the sound goes to standard output, where nothing else may go then.
+bool plays_to_standard_output(const send_options &options) { return output_of(options) == "wav:-"; }
 
 report_style style_of(const send_options &options)
 {
@@ -236,7 +239,7 @@ private:
     {
         leave(reason);
         say("tonelink send", "cannot write the sound to standard output: its reader takes none");
-        _exit(kFailed);
+        _exit(kFileError);
     }
 
     send_report::progress progress() const
@@ -272,6 +275,7 @@ void send(const send_options &options)
     set_up_host(options);
     const message_choice choice = choose_pairing(options.message);
     plan.message = message_of(choice);
+    if (output_of(options).starts_with("wav:")) plan.failed_output = kFileError;
 
     // A reader that goes away is a failure like others, told once the volumes are back.
     std::signal(SIGPIPE, SIG_IGN);

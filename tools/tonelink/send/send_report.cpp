@@ -65,8 +65,8 @@ void send_report::tell(const std::string &text)
     if (std::fwrite(text.data(), 1, text.size(), style_.stream) == text.size() &&
         std::fflush(style_.stream) == 0)
         return;
-    throw failure{std::string{"cannot write to standard "} +
-                  (style_.stream == stdout ? "output" : "error")};
+    throw file_failure{std::string{"cannot write to standard "} +
+                       (style_.stream == stdout ? "output" : "error")};
 }
 
 void send_report::started(const volumes &before, bool has_keys)

@@ -13,7 +13,6 @@
 
 #include "arguments.h"
 #include "burst_shape.h"
-#include "errors.h"
 
 namespace tonelink::tool {
 namespace {
@@ -32,10 +31,10 @@ std::string line_of_host(size_t (*get)(char *text, size_t size))
 std::string last_error() { return line_of_host(tonelink_host_get_last_error); }
 
 /// `what` went wrong, with the host platform's reason where it has given one since `error_before`.
-failure failed(const std::string &what, const std::string &error_before)
+failure failed(const std::string &what, const std::string &error_before, exit_status becomes)
 {
     const std::string reason = last_error();
-    return failure{reason == error_before ? what : what + ": " + reason};
+    return failure{reason == error_before ? what : what + ": " + reason, becomes};
 }
 
 uint64_t copies_a_write(player by) { return by == player::standalone ? 1 : 5; }
@@ -59,7 +58,7 @@ bluetooth_address own_address()
     const std::unique_ptr<char, decltype(&std::free)> text{Get_TV_BD_Addr(), std::free};
     if (!text)
         throw failed("--address is needed, as this machine does not tell one of its own",
-                     error_before);
+                     error_before, kDeviceError);
     return parse_address(text.get());
 }
 
@@ -109,10 +108,11 @@ void transmission::start_service()
                                 : start_audio_transmitting_async_type(packet_type);
     if (started == 1) return;
     if (started == -1 && get_tv_volume() == 0)
-        throw failure{"the start was refused (-1): nothing is sent at a master volume of 0; "
-                      "--master-volume 1 to 100 is right"};
-    if (started == -1) throw failed("no message could be made (-1)", error_before_);
-    throw failed("the player did not start (" + std::to_string(started) + ")", error_before_);
+        throw device_failure{"the start was refused (-1): nothing is sent at a master volume of 0; "
+                             "--master-volume 1 to 100 is right"};
+    if (started == -1) throw failed("no message could be made (-1)", error_before_, kFailed);
+    throw failed("the player did not start (" + std::to_string(started) + ")", error_before_,
+                 plan_.failed_output);
 }
 
 void transmission::start_standalone()
@@ -127,7 +127,7 @@ void transmission::start_standalone()
     StartTransmitting(static_cast<int32_t>(plan_.copies), plan_.rate);
     if (last_error() == error_before_) return;
     StopTransmitting();
-    throw failed("the player did not start", error_before_);
+    throw failed("the player did not start", error_before_, plan_.failed_output);
 }
 
 transmission::~transmission()
@@ -153,7 +153,8 @@ bool transmission::is_at_last_write() const
 
 void transmission::check_output() const
 {
-    if (last_error() != error_before_) throw failed("the output failed", error_before_);
+    if (last_error() != error_before_)
+        throw failed("the output failed", error_before_, plan_.failed_output);
 }
 
 void transmission::stop()
@@ -168,7 +169,7 @@ void transmission::stop()
         plan_.by == player::thread ? stop_audio_transmitting() : stop_audio_transmitting_async();
     if (stopped != 1)
         throw failed("the transmission did not stop as it should (" + std::to_string(stopped) + ")",
-                     error_before_);
+                     error_before_, plan_.failed_output);
 }
 
 uint64_t samples_before_last_write(uint64_t copies, uint64_t copies_a_write)

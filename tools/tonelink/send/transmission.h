@@ -7,6 +7,7 @@
 #include <string>
 
 #include "burst_shape.h"
+#include "errors.h"
 #include "message.h"
 
 namespace tonelink::tool {
@@ -19,7 +20,8 @@ struct transmission_plan {
     message_bits message;
     player by = player::thread;
     int32_t rate = kAudioRate;
-    uint64_t copies = 0; ///< 0: until it is stopped
+    uint64_t copies = 0;                      ///< 0: until it is stopped
+    exit_status failed_output = kDeviceError; ///< the status of a failure of what it plays into
 };
 
 /// The Bluetooth address of this machine. Throws failure, with the reason, when there is none.

@@ -11,3 +11,6 @@ cd "$work"
 moved/bin/tonelink encode --data 01 -o burst.wav
 test -s burst.wav
 test -s moved/share/man/man1/tonelink.1
+test -s moved/share/bash-completion/completions/tonelink
+test -s moved/share/zsh/site-functions/_tonelink
+test -s moved/share/fish/vendor_completions.d/tonelink.fish

@@ -33,10 +33,13 @@ template <class Number> CLI::Validator number_from(Number lowest, Number highest
             ""};
 }
 
-/// Makes an option take one of some names, each of which stands for a value.
+/// Makes an option take one of some names, each of which stands for a value; help shows them all.
 template <class Value>
 void take_one_of(CLI::Option &option, const CLI::TransformPairs<Value> &values)
 {
+    std::string names;
+    for (const auto &[name, value] : values) names += (names.empty() ? "" : "|") + name;
+    option.type_name(option.nonpositional() ? names : "");
     option.transform(CLI::Transformer(values).description(""));
     option.transform(CLI::IsMember(values).description("")); // comes before the other one
 }

@@ -6,6 +6,7 @@
 namespace tonelink::tool {
 
 /// Each adds a command to `program`; CLI11 runs it once the arguments are read.
+void add_completion_command(CLI::App &program);
 void add_encode_command(CLI::App &program);
 void add_plot_command(CLI::App &program);
 void add_send_command(CLI::App &program);

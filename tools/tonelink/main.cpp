@@ -118,6 +118,7 @@ try {
     tonelink::tool::add_decode_command(program, status);
     tonelink::tool::add_listen_command(program, status);
     tonelink::tool::add_plot_command(program);
+    tonelink::tool::add_completion_command(program);
     tonelink::tool::add_help_command(program);
     tonelink::tool::put_help_first(program);
     return tonelink::tool::run(program, argc, argv, status);

@@ -290,7 +290,7 @@ void add_decode_command(CLI::App &program, int &status)
     command
         ->add_option("--channel", options->channel,
                      "Listen to one channel alone, 1 for the first (default: a mix of all)")
-        ->type_name("N")
+        ->type_name("NUMBER")
         ->transform(number_from(1, 1024));
     command->add_flag("--raw", options->raw,
                       "The files are bare samples: 16 bits, little-endian, mono, 44100 Hz");

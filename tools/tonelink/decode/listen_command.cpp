@@ -193,11 +193,11 @@ void add_listen_command(CLI::App &program, int &status)
     CLI::App *command =
         program.add_subcommand("listen", "Print the messages that a microphone hears");
     command->footer(kListenExamples);
-    command->add_option("--input", options->input, "Where to listen: alsa (default) or alsa:DEVICE")
-        ->type_name("INPUT");
+    command->add_option("--input", options->input, "Where to listen (default alsa)")
+        ->type_name("alsa[:DEVICE]");
     add_listening_options(*command, options->wanted);
     command->add_option("--count", options->limit, "Stop after so many messages")
-        ->type_name("N")
+        ->type_name("NUMBER")
         ->transform(number_from<uint64_t>(1, 1'000'000'000));
     command->add_flag("--json", options->json, "Print an object of JSON a line, for programs");
     command->callback([options, &status] { status = listen(*options); });

@@ -275,14 +275,13 @@ void add_plot_command(CLI::App &program)
                      "Sound file: WAV, FLAC or any that libsndfile reads; - is standard input")
         ->type_name("")
         ->required();
-    command
-        ->add_option("-o,--output", options->output, "Picture to write, .png; - is standard output")
-        ->type_name("FILE")
+    command->add_option("-o,--output", options->output, "Picture to write; - is standard output")
+        ->type_name("FILE.png")
         ->required();
     command
         ->add_option("--channel", options->source.channel,
                      "Look at one channel alone, 1 for the first (default: a mix of all)")
-        ->type_name("N")
+        ->type_name("NUMBER")
         ->transform(number_from(1, 1024));
     command->add_flag(
         "--constellation", options->constellation,
@@ -290,7 +289,7 @@ void add_plot_command(CLI::App &program)
     command
         ->add_option("--size", options->size,
                      "Pixels of the picture (default 1600x1000, 1600x1600 with --constellation)")
-        ->type_name("WxH")
+        ->type_name("WIDTHxHEIGHT")
         ->delimiter('x')
         ->transform(number_from(640, 8000).application_index(0))
         ->transform(number_from(400, 8000).application_index(1));

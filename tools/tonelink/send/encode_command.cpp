@@ -143,11 +143,12 @@ void add_encode_command(CLI::App &program)
                                   const char *meaning) {
         return command->add_option(name, value, meaning)->type_name(type);
     };
-    option("--copies", options->copies, "N", "How often the burst is repeated (default 1)")
+    option("--copies", options->copies, "NUMBER", "How often the burst is repeated (default 1)")
         ->transform(number_from<uint64_t>(1, 1'000'000));
-    option("--gap", options->gap_ms, "MS", "Silence between copies in milliseconds (default 0)")
+    option("--gap", options->gap_ms, "MILLISECONDS",
+           "Silence between copies in milliseconds (default 0)")
         ->transform(number_from<double>(0, 60'000));
-    option("--level", options->level_db, "DBFS",
+    option("--level", options->level_db, "DECIBELS",
            "Scale to this peak, -90 to 0; without it, as a transmission at full volume")
         ->transform(number_from<double>(-90, 0));
     command->add_flag("--unfiltered", options->unfiltered,

@@ -30,11 +30,12 @@ void add_message_options(CLI::App &command, message_choice &choice)
     command
         .add_option("--pin", choice.pin,
                     "PIN to pair with: 0 to 65535, with --bits 48 to 4294967295")
-        ->type_name("N")
+        ->type_name("NUMBER")
         ->transform(number_from<uint64_t>(0, max_pin(message_length::long_48)));
-    text_option("--address", "AA:BB:CC:DD:EE:FF",
-                "Bluetooth address to pair with; its last two octets are sent",
-                [&choice](const auto &text) { choice.address = parse_address(text); });
+    text_option(
+        "--address", "ADDRESS",
+        "Bluetooth address to pair with, as in AA:BB:CC:DD:EE:FF; its last two octets are sent",
+        [&choice](const auto &text) { choice.address = parse_address(text); });
     text_option("--data", "HEX", "Send these bytes instead: 1 to 6, in hexadecimal",
                 [&choice](const auto &text) { set_data(choice, parse_data(text)); });
     text_option("--text", "TEXT", "Send this text instead: 1 to 6 bytes",
@@ -43,8 +44,8 @@ void add_message_options(CLI::App &command, message_choice &choice)
                 });
     CLI::Option *bits =
         command.add_option("--bits", choice.length, "Message length; 32 unless the data needs 48");
-    take_one_of<message_length>(*bits->type_name("32|48"), {{"32", message_length::short_32},
-                                                            {"48", message_length::long_48}});
+    take_one_of<message_length>(
+        *bits, {{"32", message_length::short_32}, {"48", message_length::long_48}});
 }
 
 message_length length_of(const message_choice &choice)

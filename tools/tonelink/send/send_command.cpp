@@ -300,7 +300,8 @@ void add_send_command(CLI::App &program)
     command->get_option("--pin")->description(
         "PIN to pair with: 0 to 65535, with --bits 48 to 4294967295; else a random one");
     command->get_option("--address")
-        ->description("Bluetooth address to pair with; else this machine's own");
+        ->description(
+            "Bluetooth address to pair with, as in AA:BB:CC:DD:EE:FF; else this machine's own");
     const auto option = [command](const char *name, auto &value, const char *type,
                                   const char *meaning) {
         return command->add_option(name, value, meaning)->type_name(type);
@@ -308,20 +309,19 @@ void add_send_command(CLI::App &program)
     option("--for", options->limit_s, "SECONDS", "Stop after this time, when a write is through")
         ->transform(number_from<double>(0.1, 1e6));
     option(
-        "--count", options->plan.copies, "N",
+        "--count", options->plan.copies, "NUMBER",
         "Stop after so many copies of the burst; all players but standalone write five at a time")
         ->transform(number_from<uint64_t>(1, 1'000'000));
-    CLI::Option *by = option("--player", options->plan.by, "PLAYER",
-                             "thread, callback or standalone (default thread)");
+    CLI::Option *by =
+        option("--player", options->plan.by, "", "Who writes to the output (default thread)");
     take_one_of<player>(*by, {{"thread", player::thread},
                               {"callback", player::callback},
                               {"standalone", player::standalone}});
-    option("--output", options->output, "OUTPUT",
-           "wav:PATH, wav:- for standard output, alsa, alsa:DEVICE or none (default "
-           "TONELINK_AUDIO, else alsa)");
-    option("--rate", options->plan.rate, "HZ", "Sample rate of the output (default 44100)")
+    option("--output", options->output, "wav:PATH|alsa[:DEVICE]|none",
+           "Where to play; wav:- is standard output (default TONELINK_AUDIO, else alsa)");
+    option("--rate", options->plan.rate, "HERTZ", "Sample rate of the output (default 44100)")
         ->transform(number_from(8000, 192'000));
-    option("--master-volume", options->master_volume, "N",
+    option("--master-volume", options->master_volume, "NUMBER",
            "Set the master volume first, 0 to 100 (else it is 20); above 90 nothing is heard")
         ->transform(number_from(0, 100));
     command->add_flag("--av-product", options->av_product, "Choose the volume as on an AV product");

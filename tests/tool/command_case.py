@@ -14,7 +14,26 @@ import termios
 import unittest
 import wave
 
+import json_lines
+
 BURST = 23170
+
+
+class Command(subprocess.Popen):
+    """The command under way. What JSON it prints is checked when it is read."""
+
+    def __init__(self, *arguments, **options):
+        super().__init__(["tonelink", *arguments], **options)
+        if self.stdout:
+            self.stdout = json_lines.Checked(self.stdout)
+        if self.stderr:
+            self.stderr = json_lines.Checked(self.stderr)
+
+    def communicate(self, *arguments, **options):
+        told = super().communicate(*arguments, **options)
+        for stream in told:
+            json_lines.check(stream)
+        return told
 
 
 class CommandCase(unittest.TestCase):
@@ -45,9 +64,9 @@ class CommandCase(unittest.TestCase):
 
     def begin(self, *arguments, **options):
         """Starts the command in the background; it is ended with the test at the latest."""
-        running = subprocess.Popen(["tonelink", *arguments], cwd=self.folder,
-                                   **{"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
-                                      "stderr": subprocess.PIPE, **options})
+        running = Command(*arguments, cwd=self.folder,
+                          **{"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
+                             "stderr": subprocess.PIPE, **options})
         self.addCleanup(running.communicate)
         self.addCleanup(running.kill)
         return running
@@ -80,6 +99,7 @@ class CommandCase(unittest.TestCase):
     def succeed(self, *arguments):
         done = subprocess.run(["tonelink", *arguments], cwd=self.folder, capture_output=True)
         self.assertEqual((done.returncode, done.stderr), (0, b""), arguments)
+        json_lines.check(done.stdout)
         return done.stdout
 
     def raw(self, *arguments):

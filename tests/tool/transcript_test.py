@@ -9,6 +9,7 @@ import subprocess
 import sys
 
 import command_case
+import json_lines
 
 
 class Transcript(command_case.CommandCase):
@@ -22,6 +23,7 @@ class Transcript(command_case.CommandCase):
         before = sorted(os.listdir(self.folder))
         done = subprocess.run(["sh", "-c", line], cwd=self.folder, stdin=subprocess.DEVNULL,
                               capture_output=True, encoding="utf-8", errors="backslashreplace")
+        json_lines.check(done.stdout.encode())
         shown = done.stdout + re.sub("^(?=.)", "! ", done.stderr, flags=re.M)
         if done.returncode == 0:
             return shown

@@ -147,7 +147,8 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
         overrun = kOverrun * rate / kAudioRate;
         has_overrun = false;
         CLI::App program;
-        add_listen_command(program);
+        int status = kFailed;
+        add_listen_command(program, status);
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
         program.parse("listen --input alsa:test --json --count 2");
@@ -178,7 +179,8 @@ TEST(Microphone, ListenRefusesARateThatNoReceiverTakes)
 {
     test::set_device(folder, "type card file \"/dev/null\" format S16_LE channels 1 rate 32000");
     CLI::App program;
-    add_listen_command(program);
+    int status = kFailed;
+    add_listen_command(program, status);
     try {
         program.parse("listen --input alsa:test");
         FAIL() << "it listens";

@@ -124,16 +124,24 @@ unsigned int take_number(std::string_view &text, std::string_view mark)
     return number;
 }
 
+/// The server's own name of a device that ALSA knows as "pulse:NAME"; empty for its default one.
+std::string name_at_server(const std::string &device)
+{
+    constexpr std::string_view kPrefix = "pulse:";
+    return device.starts_with(kPrefix) ? device.substr(kPrefix.size()) : "";
+}
+
 /// The rate of the sound server behind a device, which takes every rate and does not tell.
-std::optional<unsigned int> rate_of_server(snd_pcm_t *pcm, snd_pcm_stream_t direction)
+std::optional<unsigned int> rate_of_server(snd_pcm_t *pcm, const std::string &device,
+                                           snd_pcm_stream_t direction)
 {
     const auto description = description_of(pcm);
     const auto side =
         direction == SND_PCM_STREAM_PLAYBACK ? server_side::sink : server_side::source;
     if (description.find("ALSA <-> PulseAudio") != std::string::npos)
-        return sound_server_rate(side);
+        return sound_server_rate(side, name_at_server(device));
     if (description.find("ALSA <-> PipeWire") != std::string::npos)
-        return sound_server_rate(side).value_or(kPipeWireRate);
+        return sound_server_rate(side, {}).value_or(kPipeWireRate);
     return std::nullopt;
 }
 
@@ -202,7 +210,8 @@ pcm_device::pcm_device(const std::string &name, snd_pcm_stream_t direction, int 
     const alsa_message_filter filter;
     const auto open = [&](rate_plugins rates) {
         pcm_.reset(open_converted(name, direction, mode, rates));
-        set_up(direction, rate_of_server(pcm_.get(), direction).value_or(wanted_rate), periods);
+        set_up(direction, rate_of_server(pcm_.get(), name, direction).value_or(wanted_rate),
+               periods);
     };
     try {
         open(rate_plugins::bypassed);

@@ -15,10 +15,11 @@ namespace tonelink::sound {
 /// What could not be done with a device, "open" or "set up", and ALSA's reason.
 struct pcm_error : std::runtime_error {
     pcm_error(const char *step, int result)
-        : std::runtime_error{snd_strerror(result)}, failed_step{step}
+        : std::runtime_error{snd_strerror(result)}, failed_step{step}, code{result}
     {
     }
     const char *failed_step;
+    int code; ///< ALSA's result, negative
 };
 
 class pcm_device {

@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <pango/pangocairo.h>
+#include <strings.h>
 
 #include "descriptor_io.h"
 #include "errors.h"
@@ -140,6 +142,13 @@ void canvas::write_png(const output_file &file) const
     if (cairo_surface_write_to_png_stream(surface_.get(), write_block, &descriptor) !=
         CAIRO_STATUS_SUCCESS)
         throw file_failure{"cannot write " + file.name() + ": " + std::strerror(errno)};
+}
+
+void require_picture_name(const std::string &path)
+{
+    const auto extension = std::filesystem::path{path}.extension();
+    if (strcasecmp(extension.c_str(), ".png") != 0)
+        throw wrong_usage{"-o '" + path + "' is no picture; a name in .png is right"};
 }
 
 } // namespace tonelink::tool

@@ -66,4 +66,7 @@ private:
     cairo_handle<cairo_t> context_;
 };
 
+/// Throws wrong_usage for the name of a file that is none in .png.
+void require_picture_name(const std::string &path);
+
 } // namespace tonelink::tool

@@ -3,41 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <new>
 #include <string>
 
 namespace tonelink::tool {
 namespace {
-
-/// The distance of ticks, 1, 2 or 5 times a power of ten, so that at most `most` fit into a range.
-double tick_step(double range, double most)
-{
-    const double power = std::pow(10, std::floor(std::log10(range / most)));
-    for (const double step : {1.0, 2.0, 5.0})
-        if (range / (step * power) <= most) return step * power;
-    return 10 * power;
-}
-
-int decimals_of(double step)
-{
-    return std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
-}
-
-/// The multiples of some step that fall into a range: which ones, and how they are written.
-struct ticks {
-    double step;
-    int64_t first, last;
-    int decimals;
-
-    ticks(double low, double high, double most)
-        : step{tick_step(high - low, most)}, first{std::llround(std::ceil(low / step - 1e-9))},
-          last{std::llround(std::floor(high / step + 1e-9))}, decimals{decimals_of(step)}
-    {
-    }
-    double value(int64_t tick) const { return static_cast<double>(tick) * step; }
-    std::string text(int64_t tick) const { return decimal(value(tick), decimals); }
-};
 
 void draw_time_axis(canvas &page, const panel &area)
 {
@@ -86,13 +56,6 @@ cairo_handle<cairo_surface_t> image_of(const spectrogram &levels, std::size_t lo
 }
 
 } // namespace
-
-std::string decimal(double value, int decimals)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, std::abs(value));
-    return value < 0 ? std::string{"\u2212"} + text : text;
-}
 
 void paint_spectrogram(canvas &page, const panel &area, const spectrogram &levels,
                        const colour_scale &colours)

@@ -6,6 +6,7 @@
 #include "plot/canvas.h"
 #include "plot/colour_map.h"
 #include "plot/spectrogram.h"
+#include "plot/ticks.h"
 
 namespace tonelink::tool {
 
@@ -31,9 +32,6 @@ struct colour_scale {
     double bottom, top;
     colour of(double level) const { return map_colour((level - bottom) / (top - bottom)); }
 };
-
-/// A number with so many digits after the point and a true minus sign.
-std::string decimal(double value, int decimals);
 
 /// Paints a spectrogram over its panel.
 void paint_spectrogram(canvas &page, const panel &area, const spectrogram &levels,

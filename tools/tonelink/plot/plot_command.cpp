@@ -1,7 +1,6 @@
 // `tonelink plot`: the spectrogram of a sound file as a picture, with the bursts in it marked.
 #include <algorithm>
 #include <bit>
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <functional>
@@ -11,13 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include <strings.h>
-
 #include "arguments.h"
 #include "burst_shape.h"
 #include "command.h"
 #include "errors.h"
-#include "live_line.h"
 #include "output_file.h"
 #include "plot/burst_finder.h"
 #include "plot/burst_picture.h"
@@ -26,6 +22,7 @@
 #include "plot/sound_survey.h"
 #include "plot/spectrogram.h"
 #include "plot/subcarrier_estimate.h"
+#include "progress_line.h"
 #include "report_text.h"
 #include "sound_file.h"
 
@@ -45,33 +42,6 @@ struct plot_options {
     std::optional<picture_size> size;
     bool constellation = false;
     bool quiet = false;
-};
-
-/// Shows on a terminal how far a command is that takes its time.
-class progress_line {
-public:
-    explicit progress_line(bool is_shown) : is_shown_{is_shown} {}
-    ~progress_line() { clear(); }
-    progress_line(const progress_line &) = delete;
-    progress_line &operator=(const progress_line &) = delete;
-
-    void show(double share)
-    {
-        constexpr std::chrono::milliseconds kTick{200};
-        const auto now = clock::now();
-        if (!is_shown_ || now - shown_ < kTick) return;
-        shown_ = now;
-        live_.show_share("drawing", share);
-    }
-
-    void clear() { live_.clear(); }
-
-private:
-    using clock = std::chrono::steady_clock;
-
-    bool is_shown_;
-    clock::time_point shown_ = clock::now();
-    live_line live_{stderr};
 };
 
 /// How much of the work it is to look for the bursts; most of the rest is the spectrogram.
@@ -245,15 +215,13 @@ canvas draw_sound(const sound_source &source, const sound_survey &sound,
 
 void plot(const plot_options &options)
 {
-    const auto extension = std::filesystem::path{options.output}.extension();
-    if (options.output != "-" && strcasecmp(extension.c_str(), ".png") != 0)
-        throw wrong_usage{"-o '" + options.output + "' is no picture; a name in .png is right"};
+    if (options.output != "-") require_picture_name(options.output);
     refuse_terminal(options.output);
     output_file output{options.output}; // first, as what follows takes its time
     const kept_sound kept{options.source};
     const sound_source &source = kept.source();
 
-    progress_line progress{!options.quiet};
+    progress_line progress{"drawing", !options.quiet};
     const sound_survey sound =
         survey_sound(source, [&](double share) { progress.show(kSurveyShare * share); });
     const canvas page = draw_sound(source, sound, options.size, options.constellation, progress);

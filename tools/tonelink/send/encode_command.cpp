@@ -5,19 +5,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <tonelink/modem.h>
-#include <tonelink/transmit.h>
 
 #include "arguments.h"
 #include "burst_shape.h"
 #include "command.h"
 #include "errors.h"
 #include "output_file.h"
+#include "send/burst_samples.h"
 #include "send/message_options.h"
 #include "sound_file.h"
 
@@ -49,38 +46,6 @@ sound_format format_of(const encode_options &options)
     if (extension == ".flac") return sound_format::flac;
     throw wrong_usage{"-o '" + options.output +
                       "' does not tell the format; a name in .wav or .flac is right, or --raw"};
-}
-
-struct close_modem {
-    void operator()(snfc_state *modem) const { close_snfc(&modem); }
-};
-
-/// The burst as the modem makes it, its peak at full scale.
-std::vector<int16_t> modem_burst(const message_bits &message)
-{
-    snfc_state *opened = nullptr;
-    if (open_snfc(&opened) != 1) throw std::bad_alloc{};
-    const std::unique_ptr<snfc_state, close_modem> modem{opened};
-    int16_t *samples = nullptr;
-    int32_t *length = nullptr;
-    if (get_burst_snfc(&opened, message.data(), static_cast<int32_t>(message.size()), &samples,
-                       &length) != 1)
-        throw std::bad_alloc{};
-    return {samples, samples + *length};
-}
-
-/// The burst as a transmission plays it: through the output filter.
-std::vector<int16_t> transmitted_burst(const message_bits &message)
-{
-    tonelink_tx_h record{};
-    tonelink_tx_h *handle = &record;
-    if (tonelink_tx_open(&handle) != 0) throw std::bad_alloc{};
-    const auto close = [](tonelink_tx_h *opened) { tonelink_tx_close(&opened); };
-    const std::unique_ptr<tonelink_tx_h, decltype(close)> closer{handle};
-    tonelink_tx_put_bin(handle, message.data(), static_cast<uint32_t>(message.size()));
-    if (tonelink_tx_generate(handle, static_cast<int32_t>(message.size())) != 0)
-        throw std::bad_alloc{};
-    return {record.burst, record.burst + *record.burst_length};
 }
 
 /// Scales the samples to a peak of `level_db` dBFS.

@@ -17,6 +17,7 @@
 #include "decode/microphone.h"
 #include "decode/recent_messages.h"
 #include "decode/reception_text.h"
+#include "device_choice.h"
 #include "errors.h"
 #include "events.h"
 #include "live_line.h"
@@ -37,17 +38,24 @@ constexpr double kMeterSeconds = 0.1;
 constexpr double kReasonSeconds = 5;
 
 struct listen_options {
-    std::string input = "alsa";
+    std::optional<std::string> input;
+    device_options devices;
     listening wanted;
     uint64_t limit = std::numeric_limits<uint64_t>::max(); ///< of messages
     bool json = false;
 };
 
-std::string device_of(const std::string &input)
+constexpr device_use kUse{.plays = false, .hears = true};
+
+/// The device that the options name.
+std::string device_of(const listen_options &options)
 {
-    if (input == "alsa") return "default";
-    if (input.starts_with("alsa:") && input.size() > 5) return input.substr(5);
-    throw wrong_usage{"--input '" + input + "' is not right: it is alsa or alsa:DEVICE"};
+    if (options.devices.device && options.input)
+        throw wrong_usage{"--device and --input both say where to listen; either is right, not "
+                          "both"};
+    if (options.devices.device) return choose_device(*options.devices.device, kUse).name;
+    if (const auto name = alsa_name_of(options.input.value_or("alsa"))) return *name;
+    throw wrong_usage{"--input '" + *options.input + "' is not right: it is alsa or alsa:DEVICE"};
 }
 
 void require_rate(const microphone &input, const std::string &device)
@@ -159,7 +167,11 @@ private:
 /// Returns the exit status.
 int listen(const listen_options &options)
 {
-    const std::string device = device_of(options.input);
+    if (options.devices.lists) {
+        print_devices(kUse, options.json ? report_form::json : report_form::text);
+        return kDone;
+    }
+    const std::string device = device_of(options);
 
     std::signal(SIGPIPE, SIG_IGN);
     const stop_signals signals;
@@ -195,6 +207,7 @@ void add_listen_command(CLI::App &program, int &status)
     command->footer(kListenExamples);
     command->add_option("--input", options->input, "Where to listen (default alsa)")
         ->type_name("alsa[:DEVICE]");
+    add_device_options(*command, options->devices);
     add_listening_options(*command, options->wanted);
     command->add_option("--count", options->limit, "Stop after so many messages")
         ->type_name("NUMBER")

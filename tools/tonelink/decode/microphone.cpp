@@ -5,13 +5,14 @@
 
 #include "burst_shape.h"
 #include "errors.h"
+#include "sound/open_hint.h"
 
 namespace tonelink::tool {
 namespace {
 
 constexpr unsigned int kPeriods = 10; // 200 ms
 
-device_failure cannot_listen(const std::string &device, const char *why)
+device_failure cannot_listen(const std::string &device, const std::string &why)
 {
     return device_failure{"cannot listen to the ALSA device \"" + device + "\": " + why};
 }
@@ -24,7 +25,9 @@ try {
         throw sound::pcm_error{"start", error};
     return pcm;
 } catch (const sound::pcm_error &error) {
-    throw cannot_listen(device, error.what());
+    const std::string hint = sound::open_hint(error.code);
+    throw cannot_listen(device, std::string{error.what()} + "; " +
+                                    (hint.empty() ? "--list-devices shows what there is" : hint));
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 
 #include "arguments.h"
 #include "command.h"
+#include "device_choice.h"
 #include "errors.h"
 #include "events.h"
 #include "report_text.h"
@@ -44,6 +45,7 @@ struct send_options {
     transmission_plan plan; ///< without its message
     std::optional<double> limit_s;
     std::optional<std::string> output;
+    device_options devices;
     std::optional<int> master_volume;
     bool av_product = false;
     bool json = false;
@@ -65,6 +67,9 @@ void refuse_contradictions(const send_options &options)
     if (options.av_product && options.plan.by == player::standalone)
         throw wrong_usage{"--av-product is about volumes, which --player standalone leaves alone; "
                           "thread or callback is right"};
+    if (options.devices.device && options.output)
+        throw wrong_usage{"--device and --output both say where to play; either is right, not "
+                          "both"};
     if (options.json && options.quiet)
         throw wrong_usage{"--json tells what --quiet keeps to itself; either is right, not both"};
 }
@@ -266,11 +271,16 @@ private:
     clock::time_point start_ = clock::now();
 };
 
-void send(const send_options &options)
+void send(send_options options)
 {
+    constexpr device_use kUse{.plays = true, .hears = false};
+    if (options.devices.lists)
+        return print_devices(kUse, options.json ? report_form::json : report_form::text);
     transmission_plan plan = options.plan;
     length_of(options.message); // what does not fit is said before anything else goes wrong
     refuse_contradictions(options);
+    if (options.devices.device)
+        options.output = "alsa:" + choose_device(*options.devices.device, kUse).name;
     const report_style style = style_of(options);
     set_up_host(options);
     const message_choice choice = choose_pairing(options.message);
@@ -319,6 +329,7 @@ void add_send_command(CLI::App &program)
                               {"standalone", player::standalone}});
     option("--output", options->output, "wav:PATH|alsa[:DEVICE]|none",
            "Where to play; wav:- is standard output (default TONELINK_AUDIO, else alsa)");
+    add_device_options(*command, options->devices);
     option("--rate", options->plan.rate, "HERTZ", "Sample rate of the output (default 44100)")
         ->transform(number_from(8000, 192'000));
     option("--master-volume", options->master_volume, "NUMBER",

@@ -11,7 +11,8 @@ import unittest
 import command_case
 
 FILES = ("a.wav", "b.flac", "c.png", "d.txt")
-COMMANDS = {"send", "encode", "decode", "listen", "plot", "completion", "help"}
+COMMANDS = {"send", "encode", "decode", "listen", "check", "plot", "completion",
+            "help"}
 
 # Writes what is offered for the line into a file, and a line in the end.
 ZSH = r"""

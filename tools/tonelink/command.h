@@ -13,6 +13,7 @@ void add_send_command(CLI::App &program);
 
 /// @param status  receives the exit status, as these commands have more than one for work that is
 ///                done; what is thrown has its own
+void add_check_command(CLI::App &program, int &status);
 void add_decode_command(CLI::App &program, int &status);
 void add_listen_command(CLI::App &program, int &status);
 

@@ -117,6 +117,7 @@ try {
     tonelink::tool::add_encode_command(program);
     tonelink::tool::add_decode_command(program, status);
     tonelink::tool::add_listen_command(program, status);
+    tonelink::tool::add_check_command(program, status);
     tonelink::tool::add_plot_command(program);
     tonelink::tool::add_completion_command(program);
     tonelink::tool::add_help_command(program);

@@ -32,19 +32,12 @@ constexpr double kRepeatSeconds = 3;
 /// the burst itself and two seconds.
 constexpr double kFarPatience = kBurstSamples + 2.1 * kAudioRate;
 
-/// A sum of more copies than a write has is over two writes, with a pause between them.
-constexpr int kCopiesOfWrite = 5;
-constexpr double kLongestPause = 0.4 * kAudioRate;
-
 /// A burst by so many dB over its noise is measured as well alone as by the far method.
 constexpr float kClearSnrDb = 3;
 
 /// Both agree where a burst begins when they differ by no more than this: a millisecond, in
 /// samples.
 constexpr double kSamePlace = 1e-3 * kAudioRate;
-
-/// The baseband keeps somewhat more than that, in samples.
-constexpr double kKeptSamples = static_cast<double>(kInterpolation) * (baseband::kKept - 256);
 
 /// Silence behind the end of a stream, in ticks: what filters and runs of acceptances wait for, and
 /// the measuring of all that waits.
@@ -241,9 +234,8 @@ void receiver::take_far()
 {
     if (far_ == nullptr) return;
     for (far_message message; far_->take(message);) {
-        // Its noise is measured where the sound is kept: a sum may begin long before.
-        const double oldest = static_cast<double>(position_) - kKeptSamples;
-        measuring_.add({.sample = std::max(message.first_sample, oldest), .far = message});
+        // Its noise is measured at the last copy: a sum may begin long before what is kept.
+        measuring_.add({.sample = message.last_sample, .far = message});
     }
 }
 
@@ -266,7 +258,7 @@ void receiver::tell_exact(const heard_burst &burst, const burst_figures &figures
     heard.copies = 1;
     heard.methods = TONELINK_METHOD_EXACT;
     heard.positions = burst.positions;
-    tell(heard, burst.message, figures.first_sample);
+    tell(heard, burst.message, figures.first_sample, kBurstSamples);
 }
 
 void receiver::tell_far(const far_message &message, const burst_figures &figures)
@@ -283,12 +275,15 @@ void receiver::tell_far(const far_message &message, const burst_figures &figures
     heard.level_dbfs =
         is_clear ? figures.level_dbfs : std::max(figures.noise_dbfs + message.snr_db, -150.0f);
     tell(heard, {message.bits, message.length},
-         is_clear ? figures.first_sample : message.first_sample);
+         is_clear ? figures.first_sample : message.first_sample,
+         message.last_sample - message.first_sample + double{kBurstSamples});
 }
 
 /// Tells a burst once, by whichever method it comes first.
 /// @param sample  its first one, at 44100 Hz
-void receiver::tell(tonelink_heard &heard, const message_value &message, double sample)
+/// @param length  in samples, of all copies that were summed for it
+void receiver::tell(tonelink_heard &heard, const message_value &message, double sample,
+                    double length)
 {
     const double frame = places_.frame_at(sample);
     heard.size = sizeof heard;
@@ -296,8 +291,6 @@ void receiver::tell(tonelink_heard &heard, const message_value &message, double 
     write_message(message, heard.message);
     heard.first_sample = std::llround(frame);
     heard.seconds = frame / rate_;
-    const double length =
-        heard.copies * double{kBurstSamples} + (heard.copies > kCopiesOfWrite ? kLongestPause : 0);
     if (told_.has(message, sample, length)) {
         queue_.confirm(heard, std::llround(kSameBurst * rate_ / kAudioRate));
         return;

@@ -75,7 +75,7 @@ private:
     void conclude(const found_burst &burst, const burst_figures &figures);
     void tell_exact(const heard_burst &burst, const burst_figures &figures);
     void tell_far(const far_message &message, const burst_figures &figures);
-    void tell(tonelink_heard &heard, const message_value &message, double sample);
+    void tell(tonelink_heard &heard, const message_value &message, double sample, double length);
     void conclude_unread();
     void note_unread(const burst_figures &figures);
     void end_slot();

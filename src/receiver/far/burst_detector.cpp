@@ -117,7 +117,8 @@ void burst_detector::keep_block()
             const auto &energies = map_.energies(offset, delay);
             for (std::size_t hop = 0; hop < kMapHops; ++hop)
                 block[kMapHop * hop + delay] = static_cast<uint16_t>(static_cast<int>(
-                    std::min(energies[hop], kMostEnergy) * (1 / kStep) + kRounding));
+                    std::max(std::min(energies[hop], kMostEnergy), 0.0f) * (1 / kStep) +
+                    kRounding));
         }
         row &kept = rows_[offset];
         std::copy(block.begin(), block.end(), kept.begin() + static_cast<std::ptrdiff_t>(first));

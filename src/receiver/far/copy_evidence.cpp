@@ -10,9 +10,11 @@ namespace tonelink {
 namespace {
 
 /// A burst is there when its likeness to the channel, which is 1 on average in noise, is no less
-/// than this share of the average of all copies. Where five copies are heard at all that is above
-/// 5, which noise exceeds once in e^5.
+/// than this share of the average of all copies. Where five equal copies are heard at all that is
+/// above 5, which noise exceeds once in e^5; beside a much louder one, it is there all the same
+/// when noise would be no more like it once in e^12.
 constexpr float kShareOfBurst = 0.3f;
+constexpr float kSureBurst = 12;
 
 /// Delays within which a burst's energy is looked for: those of the channel's estimate.
 constexpr int kEarliest = channel_estimate<float>::kEarliest;
@@ -99,7 +101,7 @@ present_copies copy_evidence::look(const copy_set &copies, const code_word &word
         mean += likenesses[copy] / static_cast<float>(copies.count);
     }
     const auto is_there = [&](std::size_t copy) {
-        return likenesses[copy] >= kShareOfBurst * mean;
+        return likenesses[copy] >= std::min(kShareOfBurst * mean, kSureBurst);
     };
     present_copies present;
     for (std::size_t begin = 0; begin < copies.count;) {
@@ -109,12 +111,15 @@ present_copies copy_evidence::look(const copy_set &copies, const code_word &word
         while (last > first && !is_there(last - 1)) --last;
         if (first < last) {
             present.write.add_write({&copies.places[first], last - first}, first - begin);
+            present.last = copies.places[last - 1];
             present.count += last - first;
             for (std::size_t copy = first; copy < last; ++copy) present.snr += ratios[copy];
         }
         begin = end;
     }
-    present.snr /= static_cast<float>(std::max<std::size_t>(present.count, 1));
+    if (present.count == 0)
+        return {copies, copies.places[copies.count - 1], copies.count, kLeastSnr};
+    present.snr /= static_cast<float>(present.count);
     return present;
 }
 

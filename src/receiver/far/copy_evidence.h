@@ -21,6 +21,7 @@ struct present_copies {
     /// Those; and behind each write as many as were not there before it, which the sum takes for
     /// its own and does not know yet.
     copy_set write;
+    burst_place last{};    ///< the last one that is there
     std::size_t count = 0; ///< how many are there
     float snr = 0;         ///< of one in its band, on average
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <utility>
 
 #include "receiver/far/path_message.h"
 
@@ -22,6 +23,7 @@ constexpr int kWork = 150;
 /// What a slice costs by the same estimate.
 constexpr int kLookCost = 15;
 constexpr int kListCost = 100;
+constexpr int kEvidenceCost = 25; // for each copy
 
 /// Trials that were saved up are spent over several of them.
 constexpr int kTrialsAtOnce = 256;
@@ -57,6 +59,7 @@ void far_receiver::restart()
     stage_ = stage::idle;
     for (candidate &of : candidates_) of.number = 0;
     number_ = 0;
+    owed_ = 0;
     paths_.restart();
     words_.restart();
     heard_.restart();
@@ -73,11 +76,13 @@ void far_receiver::put(std::span<const float_complex> samples)
         if (detector_.put(cleaned)) accept_detections();
     }
     if (end_ == kNever) paths_.grant(samples.size());
-    for (int left = kWork; left > 0;) {
+    int left = kWork - std::exchange(owed_, 0);
+    while (left > 0) {
         const int cost = work();
         if (cost == 0) break;
         left -= cost;
     }
+    owed_ += std::max(-left, 0);
     if (is_through() && waiting_.are_none() && stage_ == stage::idle) paths_.release_reserve();
     try_paths();
 }
@@ -284,7 +289,9 @@ void far_receiver::settle_others(const code_word &word)
     const std::size_t length = word.message_bits == kMessageBits[0] ? 0 : 1;
     for (candidate &other : candidates_) {
         const bool is_worked_on = other.number == number_ && stage_ != stage::idle;
-        if (other.number == 0 || is_worked_on || !other.has_values[length]) continue;
+        // What is older would be told too late, from sound that may not be kept any more.
+        const bool is_late = sound_.size() - other.since > path_queue::kPatience;
+        if (other.number == 0 || is_worked_on || is_late || !other.has_values[length]) continue;
         if (explanation(other.values[length], word.bits, other.randomness[length]) >
             known_words::kExplained)
             settle(other, word);
@@ -305,6 +312,7 @@ void far_receiver::settle(candidate &of, const code_word &word)
 void far_receiver::tell(const candidate &of, const code_word &word)
 {
     const bool is_new = !heard_.have_told(of.copies, word);
+    if (is_new) owed_ += kEvidenceCost * static_cast<int>(of.copies.count);
     const present_copies present =
         is_new ? evidence_.look(of.copies, word, of.channel, reader_, sound_)
                : present_copies{of.copies};
@@ -316,6 +324,7 @@ void far_receiver::tell(const candidate &of, const code_word &word)
     message.bits = message_of(word.bits, word.message_bits);
     message.length = word.message_bits;
     message.first_sample = first.first_sample();
+    message.last_sample = present.last.first_sample();
     message.clock_ppm = static_cast<float>(first.clock * 1e6);
     message.snr_db = 10 * std::log10(present.snr);
     message.copies = present.count;

@@ -108,6 +108,7 @@ private:
 
     std::array<candidate, 32> candidates_; // the last ones, by their numbers
     uint32_t number_ = 0;                  // of the one that is worked on
+    int owed_ = 0;                         // work that was done beyond a block's
     int estimates_ = 0;                    // that this length has had
     std::size_t length_ = 0;               // which of both is its turn
     struct last_look {

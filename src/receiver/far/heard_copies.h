@@ -16,8 +16,8 @@ public:
 
     struct entry {
         copy_set copies; ///< as they were detected
-        copy_set
-            write;    ///< those that hold a burst, and those of the same write that may still come
+        /// Those that hold a burst, and those of the same write that may still come.
+        copy_set write;
         float energy; ///< of their pilots, added up
         code_word word;
         bool is_told; ///< as a message of its own

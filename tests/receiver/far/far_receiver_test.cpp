@@ -257,8 +257,8 @@ TEST(FarReceiver, CopiesAreHeardTogether)
 }
 
 /// Far below the noise, too, a record says how strong a burst is and where the first one begins:
-/// not the first one of a sum that holds four bursts and the noise before them. The fifth one
-/// belongs to the same record.
+/// not the first one of a sum that holds four bursts and the noise before them. Far below the limit
+/// of one burst, the fifth one belongs to the same record.
 TEST(FarReceiver, SumsTellLevelAndBeginning)
 {
     struct sum_case {
@@ -269,7 +269,7 @@ TEST(FarReceiver, SumsTellLevelAndBeginning)
          {sum_case{1, -18}, {1, -20}, {2, -20}, {2, -22.5}, {5, -22}, {5, -24}, {5, -26}}) {
         constexpr int kTrials = 8;
         double over = 0;
-        std::size_t told = 0;
+        std::size_t told = 0, trials_heard = 0;
         for (unsigned trial = 0; trial < kTrials; ++trial) {
             generator random{100 + trial};
             const sent_bursts sent{kShortMessage, copies, 60000 + 1111 * std::size_t{trial}};
@@ -291,9 +291,33 @@ TEST(FarReceiver, SumsTellLevelAndBeginning)
                 EXPECT_LE(heard.messages.size(), 1u);
             }
             told += heard.messages.size();
+            trials_heard += heard.messages.empty() ? 0 : 1;
         }
-        EXPECT_GE(told, kTrials * 7 / 8) << copies << ' ' << snr_db;
+        EXPECT_GE(trials_heard, kTrials * 3 / 4) << copies << ' ' << snr_db;
         EXPECT_NEAR(over / double(told), 0, 0.5) << copies << ' ' << snr_db;
+    }
+}
+
+/// A burst just too weak to be read, and its message again, near, when most of what was kept of the
+/// first one is gone: nothing is made of that any more.
+TEST(FarReceiver, NothingIsToldLongAfterItsBurst)
+{
+    constexpr std::size_t kWeak = 60000, kNear = kWeak + 19 * 44100 / 2;
+    for (unsigned trial = 0; trial < 12; ++trial) {
+        SCOPED_TRACE(trial);
+        generator random{trial};
+        auto sound = sent_bursts{kShortMessage, 1, kNear}.samples();
+        for (float &sample : sound) sample *= 5;
+        const auto weak = sent_bursts{kShortMessage, 1, kWeak}.samples();
+        for (std::size_t n = 0; n < weak.size(); ++n) sound[n] += weak[n];
+        add_noise(sound, -20.7, random);
+        const reception heard = receive(sound);
+        ASSERT_FALSE(heard.messages.empty());
+        EXPECT_NEAR(heard.messages.back().first_sample, double(kNear), 20);
+        if (heard.messages.size() > 1) { // in time, then
+            EXPECT_NEAR(heard.messages[0].first_sample, double(kWeak), 20);
+            EXPECT_NEAR(heard.messages[0].snr_db, 10.3 - 20.7, 3);
+        }
     }
 }
 

@@ -113,7 +113,8 @@ TEST(Microphone, HearsTheLouderOfTwoChannels)
             frames.push_back(static_cast<int16_t>(n < side.size() ? side[n] * 32000 : 0));
 
     loudest_channel<int16_t> whole{2, kAudioRate}, cut{2, kAudioRate};
-    const auto heard = whole.put(frames);
+    std::vector<int16_t> other = frames;
+    const auto heard = whole.put(other);
     std::vector<int16_t> heard_in_parts;
     for (auto rest = std::span{frames}; !rest.empty();) {
         const auto part = rest.first(std::min<std::size_t>(2 * 777, rest.size()));

@@ -29,16 +29,18 @@ loudest_channel<Sample>::loudest_channel(std::size_t channels, double rate)
 }
 
 template <class Sample>
-std::span<const Sample> loudest_channel<Sample>::put(std::span<const Sample> frames)
+std::span<const Sample> loudest_channel<Sample>::put(std::span<Sample> frames)
 {
     const std::size_t channels = filters_.size();
     if (channels == 1) return frames;
-    samples_.clear();
-    for (; frames.size() >= channels; frames = frames.subspan(channels)) {
-        samples_.push_back(frames[chosen_]);
-        measure(frames.first(channels));
+    const std::size_t count = frames.size() / channels;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto frame = frames.subspan(i * channels, channels);
+        const Sample sample = frame[chosen_];
+        measure(frame);
+        frames[i] = sample; // of this frame or one before: what is still to be read stays
     }
-    return samples_;
+    return frames.first(count);
 }
 
 template <class Sample> void loudest_channel<Sample>::measure(std::span<const Sample> frame)

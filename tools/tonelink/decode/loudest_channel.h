@@ -14,11 +14,12 @@ public:
     /// @param rate  frames a second
     loudest_channel(std::size_t channels, double rate);
 
-    /// Takes frames, a sample for each channel one after the other, and returns the channel.
+    /// Takes frames, a sample for each channel one after the other, and leaves the channel's samples
+    /// at their beginning, which it returns.
     /// Another one is chosen at the end of 10 ms in which it became 6 dB louder than the present
     /// one; the mean of the last tenth of a second decides, so that no burst is cut to pieces. How
-    /// the frames are cut into calls does not matter. Valid until the next call.
-    std::span<const Sample> put(std::span<const Sample> frames);
+    /// the frames are cut into calls does not matter.
+    std::span<const Sample> put(std::span<Sample> frames);
 
 private:
     /// A resonator at the middle of the band, and the power that it lets through.
@@ -36,7 +37,6 @@ private:
     std::vector<band_filter> filters_; ///< of each channel
     std::size_t chosen_ = 0;
     std::size_t measured_ = 0; ///< frames of the present block
-    std::vector<Sample> samples_;
 };
 
 extern template class loudest_channel<int16_t>;

@@ -116,8 +116,15 @@ test('lost frames are counted, and places stay right behind them', async () => {
     assert.ok(Math.abs(heard.firstSample - 215000) < 44);
     assert.deepEqual([report.lostFrames, report.reason], [200000, 'heard']);
     receiver.close();
+});
+
+test('a receiver that is closed refuses all but another close', async () => {
+    const receiver = await createStreamReceiver();
     receiver.close();
-    assert.throws(() => receiver.push([new Float32Array(1)]), { code: 'closed' });
+    receiver.close();
+    const calls = { push: [[new Float32Array(1)]], pushSilence: [1], lost: [1] };
+    for (const name of ['push', 'pushSilence', 'lost', 'settle', 'flush', 'next', 'report'])
+        assert.throws(() => receiver[name](...(calls[name] ?? [])), { code: 'closed' }, name);
 });
 
 test('of several channels the one with the burst is heard', async () => {

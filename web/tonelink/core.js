@@ -81,6 +81,11 @@ export class StreamReceiver {
         this.#findInput();
     }
 
+    #opened() {
+        if (this.#stream === 0) throw new ToneLinkError('closed', 'the receiver is closed');
+        return this.#stream;
+    }
+
     /** Memory that grew has a new buffer; nothing is allocated otherwise. */
     #findInput() {
         const buffer = this.#core.memory.buffer;
@@ -97,7 +102,6 @@ export class StreamReceiver {
      * not given are silent.
      */
     push(channels) {
-        if (this.#stream === 0) throw new ToneLinkError('closed', 'the receiver is closed');
         const frames = channels.length === 0 ? 0 : channels[0].length;
         if (frames <= mostFrames) {
             this.#pushBlock(channels, frames);
@@ -110,12 +114,13 @@ export class StreamReceiver {
     }
 
     #pushBlock(channels, frames) {
+        const stream = this.#opened();
         this.#findInput();
         for (let channel = 0; channel < this.#channels; ++channel) {
             if (channel < channels.length) this.#input[channel].set(channels[channel]);
             else this.#input[channel].fill(0, 0, frames);
         }
-        this.#core.exports.push(this.#stream, frames);
+        this.#core.exports.push(stream, frames);
     }
 
     /** Takes so many frames of silence. */
@@ -126,22 +131,22 @@ export class StreamReceiver {
 
     /** Says that the device has lost so many frames. */
     lost(frames) {
-        this.#core.exports.lost(this.#stream, frames);
+        this.#core.exports.lost(this.#opened(), frames);
     }
 
     /** Brings out at once what the exact method has heard already. */
     settle() {
-        this.#core.exports.settle(this.#stream);
+        this.#core.exports.settle(this.#opened());
     }
 
     /** Says that the stream ends here; what is pushed next is a new one. */
     flush() {
-        this.#core.exports.flush(this.#stream);
+        this.#core.exports.flush(this.#opened());
     }
 
     /** The next burst that was heard, or null. */
     next() {
-        const at = this.#core.exports.next(this.#stream);
+        const at = this.#core.exports.next(this.#opened());
         if (at === 0) return null;
         const view = new DataView(this.#core.memory.buffer, at);
         const bits = view.getInt32(4, true);
@@ -162,7 +167,7 @@ export class StreamReceiver {
 
     /** What reaches the receiver, and why nothing is heard. */
     report() {
-        const at = this.#core.exports.report(this.#stream);
+        const at = this.#core.exports.report(this.#opened());
         const view = new DataView(this.#core.memory.buffer, at);
         const spectrumDbfs = [];
         for (let band = 0; band < 22; ++band)

@@ -150,6 +150,7 @@ export class StreamReceiver {
     flush(): void;
     next(): Heard | null;
     report(): Report;
+    /** Gives the memory back; whatever is called after it, but for close(), throws 'closed'. */
     close(): void;
 }
 

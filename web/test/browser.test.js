@@ -123,6 +123,27 @@ test('a receiver is closed and answers, and the example sends', async () => {
     });
 });
 
+test('a context that is closed first, or stands still, lets nobody wait', async () => {
+    const closing = `
+        import { createReceiver, openMicrophone } from 'tonelink';
+        const microphone = await openMicrophone();
+        const code = ({ code }) => code;
+        for (const end of ['close', 'suspend']) {
+            const context = new AudioContext();
+            const receiver = await createReceiver(microphone, { context });
+            await receiver.report();
+            const asked = receiver.report().then(() => 'answered', code);
+            await context[end]();
+            const closed = receiver.close();
+            console.log(end, await asked, await closed, await receiver.report().then(() => 'told', code));
+        }`;
+    await visit(closing, pairing(), [allow], async (tab, lines) => {
+        await until(() => lines.length > 1);
+        assert.match(lines[0], /^close (answered|closed) undefined closed$/);
+        assert.match(lines[1], /^suspend (answered|closed) undefined (told|closed)$/);
+    });
+});
+
 test('a receiver that breaks on the audio thread lets nobody wait', async () => {
     const breaking = `
         import { createReceiver, openMicrophone } from 'tonelink';

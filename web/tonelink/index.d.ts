@@ -111,7 +111,10 @@ export interface Receiver {
     readonly sampleRate: number;
     /** What reaches it now; once it is closed, what did. */
     report(): Promise<Report>;
-    /** Tells what was heard at the end, then lets go of everything but the stream. */
+    /**
+     * Tells what was heard at the end, then lets go of everything but the stream. Where the audio
+     * thread answers no more, as in a context that was closed, nothing is told and report() rejects.
+     */
     close(): Promise<void>;
 }
 

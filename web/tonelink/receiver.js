@@ -25,6 +25,8 @@ function connect(context, stream) {
     }
 }
 
+const patienceMs = 5000; // with an audio thread that may stand still
+
 class Receiver {
     onheard = null;
     onreport = null;
@@ -39,7 +41,10 @@ class Receiver {
     #closing = null;
     #lastReport = null;
     #resolveClosed = null;
-    #failure = null;
+    #failure = null; // why nothing answers any more
+    #look = () => {
+        if (this.#context.state === 'closed') this.#end('closed', 'the context is closed');
+    };
 
     constructor(context, isOurs, source, node, options) {
         this.#context = context;
@@ -50,7 +55,8 @@ class Receiver {
         this.onreport = options.onreport ?? null;
         this.onerror = options.onerror ?? null;
         node.port.onmessage = ({ data }) => this.#take(data);
-        node.onprocessorerror = () => this.#fail();
+        node.onprocessorerror = () => this.#fail('receiver-failed', 'the receiver stopped');
+        context.addEventListener('statechange', this.#look);
         source.connect(node);
     }
 
@@ -68,7 +74,7 @@ class Receiver {
         } else if (type === 'report') {
             this.onreport?.(report);
         } else if (type === 'answer') {
-            this.#waiting.get(id).resolve(report);
+            this.#waiting.get(id)?.resolve(report);
             this.#waiting.delete(id);
         } else if (type === 'closed') {
             this.#lastReport = report;
@@ -76,13 +82,18 @@ class Receiver {
         }
     }
 
-    /** The audio thread's end stopped by an error of its own: nobody shall wait for it. */
-    #fail() {
-        this.#failure = new ToneLinkError('receiver-failed', 'the receiver stopped');
+    /** The audio thread's end stopped by an error of its own. */
+    #fail(code, message) {
+        this.#end(code, message);
+        this.onerror?.(this.#failure);
+    }
+
+    /** Nobody shall wait for what does not answer any more. */
+    #end(code, message) {
+        this.#failure ??= new ToneLinkError(code, message);
         for (const { reject } of this.#waiting.values()) reject(this.#failure);
         this.#waiting.clear();
         this.#resolveClosed?.();
-        this.onerror?.(this.#failure);
     }
 
     /** Asks what reaches the receiver; once it is closed, what did. */
@@ -91,6 +102,7 @@ class Receiver {
             await this.#closing;
             if (this.#lastReport !== null) return this.#lastReport;
         }
+        this.#look();
         if (this.#failure !== null) throw this.#failure;
         return new Promise((resolve, reject) => {
             const id = ++this.#asked;
@@ -106,16 +118,18 @@ class Receiver {
     }
 
     async #close() {
-        if (this.#failure === null) {
-            const closed = new Promise((resolve) => {
+        this.#look();
+        if (this.#failure === null)
+            await new Promise((resolve) => {
                 this.#resolveClosed = resolve;
+                this.#node.port.postMessage({ type: 'close' });
+                setTimeout(resolve, patienceMs);
             });
-            this.#node.port.postMessage({ type: 'close' });
-            await closed;
-        }
+        this.#end('closed', 'the receiver is closed');
+        this.#context.removeEventListener('statechange', this.#look);
         this.#source.disconnect(this.#node);
         this.#node.port.close();
-        if (this.#isOurs) await this.#context.close();
+        if (this.#isOurs && this.#context.state !== 'closed') await this.#context.close();
     }
 }
 

@@ -144,21 +144,56 @@ test('a context that is closed first, or stands still, lets nobody wait', async 
     });
 });
 
+/** A module whose receivers can be opened, but break at the first sound: push() traps. */
+function breakingModule() {
+    const names = ['_initialize', 'open', 'input', 'reason_word', 'push'];
+    const bytesOf = (name) => [name.length, ...Buffer.from(name)];
+    const exported = names.map((name) => [...bytesOf(name), 0, name === 'push' ? 1 : 0]);
+    const section = (id, ...bytes) => [id, bytes.length, ...bytes];
+    return [
+        ...Buffer.from('\0asm\x01\0\0\0'),
+        ...section(1, 1, 0x60, 0, 1, 0x7f), // one type: returns a number
+        ...section(3, 2, 0, 0), // of two functions
+        ...section(5, 1, 0, 1), // a page of memory
+        ...section(7, names.length + 1, ...exported.flat(), ...bytesOf('memory'), 2, 0),
+        // One gives 8, the other traps.
+        ...section(10, 2, 4, 0, 0x41, 8, 0x0b, 3, 0, 0x00, 0x0b),
+    ];
+}
+
 test('a receiver that breaks on the audio thread lets nobody wait', async () => {
     const breaking = `
         import { createReceiver, openMicrophone } from 'tonelink';
-        const empty = new Uint8Array([0, 97, 115, 109, 1, 0, 0, 0]); // a module without functions
         const errors = [];
         const receiver = await createReceiver(await openMicrophone(), {
-            module: await WebAssembly.compile(empty),
+            module: await WebAssembly.compile(new Uint8Array([${breakingModule()}])),
             onerror: ({ code }) => errors.push(code),
         });
+        while (errors.length === 0) await new Promise((resolve) => setTimeout(resolve, 50));
         await receiver.report().catch(({ code }) => errors.push(code));
         await receiver.close();
         console.log(errors.join());`;
     await visit(breaking, pairing(), [allow], async (tab, lines) => {
         await until(() => lines.some((line) => line.startsWith('receiver-failed')));
         assert.ok(lines.includes('receiver-failed,receiver-failed'), lines.join('\n'));
+    });
+});
+
+test('what the audio thread refuses is told at once, by its name', async () => {
+    const refused = `
+        import { createReceiver, openMicrophone } from 'tonelink';
+        const microphone = await openMicrophone();
+        for (const options of [
+            { context: new AudioContext({ sampleRate: 16000 }) },
+            { lengths: 4 },
+            { methods: 4 },
+            { module: await WebAssembly.compile(new Uint8Array([${[...Buffer.from('\0asm\x01\0\0\0')]}])) },
+        ])
+            await createReceiver(microphone, options).catch(({ code }) => console.log(code));
+        console.log('end');`;
+    await visit(refused, pairing(), [allow], async (tab, lines) => {
+        await until(() => lines.includes('end'));
+        assert.deepEqual(lines, ['low-rate', 'bad-argument', 'bad-argument', 'receiver-failed', 'end']);
     });
 });
 

@@ -6,6 +6,7 @@ import { ToneLinkError } from './errors.js';
 const mostChannels = 8;
 const mostFrames = 1024; // of each channel, in one push into the module
 const burstSamples = 23170;
+const noMemory = -5; // a result
 
 /** A text of C, which is ASCII; a worklet has no TextDecoder. */
 function textAt(memory, address) {
@@ -71,8 +72,9 @@ export class StreamReceiver {
         const { exports, memory } = core;
         const stream = exports.open(sampleRate, lengths, methods, channels);
         if (stream === 0) {
-            const text = textAt(memory, exports.result_text(exports.result()));
-            throw new ToneLinkError('bad-argument', `no receiver: ${text}`);
+            const result = exports.result();
+            const code = result === noMemory ? 'no-memory' : 'bad-argument';
+            throw new ToneLinkError(code, `no receiver: ${textAt(memory, exports.result_text(result))}`);
         }
         this.#core = core;
         this.#stream = stream;

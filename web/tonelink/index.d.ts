@@ -3,6 +3,7 @@ export type ErrorCode =
     | 'bad-argument' // a message, rate, address or setting that there is not
     | 'closed' // a receiver that was closed is used
     | 'insecure-page' // a page that is neither HTTPS nor on localhost has no microphone
+    | 'low-rate' // a microphone or context below 42000 Hz, where the bursts' band is not
     | 'microphone-busy' // it is there and allowed, and cannot be read
     | 'microphone-failed' // anything else that a browser says of it
     | 'no-audioworklet'
@@ -99,6 +100,7 @@ export interface ReceiverOptions extends ReceiverSettings {
     reportEvery?: number;
     onheard?: (heard: Heard) => void;
     onreport?: (report: Report) => void;
+    /** Told of what befalls the audio thread's end once createReceiver() has resolved. */
     onerror?: (error: ToneLinkError) => void;
 }
 
@@ -126,7 +128,10 @@ export function processingOf(
     stream: MediaStream,
 ): Array<'echoCancellation' | 'noiseSuppression' | 'autoGainControl'>;
 
-/** Hears what is in a stream; of several channels the one in which the band is loudest. */
+/**
+ * Hears what is in a stream; of several channels the one in which the band is loudest. Rejects where
+ * the context's rate, the settings or the module will not do.
+ */
 export function createReceiver(stream: MediaStream, options?: ReceiverOptions): Promise<Receiver>;
 
 /**

@@ -25,7 +25,17 @@ function connect(context, stream) {
     }
 }
 
+const lowestRate = 42000;
 const patienceMs = 5000; // with an audio thread that may stand still
+
+/** Waits for what the audio thread says of its settings. */
+function opened(node) {
+    return new Promise((resolve, reject) => {
+        node.port.onmessage = ({ data: { type, code, message } }) =>
+            type === 'failed' ? reject(new ToneLinkError(code, message)) : resolve();
+        setTimeout(resolve, patienceMs);
+    });
+}
 
 class Receiver {
     onheard = null;
@@ -68,7 +78,7 @@ class Receiver {
         return this.#context.sampleRate;
     }
 
-    #take({ type, heard, report, id }) {
+    #take({ type, heard, report, id, code, message }) {
         if (type === 'heard') {
             this.onheard?.(heard);
         } else if (type === 'report') {
@@ -79,6 +89,8 @@ class Receiver {
         } else if (type === 'closed') {
             this.#lastReport = report;
             this.#resolveClosed();
+        } else if (type === 'failed') {
+            this.#fail(code, message);
         }
     }
 
@@ -144,6 +156,8 @@ export async function createReceiver(stream, options = {}) {
     try {
         if (context.audioWorklet === undefined)
             throw new ToneLinkError('no-audioworklet', 'AudioWorklets need a page by HTTPS or on localhost');
+        if (context.sampleRate < lowestRate)
+            throw new ToneLinkError('low-rate', `no bursts are in sound of ${context.sampleRate} Hz`);
         const [module] = await Promise.all([
             options.module ?? loadModule(),
             context.audioWorklet.addModule(new URL('./worklet.js', import.meta.url)),
@@ -164,6 +178,7 @@ export async function createReceiver(stream, options = {}) {
                 reportEvery: options.reportEvery ?? 1,
             },
         });
+        await opened(node);
         const receiver = new Receiver(context, options.context === undefined, source, node, options);
         // Where the browser waits for a click or a key, this ends with that: it is not waited for.
         if (options.context === undefined) context.resume();

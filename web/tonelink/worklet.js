@@ -6,16 +6,19 @@ import { Core, StreamReceiver } from './core.js';
 class ToneLinkProcessor extends AudioWorkletProcessor {
     constructor({ processorOptions: { module, channels, lengths, methods, reportEvery } }) {
         super();
-        this.receiver = new StreamReceiver(new Core(module), {
-            sampleRate,
-            channels,
-            lengths,
-            methods,
-        });
+        this.isOpen = false;
+        try {
+            const settings = { sampleRate, channels, lengths, methods };
+            this.receiver = new StreamReceiver(new Core(module), settings);
+        } catch ({ code = 'receiver-failed', message }) {
+            this.port.postMessage({ type: 'failed', code, message });
+            return;
+        }
         this.reportFrames = Math.round(reportEvery * sampleRate); // 0: when asked alone
         this.sinceReport = 0;
         this.isOpen = true;
         this.port.onmessage = ({ data }) => this.answer(data);
+        this.port.postMessage({ type: 'ready' });
     }
 
     answer({ type, id }) {

@@ -22,10 +22,9 @@ export class Core {
         this.exports = new WebAssembly.Instance(module, {}).exports;
         this.exports._initialize();
         this.memory = this.exports.memory;
-    }
-
-    reasonWord(reason) {
-        return textAt(this.memory, this.exports.reason_word(reason));
+        this.reasons = Array.from({ length: 8 }, (_, reason) =>
+            textAt(this.memory, this.exports.reason_word(reason)),
+        );
     }
 
     /** A burst as a transmission at full volume plays it, 16 bits at 44100 Hz. */
@@ -175,8 +174,8 @@ export class StreamReceiver {
         for (let band = 0; band < 22; ++band)
             spectrumDbfs.push(view.getFloat32(92 + 4 * band, true));
         return {
-            reason: this.#core.reasonWord(view.getInt32(4, true)),
-            recentReason: this.#core.reasonWord(view.getInt32(8, true)),
+            reason: this.#core.reasons[view.getInt32(4, true)],
+            recentReason: this.#core.reasons[view.getInt32(8, true)],
             heard: view.getUint32(12, true),
             unread: view.getUint32(16, true),
             dropped: view.getUint32(20, true),

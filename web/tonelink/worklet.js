@@ -1,5 +1,5 @@
-// The receiver on the audio thread. A block costs no allocation: its samples are copied into the
-// module's memory, and messages go out only when there is something to tell.
+// The receiver on the audio thread. A block's samples are copied into the module's memory, and nothing
+// is allocated for them; only what is told, a burst or a report, is made as objects.
 
 import { Core, StreamReceiver } from './core.js';
 

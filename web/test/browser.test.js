@@ -123,6 +123,29 @@ test('a receiver is closed and answers, and the example sends', async () => {
     });
 });
 
+test('the right channel is heard where a browser does not count channels', async () => {
+    const right = `
+        import { createReceiver, makeBurst } from 'tonelink';
+        const context = new AudioContext();
+        const stream = new MediaStreamAudioDestinationNode(context);
+        const samples = await makeBurst([1, 2, 3, 4], context);
+        const buffer = context.createBuffer(2, samples.length, context.sampleRate);
+        buffer.copyToChannel(samples, 1);
+        const source = new AudioBufferSourceNode(context, { buffer, loop: true });
+        source.connect(stream);
+        source.start();
+        const [track] = stream.stream.getAudioTracks();
+        track.getSettings = () => ({});
+        await createReceiver(stream.stream, {
+            context,
+            onheard: ({ message }) => console.log('heard', message.join()),
+        });`;
+    await visit(right, pairing(), [], async (tab, lines) => {
+        await until(() => lines.some((line) => line.startsWith('heard')));
+        assert.ok(lines.includes('heard 1,2,3,4'), lines.join('\n'));
+    });
+});
+
 test('a context that is closed first, or stands still, lets nobody wait', async () => {
     const closing = `
         import { createReceiver, openMicrophone } from 'tonelink';

@@ -163,7 +163,7 @@ export async function createReceiver(stream, options = {}) {
             context.audioWorklet.addModule(new URL('./worklet.js', import.meta.url)),
         ]);
         const source = connect(context, stream);
-        const channels = Math.min(source.channelCount, track.getSettings().channelCount ?? 1, mostChannels);
+        const channels = Math.min(track.getSettings().channelCount ?? 2, mostChannels);
         const node = new AudioWorkletNode(context, 'tonelink-receiver', {
             numberOfInputs: 1,
             numberOfOutputs: 0,

@@ -1,4 +1,4 @@
-// What the module of WebAssembly gives to JavaScript (web/tonelink/wasm.js), by these names.
+// What the module of WebAssembly gives to JavaScript (web/tonelink/core.js), by these names.
 // Records and rows lie in the module's memory; numbers are what both languages have.
 #pragma once
 

@@ -13,15 +13,17 @@ import { chromium } from 'playwright-core';
 import { encode, root, wavOf } from './sounds.js';
 
 const types = { '.js': 'text/javascript', '.wasm': 'application/wasm', '.html': 'text/html' };
-const page = (script) => `<!doctype html><meta charset="utf-8"><title>test</title>
+const wasm = "'wasm-unsafe-eval'"; // a page's policy has it as a rule
+const page = (script, sources) => `<!doctype html><meta charset="utf-8"><title>test</title>
 <meta http-equiv="Content-Security-Policy"
-  content="default-src 'none'; script-src 'self' 'wasm-unsafe-eval' 'unsafe-inline'; connect-src 'self'">
+  content="default-src 'none'; script-src 'self' 'unsafe-inline' ${sources}; connect-src 'self'">
 <script type="importmap">{ "imports": { "tonelink": "/tonelink/index.js" } }</script>
 <script type="module">${script}</script>`;
 
 let folder;
 let server;
 let script = ''; // of the page
+let sources = wasm; // of scripts, besides its own
 
 /** The first examples of JavaScript in the README: hearing, then sending. */
 async function examples() {
@@ -33,7 +35,7 @@ before(async () => {
     folder = await mkdtemp(join(tmpdir(), 'tonelink-'));
     server = createServer(async ({ url }, response) => {
         if (url === '/') {
-            response.writeHead(200, { 'Content-Type': types['.html'] }).end(page(script));
+            response.writeHead(200, { 'Content-Type': types['.html'] }).end(page(script, sources));
             return;
         }
         try {
@@ -226,6 +228,21 @@ test('a browser that may not hear says so', async () => {
         await until(() => lines.length > 0);
         assert.match(lines[0], /^permission-denied /);
     });
+});
+
+test('a page whose policy forbids WebAssembly says so', async () => {
+    sources = '';
+    try {
+        const loading = `
+            import { makeBurst } from 'tonelink';
+            await makeBurst([1, 2, 3, 4]).catch(({ code }) => console.log('code', code));`;
+        await visit(loading, pairing(), [], async (tab, lines) => {
+            await until(() => lines.some((line) => line.startsWith('code')));
+            assert.ok(lines.includes('code no-webassembly'), lines.join('\n'));
+        });
+    } finally {
+        sources = wasm;
+    }
 });
 
 test('the packed package works in a folder of its own', async () => {

@@ -160,6 +160,10 @@ test('what cannot be has a name', async () => {
     await assert.rejects(createStreamReceiver({ methods: 4 }), { code: 'bad-argument' });
     await assert.rejects(createStreamReceiver({ channels: 9 }), { code: 'bad-argument' });
     await assert.rejects(openMicrophone(), { code: 'insecure-page' });
+    await assert.rejects(loadModule('relative'), TypeError); // there is no page that it is beside
+    const receiver = await createStreamReceiver({ channels: 2 });
+    const unequal = [new Float32Array(128), new Float32Array(127)];
+    assert.throws(() => receiver.push(unequal), { code: 'bad-argument' });
     const folder = await mkdtemp(join(tmpdir(), 'tonelink-'));
     try {
         const file = join(folder, 'no.wasm');

@@ -104,6 +104,9 @@ export class StreamReceiver {
      */
     push(channels) {
         const frames = channels.length === 0 ? 0 : channels[0].length;
+        for (let channel = 1; channel < channels.length; ++channel)
+            if (channels[channel].length !== frames)
+                throw new ToneLinkError('bad-argument', 'channels of unequal lengths');
         if (frames <= mostFrames) {
             this.#pushBlock(channels, frames);
             return;

@@ -11,7 +11,7 @@ export type ErrorCode =
     | 'no-microphone'
     | 'no-module' // tonelink.wasm cannot be loaded, or is none
     | 'no-simd' // WebAssembly without vectors of 128 bits
-    | 'no-webassembly'
+    | 'no-webassembly' // the browser has none, or the page's policy forbids it
     | 'permission-denied' // by the user, the page or the system
     | 'rate-mismatch' // stream and context have different rates, and the browser does not convert
     | 'receiver-failed'; // the receiver on the audio thread stopped
@@ -150,7 +150,7 @@ export function readPairing(message: Uint8Array): { pin: number; octets: string 
 /** A receiver of samples that a program has itself. */
 export class StreamReceiver {
     private constructor();
-    /** An array for each channel, all of one length. */
+    /** An array for each channel, all of one length; those that are not given are silent. */
     push(channels: Float32Array[]): void;
     pushSilence(frames: number): void;
     lost(frames: number): void;

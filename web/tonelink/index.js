@@ -13,12 +13,12 @@ export { loadModule, StreamReceiver };
 export const lengths = Object.freeze({ bits32: 1, bits48: 2 });
 export const methods = Object.freeze({ exact: 1, far: 2 });
 
-let sender; // an instance that makes bursts, of the module beside this file
+const senders = new WeakMap(); // of each module, an instance that makes bursts
 
-async function coreFor(module) {
-    if (module !== undefined) return new Core(module);
-    sender ??= new Core(await loadModule());
-    return sender;
+async function senderOf(module) {
+    module ??= await loadModule();
+    if (!senders.has(module)) senders.set(module, new Core(module));
+    return senders.get(module);
 }
 
 /**
@@ -26,7 +26,7 @@ async function coreFor(module) {
  * At 44100 Hz they are the very samples that a transmission at full volume plays.
  */
 export async function makeBurst(message, { sampleRate = 44100, module } = {}) {
-    return (await coreFor(module)).makeBurstAt(message, sampleRate);
+    return (await senderOf(module)).makeBurstAt(message, sampleRate);
 }
 
 /** A receiver of samples that a program has itself, such as those of a file. */

@@ -12,7 +12,9 @@ let ours; // the promise of the module beside this file
 
 async function bytesOf(url) {
     if (url.protocol === 'file:') {
-        const { readFile } = await import('node:fs/promises'); // in Node, whose fetch reads no file
+        // In Node, whose fetch reads no file; bundlers shall not look for it.
+        const files = 'node:fs/promises';
+        const { readFile } = await import(/* webpackIgnore: true */ /* @vite-ignore */ files);
         return readFile(url);
     }
     const response = await fetch(url);
@@ -21,10 +23,13 @@ async function bytesOf(url) {
 }
 
 async function compile(url) {
-    if (typeof WebAssembly === 'undefined')
-        throw new ToneLinkError('no-webassembly', 'this browser has no WebAssembly, or forbids it');
+    const forbidden = 'this browser has no WebAssembly, or forbids it';
+    if (typeof WebAssembly === 'undefined') throw new ToneLinkError('no-webassembly', forbidden);
     if (!WebAssembly.validate(vectorProbe))
         throw new ToneLinkError('no-simd', 'this browser has no WebAssembly with vectors');
+    await WebAssembly.compile(vectorProbe).catch((error) => {
+        throw new ToneLinkError('no-webassembly', forbidden, error); // by the page's policy
+    });
     try {
         return await WebAssembly.compile(await bytesOf(url));
     } catch (error) {
@@ -36,7 +41,7 @@ async function compile(url) {
  * The compiled module. Without a place it is tonelink.wasm beside this file, fetched and compiled
  * once; after a failure the next call tries again.
  */
-export function loadModule(url) {
+export async function loadModule(url) {
     if (url !== undefined) return compile(new URL(url, globalThis.location?.href));
     ours ??= compile(new URL('./tonelink.wasm', import.meta.url)).catch((error) => {
         ours = undefined;

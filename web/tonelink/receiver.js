@@ -181,7 +181,7 @@ export async function createReceiver(stream, options = {}) {
         await opened(node);
         const receiver = new Receiver(context, options.context === undefined, source, node, options);
         // Where the browser waits for a click or a key, this ends with that: it is not waited for.
-        if (options.context === undefined) context.resume();
+        if (options.context === undefined) context.resume().catch(() => {});
         return receiver;
     } catch (error) {
         if (options.context === undefined) await context.close();

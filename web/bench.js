@@ -28,7 +28,7 @@ function makeNoise(length) {
 /** Bursts one behind the other, in noise. */
 function addBursts(noise, core) {
     const samples = noise.slice();
-    const burst = core.makeBurstAt([0x12, 0x67, 0xee, 0xff], sampleRate);
+    const burst = core.makeBurst([0x12, 0x67, 0xee, 0xff], sampleRate);
     for (let i = 0; i < samples.length; ++i) samples[i] += burst[i % burst.length] / 10;
     return samples;
 }
@@ -74,7 +74,7 @@ for (const path of process.argv.slice(2)) {
     let best = Infinity;
     for (let n = 0; n < 200; ++n) {
         const begin = performance.now();
-        core.makeBurst([n, 2, 3, 4, 5, 6]);
+        core.makeBurst([n, 2, 3, 4, 5, 6], 44100);
         best = Math.min(best, performance.now() - begin);
     }
     console.log(`burst: ${(1000 * best).toFixed(0)} us`);

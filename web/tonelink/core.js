@@ -5,7 +5,6 @@ import { ToneLinkError } from './errors.js';
 
 const mostChannels = 8;
 const mostFrames = 1024; // of each channel, in one push into the module
-const burstSamples = 23170;
 const noMemory = -5; // a result
 
 /** A text of C, which is ASCII; a worklet has no TextDecoder. */
@@ -14,6 +13,17 @@ function textAt(memory, address) {
     let text = '';
     for (let at = address; bytes[at] !== 0; ++at) text += String.fromCharCode(bytes[at]);
     return text;
+}
+
+/** What reads the fields of a record, by their places. */
+function fieldsAt(memory, address) {
+    const view = new DataView(memory.buffer, address);
+    return {
+        count: (at) => view.getUint32(at, true),
+        long: (at) => Number(view.getBigInt64(at, true)),
+        float: (at) => view.getFloat32(at, true),
+        double: (at) => view.getFloat64(at, true),
+    };
 }
 
 /** The module, ready to run. Its functions are in module.h. */
@@ -27,34 +37,22 @@ export class Core {
         );
     }
 
-    /** A burst as a transmission at full volume plays it, 16 bits at 44100 Hz. */
-    makeBurst(message) {
-        const samples = this.#burst(message);
-        return new Int16Array(this.memory.buffer, samples, burstSamples).slice();
-    }
-
-    /** The same as floating point, at any rate that a receiver takes. */
-    makeBurstAt(message, sampleRate) {
-        const length = Number.isInteger(sampleRate) ? this.exports.burst_length(sampleRate) : 0;
+    /** A burst as a transmission at full volume plays it, at any rate that a receiver takes. */
+    makeBurst(message, sampleRate) {
+        const { exports, memory } = this;
+        const length = Number.isInteger(sampleRate) ? exports.burst_length(sampleRate) : 0;
         if (length === 0) throw new ToneLinkError('bad-argument', `no burst at ${sampleRate} Hz`);
-        this.#burst(message);
-        const address = this.exports.burst_at(sampleRate);
-        if (address === 0) throw new ToneLinkError('no-memory', 'no memory for a burst');
-        const samples = new Float32Array(this.memory.buffer, address, length).slice();
-        this.exports.release(address);
-        return samples;
-    }
-
-    #burst(message) {
         const bytes = Array.from(message);
         const areBytes = bytes.every((byte) => Number.isInteger(byte) && byte >= 0 && byte < 256);
         if ((bytes.length !== 4 && bytes.length !== 6) || !areBytes)
             throw new ToneLinkError('bad-argument', 'a message is 4 or 6 bytes');
-        const bits = new Uint8Array(this.memory.buffer, this.exports.message(), 48);
+        const bits = new Uint8Array(memory.buffer, exports.message(), 48);
         for (let i = 0; i < 8 * bytes.length; ++i) bits[i] = (bytes[i >> 3] >> (7 - (i & 7))) & 1;
-        const address = this.exports.make_burst(8 * bytes.length);
+        const address = exports.make_burst(8 * bytes.length) && exports.burst_at(sampleRate);
         if (address === 0) throw new ToneLinkError('no-memory', 'no memory for a burst');
-        return address;
+        const samples = new Float32Array(memory.buffer, address, length).slice();
+        exports.release(address);
+        return samples;
     }
 }
 
@@ -152,48 +150,47 @@ export class StreamReceiver {
     next() {
         const at = this.#core.exports.next(this.#opened());
         if (at === 0) return null;
-        const view = new DataView(this.#core.memory.buffer, at);
-        const bits = view.getInt32(4, true);
+        const { count, long, float, double } = fieldsAt(this.#core.memory, at);
+        const bits = count(4);
         return {
             bits,
             message: new Uint8Array(this.#core.memory.buffer, at + 8, bits / 8).slice(),
-            firstSample: Number(view.getBigInt64(16, true)),
-            seconds: view.getFloat64(24, true),
-            levelDbfs: view.getFloat32(32, true),
-            snrDb: view.getFloat32(36, true),
-            clockPpm: view.getFloat32(40, true),
-            copies: view.getInt32(44, true),
-            methods: view.getUint32(48, true),
-            repeats: view.getUint32(52, true),
-            positions: view.getUint32(56, true),
+            firstSample: long(16),
+            seconds: double(24),
+            levelDbfs: float(32),
+            snrDb: float(36),
+            clockPpm: float(40),
+            copies: count(44),
+            methods: count(48),
+            repeats: count(52),
+            positions: count(56),
         };
     }
 
     /** What reaches the receiver, and why nothing is heard. */
     report() {
         const at = this.#core.exports.report(this.#opened());
-        const view = new DataView(this.#core.memory.buffer, at);
+        const { count, long, float, double } = fieldsAt(this.#core.memory, at);
         const spectrumDbfs = [];
-        for (let band = 0; band < 22; ++band)
-            spectrumDbfs.push(view.getFloat32(92 + 4 * band, true));
+        for (let band = 0; band < 22; ++band) spectrumDbfs.push(float(92 + 4 * band));
         return {
-            reason: this.#core.reasons[view.getInt32(4, true)],
-            recentReason: this.#core.reasons[view.getInt32(8, true)],
-            heard: view.getUint32(12, true),
-            unread: view.getUint32(16, true),
-            dropped: view.getUint32(20, true),
-            seconds: view.getFloat64(24, true),
-            frames: Number(view.getBigUint64(32, true)),
-            lostFrames: Number(view.getBigUint64(40, true)),
-            clippedFrames: Number(view.getBigUint64(48, true)),
-            invalidFrames: Number(view.getBigUint64(56, true)),
-            levelDbfs: view.getFloat32(64, true),
-            peakDbfs: view.getFloat32(68, true),
-            bandDbfs: view.getFloat32(72, true),
-            bandEdgeHz: view.getFloat32(76, true),
-            missingDb: view.getFloat32(80, true),
-            unreadSnrDb: view.getFloat32(84, true),
-            unreadPpm: view.getFloat32(88, true),
+            reason: this.#core.reasons[count(4)],
+            recentReason: this.#core.reasons[count(8)],
+            heard: count(12),
+            unread: count(16),
+            dropped: count(20),
+            seconds: double(24),
+            frames: long(32),
+            lostFrames: long(40),
+            clippedFrames: long(48),
+            invalidFrames: long(56),
+            levelDbfs: float(64),
+            peakDbfs: float(68),
+            bandDbfs: float(72),
+            bandEdgeHz: float(76),
+            missingDb: float(80),
+            unreadSnrDb: float(84),
+            unreadPpm: float(88),
             spectrumDbfs,
         };
     }

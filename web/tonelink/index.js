@@ -26,7 +26,7 @@ async function senderOf(module) {
  * At 44100 Hz they are the very samples that a transmission at full volume plays.
  */
 export async function makeBurst(message, { sampleRate = 44100, module } = {}) {
-    return (await senderOf(module)).makeBurstAt(message, sampleRate);
+    return (await senderOf(module)).makeBurst(message, sampleRate);
 }
 
 /** A receiver of samples that a program has itself, such as those of a file. */

@@ -38,10 +38,6 @@ function opened(node) {
 }
 
 class Receiver {
-    onheard = null;
-    onreport = null;
-    onerror = null;
-
     #context;
     #isOurs; // the context
     #source;
@@ -152,7 +148,9 @@ class Receiver {
 export async function createReceiver(stream, options = {}) {
     const [track] = stream.getAudioTracks();
     if (track === undefined) throw new ToneLinkError('no-microphone', 'the stream has no sound');
-    const context = options.context ?? contextFor(track);
+    const isOurs = options.context === undefined;
+    const context = isOurs ? contextFor(track) : options.context;
+    const { lengths = 0, methods = 0, reportEvery = 1 } = options;
     try {
         if (context.audioWorklet === undefined)
             throw new ToneLinkError('no-audioworklet', 'AudioWorklets need a page by HTTPS or on localhost');
@@ -170,21 +168,15 @@ export async function createReceiver(stream, options = {}) {
             channelCount: channels,
             channelCountMode: 'explicit',
             channelInterpretation: 'discrete', // all channels as they are, none mixed
-            processorOptions: {
-                module,
-                channels,
-                lengths: options.lengths ?? 0,
-                methods: options.methods ?? 0,
-                reportEvery: options.reportEvery ?? 1,
-            },
+            processorOptions: { module, channels, lengths, methods, reportEvery },
         });
         await opened(node);
-        const receiver = new Receiver(context, options.context === undefined, source, node, options);
+        const receiver = new Receiver(context, isOurs, source, node, options);
         // Where the browser waits for a click or a key, this ends with that: it is not waited for.
-        if (options.context === undefined) context.resume().catch(() => {});
+        if (isOurs) context.resume().catch(() => {});
         return receiver;
     } catch (error) {
-        if (options.context === undefined) await context.close();
+        if (isOurs) await context.close();
         throw error;
     }
 }

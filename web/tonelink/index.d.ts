@@ -52,7 +52,7 @@ export type Reason =
     | 'band_cut'
     | 'too_weak'
     | 'clock'
-    | 'samples_lost';
+    | 'samples_lost'; // known by lost() alone: Web Audio tells of no loss
 
 /** What reaches a receiver. */
 export interface Report {

@@ -3,7 +3,7 @@
 
 import { ToneLinkError } from './errors.js';
 
-const mostChannels = 8;
+export const mostChannels = 8;
 const mostFrames = 1024; // of each channel, in one push into the module
 const noMemory = -5; // a result
 
@@ -67,16 +67,15 @@ export class StreamReceiver {
     /** @param settings sampleRate, lengths, methods and channels, each with the library's default */
     constructor(core, { sampleRate = 44100, lengths = 0, methods = 0, channels = 1 } = {}) {
         const { exports, memory } = core;
-        const stream = exports.open(sampleRate, lengths, methods, channels);
-        if (stream === 0) {
+        this.#stream = exports.open(sampleRate, lengths, methods, channels);
+        if (this.#stream === 0) {
             const result = exports.result();
             const code = result === noMemory ? 'no-memory' : 'bad-argument';
             throw new ToneLinkError(code, `no receiver: ${textAt(memory, exports.result_text(result))}`);
         }
         this.#core = core;
-        this.#stream = stream;
         this.#channels = channels;
-        this.#inputAddress = exports.input(stream);
+        this.#inputAddress = exports.input(this.#stream);
         this.#findInput();
     }
 
@@ -201,5 +200,3 @@ export class StreamReceiver {
         this.#stream = 0;
     }
 }
-
-export { mostChannels };

@@ -3,7 +3,7 @@
 /** An error with a `code`, one of ErrorCode in index.d.ts. */
 export class ToneLinkError extends Error {
     constructor(code, message, cause) {
-        super(message, cause === undefined ? undefined : { cause });
+        super(message, { cause });
         this.name = 'ToneLinkError';
         this.code = code;
     }

@@ -2,13 +2,16 @@
 
 import { ToneLinkError } from './errors.js';
 
+const denied = ['permission-denied', 'the microphone may not be used'];
+const missing = ['no-microphone', 'there is no such microphone'];
+const busy = ['microphone-busy', 'the microphone cannot be read'];
 const codes = {
-    NotAllowedError: ['permission-denied', 'the microphone may not be used'],
-    SecurityError: ['permission-denied', 'the microphone may not be used'],
-    NotFoundError: ['no-microphone', 'there is no microphone'],
-    OverconstrainedError: ['no-microphone', 'there is no such microphone'],
-    NotReadableError: ['microphone-busy', 'the microphone cannot be read'],
-    AbortError: ['microphone-busy', 'the microphone cannot be read'],
+    NotAllowedError: denied,
+    SecurityError: denied,
+    NotFoundError: missing,
+    OverconstrainedError: missing,
+    NotReadableError: busy,
+    AbortError: busy,
 };
 
 /**

@@ -14,11 +14,11 @@ public:
     /// @param rate  frames a second
     loudest_channel(std::size_t channels, double rate);
 
-    /// Takes frames, a sample for each channel one after the other, and leaves the channel's samples
-    /// at their beginning, which it returns.
-    /// Another one is chosen at the end of 10 ms in which it became 6 dB louder than the present
-    /// one; the mean of the last tenth of a second decides, so that no burst is cut to pieces. How
-    /// the frames are cut into calls does not matter.
+    /// Takes frames, a sample for each channel one after the other, and leaves the channel's
+    /// samples at their beginning, which it returns. Another one is chosen at the end of 10 ms in
+    /// which it became 6 dB louder than the present one; the mean of the last tenth of a second
+    /// decides, so that no burst is cut to pieces. How the frames are cut into calls does not
+    /// matter.
     std::span<const Sample> put(std::span<Sample> frames);
 
 private:

@@ -3,20 +3,23 @@
 import { makeBurst } from '../tonelink/index.js';
 
 const fadeSeconds = 0.01;
+const tailSeconds = 1; // of silence: a device plays long after its samples were made, by radio above all
+const resumeMs = 1000;
 const lowestRate = 42000; // below, there is no room for the band
 
-class RateError extends Error {
-    code = 'low-output-rate';
-}
+const failure = (code) => Object.assign(new Error(code), { code });
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
 export class Player {
     #onstate;
     #context = null;
     #gain = null;
     #beginning; // of the first burst, in the context's time
-    #seconds; // from one burst to the next
+    #seconds = Infinity; // from one burst to the next
+    #mostCopies;
+    #played = 0; // bursts, when it was stopped
 
-    /** @param onstate  called with 'playing', 'paused' or 'stopped' */
+    /** @param onstate  called with 'starting', 'playing', 'paused' or 'stopped' */
     constructor(onstate) {
         this.#onstate = onstate;
     }
@@ -27,24 +30,35 @@ export class Player {
      */
     async play(message, { levelDb, isLooped }) {
         this.stop();
+        if (!globalThis.AudioContext) throw failure('no-audioworklet');
         const context = new AudioContext({ latencyHint: 'playback' });
         this.#context = context;
+        this.#seconds = Infinity;
+        const isOver = () => this.#context !== context;
         try {
-            if (context.sampleRate < lowestRate) throw new RateError();
+            if (context.sampleRate < lowestRate) throw failure('low-output-rate');
+            // While the press counts; where the browser waits for another one, there is a button.
+            const resumed = Promise.race([context.resume(), sleep(resumeMs)]).catch(() => {});
+            this.#onstate('starting');
             const samples = await makeBurst(message, context);
-            if (this.#context !== context) return;
+            if (isOver()) return;
             this.#begin(samples, levelDb, isLooped);
+            await resumed;
+            if (isOver()) return;
             context.onstatechange = () => this.#follow();
-            await context.resume();
+            this.#follow();
         } catch (error) {
-            if (this.#context === context) this.stop();
+            if (isOver()) return;
+            this.stop();
             throw error;
         }
     }
 
     #begin(samples, levelDb, isLooped) {
         const context = this.#context;
-        const buffer = new AudioBuffer({ length: samples.length, sampleRate: context.sampleRate });
+        const { sampleRate } = context;
+        const tail = isLooped ? 0 : Math.round(tailSeconds * sampleRate);
+        const buffer = new AudioBuffer({ length: samples.length + tail, sampleRate });
         buffer.copyToChannel(samples, 0);
         const source = new AudioBufferSourceNode(context, { buffer, loop: isLooped });
         this.#gain = new GainNode(context, { gain: 10 ** (levelDb / 20) });
@@ -53,31 +67,31 @@ export class Player {
             if (this.#context === context) this.stop();
         };
         this.#beginning = context.currentTime + fadeSeconds;
-        this.#seconds = buffer.duration;
+        this.#seconds = samples.length / sampleRate;
+        this.#mostCopies = isLooped ? Infinity : 1;
         source.start(this.#beginning);
-        this.#onstate('playing');
     }
 
     #follow() {
         if (this.#context) this.#onstate(this.#context.state === 'running' ? 'playing' : 'paused');
     }
 
-    /** Bursts that have been played to their end. */
+    /** Bursts that have been played to their end, now or the last time. */
     get copies() {
-        if (!this.#context) return 0;
-        return Math.max(
-            0,
-            Math.floor((this.#context.currentTime - this.#beginning) / this.#seconds),
-        );
+        if (!this.#context) return this.#played;
+        if (this.#seconds === Infinity) return 0; // none is made yet
+        const copies = Math.floor((this.#context.currentTime - this.#beginning) / this.#seconds);
+        return Math.min(Math.max(copies, 0), this.#mostCopies);
     }
 
     resume() {
-        this.#context?.resume();
+        this.#context?.resume().then(() => this.#follow(), () => {});
     }
 
     stop() {
         const context = this.#context;
         if (!context) return;
+        this.#played = this.copies;
         this.#context = null;
         context.onstatechange = null;
         if (this.#gain && context.state === 'running') {

@@ -10,6 +10,7 @@ const idle = {
     title: 'Play a PIN to another phone',
     text: 'Turn the media volume up, and hold the phones towards each other.',
 };
+const starting = { title: 'Starting', text: 'The sound is being made.' };
 const paused = {
     title: 'Paused',
     text: 'The loudspeaker is away: a call, or another app. Press Continue when it is back.',
@@ -49,7 +50,7 @@ export class SendView {
     }
 
     #press() {
-        if (this.#state === 'playing') this.#player.stop();
+        if (['starting', 'playing'].includes(this.#state)) this.#player.stop();
         else if (this.#state === 'paused') this.#player.resume();
         else this.#play();
     }
@@ -92,7 +93,8 @@ export class SendView {
             keepScreenOn(this);
             this.#counting = setInterval(() => this.#showCount(), countMs);
         }
-        this.#render(state === 'stopped' ? idle : state === 'paused' ? paused : this.#playing());
+        const words = { stopped: idle, starting, paused };
+        this.#render(words[state] ?? this.#playing());
         this.#showCount();
     }
 
@@ -106,7 +108,7 @@ export class SendView {
     #render({ title, text }) {
         element('send-headline').textContent = title;
         element('send-explanation').textContent = text;
-        const names = { playing: 'Stop', paused: 'Continue' };
+        const names = { starting: 'Stop', playing: 'Stop', paused: 'Continue' };
         element('play').textContent = names[this.#state] ?? 'Send';
         element('play').toggleAttribute('data-running', this.#state === 'playing');
         element('to-send').toggleAttribute('data-busy', this.#state === 'playing');

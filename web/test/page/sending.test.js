@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { decode, encode } from '../sounds.js';
+import { decode, encode, tonelink } from '../sounds.js';
 import { patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
 import { SoundServer } from './sound_server.js';
@@ -74,7 +74,7 @@ function differenceDb(recorded, near, wanted) {
 
 test('plays a text once at 48 kHz, as loud as it is told', async () => {
     await withRoom(48000, (room) =>
-        withPage({ environment: room.environment, hash: '#send' }, async ({ page }) => {
+        withPage({ environment: room.environment, hash: '#send', prepare: noteEnd }, async ({ page }) => {
             await page.check('input[value="text"]');
             await page.fill('#text-field', 'hello');
             await page.fill('#level-field', '-20');
@@ -83,20 +83,48 @@ test('plays a text once at 48 kHz, as loud as it is told', async () => {
                 await page.click('#play');
                 await see(page, '#send-headline', 'Sending “hello”');
                 await see(page, '#send-headline', 'Play a PIN'); // it is over
+                await see(page, '#send-count', 'Played once.');
             };
+            const message = Buffer.from('hello\0');
+            const wanted = (await tonelink.makeBurst(message, { sampleRate: 48000 })).map(
+                (x) => 0.1 * 32768 * x,
+            );
             // A busy machine may play a burst with a gap: then it is played again.
             let samples;
             let bursts;
+            const spans = [];
             do {
+                assert.ok(spans.length < 8, `never whole: ${spans} of ${spanOf(wanted)} samples`);
                 samples = await recorded(room, playOnce);
+                spans.push(spanOf(samples));
                 bursts = decodeBoth(samples, 48000);
-            } while (bursts[0].message === undefined);
+            } while (!bursts[0]?.message || Math.abs(spans.at(-1) - spanOf(wanted)) > 24);
+            // What is queued behind the last sample is played before the device is let go.
+            const ends = await page.evaluate(() => window.closedAt);
+            assert.ok(ends.every((seconds) => seconds > wanted.length / 48000 + 0.9), String(ends));
             const messages = bursts.map(({ message, bits }) => [message, bits]);
             assert.deepEqual(messages, [['68656C6C6F00', 48]]);
             assert.ok(Math.abs(20 * Math.log10(peakOf(samples) / 32768) + 20) < 1);
         }),
     );
 });
+
+/** Samples from the first one that is no silence to the last. */
+function spanOf(samples) {
+    const isSound = (x) => Math.abs(x) > 30;
+    return samples.findLastIndex(isSound) - samples.findIndex(isSound);
+}
+
+/** Keeps the times at which contexts are closed, in their own time. */
+const noteEnd = (context) =>
+    context.addInitScript(() => {
+        window.closedAt = [];
+        const { close } = AudioContext.prototype;
+        AudioContext.prototype.close = function () {
+            window.closedAt.push(this.currentTime);
+            return close.call(this);
+        };
+    });
 
 const peakOf = (samples) => samples.reduce((peak, x) => Math.max(peak, Math.abs(x)), 0);
 
@@ -136,4 +164,32 @@ test('two pages are a demonstration: one plays, the other one hears', async () =
             },
         ),
     );
+});
+
+test('says that it waits where the browser does, and goes on by a press', async () => {
+    const prepare = (context) =>
+        context.addInitScript(() => {
+            const { resume } = AudioContext.prototype;
+            AudioContext.prototype.resume = function () {
+                window.resumed = (window.resumed ?? 0) + 1;
+                return window.isBlocked ? new Promise(() => {}) : resume.call(this);
+            };
+            Object.defineProperty(AudioContext.prototype, 'state', {
+                get: () => (window.isBlocked ? 'suspended' : 'running'),
+            });
+            window.isBlocked = true;
+            const { fetch } = window;
+            window.fetch = (...options) => {
+                window.resumedAtFetch ??= window.resumed;
+                return fetch(...options);
+            };
+        });
+    await withPage({ hash: '#send', prepare }, async ({ page }) => {
+        await page.click('#play');
+        await see(page, '#send-headline', 'Paused');
+        assert.equal(await page.evaluate(() => window.resumedAtFetch), 1); // while the press counts
+        await page.evaluate(() => (window.isBlocked = false));
+        await page.click('#play');
+        await see(page, '#send-headline', 'Sending PIN');
+    });
 });

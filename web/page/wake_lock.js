@@ -4,22 +4,24 @@
 
 const holders = new Set();
 let lock = null;
+let isUpdating = false;
 
+/** One request at a time, or a lock is lost; what changes meanwhile is seen when it is answered. */
 async function update() {
-    if (!navigator.wakeLock || document.hidden) return;
-    if (holders.size === 0) {
-        const held = lock;
-        lock = null;
-        await held?.release();
-        return;
-    }
-    if (lock && !lock.released) return;
+    if (!navigator.wakeLock || isUpdating) return;
+    isUpdating = true;
     try {
-        lock = await navigator.wakeLock.request('screen');
+        for (;;) {
+            const isHeld = lock !== null && !lock.released;
+            if (holders.size === 0 && isHeld) await lock.release();
+            else if (holders.size > 0 && !isHeld && !document.hidden)
+                lock = await navigator.wakeLock.request('screen');
+            else break;
+        }
     } catch {
-        return; // the battery is low, or the system has it so
+        // The battery is low, or the system has it so.
     }
-    if (holders.size === 0) update();
+    isUpdating = false;
 }
 
 /** Keeps the screen on until the same holder lets go. */

@@ -141,6 +141,7 @@ test('lets go of the microphone and the screen when it is stopped', async () => 
             window.locks = [];
             const request = async (type) => {
                 const lock = { type, released: false };
+                await new Promise((resolve) => setTimeout(resolve, 200)); // it is asked twice meanwhile
                 lock.release = async () => (lock.released = true);
                 window.locks.push(lock);
                 return lock;
@@ -150,14 +151,19 @@ test('lets go of the microphone and the screen when it is stopped', async () => 
     };
     await withPage({ browserFlags: allowed, prepare }, async ({ page }) => {
         await page.click('#listen');
+        await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
         await see(page, '#headline', 'Listening');
+        await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
+        await page.waitForFunction(() => window.locks.length > 0);
         assert.deepEqual(
             await page.evaluate(() => window.locks.map(({ type, released }) => [type, released])),
             [['screen', false]],
         );
         await page.click('#listen');
         await see(page, '#headline', 'Hold this phone');
-        await page.waitForFunction(() => window.heldContext.state === 'closed');
+        await page.waitForFunction(
+            () => window.heldContext.state === 'closed' && window.locks[0].released,
+        );
         assert.deepEqual(
             await page.evaluate(() => [
                 window.locks.map(({ released }) => released),

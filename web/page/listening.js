@@ -43,16 +43,18 @@ export class Listening {
     #begun = 0; // counts what start() began, to which slow answers belong
     #isOver = true;
     #state = 'idle';
+    #detail;
 
     /**
-     * @param events  onstate(state, failureCode): 'idle', 'asking', 'listening', 'paused' or 'failed';
+     * @param events  onstate(state, detail): 'idle', 'asking', 'starting', 'listening', 'paused', with
+     *     whether the microphone is 'away' or the browser 'waits', or 'failed' with its code;
      *     onsource(node, processing) with what is heard, and what the browser does to it unasked;
      *     onheard(heard, contextTime); onreport(report)
      */
     constructor(events) {
         this.#events = events;
         document.addEventListener('visibilitychange', () => {
-            if (!document.hidden && this.#state === 'paused') this.resume();
+            if (!document.hidden && this.#state === 'paused') this.#resume();
         });
     }
 
@@ -66,10 +68,13 @@ export class Listening {
             const stream = await openMicrophone();
             if (isOver()) return stopTracks(stream);
             this.#stream = stream;
-            this.#context = (await contextFor(stream)) ?? null;
-            const beginning = this.#context?.currentTime;
+            this.#enter('starting');
+            const context = await contextFor(stream);
+            if (isOver()) return context?.close();
+            this.#context = context ?? null;
+            const beginning = context?.currentTime;
             const receiver = await createReceiver(stream, {
-                context: this.#context ?? undefined,
+                context,
                 reportEvery: reportSeconds,
                 // What is heard at the end comes when it is over already.
                 onheard: (heard) => {
@@ -86,7 +91,7 @@ export class Listening {
             if (isOver()) return;
             this.#receiver = receiver;
             // Where the browser waits for another press, there is a button for it.
-            await Promise.race([this.#context.resume(), sleep(resumeMs)]);
+            await Promise.race([context.resume(), sleep(resumeMs)]);
             if (isOver()) return;
             this.#follow();
         } catch (error) {
@@ -98,9 +103,15 @@ export class Listening {
         this.#end('idle');
     }
 
-    /** Tries to go on after a pause. */
-    resume() {
-        this.#context?.resume();
+    /** Tries to go on after a pause, by a press: a microphone that is away is opened anew. */
+    goOn() {
+        if (this.#detail !== 'away') return this.#resume();
+        this.stop();
+        this.start();
+    }
+
+    #resume() {
+        this.#context?.resume().then(() => this.#look(), () => {});
         this.#look();
     }
 
@@ -117,22 +128,25 @@ export class Listening {
     /** Finds out whether sound arrives. */
     #look() {
         if (!this.#receiver) return;
-        const isRunning = this.#context.state === 'running';
+        const { state } = this.#context;
         const [track] = this.#stream.getAudioTracks();
         if (track.readyState === 'ended') this.#end('failed', 'microphone-ended');
-        else this.#enter(isRunning && !track.muted ? 'listening' : 'paused');
+        else if (track.muted || state === 'interrupted') this.#enter('paused', 'away');
+        else if (state === 'running') this.#enter('listening');
+        else this.#enter('paused', 'waits');
     }
 
-    #enter(state, failureCode) {
-        if (state === this.#state) return;
+    #enter(state, detail) {
+        if (state === this.#state && detail === this.#detail) return;
         this.#state = state;
-        this.#events.onstate(state, failureCode);
+        this.#detail = detail;
+        this.#events.onstate(state, detail);
     }
 
-    #end(state, failureCode) {
+    #end(state, detail) {
         this.#isOver = true;
         letScreenSleep(this);
-        this.#enter(state, failureCode);
+        this.#enter(state, detail);
         if (this.#context) this.#context.onstatechange = null;
         if (this.#stream) stopTracks(this.#stream);
         const [context, receiver] = [this.#context, this.#receiver];
@@ -153,7 +167,7 @@ async function letGo(context, receiver) {
     if (!context) return;
     if (receiver && context.state === 'running')
         await Promise.race([receiver.close(), sleep(closeMs)]);
-    await context.close();
+    if (context.state !== 'closed') await context.close();
 }
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));

@@ -19,9 +19,13 @@ const listening = {
     title: 'Listening',
     text: 'Hold the phone towards the television, a few steps away at most.',
 };
+const starting = { title: 'Starting', text: 'The microphone is open.' };
 const paused = {
-    title: 'Paused',
-    text: 'The microphone is away: a call, or another app. Listening goes on when it is back.',
+    away: {
+        title: 'Paused',
+        text: 'The microphone is away: a call, or another app. Listening goes on when it is back; if it does not, press “Continue”.',
+    },
+    waits: { title: 'Paused', text: 'The browser has stopped the sound. Press “Continue”.' },
 };
 
 // The first seconds say nothing about what stands in the way.
@@ -35,7 +39,7 @@ const decibels = (value) =>
 export class ReceiveView {
     #log = new HeardLog();
     #state = 'idle';
-    #failure = null; // its code
+    #detail; // of the state
     #report = null; // the latest
     #shown = null; // the entry whose PIN stands large
     #spectrogram;
@@ -47,31 +51,31 @@ export class ReceiveView {
             this.#showLevel(level),
         );
         this.#listening = new Listening({
-            onstate: (state, failure) => this.#enter(state, failure),
+            onstate: (state, detail) => this.#enter(state, detail),
             onsource: (source, processing) => this.#see(source, processing),
             onheard: (heard, contextTime) => this.#hear(heard, contextTime),
             onreport: (report) => this.#takeReport(report),
         });
         element('listen').addEventListener('click', () => this.#press());
+        element('stop').addEventListener('click', () => this.#listening.stop());
         element('figures').addEventListener('toggle', () => this.#showFigures());
         this.#render();
     }
 
     #press() {
-        if (this.#state === 'asking') return;
-        if (this.#state === 'listening') this.#listening.stop();
-        else if (this.#state === 'paused') this.#listening.resume();
+        if (['asking', 'starting', 'listening'].includes(this.#state)) this.#listening.stop();
+        else if (this.#state === 'paused') this.#listening.goOn();
         else this.#listening.start();
     }
 
-    #enter(state, failure = null) {
+    #enter(state, detail) {
         if (state === 'asking') {
             this.#shown = null;
             this.#report = null;
         }
         if (state === 'idle' || state === 'failed') this.#spectrogram.stop();
         this.#state = state;
-        this.#failure = failure;
+        this.#detail = detail;
         this.#render();
     }
 
@@ -100,10 +104,12 @@ export class ReceiveView {
         switch (this.#state) {
             case 'asking':
                 return asking;
+            case 'starting':
+                return starting;
             case 'paused':
-                return paused;
+                return paused[this.#detail];
             case 'failed':
-                return wordsForFailure(this.#failure);
+                return wordsForFailure(this.#detail);
             case 'listening':
                 return this.#shown ? listening : this.#advice();
             default:
@@ -127,7 +133,7 @@ export class ReceiveView {
         element('pairing').hidden = !isHeard;
         if (isHeard) this.#renderPairing(this.#shown);
         // Once a PIN is there, it is all that needs to be said while nothing else is the matter.
-        const saysMore = !isHeard || this.#state === 'paused' || this.#state === 'asking';
+        const saysMore = !isHeard || !['idle', 'listening'].includes(this.#state);
         element('headline').hidden = element('explanation').hidden = !saysMore;
         setText('headline', title);
         setText('explanation', text);
@@ -160,16 +166,17 @@ export class ReceiveView {
     #renderButton() {
         const button = element('listen');
         const names = {
-            asking: 'Waiting',
+            asking: 'Cancel',
+            starting: 'Cancel',
             listening: 'Stop',
             paused: 'Continue',
             failed: 'Try again',
         };
         setText('listen', names[this.#state] ?? (this.#shown ? 'Listen again' : 'Listen'));
-        const isFirst = ['idle', 'asking'].includes(this.#state) && !this.#shown;
+        element('stop').hidden = this.#state !== 'paused';
+        const isFirst = ['idle', 'asking', 'starting'].includes(this.#state) && !this.#shown;
         button.toggleAttribute('data-round', isFirst);
         button.toggleAttribute('data-running', this.#state === 'listening');
-        button.setAttribute('aria-disabled', String(this.#state === 'asking'));
     }
 
     #renderLog() {

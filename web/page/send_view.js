@@ -13,7 +13,7 @@ const idle = {
 const starting = { title: 'Starting', text: 'The sound is being made.' };
 const paused = {
     title: 'Paused',
-    text: 'The loudspeaker is away: a call, or another app. Press Continue when it is back.',
+    text: 'The browser has stopped the sound, for a call perhaps. Press “Continue”.',
 };
 const countMs = 250;
 
@@ -35,6 +35,7 @@ export class SendView {
             event.preventDefault();
             this.#press();
         });
+        element('stop-sending').addEventListener('click', () => this.#player.stop());
         for (const choice of this.#form.elements.kind)
             choice.addEventListener('change', () => this.#showFields());
         element('level-field').addEventListener('input', () => this.#showLevel());
@@ -112,6 +113,7 @@ export class SendView {
         element('play').textContent = names[this.#state] ?? 'Send';
         element('play').toggleAttribute('data-running', this.#state === 'playing');
         element('to-send').toggleAttribute('data-busy', this.#state === 'playing');
+        element('stop-sending').hidden = this.#state !== 'paused';
         element('send-fields').hidden = this.#state !== 'stopped';
     }
 

@@ -48,8 +48,9 @@ test('waits for the answer of who is asked', async () => {
     await withPage({ browserFlags: allowed, prepare }, async ({ page }) => {
         await page.click('#listen');
         await see(page, '#headline', 'Allow the microphone');
-        assert.equal(await page.locator('#listen').getAttribute('aria-disabled'), 'true');
         await inspect(page, 'asking', ['#headline', '#explanation', '#listen']);
+        await page.getByRole('button', { name: 'Cancel' }).click();
+        await see(page, '#headline', 'Hold this phone');
     });
 });
 
@@ -131,6 +132,54 @@ test('pauses when sound is taken away, and goes on by a press or by itself', asy
         await see(page, '#headline', 'Paused');
         await page.evaluate(() => window.heldContext.resume()); // as the system does after a call
         await see(page, '#headline', 'Listening');
+    });
+});
+
+test('opens a muted microphone anew by a press, and can be stopped meanwhile', async () => {
+    await withPage({ browserFlags: allowed, prepare: keepHold }, async ({ page }) => {
+        const mute = () =>
+            page.evaluate(() => {
+                const [track] = window.heldStream.getAudioTracks();
+                Object.defineProperty(track, 'muted', { value: true });
+                track.dispatchEvent(new Event('mute'));
+                window.mutedTrack = track;
+            });
+        const ended = () => page.evaluate(() => window.mutedTrack.readyState);
+        await page.click('#listen');
+        await see(page, '#headline', 'Listening');
+        await mute();
+        await see(page, '#explanation', 'The microphone is away');
+        await page.click('#listen');
+        await see(page, '#headline', 'Listening');
+        assert.equal(await ended(), 'ended');
+        await mute();
+        await page.click('#stop');
+        await see(page, '#headline', 'Hold this phone');
+        assert.equal(await ended(), 'ended');
+    });
+});
+
+test('lets go of what comes after a cancel', async () => {
+    const prepare = async (context) => {
+        await keepHold(context);
+        await context.addInitScript(() => {
+            const { suspend } = AudioContext.prototype;
+            AudioContext.prototype.suspend = function () {
+                return new Promise((resolve) => (window.goOn = () => resolve(suspend.call(this))));
+            };
+        });
+    };
+    await withPage({ browserFlags: allowed, prepare }, async ({ page }) => {
+        await page.click('#listen');
+        await see(page, '#headline', 'Starting');
+        await page.click('#listen');
+        await see(page, '#headline', 'Hold this phone');
+        await page.evaluate(() => window.goOn());
+        await page.waitForFunction(() => window.heldContext.state === 'closed');
+        assert.equal(
+            await page.evaluate(() => window.heldStream.getTracks()[0].readyState),
+            'ended',
+        );
     });
 });
 

@@ -31,16 +31,20 @@ const paused = {
 // The first seconds say nothing about what stands in the way.
 const patienceSeconds = 5;
 const silencePatienceSeconds = 2;
+const recentSeconds = 5; // of which a report tells the reason
+const adviceSeconds = 8; // after a burst
+const doubt = 'Heard once and barely: wait until it comes again.';
 const meterRangeDb = [-110, 0];
 
 const decibels = (value) =>
-    value <= silenceDb ? 'silent' : `${value.toFixed(0).replace('-', '−')} dB`;
+    value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')} dB`;
 
 export class ReceiveView {
     #log = new HeardLog();
     #state = 'idle';
     #detail; // of the state
-    #report = null; // the latest
+    #reports = []; // of the last seconds, the latest at the end
+    #heardAt; // the latest burst, in the stream's seconds
     #shown = null; // the entry whose PIN stands large
     #spectrogram;
     #listening;
@@ -71,7 +75,7 @@ export class ReceiveView {
     #enter(state, detail) {
         if (state === 'asking') {
             this.#shown = null;
-            this.#report = null;
+            this.#reports = [];
         }
         if (state === 'idle' || state === 'failed') this.#spectrogram.stop();
         this.#state = state;
@@ -88,13 +92,16 @@ export class ReceiveView {
         const entry = this.#log.add(heard, new Date());
         const isNew = entry.bursts === heard.copies;
         this.#spectrogram.mark(contextTime, isNew ? `PIN ${entry.message.pin}` : '');
-        this.#shown = entry;
+        // What may be chance stands in the log beside what is certain.
+        if (!this.#shown || this.#shown.isDoubtful || !entry.isDoubtful) this.#shown = entry;
+        this.#heardAt = heard.seconds;
         this.#render();
-        this.#renderLog();
+        this.#renderLog(entry, isNew);
     }
 
     #takeReport(report) {
-        this.#report = report;
+        const isRecent = ({ seconds }) => seconds > report.seconds - recentSeconds - 0.25;
+        this.#reports = [...this.#reports.filter(isRecent), report];
         this.#render();
         this.#showFigures();
     }
@@ -111,39 +118,52 @@ export class ReceiveView {
             case 'failed':
                 return wordsForFailure(this.#detail);
             case 'listening':
-                return this.#shown ? listening : this.#advice();
+                return this.#advice();
             default:
                 return idle;
         }
     }
 
     #advice() {
-        const report = this.#report;
-        if (!report) return listening;
+        const report = this.#reports.at(-1);
+        if (!report || this.#isQuiet(report)) return listening;
         const reason = report.recentReason === 'heard' ? 'no_burst' : report.recentReason;
-        const patience = reason === 'silent' ? silencePatienceSeconds : patienceSeconds;
-        return report.seconds < patience ? listening : adviceOn(reason, report);
+        const earlier = report.seconds > recentSeconds + 0.5 ? this.#reports[0] : undefined;
+        return adviceOn(reason, report, earlier);
+    }
+
+    /** Whether nothing is to be said: it is early, or a PIN is there and nothing is the matter. */
+    #isQuiet({ seconds, recentReason }) {
+        if (this.#shown)
+            return (
+                ['heard', 'no_burst', 'silent'].includes(recentReason) ||
+                seconds < this.#heardAt + adviceSeconds
+            );
+        return seconds < (recentReason === 'silent' ? silencePatienceSeconds : patienceSeconds);
     }
 
     #render() {
-        const { title, text, figure } = this.#words();
-        const isHeard = this.#shown !== null && this.#state !== 'failed';
+        const words = this.#words();
+        const { title, text, figure = '' } = words;
+        const isHeard = this.#shown !== null;
         element('receive-view').dataset.state = this.#state;
         element('to-receive').toggleAttribute('data-busy', this.#state === 'listening');
         element('pairing').hidden = !isHeard;
         if (isHeard) this.#renderPairing(this.#shown);
         // Once a PIN is there, it is all that needs to be said while nothing else is the matter.
-        const saysMore = !isHeard || !['idle', 'listening'].includes(this.#state);
+        const saysMore = !isHeard || ![idle, listening].includes(words);
         element('headline').hidden = element('explanation').hidden = !saysMore;
+        // A figure changes too often to be read out each time.
+        if (element('headline').textContent !== title) setText('spoken-figure', figure);
         setText('headline', title);
         setText('explanation', text);
-        setText('figure', isHeard ? this.#strengthOf(this.#shown) : (figure ?? ''));
+        setText('figure', isHeard ? this.#strengthOf(this.#shown) : figure);
         this.#renderButton();
         element('privacy').hidden = this.#state !== 'idle' || isHeard;
         element('sound').hidden = !['listening', 'paused'].includes(this.#state);
     }
 
-    #renderPairing({ message }) {
+    #renderPairing({ message, isDoubtful }) {
         if (element('pin').textContent !== message.pin) {
             element('pin').textContent = message.pin;
             element('pin').style.setProperty('--digits', Math.max(message.pin.length, 4));
@@ -154,12 +174,13 @@ export class ReceiveView {
         const asText = message.text ? ` As text: ${message.text}.` : '';
         setText(
             'spoken',
-            `PIN ${spelled(message.pin)}. Address ends in ${spelled(message.octets)}.${asText}`,
+            `PIN ${spelled(message.pin)}. Address ends in ${spelled(message.octets)}.${asText}` +
+                (isDoubtful ? ` ${doubt}` : ''),
         );
     }
 
     #strengthOf(entry) {
-        if (entry.isDoubtful) return 'Heard once and barely: wait until it comes again.';
+        if (entry.isDoubtful) return doubt;
         return `Heard ${timesWord(entry.bursts)}, ${strengthWord(entry.snrDb)}.`;
     }
 
@@ -179,9 +200,17 @@ export class ReceiveView {
         button.toggleAttribute('data-running', this.#state === 'listening');
     }
 
-    #renderLog() {
-        element('log').hidden = this.#log.entries.length === 0;
-        element('log-list').replaceChildren(...this.#log.entries.map(entryItem));
+    /** Changes the one entry that a burst belongs to. */
+    #renderLog(entry, isNew) {
+        const list = element('log-list');
+        element('log').hidden = false;
+        if (isNew) list.prepend(entryItem(entry));
+        else
+            setText(
+                list.children[this.#log.entries.indexOf(entry)].lastChild,
+                figuresOfEntry(entry),
+            );
+        while (list.children.length > this.#log.entries.length) list.lastChild.remove();
     }
 
     #showLevel(level) {
@@ -196,8 +225,9 @@ export class ReceiveView {
     }
 
     #showFigures() {
-        if (!this.#report || !element('figures').open) return;
-        const rows = figuresOf(this.#report, this.#device).flatMap(([name, value]) => [
+        const report = this.#reports.at(-1);
+        if (!report || !element('figures').open) return;
+        const rows = figuresOf(report, this.#device).flatMap(([name, value]) => [
             Object.assign(document.createElement('dt'), { textContent: name }),
             Object.assign(document.createElement('dd'), { textContent: value }),
         ]);
@@ -206,16 +236,24 @@ export class ReceiveView {
 }
 
 /** Leaves what is the same, so that nothing is read out twice. */
-function setText(id, text) {
-    if (element(id).textContent !== text) element(id).textContent = text;
+function setText(place, text) {
+    const node = typeof place === 'string' ? element(place) : place;
+    if (node.textContent !== text) node.textContent = text;
 }
 
 function entryItem(entry) {
     const { message } = entry;
     const item = document.createElement('li');
     const name = Object.assign(document.createElement('p'), { className: 'entry-message' });
-    const asText = message.text ? `, as text “${message.text}”` : '';
-    name.append(`PIN ${message.pin}`, span(`Address ends in ${message.octets}${asText}`));
+    const more = Object.assign(document.createElement('span'), {
+        textContent: `Address ends in ${message.octets}`,
+    });
+    if (message.text) {
+        const text = document.createElement('bdi'); // letters from right to left order none beside
+        text.textContent = `“${message.text}”`;
+        more.append(', as text ', text);
+    }
+    name.append(`PIN ${message.pin}`, more);
     const time = Object.assign(document.createElement('time'), {
         className: 'entry-time',
         dateTime: entry.date.toISOString(),
@@ -228,8 +266,6 @@ function entryItem(entry) {
     item.append(name, time, figures);
     return item;
 }
-
-const span = (text) => Object.assign(document.createElement('span'), { textContent: text });
 
 function figuresOfEntry(entry) {
     const { bursts, copies, snrDb, levelDbfs, isDoubtful, message } = entry;

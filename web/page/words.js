@@ -10,6 +10,8 @@ function nearer(missingDb) {
     return 'Go close to the television.';
 }
 
+const share = (part, { frames }) => `${oneDecimal((100 * part) / frames)} %`;
+
 // What stands in the way, by the reason's word: `title` and `text` stay as they are while the
 // reason does, `figure` may change from report to report.
 const advice = {
@@ -26,19 +28,24 @@ const advice = {
     clipped: (report) => ({
         title: 'Too loud',
         text: 'The sound is so loud that it is cut off. Go away from the loudspeaker, or turn the volume down.',
-        figure: `${oneDecimal((100 * report.clippedFrames) / report.frames)} % of the sound is cut off.`,
+        figure: `${share(report.clippedFrames, report)} of the sound is cut off.`,
     }),
     band_cut: (report) => ({
         title: 'High tones are missing',
         text: 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.',
-        figure: `Sound ends at ${oneDecimal(report.bandEdgeHz / 1000)} kHz; the signal begins at 18.1.`,
+        figure:
+            report.isWhole && report.bandEdgeHz > 0
+                ? `Sound ends at ${oneDecimal(report.bandEdgeHz / 1000)} kHz; the signal begins at 18.1.`
+                : '',
     }),
     too_weak: (report) =>
-        report.missingDb > 0
+        report.missingDb > 0 || !report.isWhole
             ? {
                   title: 'Too faint',
                   text: 'The signal is there, but too faint to be read. Go nearer, or turn the television up.',
-                  figure: `${oneDecimal(report.missingDb)} dB are missing. ${nearer(report.missingDb)}`,
+                  figure: report.isWhole
+                      ? `${oneDecimal(report.missingDb)} dB are missing. ${nearer(report.missingDb)}`
+                      : '',
               }
             : {
                   title: 'Not clear enough',
@@ -48,17 +55,29 @@ const advice = {
     clock: (report) => ({
         title: 'At the wrong speed',
         text: 'A signal is there, but faster or slower than it should be. If a recording is played, play it at its own speed.',
-        figure: `It is off by ${(Math.abs(report.unreadPpm) / 10000).toFixed(2)} %.`,
+        figure:
+            report.isWhole && report.unreadPpm !== 0
+                ? `It is off by ${(Math.abs(report.unreadPpm) / 10000).toFixed(2)} %.`
+                : '',
     }),
     samples_lost: (report) => ({
         title: 'This device is too busy',
         text: 'Parts of the sound are lost before they can be read. Close other apps and tabs.',
-        figure: `${oneDecimal((100 * report.lostFrames) / report.frames)} % of the sound was lost.`,
+        figure: `${share(report.lostFrames, report)} of the sound was lost.`,
     }),
 };
 
-export function adviceOn(reason, report) {
-    return (advice[reason] ?? advice.no_burst)(report);
+const started = { frames: 0, clippedFrames: 0, lostFrames: 0 };
+
+/**
+ * What stands in the way by a report, of which `reason` is that of the last five seconds. Figures are
+ * of these, too; those of the whole stream are told where its reason is the same.
+ * @param earlier  the report of five seconds before, if there is one
+ */
+export function adviceOn(reason, report, earlier = started) {
+    const recent = { ...report, isWhole: report.reason === reason };
+    for (const name of Object.keys(started)) recent[name] -= earlier[name];
+    return (advice[reason] ?? advice.no_burst)(recent);
 }
 
 const oldBrowser = {

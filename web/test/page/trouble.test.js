@@ -2,6 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
+import { HeardLog } from '../../page/heard_log.js';
 import { adviceOn, wordsForFailure } from '../../page/words.js';
 import { fakeMicrophone, patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
@@ -183,6 +184,76 @@ test('lets go of what comes after a cancel', async () => {
     });
 });
 
+test('keeps a PIN that is certain, and says what is the matter under it', async () => {
+    const prepare = async (context) => {
+        await keepHold(context);
+        await context.addInitScript(() => {
+            const Node = window.AudioWorkletNode;
+            window.AudioWorkletNode = class extends Node {
+                constructor(...options) {
+                    super(...options);
+                    window.heldNode = this;
+                }
+            };
+        });
+    };
+    await withPage({ browserFlags: allowed, prepare }, async ({ page }) => {
+        await page.click('#listen');
+        await see(page, '#headline', 'Listening');
+        await page.evaluate(() => {
+            const { port } = window.heldNode;
+            const take = port.onmessage;
+            port.onmessage = null; // from now on it hears what the test says
+            window.tell = (data) => take({ data });
+        });
+        const hear = (last, positions, seconds) =>
+            page.evaluate(
+                ([message, positions, seconds]) => {
+                    const heard = { message: Uint8Array.from(message), positions, seconds };
+                    window.tell({
+                        type: 'heard',
+                        heard: { ...heard, methods: 1, copies: 1, repeats: 0, snrDb: 30, levelDbfs: -9 },
+                    });
+                },
+                [[0, 9, 0, last], positions, seconds],
+            );
+        const report = (recentReason, seconds) =>
+            page.evaluate(
+                ([recentReason, seconds]) => {
+                    const report = { reason: 'heard', recentReason, seconds, frames: 44100 * seconds };
+                    window.tell({ type: 'report', report });
+                },
+                [recentReason, seconds],
+            );
+        const spoken = () => page.getByRole('status').first().ariaSnapshot();
+        await hear(1, 1, 10);
+        await see(page, '#octets', '00:01');
+        assert.match(await spoken(), /wait until it comes again/);
+        await hear(2, 3, 11);
+        await see(page, '#octets', '00:02');
+        assert.doesNotMatch(await spoken(), /wait until it comes again/);
+        await hear(3, 1, 12);
+        assert.deepEqual(await page.locator('.entry-figures').evaluateAll((all) =>
+            all.map(({ textContent }) => textContent.split(':')[0])),
+            ['once, doubtful', 'once, very clear', 'once, doubtful']);
+        assert.equal(await page.locator('#octets').innerText(), '00:02');
+        await report('too_weak', 14);
+        assert.equal(await page.locator('#headline').isVisible(), false);
+        await report('too_weak', 30);
+        await see(page, '#headline', 'Too faint');
+        await report('no_burst', 40);
+        assert.equal(await page.locator('#headline').isVisible(), false);
+        await page.evaluate(() => {
+            const [track] = window.heldStream.getAudioTracks();
+            track.stop();
+            track.dispatchEvent(new Event('ended'));
+        });
+        await see(page, '#headline', 'The microphone is gone');
+        await inspect(page, 'heard-then-gone', ['#headline', '#pin', '#listen']);
+        assert.equal(await page.locator('#octets').innerText(), '00:02');
+    });
+});
+
 test('lets go of the microphone and the screen when it is stopped', async () => {
     const prepare = async (context) => {
         await keepHold(context);
@@ -265,8 +336,29 @@ test('has words for lost samples, and for what it does not know', () => {
     assert.equal(advice.title, 'This device is too busy');
     assert.equal(advice.figure, '15.0 % of the sound was lost.');
     assert.equal(
-        adviceOn('too_weak', { missingDb: 7 }).figure,
+        adviceOn('too_weak', { reason: 'too_weak', missingDb: 7 }).figure,
         '7.0 dB are missing. Go to half the distance.',
     );
     assert.equal(wordsForFailure('receiver-failed').title, 'That did not work');
+});
+
+test('tells figures of the last seconds, and none that are of other sound', () => {
+    const earlier = { frames: 20_000_000, clippedFrames: 1000, lostFrames: 0 };
+    const now = { reason: 'no_burst', frames: 20_200_000, clippedFrames: 101_000, lostFrames: 0 };
+    assert.equal(
+        adviceOn('clipped', now, earlier).figure,
+        '50.0 % of the sound is cut off.',
+    );
+    const whole = { ...now, bandEdgeHz: 0, missingDb: 0, unreadPpm: 0 };
+    for (const reason of ['band_cut', 'too_weak', 'clock'])
+        assert.equal(adviceOn(reason, whole, earlier).figure, '', reason);
+    assert.equal(adviceOn('too_weak', whole, earlier).title, 'Too faint');
+});
+
+test('counts a message as one for as long as people do', () => {
+    const log = new HeardLog();
+    const heard = { message: Uint8Array.of(18, 103, 60, 165), positions: 3, methods: 1, copies: 1 };
+    const at = (minutes) => log.add({ ...heard, repeats: 0 }, new Date(60_000 * minutes)).bursts;
+    assert.deepEqual([0, 0.1, 4, 8, 60, 61].map(at), [1, 2, 3, 4, 1, 2]);
+    assert.equal(log.entries.length, 2);
 });

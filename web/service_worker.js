@@ -3,7 +3,10 @@
 
 const version = '@VERSION@';
 const files = '@FILES@'.split(' ');
-const cacheName = `tonelink-${version}`;
+const { scope } = registration; // other copies on the same server keep theirs
+const prefix = `tonelink ${scope} `;
+const cacheName = prefix + version;
+const pages = [scope, `${scope}index.html`];
 
 async function keep() {
     const cache = await caches.open(cacheName);
@@ -14,7 +17,7 @@ async function dropOthers() {
     const names = await caches.keys();
     await Promise.all(
         names
-            .filter((name) => name.startsWith('tonelink-') && name !== cacheName)
+            .filter((name) => name.startsWith(prefix) && name !== cacheName)
             .map((name) => caches.delete(name)),
     );
     await clients.claim();
@@ -22,8 +25,9 @@ async function dropOthers() {
 
 async function answer(request) {
     const cache = await caches.open(cacheName);
-    const wanted = request.mode === 'navigate' ? './' : request;
-    return (await cache.match(wanted, { ignoreSearch: true })) ?? fetch(request);
+    const wanted = pages.includes(request.url.split(/[?#]/)[0]) ? './' : request;
+    const kept = await cache.match(wanted, { ignoreSearch: true, ignoreVary: true });
+    return kept ?? fetch(request);
 }
 
 addEventListener('install', (event) => event.waitUntil(keep()));
@@ -32,7 +36,6 @@ addEventListener('message', ({ data }) => {
     if (data === 'take over') skipWaiting();
 });
 addEventListener('fetch', (event) => {
-    const isOurs =
-        event.request.method === 'GET' && event.request.url.startsWith(registration.scope);
+    const isOurs = event.request.method === 'GET' && event.request.url.startsWith(scope);
     if (isOurs) event.respondWith(answer(event.request));
 });

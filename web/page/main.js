@@ -21,14 +21,31 @@ function showConnection() {
     element('offline').textContent = navigator.onLine ? '' : 'No network: this page needs none.';
 }
 
-new ReceiveView();
-new SendView();
+// After a change of versions nothing is to be fetched by the old one; what runs ends before.
+let isOld = false;
+let isWanted = false; // by a press, whatever runs
+
+function leaveOld() {
+    if (isOld && views.every((view) => view.isIdle)) location.reload();
+}
+
+const views = [new ReceiveView(leaveOld), new SendView(leaveOld)];
 showSide();
 showConnection();
 addEventListener('hashchange', showSide);
 addEventListener('online', showConnection);
 addEventListener('offline', showConnection);
-keepOffline((change) => {
-    element('update').hidden = false;
-    element('reload').onclick = change;
-});
+keepOffline(
+    (change) => {
+        element('update').hidden = false;
+        element('reload').onclick = () => {
+            change();
+            isWanted = true;
+        };
+    },
+    () => {
+        isOld = true;
+        if (isWanted) location.reload();
+        else leaveOld();
+    },
+);

@@ -40,6 +40,7 @@ const decibels = (value) =>
     value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')} dB`;
 
 export class ReceiveView {
+    #onidle;
     #log = new HeardLog();
     #state = 'idle';
     #detail; // of the state
@@ -50,7 +51,9 @@ export class ReceiveView {
     #listening;
     #device; // what the figures say of the microphone
 
-    constructor() {
+    /** @param onidle  called when nothing is shown that should stay */
+    constructor(onidle) {
+        this.#onidle = onidle;
         this.#spectrogram = new Spectrogram(element('spectrogram'), (level) =>
             this.#showLevel(level),
         );
@@ -69,7 +72,15 @@ export class ReceiveView {
     #press() {
         if (['asking', 'starting', 'listening'].includes(this.#state)) this.#listening.stop();
         else if (this.#state === 'paused') this.#listening.goOn();
-        else this.#listening.start();
+        else {
+            this.#shown = null;
+            this.#onidle();
+            this.#listening.start();
+        }
+    }
+
+    get isIdle() {
+        return ['idle', 'failed'].includes(this.#state) && !this.#shown;
     }
 
     #enter(state, detail) {
@@ -81,6 +92,7 @@ export class ReceiveView {
         this.#state = state;
         this.#detail = detail;
         this.#render();
+        this.#onidle();
     }
 
     #see(source, processing) {

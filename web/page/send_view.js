@@ -23,13 +23,16 @@ function randomPin() {
 }
 
 export class SendView {
+    #onidle;
     #state = 'stopped';
     #player = new Player((state) => this.#enter(state));
     #form = element('send-form');
     #message; // that is played, as readMessage() tells it
     #counting;
 
-    constructor() {
+    /** @param onidle  called when nothing is sent any more */
+    constructor(onidle) {
+        this.#onidle = onidle;
         element('pin-field').value = randomPin();
         this.#form.addEventListener('submit', (event) => {
             event.preventDefault();
@@ -44,6 +47,10 @@ export class SendView {
         this.#showFields();
         this.#showLevel();
         this.#render(idle);
+    }
+
+    get isIdle() {
+        return this.#state === 'stopped';
     }
 
     get #isText() {
@@ -97,6 +104,7 @@ export class SendView {
         const words = { stopped: idle, starting, paused };
         this.#render(words[state] ?? this.#playing());
         this.#showCount();
+        if (this.isIdle) this.#onidle();
     }
 
     #playing() {

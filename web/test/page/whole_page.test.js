@@ -12,6 +12,7 @@ import { fakeMicrophone, folder, patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
 import { encode, joined, silence, writeWav } from './sounds.js';
 
+const allowed = ['--use-fake-device-for-media-stream', '--use-fake-ui-for-media-stream'];
 const mostBytes = 300_000;
 const wav = join(folder, '../page-test.wav');
 
@@ -55,15 +56,46 @@ test('changes to a new version when it is told, and as a whole', async () => {
         writeFileSync(path, content.replace(from, to));
     };
     try {
-        await withPage({ served }, async ({ page }) => {
+        await withPage({ served, browserFlags: allowed }, async ({ page, context, url }) => {
             await page.waitForFunction(() => navigator.serviceWorker.controller !== null);
+            // Of two other tabs one listens, and changes when it ends.
+            const [idle, busy] = [await context.newPage(), await context.newPage()];
+            await idle.goto(url);
+            await busy.goto(url);
+            await busy.click('#listen');
+            await see(busy, '#headline', 'Listening');
             change('index.html', /<title>Tone Link/, '<title>Newer');
             change('service_worker.js', /const version = '/, "const version = 'newer");
             await page.reload();
             assert.equal(await page.title(), 'Tone Link');
             await page.click('#reload');
-            await page.waitForFunction(() => document.title === 'Newer');
+            for (const tab of [page, idle])
+                await tab.waitForFunction(() => document.title === 'Newer');
+            assert.equal(await busy.title(), 'Tone Link');
+            await busy.click('#listen');
+            await busy.waitForFunction(() => document.title === 'Newer');
             assert.equal((await page.evaluate(() => caches.keys())).length, 1);
+        });
+    } finally {
+        rmSync(served, { recursive: true });
+    }
+});
+
+test('leaves other copies on the same server alone, and what is below it', async () => {
+    const served = mkdtempSync(join(tmpdir(), 'tonelink-served-'));
+    for (const copy of ['one', 'two']) cpSync(folder, join(served, copy), { recursive: true });
+    try {
+        await withPage({ served, hash: 'one/' }, async ({ page, url, watch }) => {
+            const isKept = () => navigator.serviceWorker.controller !== null;
+            await page.waitForFunction(isKept);
+            await page.goto(`${url}two/`);
+            await page.waitForFunction(isKept);
+            assert.equal((await page.evaluate(() => caches.keys())).length, 2);
+            const answer = await page.goto(`${url}one/elsewhere/`);
+            assert.equal(answer.status(), 404);
+            await page.goto(`${url}one/index.html?a=b`);
+            await see(page, '#listen', 'Listen');
+            watch.errors = watch.errors.filter((text) => !text.includes('404'));
         });
     } finally {
         rmSync(served, { recursive: true });

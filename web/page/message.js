@@ -1,20 +1,23 @@
 // What a message means to people: a pairing, and a text where its bytes are one. The command reads
-// and writes messages by the same rules.
+// and writes messages by the same rules; here a text must also be one that is seen.
 
 // Control and formatting characters, separators of lines, and what is no character.
 const notPrintable = /[\p{C}\p{Zl}\p{Zp}]/u;
 
+// No sign of its own: spaces and fillers alone, or a mark that would sit on what stands before.
+const notVisible = /^(\p{M}|[\p{Z}\u115f\u1160\u2800\u3164\uffa0]*$)/u;
+
 const hexOf = (bytes, between = '') =>
     Array.from(bytes, (byte) => byte.toString(16).toUpperCase().padStart(2, '0')).join(between);
 
-/** The text that bytes are, without the zeros behind it; empty when any of it is no part of one. */
+/** The text that bytes are, without the zeros behind it; empty where none is to be seen. */
 function textOf(bytes) {
     let length = bytes.length;
     while (length > 0 && bytes[length - 1] === 0) --length;
     try {
         const decoder = new TextDecoder('utf-8', { fatal: true, ignoreBOM: true });
         const text = decoder.decode(bytes.slice(0, length));
-        return notPrintable.test(text) ? '' : text;
+        return notPrintable.test(text) || notVisible.test(text) ? '' : text;
     } catch {
         return '';
     }
@@ -51,7 +54,7 @@ function parsePin(text) {
 function parseOctets(text) {
     const address = text.trim();
     if (address === '') return [0, 0];
-    if (!/^([\da-f]{2}:){1}([\da-f]{2})$|^([\da-f]{2}:){5}[\da-f]{2}$/i.test(address))
+    if (!/^[\da-f]{2}:[\da-f]{2}$|^([\da-f]{2}:){5}[\da-f]{2}$/i.test(address))
         throw new FieldError(
             'address',
             'Write the address as AA:BB:CC:DD:EE:FF, or its end as EE:FF.',
@@ -82,5 +85,7 @@ export function textMessage(text) {
         throw new FieldError('text', `This takes ${encoded.length} bytes; six fit into a message.`);
     const bytes = new Uint8Array(encoded.length > 4 ? 6 : 4);
     bytes.set(encoded);
+    if (textOf(bytes) !== text)
+        throw new FieldError('text', 'Some of this cannot be shown as text.');
     return bytes;
 }

@@ -141,7 +141,7 @@ export class ReceiveView {
         if (!report || this.#isQuiet(report)) return listening;
         const reason = report.recentReason === 'heard' ? 'no_burst' : report.recentReason;
         const earlier = report.seconds > recentSeconds + 0.5 ? this.#reports[0] : undefined;
-        return adviceOn(reason, report, earlier);
+        return adviceOn(reason, report, this.#device?.processing, earlier);
     }
 
     /** Whether nothing is to be said: it is early, or a PIN is there and nothing is the matter. */

@@ -17,6 +17,13 @@ const paused = {
 };
 const countMs = 250;
 
+/** A text that orders no letters beside it. */
+function isolated(text) {
+    const node = document.createElement('bdi');
+    node.textContent = text;
+    return node;
+}
+
 function randomPin() {
     const [number] = crypto.getRandomValues(new Uint32Array(1));
     return String(1000 + (number % 9000));
@@ -109,19 +116,22 @@ export class SendView {
 
     #playing() {
         const { pin, octets, text, nbits, hex } = this.#message;
-        const title = this.#isText ? `Sending “${text || hex}”` : `Sending PIN ${pin}`;
+        const title = ['Sending ', this.#isText ? isolated(`“${text || hex}”`) : `PIN ${pin}`];
         const end = this.#isText ? '' : `, address ${octets}`;
         return { title, text: `A message of ${nbits} bits${end}. Most people hear nothing of it.` };
     }
 
     #render({ title, text }) {
-        element('send-headline').textContent = title;
+        element('send-headline').replaceChildren(...[title].flat());
         element('send-explanation').textContent = text;
         const names = { starting: 'Stop', playing: 'Stop', paused: 'Continue' };
         element('play').textContent = names[this.#state] ?? 'Send';
         element('play').toggleAttribute('data-running', this.#state === 'playing');
         element('to-send').toggleAttribute('data-busy', this.#state === 'playing');
         element('stop-sending').hidden = this.#state !== 'paused';
+        // A field that goes must not take the keyboard's place with it.
+        if (element('send-fields').contains(document.activeElement) && this.#state !== 'stopped')
+            element('play').focus();
         element('send-fields').hidden = this.#state !== 'stopped';
     }
 

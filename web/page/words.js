@@ -32,7 +32,10 @@ const advice = {
     }),
     band_cut: (report) => ({
         title: 'High tones are missing',
-        text: 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.',
+        text:
+            report.processing.length > 0
+                ? 'This browser treats the sound as a call and drops the high tones that carry the PIN. Try another browser.'
+                : 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.',
         figure:
             report.isWhole && report.bandEdgeHz > 0
                 ? `Sound ends at ${oneDecimal(report.bandEdgeHz / 1000)} kHz; the signal begins at 18.1.`
@@ -72,10 +75,11 @@ const started = { frames: 0, clippedFrames: 0, lostFrames: 0 };
 /**
  * What stands in the way by a report, of which `reason` is that of the last five seconds. Figures are
  * of these, too; those of the whole stream are told where its reason is the same.
+ * @param processing  what is done to the sound unasked, by processingOf()
  * @param earlier  the report of five seconds before, if there is one
  */
-export function adviceOn(reason, report, earlier = started) {
-    const recent = { ...report, isWhole: report.reason === reason };
+export function adviceOn(reason, report, processing = [], earlier = started) {
+    const recent = { ...report, isWhole: report.reason === reason, processing };
     for (const name of Object.keys(started)) recent[name] -= earlier[name];
     return (advice[reason] ?? advice.no_burst)(recent);
 }
@@ -129,7 +133,10 @@ const failures = {
     },
     'no-audioworklet': oldBrowser,
     'no-simd': oldBrowser,
-    'no-webassembly': oldBrowser,
+    'no-webassembly': {
+        title: 'This browser forbids a part of this page',
+        text: 'WebAssembly is off, by a mode of high protection perhaps. Allow it for this page, or open the page in another browser.',
+    },
 };
 
 const unknownFailure = {

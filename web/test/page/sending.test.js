@@ -80,8 +80,9 @@ test('plays a text once at 48 kHz, as loud as it is told', async () => {
             await page.fill('#level-field', '-20');
             await page.uncheck('#loop-field');
             const playOnce = async () => {
-                await page.click('#play');
+                await page.press('#text-field', 'Enter');
                 await see(page, '#send-headline', 'Sending “hello”');
+                assert.equal(await page.evaluate(() => document.activeElement.id), 'play');
                 await see(page, '#send-headline', 'Play a PIN'); // it is over
                 await see(page, '#send-count', 'Played once.');
             };

@@ -339,6 +339,8 @@ test('has words for lost samples, and for what it does not know', () => {
         adviceOn('too_weak', { reason: 'too_weak', missingDb: 7 }).figure,
         '7.0 dB are missing. Go to half the distance.',
     );
+    assert.match(adviceOn('band_cut', {}, ['echoCancellation']).text, /treats the sound as a call/);
+    assert.doesNotMatch(adviceOn('band_cut', {}).text, /treats the sound as a call/);
     assert.equal(wordsForFailure('receiver-failed').title, 'That did not work');
 });
 
@@ -346,13 +348,13 @@ test('tells figures of the last seconds, and none that are of other sound', () =
     const earlier = { frames: 20_000_000, clippedFrames: 1000, lostFrames: 0 };
     const now = { reason: 'no_burst', frames: 20_200_000, clippedFrames: 101_000, lostFrames: 0 };
     assert.equal(
-        adviceOn('clipped', now, earlier).figure,
+        adviceOn('clipped', now, [], earlier).figure,
         '50.0 % of the sound is cut off.',
     );
     const whole = { ...now, bandEdgeHz: 0, missingDb: 0, unreadPpm: 0 };
     for (const reason of ['band_cut', 'too_weak', 'clock'])
-        assert.equal(adviceOn(reason, whole, earlier).figure, '', reason);
-    assert.equal(adviceOn('too_weak', whole, earlier).title, 'Too faint');
+        assert.equal(adviceOn(reason, whole, [], earlier).figure, '', reason);
+    assert.equal(adviceOn('too_weak', whole, [], earlier).title, 'Too faint');
 });
 
 test('counts a message as one for as long as people do', () => {

@@ -169,5 +169,10 @@ test('reads and makes messages as the command does', () => {
     assert.equal(readMessage(pairingMessage('65536', '')).hex, '000100000000');
     assert.equal(readMessage(textMessage('ü€')).hex, 'C3BCE282AC00');
     assert.throws(() => textMessage('ü€ü'), /7 bytes/);
+    for (const unseen of ['  ', '\u3164', '\u0301a', '\u200ba']) {
+        assert.throws(() => textMessage(unseen), /cannot be shown/);
+        assert.equal(readMessage(new Uint8Array([...Buffer.from(unseen), 0, 0])).text, '');
+    }
+    assert.equal(readMessage(textMessage('אב')).text, 'אב');
     assert.throws(() => pairingMessage('4294967296', ''), /number from 0 to/);
 });

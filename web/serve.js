@@ -1,9 +1,9 @@
 // Serves a folder on the loopback address, as a web server should serve the page: with the types and
 // the security policy that README.md names. `node serve.js [FOLDER [PORT]]`
-import { createReadStream, statSync } from 'node:fs';
+import { createReadStream, realpathSync, statSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { extname, join, normalize } from 'node:path';
-import { fileURLToPath, pathToFileURL } from 'node:url';
+import { fileURLToPath } from 'node:url';
 
 const types = {
     '.css': 'text/css; charset=utf-8',
@@ -40,7 +40,7 @@ function answer(folder, request, response) {
     response.writeHead(isThere ? 200 : 404, { ...headers, 'Content-Type': type });
     if (!isThere) response.end('not found\n');
     else if (request.method === 'HEAD') response.end();
-    else createReadStream(file).pipe(response);
+    else createReadStream(file).on('error', () => response.destroy()).pipe(response);
 }
 
 /** Serves `folder`; port 0 takes one that is free. Resolves to {url, close()}. */
@@ -65,9 +65,18 @@ export function serve(folder, port = 0) {
     });
 }
 
-if (import.meta.url === pathToFileURL(process.argv[1]).href) {
-    const [folder = fileURLToPath(new URL('../build/web', import.meta.url)), port = '8080'] =
+function isProgram() {
+    const [, program] = process.argv;
+    return program !== undefined && realpathSync(program) === fileURLToPath(import.meta.url);
+}
+
+if (isProgram()) {
+    const [folder = fileURLToPath(new URL('../build/web', import.meta.url)), port = '8000'] =
         process.argv.slice(2);
+    if (!/^\d{1,5}$/.test(port) || Number(port) > 65535) {
+        console.error('usage: node serve.js [FOLDER [PORT]]');
+        process.exit(2);
+    }
     const { url } = await serve(folder, Number(port));
     console.log(url);
 }

@@ -30,6 +30,7 @@ function leaveOld() {
 }
 
 const views = [new ReceiveView(leaveOld), new SendView(leaveOld)];
+document.documentElement.toggleAttribute('data-started', true);
 showSide();
 showConnection();
 addEventListener('hashchange', showSide);

@@ -14,12 +14,14 @@ const rangeDb = 48; // from the noise to the strongest colour
 const floorRate = 0.05; // of the way to a column's median
 const jumpDb = 30; // another sound begins, with noise of its own
 const mostPixelRatio = 2;
+const grey = ['ffffff', 'aaaaaa', '555555', '000000'];
 
 /** Colours from the noise to the strongest, and that of frames, as the style sheet has them. */
 function readColours(element) {
     const style = getComputedStyle(element);
     const stops = [0, 1, 2, 3].map((i) => {
-        const digits = style.getPropertyValue(`--heat-${i}`).match(/[\da-f]{2}/gi);
+        const colour = style.getPropertyValue(`--heat-${i}`) || grey[i]; // no style sheet arrived
+        const digits = colour.match(/[\da-f]{2}/gi);
         return digits.map((pair) => Number.parseInt(pair, 16));
     });
     const palette = Uint32Array.from({ length: 256 }, (_, i) => {

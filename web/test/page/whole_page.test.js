@@ -1,12 +1,25 @@
 // The page as a whole: how large it is, that it works without a network, and that it reads messages as
 // the command does.
 import assert from 'node:assert/strict';
-import { cpSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from 'node:fs';
+import { spawn, spawnSync } from 'node:child_process';
+import { once } from 'node:events';
+import {
+    cpSync,
+    mkdtempSync,
+    readdirSync,
+    readFileSync,
+    rmSync,
+    statSync,
+    symlinkSync,
+    writeFileSync,
+} from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
+import { fileURLToPath } from 'node:url';
 
 import { pairingMessage, readMessage, textMessage } from '../../page/message.js';
+import { headers } from '../../serve.js';
 import { decode, encode as encode16 } from '../sounds.js';
 import { fakeMicrophone, folder, patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
@@ -119,6 +132,58 @@ test('allows nothing from elsewhere, and no script within itself', async () => {
         watch.requests = watch.requests.filter((request) => !request.endsWith('elsewhere.png'));
         watch.errors.splice(0);
     });
+});
+
+test('starts without a style sheet, and says so where it does not start', async () => {
+    const served = mkdtempSync(join(tmpdir(), 'tonelink-served-'));
+    cpSync(folder, served, { recursive: true });
+    const prepare = (context) =>
+        context.addInitScript(() => {
+            Object.defineProperty(navigator, 'serviceWorker', { value: undefined });
+        });
+    try {
+        rmSync(join(served, 'style.css'));
+        await withPage({ served, prepare }, async ({ page, watch }) => {
+            await page.waitForFunction(() => document.documentElement.dataset.started === '');
+            watch.errors = watch.errors.filter((text) => !/404|style\.css/.test(text));
+        });
+        writeFileSync(join(served, 'page/main.js'), 'class { # }'); // as an old browser reads it
+        await withPage({ served, prepare }, async ({ page, watch }) => {
+            await see(page, '#headline', 'This page does not start');
+            assert.equal(await page.locator('#listen').isVisible(), false);
+            watch.errors.splice(0);
+        });
+    } finally {
+        rmSync(served, { recursive: true });
+    }
+});
+
+test('is served by a program of whatever name, which refuses what is no port', async () => {
+    const place = mkdtempSync(join(tmpdir(), 'tonelink-link-'));
+    const link = join(place, 'link.js');
+    const program = fileURLToPath(new URL('../../serve.js', import.meta.url));
+    symlinkSync(program, link);
+    const server = spawn(process.execPath, [link, folder, '0']);
+    try {
+        const [address] = await once(server.stdout, 'data');
+        const url = String(address).trim();
+        assert.equal((await fetch(url)).status, 200);
+        assert.equal((await fetch(`${url}elsewhere`)).status, 404);
+    } finally {
+        server.kill();
+        rmSync(place, { recursive: true });
+    }
+    const refused = spawnSync(process.execPath, [program, folder, '--help']);
+    assert.equal(refused.status, 2);
+});
+
+test('names one security policy everywhere', () => {
+    const policyOf = (text) => text.match(/default-src 'none';[^"`]*/)[0].trim();
+    const served = headers['Content-Security-Policy'];
+    const inPage = policyOf(readFileSync(join(folder, 'index.html'), 'utf8'));
+    const readme = readFileSync(new URL('../../README.md', import.meta.url), 'utf8');
+    assert.equal(`${inPage}; frame-ancestors 'none'`, served);
+    assert.equal(policyOf(readme), served);
 });
 
 test('can be installed', async () => {

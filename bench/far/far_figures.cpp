@@ -79,6 +79,7 @@ constexpr double kExactLater = 7;
 constexpr double kExactClock = 100;
 /// No row is followed to a higher SNR.
 constexpr double kHighestSnr = 0;
+constexpr int kPointsPastMost = 2;
 
 struct result {
     arrivals right, found;
@@ -111,7 +112,16 @@ void measure(const row &of, method by, int snr_db, result &into)
     into.wrong += wrong;
 }
 
-/// Goes from where half and 95 % are expected to where they are seen.
+/// Whether the row's last points are all at 95 %, as many as it takes to be sure.
+bool is_past_most(const arrivals &seen)
+{
+    if (seen.right.size() < kPointsPastMost) return false;
+    return std::all_of(seen.right.rbegin(), std::next(seen.right.rbegin(), kPointsPastMost),
+                       [&](const auto &point) { return 20 * point.second >= 19 * seen.trials; });
+}
+
+/// Goes from where half and 95 % are expected to beyond where they are seen: down to a quarter, and
+/// up to some points above 95 %.
 result measure(const row &of, method by, double share_of_trials)
 {
     const int trials = std::max(10, static_cast<int>(of.trials * share_of_trials));
@@ -121,9 +131,9 @@ result measure(const row &of, method by, double share_of_trials)
     for (auto snr = static_cast<int>(std::floor(of.half + later));
          snr <= std::ceil(of.most + later); ++snr)
         measure(of, by, snr, taken);
-    while (2 * seen.begin()->second >= trials)
+    while (4 * seen.begin()->second >= trials)
         measure(of, by, static_cast<int>(seen.begin()->first) - 1, taken);
-    while (20 * seen.rbegin()->second < 19 * trials && seen.rbegin()->first < kHighestSnr)
+    while (!is_past_most(taken.right) && seen.rbegin()->first < kHighestSnr)
         measure(of, by, static_cast<int>(seen.rbegin()->first) + 1, taken);
     return taken;
 }
@@ -167,9 +177,11 @@ std::string text_of(const far_channel &channel)
 void print_json(const row &of, method by, const result &taken)
 {
     std::printf("  {\"row\": \"%s\", \"channel\": \"%s\", \"method\": \"%s\", \"bits\": %zu, "
-                "\"copies\": %zu, \"trials\": %d, \"wrong\": %d, \"half\": ",
+                "\"copies\": %zu, \"trials\": %d, \"wrong\": %d, \"points\": ",
                 of.name, text_of(of.channel).c_str(), name_of(by), of.bits, of.copies,
                 taken.right.trials, taken.wrong);
+    print_points(taken.right, -kNoiseInBandDb);
+    std::printf(", \"half\": ");
     print_estimate(taken.right.crossing(0.5), -kNoiseInBandDb);
     std::printf(", \"most\": ");
     print_estimate(taken.right.crossing(0.95), -kNoiseInBandDb);

@@ -25,13 +25,18 @@ struct arrivals {
         return static_cast<double>(place->second) / trials;
     }
 
-    /// Where the share rises through a level for the last time, on straight lines between the
-    /// places; NaN: nowhere. The interval is that of 400 repetitions drawn by the shares seen.
+    /// Where the share reaches a level, on straight lines between the places, after those shares
+    /// were pooled that fall from one place to the next; infinite: beyond the first place or the
+    /// last. The interval is that of 400 repetitions drawn by the shares seen.
     estimate crossing(double share) const;
 };
 
-/// Prints an estimate as a row of three numbers in JSON, with something added to each; nulls where
-/// there is none.
+/// Prints an estimate as a row of three numbers in JSON, with something added to each; an infinite
+/// one as 1e999, which readers take for that.
 void print_estimate(const estimate &of, double plus = 0);
+
+/// Prints a row for each place in JSON: the place, with something added, and the share of those
+/// that were right with its interval.
+void print_points(const arrivals &of, double plus = 0);
 
 } // namespace tonelink::bench

@@ -142,14 +142,9 @@ void print_curve(const char *figure, const curve &of, int trials)
 {
     const auto [heard, wrong] = measure(of, trials);
     std::printf("  {\"figure\": \"%s\", \"curve\": \"%s\", \"method\": \"%s\", \"bits\": %zu, "
-                "\"copies\": %zu, \"trials\": %d, \"wrong\": %d, \"points\": [",
+                "\"copies\": %zu, \"trials\": %d, \"wrong\": %d, \"points\": ",
                 figure, of.label.c_str(), name_of(of.methods), of.bits, of.copies, trials, wrong);
-    for (auto point = heard.right.begin(); point != heard.right.end(); ++point) {
-        const estimate share = share_of(point->second, trials);
-        std::printf("%s[%g, %.4f, %.4f, %.4f]", point == heard.right.begin() ? "" : ", ",
-                    point->first, share.value, share.low, share.high);
-    }
-    std::printf("]");
+    print_points(heard);
     if (of.is_over_snr) {
         std::printf(", \"half\": ");
         print_estimate(heard.crossing(0.5));
@@ -231,7 +226,7 @@ std::vector<curve> echo_curves()
     return curves;
 }
 
-/// A clear burst, and one that is some 3 dB above where 95 % arrive.
+/// A clear burst, and one that is some 2 dB above where 95 % arrive.
 std::vector<curve> clock_curves()
 {
     std::vector<curve> curves;

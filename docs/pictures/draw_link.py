@@ -73,7 +73,7 @@ def draw_crossings(name, x_label, rows, ticks=None):
     """Where half arrive, over a number: rows are (label, [(x, estimate)])."""
     figure, axes = plt.subplots()
     for n, (label, points) in enumerate(rows):
-        points = [(x, half) for x, half in points if half[0] is not None]
+        points = [(x, half) for x, half in points if half]
         xs, halves = [x for x, _ in points], [half for _, half in points]
         errors = [[half[0] - half[1] for half in halves], [half[2] - half[0] for half in halves]]
         axes.errorbar(xs, [half[0] for half in halves], yerr=errors, label=label, marker=".",
@@ -88,6 +88,13 @@ def draw_crossings(name, x_label, rows, ticks=None):
     save(name, figure)
 
 
+def half_of(curve):
+    """From where half are heard, with an interval that ends where the points do; None: nowhere."""
+    first, last = curve["points"][0][0], curve["points"][-1][0]
+    half = [min(max(number, first), last) for number in curve["half"]]
+    return half if math.isfinite(curve["half"][0]) else None
+
+
 # Tables
 
 def table(head, rows):
@@ -95,10 +102,16 @@ def table(head, rows):
                      ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows])
 
 
-def decibels(estimate):
-    """An estimate with its interval."""
-    value, low, high = estimate
-    return "not reached" if value is None else f"{value:.1f} dB ({low:.1f} to {high:.1f})"
+def decibels(curve, level):
+    """From where half or most arrive, with the interval; what is beyond the points, as such."""
+    def text(number):
+        if math.isfinite(number):
+            return f"{number:.1f}"
+        return f"< {curve['points'][0][0]:.1f}" if number < 0 else f"> {curve['points'][-1][0]:.1f}"
+
+    value, low, high = curve[level]
+    interval = "" if low == high else f" ({text(low)} to {text(high)})"
+    return f"{text(value)} dB{interval}"
 
 
 def trials_of(*parts):
@@ -133,7 +146,7 @@ def pairs(curves):
 
 def write_crossings(part, curves, heads, cells_of, note=""):
     """A row for each channel, with where half and 95 % arrive by either method."""
-    rows = [[*cells_of(key), *(decibels(of[method][level])
+    rows = [[*cells_of(key), *(decibels(of[method], level)
                                for method in METHODS for level in ("half", "most"))]
             for key, of in pairs(curves).items()]
     write(part, table([*heads, "exact: half", "95 %", "far: half", "95 %"], rows) +
@@ -204,7 +217,7 @@ def write_distance(curves):
                  ("far, five", "far", 5), ("far, ten", "far", 10)]
     needed = [next(c["most"][0] for c in curves if c["method"] == method and c["bits"] == 32 and
                    c["copies"] == copies) for _, method, copies in listeners]
-    if None in needed:
+    if not all(map(math.isfinite, needed)):
         return
     rows = [[f"{snr} dB", *(metres(reach(snr - need, per_metre)) for need in needed)]
             for snr in (10, 20, 30, 40)]
@@ -234,7 +247,7 @@ def draw_noise(curves):
                 lambda c: "1 burst" if c["copies"] == 1 else f"{c['copies']} copies",
                 lambda c: f"{c['method']} method")
     draw_crossings("copies", "copies of the burst", [
-        (f"{method}, {bits} bits", [(c["copies"], c["half"]) for c in curves
+        (f"{method}, {bits} bits", [(c["copies"], half_of(c)) for c in curves
                                     if c["method"] == method and c["bits"] == bits])
         for bits in (32, 48) for method in METHODS], ticks=[1, 2, 5, 10])
     write_crossings("noise", curves, ["bits", "copies"],
@@ -251,7 +264,7 @@ def draw_channels(name, head):
 
 def draw_level(curves):
     draw_crossings("level", "level of the burst (dB of a sine of full scale)", [
-        (method + what, [(float(c["curve"].removesuffix(what)), c["half"]) for c in curves
+        (method + what, [(float(c["curve"].removesuffix(what)), half_of(c)) for c in curves
                          if c["method"] == method and c["curve"].endswith("down") == bool(what)])
         for what in ("", ", turned down") for method in METHODS])
     write_crossings("level", curves, ["level of the burst"],
@@ -265,14 +278,14 @@ def draw_rates(curves):
 def draw_clock(curves):
     draw_shares("clock", "receiver's clock against the sender's (ppm)", curves,
                 lambda c: f"{c['method']} method", lambda c: f"at {c['curve']} dB"
-                if c["curve"] == "20" else "some 3 dB above\nwhere 95 % arrive")
+                if c["curve"] == "20" else "some 2 dB above\nwhere 95 % arrive")
     write_ranges("clock", curves, ["ratio"], lambda c: [f"{c['curve']} dB"], 0, "ppm")
 
 
 def draw_tone(curves):
     draw_shares("tone", "steady tone over the burst (dB)", curves,
                 lambda c: f"{c['method']} method", lambda c: f"at {c['curve']} dB"
-                if c["curve"] == "20" else "some 3 dB above\nwhere 95 % arrive")
+                if c["curve"] == "20" else "some 2 dB above\nwhere 95 % arrive")
     write_ranges("tone", curves, ["ratio"], lambda c: [f"{c['curve']} dB"], -30, "dB")
 
 
@@ -300,9 +313,9 @@ def draw_far(far):
     if exact is None:
         return
     by_row = {row["row"]: row for row in exact}
-    rows = [[row["channel"], row["bits"], copies_text(row["copies"]), decibels(row["half"]),
-             decibels(row["most"]), decibels(by_row[row["row"]]["half"]),
-             decibels(by_row[row["row"]]["most"]), row["trials"]]
+    rows = [[row["channel"], row["bits"], copies_text(row["copies"]),
+             *(decibels(of, level) for of in (row, by_row[row["row"]]) for level in ("half", "most")),
+             row["trials"]]
             for row in far if row["row"] in by_row]
     write("far", table(["channel", "bits", "copies", "far: half", "95 %", "exact: half", "95 %",
                         "messages a point"], rows) +
@@ -311,8 +324,8 @@ def draw_far(far):
 
 
 def draw_known(known):
-    rows = [[row["channel"], row["bits"], copies_text(row["copies"]), decibels(row["half"]),
-             decibels(row["most"])] for row in known]
+    rows = [[row["channel"], row["bits"], copies_text(row["copies"]), decibels(row, "half"),
+             decibels(row, "most")] for row in known]
     write("known", table(["channel", "bits", "copies", "half", "95 %"], rows) +
           f"\n\n{trials_of(known)} messages a point.")
 

@@ -6,6 +6,7 @@ import pathlib
 import pty
 import re
 import select
+import signal
 import struct
 import subprocess
 import sys
@@ -17,6 +18,10 @@ import wave
 import json_lines
 
 BURST = 23170
+
+# Where a shell started the tests in the background, interrupts are ignored, and so they would be by
+# the command.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 class Command(subprocess.Popen):

@@ -34,7 +34,7 @@ class Listen(command_case.CommandCase):
         running = self.begin_on(theirs, "listen", "--input", "alsa:test")
         self.shown_until(rb"18-20 kHz", ours)
         os.write(ours, b"\x03")
-        self.shown_until(rb"nothing heard: there is no sound at all", ours)
+        self.shown_until(rb"nothing heard: ", ours)
         self.assertEqual(running.wait(), 1)
 
 

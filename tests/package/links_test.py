@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Follows every relative link in the documents below a folder: each must lead to something below it.
 
-A link to a heading must name one. Hidden folders and folders of builds are passed over.
+A link to a heading must name one. Hidden folders, those of builds and what npm installs are passed over.
 Argument: the folder.
 """
 
@@ -42,7 +42,8 @@ def is_built(document):
 
 
 def is_hidden(document):
-    return any(part.startswith(".") for part in document.relative_to(root).parts)
+    return any(part.startswith(".") or part == "node_modules"
+               for part in document.relative_to(root).parts)
 
 
 links = [(document, link)

@@ -182,6 +182,7 @@ TEST_F(StandaloneTransmitter, AsksForItsCountEachRound)
     });
     play_to_the_end(0);
     EXPECT_EQ(writes, 3);
+    platform.on("audio_out_write", nullptr);
     ASSERT_EQ(StartTransmitting(0, 22050), 1); // takes the run's output down
     EXPECT_EQ(StopTransmitting(), 1);
     EXPECT_EQ(transmit_count, 0);

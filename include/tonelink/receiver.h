@@ -200,9 +200,9 @@ TONELINK_API int32_t tonelink_receiver_flush(tonelink_receiver *receiver);
 
 /**
  * Takes the next burst that was heard, in the order in which they were settled: with the exact
- * method at most a second after the burst's end, with the far one half a second as a rule and
- * rarely up to three. What both hear is one record. 16 records wait; a further one pushes out the
- * oldest.
+ * method at most a second after the burst's end, with the far one half a second as a rule and two
+ * at most, after the last burst that it was heard from. What both hear is one record. 16 records
+ * wait; a further one pushes out the oldest.
  * @return 1: one was taken. 0: none waits, and nothing was written
  */
 TONELINK_API int32_t tonelink_receiver_next(tonelink_receiver *receiver, tonelink_heard *heard);

@@ -39,6 +39,10 @@ constexpr int64_t kTimeToDetect = 300;
 /// A candidate's samples must still be kept when its slices come to them.
 constexpr double kTimeToRead = 800;
 
+/// Nothing is told later than two seconds after its last burst, with the time that sound needs to
+/// become baseband and to be put.
+constexpr double kLatest = 1.9 * kSecond;
+
 } // namespace
 
 far_receiver::far_receiver(message_lengths lengths, const map_stages &stages)
@@ -308,7 +312,8 @@ void far_receiver::settle(candidate &of, const code_word &word)
     of.number = 0;
 }
 
-/// A burst is told once, however many sums it is in.
+/// A burst is told once, however many sums it is in, and never late: the last copies of a sum may
+/// be none.
 void far_receiver::tell(const candidate &of, const code_word &word)
 {
     const bool is_new = !heard_.have_told(of.copies, word);
@@ -316,9 +321,11 @@ void far_receiver::tell(const candidate &of, const code_word &word)
     const present_copies present =
         is_new ? evidence_.look(of.copies, word, of.channel, reader_, sound_)
                : present_copies{of.copies};
-    heard_.add({of.copies, present.write, of.found.first.energy, word, is_new});
+    const double end = present.last.first_body + static_cast<double>(kBurstReach);
+    const bool is_told = is_new && static_cast<double>(samples_) - end <= kLatest;
+    heard_.add({of.copies, present.write, of.found.first.energy, word, is_told});
     waiting_.mark_side_peaks([this](const detection &found) { return heard_.have_beside(found); });
-    if (!is_new || message_count_ == messages_.size()) return;
+    if (!is_told || message_count_ == messages_.size()) return;
     const burst_place &first = present.write.places[0];
     far_message &message = messages_[message_count_++];
     message.bits = message_of(word.bits, word.message_bits);

@@ -19,15 +19,22 @@ struct reception {
     int64_t trials = 0;
 };
 
-/// The sound and its end, in ticks of 10 ms.
+/// The sound and its end, in ticks of 10 ms. Nothing comes later than two seconds after the last
+/// burst that it was heard from.
 reception receive(std::span<const float> sound, message_lengths lengths = message_lengths::both)
 {
     const auto samples = baseband_of(sound);
     const auto receiver = std::make_unique<far_receiver>(lengths);
     reception all;
+    std::size_t put_samples = 0;
     const auto put = [&](std::span<const float_complex> tick) {
         receiver->put(tick);
-        for (far_message message; receiver->take(message);) all.messages.push_back(message);
+        put_samples += tick.size();
+        for (far_message message; receiver->take(message);) {
+            all.messages.push_back(message);
+            const double end = message.last_sample + double{kBurstSamples};
+            EXPECT_LE(10 * double(put_samples) - end, 2 * 44100);
+        }
     };
     constexpr std::size_t kTick = 44;
     for (std::size_t at = 0; at < samples.size(); at += kTick)
@@ -299,9 +306,23 @@ TEST(FarReceiver, SumsTellLevelAndBeginning)
 }
 
 /// A burst just too weak to be read, and its message again, near, when most of what was kept of the
-/// first one is gone: nothing is made of that any more.
+/// first one is gone: nothing is made of that any more. Nor of bursts that only sums have brought
+/// out that begin with them and end in noise, seconds later.
 TEST(FarReceiver, NothingIsToldLongAfterItsBurst)
 {
+    struct late_sum {
+        unsigned seed;
+        std::size_t copies;
+        double snr_db;
+    };
+    for (const auto &[seed, copies, snr_db] : {late_sum{97, 2, -22}, {98, 1, -20.3}}) {
+        generator random{seed};
+        auto sound = sent_bursts{kShortMessage, copies, 80000}.samples();
+        sound.resize(300000);
+        add_noise(sound, snr_db, random);
+        receive(sound);
+    }
+
     constexpr std::size_t kWeak = 60000, kNear = kWeak + 19 * 44100 / 2;
     for (unsigned trial = 0; trial < 12; ++trial) {
         SCOPED_TRACE(trial);

@@ -5,9 +5,13 @@
  * A message is a row of bytes, one per bit, each 0 or 1, bit 0 first. A burst is 23170 mono samples
  * of 16 bits; at 44100 Hz it lasts 525.4 ms and fills the band from 18.07 to 20.14 kHz.
  *
- * Two band shifters serve the whole process, so one thread at a time may use the modem. Result
- * codes: 1 success, -2 no modem state (or, for open_snfc(), one already), -3 a message length other
- * than 32 or 48, -4 no memory.
+ * Result codes: 1 success, -2 no modem state (or, for open_snfc(), one already), -3 a message
+ * length other than 32 or 48, -4 no memory.
+ *
+ * Threads: each modem state is used by one thread at a time; different ones at once. Two band
+ * shifters serve them all and are locked while one uses them, never during a pause: what a state
+ * makes or hears is the same each time only while no other is opened or used. Band shifters and
+ * transforms of a caller's own are one thread's at a time.
  */
 #ifndef TONELINK_MODEM_H
 #define TONELINK_MODEM_H

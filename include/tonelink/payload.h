@@ -13,8 +13,8 @@
  *     32       bits 0-15    bits 16-23    bits 24-31
  *     48       bits 0-31    bits 32-39    bits 40-47
  *
- * Nothing here is locked but for what get_audio_pin() reads: prepare messages on the thread that
- * starts transmissions.
+ * Threads: all functions from any number of threads. A message is prepared as a whole: a start at
+ * the same time sends it or the one before.
  */
 #ifndef TONELINK_PAYLOAD_H
 #define TONELINK_PAYLOAD_H
@@ -106,7 +106,7 @@ TONELINK_API int32_t set_pin_Custom_in_ultrasound(const char *buffer, int32_t pa
  */
 TONELINK_API void Generate_Random_PIN(void);
 
-/** The PIN drawn last, 5821 before the first draw. From any thread. */
+/** The PIN drawn last, 5821 before the first draw. */
 TONELINK_API int32_t Get_Random_PIN(void);
 
 /**

@@ -8,16 +8,23 @@
  * writer thread, the _async ones and start_audiodata_transmission() the audio output's own
  * callback.
  *
- * Results of every start: 1 started; 0 a transmission runs already, or the player did not start; -1
- * refused: unsupported packet type, a master volume of 0, or no message could be made. A start that
- * does not return 1 leaves nothing running; a floor that it has set goes with the next
- * transmission.
+ * Results of every start: 1 started; 0 a transmission runs already, or another thread is starting
+ * or stopping one, or the player did not start; -1 refused: unsupported packet type, a master
+ * volume of 0, or no message could be made. A start that does not return 1 leaves nothing running.
+ * But where the player did not start, a floor that the start has set stays until
+ * get_set_tv_volume() finds a higher master volume or the next transmission is stopped.
  *
  * Results of every stop: 1 stopped; 0 nothing was running, or the player failed while stopping, in
  * which case everything is released and put back all the same. Either stop ends either family's
  * transmission.
  *
- * Threads: one controlling thread starts and stops.
+ * What the platform refuses to give up stays, does nothing any more, and is tried again by each
+ * start and, where the platform may still call back, each stop.
+ *
+ * Threads: all functions from any number of threads. There is one transmission: of starts at the
+ * same time one plays, and a stop waits for a start or stop under way. A start that prepares its
+ * own message sends that one, whatever others prepare meanwhile. The platform must not call a stop
+ * from inside one of its own functions or callbacks: a stop waits for the threads that are in them.
  */
 #ifndef TONELINK_SERVICE_H
 #define TONELINK_SERVICE_H
@@ -67,7 +74,7 @@ TONELINK_API int32_t stop_audio_transmitting_async(void);
  * Sets the sample rate of transmissions from the next start on; 44100 Hz at first. It is not
  * checked. Bursts are made for 44100 Hz: at another rate they are higher or lower and no phone
  * hears them.
- * @return 1, or 0 with nothing changed while transmitting
+ * @return 1, or 0 with nothing changed while transmitting, starting or stopping
  */
 TONELINK_API int32_t set_tx_sample_rate(int32_t rate);
 

@@ -22,8 +22,11 @@
  *     9   the writer thread could not be created
  *     10  the handle is null (open, generate, starts and stops)
  *
- * Threads: one controlling thread. The modem and the output filter serve the whole process, so one
- * burst is made at a time.
+ * Threads: each handle is used by one thread at a time, but for what its players do; different
+ * ones at once. The standalone transmitter is used by any number of threads, its variables apart.
+ * Band shifter and output filter serve all handles and are locked while a burst is made. The
+ * platform must not call a stop from inside one of its own functions or callbacks: a stop waits for
+ * the threads that are in them.
  */
 #ifndef TONELINK_TRANSMIT_H
 #define TONELINK_TRANSMIT_H
@@ -99,7 +102,9 @@ TONELINK_API int32_t tonelink_tx_set_samplerate(tonelink_tx_h *handle, uint32_t 
  * Stops the writer thread if it plays the handle, takes down what a failed stop or a stream player
  * that never came to play has left, and closes the modem. The record stays the caller's.
  * @return 0, also for a handle closed already; 4 when `handle` is null; 1 when it points at null;
- * 3, changing nothing, when the stream player plays the handle
+ * 3, changing nothing, when the stream player plays the handle; 3 as well while the platform
+ * refuses to remove the callback and to destroy the output: the handle does nothing any more, but
+ * it must not be freed, and a later close tries again
  */
 TONELINK_API int32_t tonelink_tx_close(tonelink_tx_h **handle);
 
@@ -143,7 +148,7 @@ TONELINK_API int32_t tonelink_tx_stop_async(tonelink_tx_h *handle);
 /**
  * tonelink_tx_close() without the stop.
  * @return 0; 4 when `handle` is null; 1 when it points at null; 3, changing nothing, when the
- * handle is running
+ * handle is running, and 3 as for tonelink_tx_close()
  */
 TONELINK_API int32_t tonelink_tx_close_async(tonelink_tx_h **handle);
 

@@ -1,10 +1,11 @@
-// The service: starts and stops the process's one transmission, and has the volumes looked after
-// while it runs.
+// The service: starts and stops the process's one transmission, for any number of threads, and has
+// the volumes looked after while it runs.
 #include "audioapi/SoundMgr.h"
 
-#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
+#include <utility>
 
 #include "audioapi/volume_policy.h"
 #include "common/format_msg.h"
@@ -20,10 +21,16 @@ namespace tonelink {
 
 namespace {
 
+/// Held by whoever starts or stops, all the while. The thread that holds it may come again, from
+/// within its own call. Threads and callbacks that play never take it: a stop waits for them.
+pthread_mutex_t service_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
 constexpr int32_t kStarted = 1;
 constexpr int32_t kNothingDone = 0;
 constexpr int32_t kRefused = -1;
 constexpr int32_t kStopped = 1;
+
+constexpr prepared_message kFreshPin{kRandomPin};
 
 /// The player of a family of calls.
 struct engine {
@@ -51,22 +58,48 @@ std::atomic_ref<tonelink_tx_h *> handler() { return std::atomic_ref{tx_handler};
 
 int32_t bits_of_packet(int32_t packet_type) { return packet_type == 1 ? 32 : 48; }
 
+/// The service's own record of a handle.
+struct owned_handle {
+    tonelink_tx_h handle; // the first member: its address is the record's
+    owned_handle *next;   // of `kept_handles`
+};
+static_assert(offsetof(owned_handle, handle) == 0);
+
+/// Records of which the platform has refused to remove the callback: it may still call them. They
+/// do nothing any more, and each start and stop tries again.
+owned_handle *kept_handles = nullptr;
+
+/// Closes a handle and releases its record, unless the platform still needs it.
+void release_handle(owned_handle *owned, int32_t (*close)(tonelink_tx_h **))
+{
+    tonelink_tx_h *handle = &owned->handle;
+    if (close(&handle) == tx_result::success)
+        std::free(owned);
+    else
+        owned->next = std::exchange(kept_handles, owned);
+}
+
+void release_kept_handles()
+{
+    for (owned_handle *left = std::exchange(kept_handles, nullptr); left != nullptr;)
+        release_handle(std::exchange(left, left->next), tonelink_tx_close_async);
+}
+
 /// Closes the handle, releases its record and forgets it.
 void discard_handle(int32_t (*close)(tonelink_tx_h **))
 {
-    tonelink_tx_h *handle = handler();
-    close(&handle);
-    std::free(handle);
-    handler() = nullptr;
+    auto *const owned = reinterpret_cast<owned_handle *>(handler().exchange(nullptr));
+    release_handle(owned, close);
 }
 
 /// Loads the handle with a pairing message, or else with the prepared one. False without a
 /// Bluetooth address.
-bool load_message(tonelink_tx_h *handle, bool is_pairing, int32_t nbits, const char *caller)
+bool load_message(tonelink_tx_h *handle, const prepared_message &message, int32_t nbits,
+                  const char *caller)
 {
     const auto count = static_cast<uint32_t>(nbits);
-    if (!is_pairing) {
-        tonelink_tx_put_bin(handle, pin_array, count);
+    if (message.pin_type != kRandomPin) {
+        tonelink_tx_put_bin(handle, message.bits.data(), count);
         return true;
     }
     const unique_handle<char, std::free> address{Get_TV_BD_Addr()};
@@ -94,21 +127,24 @@ bool is_refused(int32_t packet_type, const char *caller)
     return false;
 }
 
-/// Composes the message into a new handle, unless there is one. kStarted: it can be played.
-int32_t prepare_message(int32_t packet_type, const char *caller)
+int32_t log_started_already(const char *caller)
 {
-    if (handler() != nullptr) {
-        TONELINK_LOG_AS(caller, "Transmission is already started");
-        return kNothingDone;
-    }
-    if (generate_message(bits_of_packet(packet_type)) != 0) {
+    TONELINK_LOG_AS(caller, "Transmission is already started");
+    return kNothingDone;
+}
+
+/// Composes the message into a new handle, unless there is one. kStarted: it can be played.
+int32_t compose_message(int32_t packet_type, const prepared_message *own, const char *caller)
+{
+    if (handler() != nullptr) return log_started_already(caller);
+    if (generate_message(bits_of_packet(packet_type), own != nullptr ? *own : prepared()) != 0) {
         TONELINK_LOG_AS(caller, "Failed to Generate Message ");
         return kRefused;
     }
     return kStarted;
 }
 
-/// Plays the message that has been prepared.
+/// Plays the message that has been composed.
 int32_t play_message(const engine &player, const char *caller)
 {
     save_volume(caller);
@@ -123,6 +159,47 @@ int32_t play_message(const engine &player, const char *caller)
     if (!listen_to_master_volume())
         TONELINK_LOG_AS(caller, "sound_manager_set_master_volume_changed_cb failed");
     return kStarted;
+}
+
+/// A start by the writer thread. `own`: the message that the start has prepared itself, whatever
+/// others prepare meanwhile; null: the one that is prepared.
+int32_t start_writer(int32_t packet_type, const prepared_message *own)
+{
+    constexpr auto kCaller = "start_audio_transmitting_type";
+    TONELINK_LOG_AS(kCaller, "ENTER\n");
+    if (is_refused(packet_type, kCaller)) return kRefused;
+    int32_t result = kNothingDone;
+    if (const pthread_try_lock service{service_mutex}; service.is_held()) {
+        release_kept_handles();
+        result = compose_message(packet_type, own, kCaller);
+        if (result == kStarted) result = play_message(kWriterThread, kCaller);
+    } else {
+        log_started_already(kCaller);
+    }
+    TONELINK_LOG_AS(kCaller, "EXIT\n");
+    return result;
+}
+
+/// The same by the stream callback; it holds the starts' mutex as well, while it composes.
+int32_t start_stream(int32_t packet_type, const prepared_message *own)
+{
+    constexpr auto kCaller = "start_audio_transmitting_async_type";
+    TONELINK_LOG_AS(kCaller, "ENTER\n");
+    int32_t result = kNothingDone;
+    if (is_refused(packet_type, kCaller)) {
+        result = kRefused;
+    } else if (const pthread_try_lock service{service_mutex}; service.is_held()) {
+        release_kept_handles();
+        {
+            const pthread_lock lock{audio_start_mutex};
+            result = compose_message(packet_type, own, kCaller);
+        }
+        if (result == kStarted) result = play_message(kStreamCallback, kCaller);
+    } else {
+        log_started_already(kCaller);
+    }
+    TONELINK_LOG_AS(kCaller, "EXIT\n");
+    return result;
 }
 
 /// Stops the engine that plays, removes the listener and releases the handle, whatever fails.
@@ -148,6 +225,8 @@ int32_t stop_transmission(void (*put_back_first)(const char *caller),
                           void (*put_back_last)(const char *caller), const char *caller)
 {
     TONELINK_LOG_AS(caller, "ENTER\n");
+    const pthread_lock service{service_mutex};
+    release_kept_handles();
     int32_t result = kNothingDone;
     if (handler() == nullptr) {
         TONELINK_LOG_AS(caller, "Transmitted not started");
@@ -167,24 +246,24 @@ int32_t stop_transmission(void (*put_back_first)(const char *caller),
 
 using namespace tonelink;
 
-int32_t generate_message(int32_t nbits)
+int32_t generate_message(int32_t nbits, const prepared_message &message)
 {
-    const bool is_pairing = m_pin_Type == kRandomPin;
-    if (is_pairing) Generate_Random_PIN();
+    if (message.pin_type == kRandomPin) Generate_Random_PIN();
     if (handler() != nullptr) return 2;
 
-    auto *handle = static_cast<tonelink_tx_h *>(std::malloc(sizeof(tonelink_tx_h)));
-    handler() = handle;
-    if (handle == nullptr) {
+    auto *const owned = static_cast<owned_handle *>(std::malloc(sizeof(owned_handle)));
+    if (owned == nullptr) {
         TONELINK_LOG("Failed to allocate memory");
         return kRefused;
     }
+    tonelink_tx_h *handle = &owned->handle;
+    handler() = handle;
     if (tonelink_tx_open(&handle) != tx_result::success) {
         TONELINK_LOG("Failed to open Tone Link");
         discard_handle(tonelink_tx_close);
         return kRefused;
     }
-    if (!load_message(handle, is_pairing, nbits, __func__)) {
+    if (!load_message(handle, message, nbits, __func__)) {
         discard_handle(tonelink_tx_close);
         return kRefused;
     }
@@ -199,50 +278,35 @@ int32_t generate_message(int32_t nbits)
 
 int32_t start_audio_transmitting_type(int32_t packet_type)
 {
-    TONELINK_LOG("ENTER\n");
-    if (is_refused(packet_type, __func__)) return kRefused;
-    int32_t result = prepare_message(packet_type, __func__);
-    if (result == kStarted) result = play_message(kWriterThread, __func__);
-    TONELINK_LOG("EXIT\n");
-    return result;
+    return start_writer(packet_type, nullptr);
 }
 
 int32_t start_audio_transmitting(void)
 {
     TONELINK_LOG("ENTER\n");
-    m_pin_Type = kRandomPin;
-    return start_audio_transmitting_type(1);
+    prepare_type(kRandomPin);
+    return start_writer(1, &kFreshPin);
 }
 
 int32_t start_audio_transmitting_async_type(int32_t packet_type)
 {
-    TONELINK_LOG("ENTER\n");
-    int32_t result = kRefused;
-    if (!is_refused(packet_type, __func__)) {
-        {
-            const pthread_lock lock{audio_start_mutex};
-            result = prepare_message(packet_type, __func__);
-        }
-        if (result == kStarted) result = play_message(kStreamCallback, __func__);
-    }
-    TONELINK_LOG("EXIT\n");
-    return result;
+    return start_stream(packet_type, nullptr);
 }
 
 int32_t start_audio_transmitting_async(void)
 {
-    m_pin_Type = kRandomPin;
-    return start_audio_transmitting_async_type(1);
+    prepare_type(kRandomPin);
+    return start_stream(1, &kFreshPin);
 }
 
 int32_t start_audiodata_transmission(const uint8_t *data, int32_t length, int32_t packet_type)
 {
     TONELINK_LOG("ENTER\n");
-    m_pin_Type = kPreparedPin;
-    std::ranges::fill(pin_array, uint8_t{0});
-    format_msgm(pin_array, data, length, packet_type);
+    prepared_message message{kPreparedPin};
+    format_msgm(message.bits.data(), data, length, packet_type);
+    prepare(message);
     TONELINK_LOG("EXIT\n");
-    return start_audio_transmitting_async_type(packet_type);
+    return start_stream(packet_type, &message);
 }
 
 int32_t stop_audio_transmitting(void)
@@ -257,11 +321,12 @@ int32_t stop_audio_transmitting_async(void)
 
 int32_t set_tx_sample_rate(int32_t rate)
 {
-    if (handler() != nullptr) {
+    const pthread_try_lock service{service_mutex};
+    if (!service.is_held() || handler() != nullptr) {
         TONELINK_LOG("Transmission has already started");
         return 0;
     }
     TONELINK_LOG("Setting sample rate to [%d]", rate);
-    tx_sampleRate = rate;
+    std::atomic_ref{tx_sampleRate} = rate;
     return 1;
 }

@@ -1,18 +1,21 @@
 // Prepares the message that the type-taking starts send: a PIN with an address, as numbers or as a
 // text.
 #define TONELINK_LOG_FILE "SoundMgr.cpp"
-#include "tonelink/payload.h"
+#include "audioapi/prepared_message.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <pthread.h>
 
-#include "common/format_msg.h"
+#include "common/guards.h"
 #include "common/log.h"
 
 namespace tonelink {
 
 namespace {
+
+pthread_mutex_t prepared_mutex = PTHREAD_MUTEX_INITIALIZER; // never held while calling out
 
 constexpr uint32_t kLongestCustomPin = 19; // bytes, address included
 
@@ -23,13 +26,15 @@ int32_t decimal_number(const char *text)
 }
 
 /// Writes the number and the address bytes, most significant first, and logs the row.
-void compose_with_address(int32_t pin, const char *address, int32_t pin_width, const char *caller)
+void compose_with_address(int32_t pin, const char *address, int32_t pin_width, message_row &row,
+                          const char *caller)
 {
-    put(pin_array, static_cast<uint32_t>(pin), 0, pin_width);
-    put(pin_array, static_cast<uint8_t>(address[0]), pin_width, 8);
-    put(pin_array, static_cast<uint8_t>(address[1]), pin_width + 8, 8);
+    put(row.data(), static_cast<uint32_t>(pin), 0, pin_width);
+    put(row.data(), static_cast<uint8_t>(address[0]), pin_width, 8);
+    put(row.data(), static_cast<uint8_t>(address[1]), pin_width + 8, 8);
     TONELINK_LOG_AS(caller, "Pin_Array Start");
-    for (int32_t i = 0; i < pin_width + 16; ++i) TONELINK_LOG_AS(caller, "%d", pin_array[i]);
+    const auto bits = static_cast<std::size_t>(pin_width) + 16;
+    for (std::size_t i = 0; i < bits; ++i) TONELINK_LOG_AS(caller, "%d", row[i]);
     TONELINK_LOG_AS(caller, "Pin_Array End");
 }
 
@@ -41,7 +46,7 @@ int32_t prepare_custom_pin(const char *buffer, int32_t packet_type, int32_t pin_
         TONELINK_LOG_AS(caller, "set_pin_in_ultrasound buffer_set NULL");
         return -1;
     }
-    m_pin_Type = pin_type;
+    prepare_type(pin_type);
     if (static_cast<uint32_t>(length) > kLongestCustomPin) {
         TONELINK_LOG_AS(caller, "buffer length greater then size");
         return -1;
@@ -50,22 +55,43 @@ int32_t prepare_custom_pin(const char *buffer, int32_t packet_type, int32_t pin_
     const int32_t text_length = with_address ? std::max(length - 2, 0) : length;
     std::array<char, kLongestCustomPin + 1> text{};
     std::copy_n(buffer, text_length, text.begin());
-    std::ranges::fill(pin_array, uint8_t{0});
+    prepared_message message{pin_type};
 
     const int32_t pin = decimal_number(text.data());
     TONELINK_LOG_AS(caller, "***PIN =%d", pin);
     if (static_cast<uint32_t>(pin) <= 999) {
         TONELINK_LOG_AS(caller, "Pin Out of Range");
+        prepare(message); // all zero
         return -1;
     }
     if (with_address)
-        compose_with_address(pin, buffer + text_length, pin_width, caller);
+        compose_with_address(pin, buffer + text_length, pin_width, message.bits, caller);
     else
-        put(pin_array, static_cast<uint32_t>(pin), 0, pin_width + 16);
+        put(message.bits.data(), static_cast<uint32_t>(pin), 0, pin_width + 16);
+    prepare(message);
     return 0;
 }
 
 } // namespace
+
+prepared_message prepared()
+{
+    const pthread_lock lock{prepared_mutex};
+    return {m_pin_Type, std::to_array(pin_array)};
+}
+
+void prepare(const prepared_message &message)
+{
+    const pthread_lock lock{prepared_mutex};
+    m_pin_Type = message.pin_type;
+    std::ranges::copy(message.bits, pin_array);
+}
+
+void prepare_type(int32_t pin_type)
+{
+    const pthread_lock lock{prepared_mutex};
+    m_pin_Type = pin_type;
+}
 
 } // namespace tonelink
 
@@ -77,9 +103,9 @@ void set_pin_in_ultrasound(int32_t pin, const char *address)
     if (address == nullptr) {
         TONELINK_LOG("set_pin_in_ultrasound mac_address NULL");
     } else {
-        m_pin_Type = kPreparedPin;
-        std::ranges::fill(pin_array, uint8_t{0});
-        format_msg(pin_array, pin, address, 48);
+        prepared_message message{kPreparedPin};
+        format_msg(message.bits.data(), pin, address, 48);
+        prepare(message);
     }
     TONELINK_LOG("EXIT\n");
 }

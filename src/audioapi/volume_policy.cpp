@@ -41,18 +41,44 @@ void leave_listener()
     if (--listener_calls == 0) pthread_cond_broadcast(&listener_is_idle);
 }
 
-void set_floor(const char *caller)
+std::atomic<uint8_t> wanted_floor = 0; // what `is_ultra_volume_changed` is to become
+std::atomic<int32_t> floor_movers = 0; // at most one
+
+bool set_floor(const char *caller)
 {
-    std::atomic_ref is_set{is_ultra_volume_changed};
-    if (is_set != 0) return;
     const int result = sound_manager_set_ultrasound_volume_min(kFloor);
     if (result != 0) {
         TONELINK_LOG_AS(caller, " ###### sound_manager_set_ultrasound_volume_min error %d", result);
-        return;
+        return false;
     }
     TONELINK_LOG_AS(caller, " ###### sound_manager_set_ultrasound_volume_min success %d \n\n",
                     kFloor);
-    is_set = 1;
+    return true;
+}
+
+bool unset_floor(const char *caller)
+{
+    if (sound_manager_unset_ultrasound_volume_min() != 0) {
+        TONELINK_LOG_AS(caller, "sound_manager_unset_ultrasound_volume_min unsuccessuful");
+        return false;
+    }
+    TONELINK_LOG_AS(caller, "sound_manager_unset_ultrasound_volume_min successuful");
+    return true;
+}
+
+/// Sets or removes the floor unless it is so. Without a lock, as the platform is called: a thread
+/// that finds another one at it leaves the wish to that one. What fails is not tried again.
+void move_floor(uint8_t wanted, const char *caller)
+{
+    const std::atomic_ref is_set{is_ultra_volume_changed};
+    wanted_floor = wanted;
+    bool goes_on = true;
+    while (goes_on && is_set != wanted_floor && floor_movers.exchange(1) == 0) {
+        const uint8_t next = wanted_floor;
+        if (is_set != next) goes_on = next != 0 ? set_floor(caller) : unset_floor(caller);
+        if (goes_on) is_set = next;
+        floor_movers = 0;
+    }
 }
 
 /// Sets sound type 1 to what the volume map says for a new master volume.
@@ -71,17 +97,7 @@ void follow_master_volume(unsigned int master, const char *caller)
 
 } // namespace
 
-void remove_floor(const char *caller)
-{
-    std::atomic_ref is_set{is_ultra_volume_changed};
-    if (is_set == 0) return;
-    if (sound_manager_unset_ultrasound_volume_min() != 0) {
-        TONELINK_LOG_AS(caller, "sound_manager_unset_ultrasound_volume_min unsuccessuful");
-        return;
-    }
-    TONELINK_LOG_AS(caller, "sound_manager_unset_ultrasound_volume_min successuful");
-    is_set = 0;
-}
+void remove_floor(const char *caller) { move_floor(0, caller); }
 
 void forget_volumes()
 {
@@ -159,7 +175,7 @@ void get_set_tv_volume(void)
     }
     std::atomic_ref{reset_volume} = master;
     if (master >= 1 && master < kFloor)
-        set_floor(__func__);
+        move_floor(1, __func__);
     else if (master == 0 || master >= kFloor)
         remove_floor(__func__);
 }

@@ -3,6 +3,7 @@
 #include "common/AudioOutput.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "common/guards.h"
@@ -92,6 +93,14 @@ int32_t destroy_output(audio_out_h out)
     const int32_t result = destroy(*pair);
     if (result != 0) keep(std::move(pair));
     return result;
+}
+
+bool is_alive(audio_out_h out)
+{
+    const pthread_lock lock{pairs_mutex};
+    const output_pair *pair = first_pair;
+    while (pair != nullptr && pair->out != out) pair = pair->next;
+    return pair != nullptr;
 }
 
 void leave_output(audio_out_h out)
@@ -194,8 +203,9 @@ int32_t tonelink::stop_output(audio_out_h out)
 
 void Stop(audio_out_h out)
 {
-    const bool is_gone = tonelink::stop_output(out) == 0;
-    if (is_gone && output == out) output = nullptr; // the standalone transmitter's
+    if (tonelink::stop_output(out) != 0) return;
+    audio_out_h of_standalone = out;
+    std::atomic_ref{output}.compare_exchange_strong(of_standalone, nullptr);
 }
 
 void SubmitAudioBuffer(const int16_t *samples, int32_t count, audio_out_h out)

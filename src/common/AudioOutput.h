@@ -13,6 +13,9 @@ int32_t destroy_output(audio_out_h out);
 int32_t initialize_output(int32_t rate, audio_out_h *out);
 int32_t stop_output(audio_out_h out);
 
+/// Whether an output that audio_create() has made is still there.
+bool is_alive(audio_out_h out);
+
 /// Leaves an output that the platform has refused to destroy to destroy_left_outputs(), which tries
 /// once more for each.
 void leave_output(audio_out_h out);

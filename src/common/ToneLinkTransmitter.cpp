@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "common/AudioOutput.h"
+#include "common/guards.h"
 #include "common/log.h"
 #include "common/repeated_burst.h"
 
@@ -28,9 +29,15 @@ namespace {
 constexpr int32_t kMessageBits = 32;
 constexpr useconds_t kPauseAfterWrite = 100000; // 100 ms
 
+/// Held by whoever starts, stops or makes `buf`, all the while; by the thread that writes never, as
+/// a stop waits for it.
+pthread_mutex_t standalone_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
 bool has_repeat_thread = false; // to be joined
 
 std::atomic_ref<int32_t> stopped() { return std::atomic_ref{transmitting_stopped}; }
+
+std::atomic_ref<audio_out_h> current_output() { return std::atomic_ref{output}; }
 
 /// Waits for the thread, which has ended or is told to.
 void join_thread()
@@ -41,8 +48,9 @@ void join_thread()
 
 void close_output()
 {
-    if (stop_output(output) != 0) leave_output(output);
-    output = nullptr;
+    const audio_out_h out = current_output();
+    if (stop_output(out) != 0) leave_output(out);
+    current_output() = nullptr;
 }
 
 /// Takes down what a counted run or a refusing platform has left.
@@ -50,7 +58,7 @@ void finish_earlier_runs()
 {
     destroy_left_outputs();
     join_thread();
-    if (output != nullptr) close_output();
+    if (current_output() != nullptr) close_output();
 }
 
 /// A new output; null when none could be made.
@@ -98,6 +106,9 @@ int32_t GenerateMessage(int32_t message, int32_t repeat)
 {
     TONELINK_LOG("### Enter : GenerateMessage\n\n");
     if (stopped() == 0) return 0; // the thread is reading `buf`
+    const pthread_lock standalone{standalone_mutex};
+    if (stopped() == 0) return 0;
+    join_thread(); // which may still be at its last write
     buf_length = 0;
     std::array<int32_t, kMessageBits> digits{};
     bitset(message, digits.data());
@@ -123,14 +134,17 @@ int32_t StartTransmitting(int32_t count, int32_t rate)
 {
     TONELINK_LOG("### Enter : StartTransmitting\n\n");
     if (stopped() == 0) return 0;
+    const pthread_lock standalone{standalone_mutex};
+    if (stopped() == 0) return 0;
     finish_earlier_runs();
     stopped() = 0;
     m_samplerate = rate;
     std::atomic_ref{transmit_count} = count;
 
-    output = open_output(rate);
-    if (output != nullptr)
-        Start(output);
+    const audio_out_h opened = open_output(rate);
+    current_output() = opened;
+    if (opened != nullptr)
+        Start(opened);
     else
         TONELINK_LOG("### audio_out_h output handle == NULL \n\n");
     has_repeat_thread = pthread_create(&repeat_thread, nullptr, repeat_thread_func, nullptr) == 0;
@@ -141,14 +155,14 @@ int32_t StartTransmitting(int32_t count, int32_t rate)
 void *repeat_thread_func(void *)
 {
     TONELINK_LOG("### Enter : repeat_thread_func\n\n");
-    if (output != nullptr)
+    if (current_output() != nullptr)
         TONELINK_LOG("### repeat_thread_func audio_out_h output Not NULL\n\n");
     else
         TONELINK_LOG("### repeat_thread_func audio_out_h output = NULL\n\n");
 
     int32_t written = 0;
     while (stopped() == 0) {
-        SubmitAudioBuffer(buf, buf != nullptr ? buf_length : 0, output);
+        SubmitAudioBuffer(buf, buf != nullptr ? buf_length : 0, current_output());
         usleep(kPauseAfterWrite);
         const int32_t limit = std::atomic_ref{transmit_count};
         if (limit > 0 && ++written >= limit) {
@@ -163,6 +177,7 @@ void *repeat_thread_func(void *)
 int32_t StopTransmitting(void)
 {
     TONELINK_LOG("### Enter : StopTransmitting\n\n");
+    const pthread_lock standalone{standalone_mutex};
     if (stopped().exchange(1) != 0) return 0;
     std::atomic_ref{transmit_count} = 0;
     join_thread();

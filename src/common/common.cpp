@@ -82,8 +82,8 @@ const char *convert_bt_error_to_string(int32_t code)
 
 void set_app_mode(int32_t mode)
 {
-    application_mode = mode;
+    std::atomic_ref{application_mode} = mode;
     TONELINK_LOG("\n application_mode = %d \n\n", mode);
 }
 
-int32_t get_app_mode(void) { return application_mode; }
+int32_t get_app_mode(void) { return std::atomic_ref{application_mode}; }

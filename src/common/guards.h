@@ -1,4 +1,4 @@
-// Guards for what C functions hand out, and for a lock.
+// Guards for what C functions hand out, and for locks.
 #pragma once
 
 #include <memory>
@@ -24,6 +24,27 @@ public:
 
 private:
     pthread_mutex_t &mutex_;
+};
+
+/// Holds a mutex for the length of a scope, unless another thread does.
+class pthread_try_lock {
+public:
+    explicit pthread_try_lock(pthread_mutex_t &mutex)
+        : mutex_{mutex}, is_held_{pthread_mutex_trylock(&mutex) == 0}
+    {
+    }
+    pthread_try_lock(const pthread_try_lock &) = delete;
+    pthread_try_lock &operator=(const pthread_try_lock &) = delete;
+    ~pthread_try_lock()
+    {
+        if (is_held_) pthread_mutex_unlock(&mutex_);
+    }
+
+    bool is_held() const { return is_held_; }
+
+private:
+    pthread_mutex_t &mutex_;
+    bool is_held_;
 };
 
 } // namespace tonelink

@@ -89,9 +89,9 @@ void disarm(tonelink_tx_h &handle);
 /// touches the handle, and its output is closed as far as the platform lets it.
 void abandon_playing(tonelink_tx_h &handle);
 
-/// abandon_playing() for a start. What the platform does not give up is left to
-/// destroy_left_outputs(), but for an output whose callback is still set: false then, as with a new
-/// player that callback would play again.
+/// abandon_playing() for a start or a close. What the platform does not give up is left to
+/// destroy_left_outputs(), but for an output whose callback is still set: false then, as that
+/// callback would play again with a new player, and needs the record.
 bool make_way(tonelink_tx_h &handle);
 
 } // namespace tonelink

@@ -24,6 +24,8 @@ namespace tonelink {
 
 namespace {
 
+pthread_mutex_t filter_mutex = PTHREAD_MUTEX_INITIALIZER; // of the output filter's histories
+
 constexpr useconds_t kPauseAfterWrite = 100000; // 100 ms
 constexpr int32_t kCopiesPerWrite = 5;
 constexpr uint32_t kBytesPerWrite =
@@ -58,6 +60,7 @@ bool has_thread(tonelink_tx_h &handle)
 
 bool open_output(tonelink_tx_h &handle)
 {
+    destroy_left_outputs(); // of earlier starts
     return make_way(handle) && audio_create(handle.sample_rate, &handle.audio_out) == 0;
 }
 
@@ -85,12 +88,12 @@ void *tx_function(void *argument)
     return nullptr;
 }
 
-/// Closes the modem of a handle that nothing plays.
+/// Closes the modem of a handle that nothing plays; not while an output may call back.
 int32_t close_handle(tonelink_tx_h &handle)
 {
     playing_state{handle}.replace_player(player::armed, player::halted);
     if (is_taken(handle)) return tx_result::wrong_state;
-    abandon_playing(handle);
+    if (!make_way(handle) && is_alive(handle.audio_out)) return tx_result::wrong_state;
     if (handle.modem != nullptr) close_snfc(&handle.modem);
     handle.burst = nullptr;
     handle.burst_length = nullptr;
@@ -105,7 +108,8 @@ using namespace tonelink;
 
 int32_t tonelink_tx_open(tonelink_tx_h **handle)
 {
-    TONELINK_LOG("Creating handler with sample rate : [%d] \n", tx_sampleRate);
+    const int32_t rate = std::atomic_ref{tx_sampleRate};
+    TONELINK_LOG("Creating handler with sample rate : [%d] \n", rate);
     if (handle == nullptr) return tx_result::bad_argument;
     if (*handle == nullptr) return tx_result::null_handle;
     tonelink_tx_h &opened = **handle;
@@ -115,7 +119,7 @@ int32_t tonelink_tx_open(tonelink_tx_h **handle)
     std::ranges::fill(opened.message, uint8_t{0});
     opened.keep_writing = 0;
     opened.is_running = 0;
-    opened.sample_rate = tx_sampleRate;
+    opened.sample_rate = rate;
     playing_state{opened}.clear();
 
     if (open_snfc(&opened.modem) == 1) return tx_result::success;
@@ -141,7 +145,10 @@ int32_t tonelink_tx_generate(tonelink_tx_h *handle, int32_t nbits)
     if (!has_burst(*handle)) return tx_result::no_burst_made;
 
     TONELINK_LOG("Buffer length is 1 %d\n", *handle->burst_length);
-    filter_output(burst_of(*handle));
+    {
+        const pthread_lock lock{filter_mutex};
+        filter_output(burst_of(*handle));
+    }
     TONELINK_LOG("high-pass filter success\n");
     return tx_result::success;
 }

@@ -87,6 +87,7 @@ int32_t get_burst_snfc(snfc_state **state, const uint8_t *bits, int32_t nbits, i
     if (!holds_burst_of(modem, message)) {
         if (!make_room(modem, message.size())) return modem_result::no_memory;
         std::ranges::copy(message, modem.last_message.data);
+        const shifters_lock lock;
         make_burst(message, modem.spectral_inversion != 0, sInfoTx,
                    burst_span{modem.burst_samples.data, kBurstSamples});
     }

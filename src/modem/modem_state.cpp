@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <pthread.h>
 
 #include "modem/band_shift.h"
 #include "modem/burst_format.h"
@@ -19,6 +20,7 @@ namespace tonelink {
 
 namespace {
 
+pthread_mutex_t shifters_mutex = PTHREAD_MUTEX_INITIALIZER;
 int32_t open_states = 0; // of open_snfc(), which share the band shifters
 
 /// What open_snfc() leaves in the padding behind `agc_gain`, so that the record has its documented
@@ -56,9 +58,11 @@ template <class Vector> bool restore(Vector &v, std::size_t n)
     return true;
 }
 
-/// Starts both process-wide shifters afresh. Without memory they stay as they are.
+/// Starts both process-wide shifters afresh, for one more state. Without memory they stay as they
+/// are.
 bool reopen_shifters()
 {
+    const shifters_lock lock;
     BandShiftInfo transmit;
     BandShiftInfo receive;
     openBandShift(&transmit, -kBandShiftHz);
@@ -72,7 +76,18 @@ bool reopen_shifters()
     closeBandShift(&sInfoRx);
     sInfoTx = transmit;
     sInfoRx = receive;
+    ++open_states;
     return true;
+}
+
+/// They go with the last state that has them.
+void leave_shifters(const snfc_state &state)
+{
+    const shifters_lock lock;
+    if (is_opened(state) && open_states > 0) --open_states;
+    if (open_states > 0) return;
+    closeBandShift(&sInfoTx);
+    closeBandShift(&sInfoRx);
 }
 
 void release(snfc_state *state)
@@ -93,6 +108,10 @@ void release(snfc_state *state)
 }
 
 } // namespace
+
+shifters_lock::shifters_lock() { pthread_mutex_lock(&shifters_mutex); }
+
+shifters_lock::~shifters_lock() { pthread_mutex_unlock(&shifters_mutex); }
 
 bool restore_receive_buffers(snfc_state &state)
 {
@@ -119,7 +138,6 @@ int32_t open_snfc(snfc_state **state)
         return modem_result::no_memory;
     }
     set_mark(*opened, kOpened);
-    ++open_states;
     *state = opened;
     return modem_result::success;
 }
@@ -128,13 +146,9 @@ int32_t close_snfc(snfc_state **state)
 {
     using namespace tonelink;
     if (*state == nullptr) return modem_result::no_state;
-    if (is_opened(**state) && open_states > 0) --open_states;
+    leave_shifters(**state);
     release(*state);
     *state = nullptr;
-    if (open_states == 0) {
-        closeBandShift(&sInfoTx);
-        closeBandShift(&sInfoRx);
-    }
     return modem_result::success;
 }
 

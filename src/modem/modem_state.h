@@ -20,6 +20,16 @@ inline constexpr std::size_t kFrameHistory =
     271; // hops from a burst's first symbol to its last, and 1
 inline constexpr std::size_t kDecimationTaps = 37;
 
+/// Held, in any thread, while sound goes through one of the process's band shifters, and while they
+/// are opened or closed.
+class shifters_lock {
+public:
+    shifters_lock();
+    shifters_lock(const shifters_lock &) = delete;
+    shifters_lock &operator=(const shifters_lock &) = delete;
+    ~shifters_lock();
+};
+
 /// Gives a state the receive buffers that it lacks, or has in another length, with zeros in them,
 /// so that nothing depends on old memory. Returns whether it has all now.
 bool restore_receive_buffers(snfc_state &state);

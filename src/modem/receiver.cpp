@@ -75,7 +75,10 @@ void bound_fields(snfc_state &state)
 void shift_and_mirror(const int16_t *block, const snfc_state &state, vec16 &copy)
 {
     std::copy_n(block, copy.length, copy.data);
-    makeBandShift(copy.data, copy.length, &sInfoRx);
+    {
+        const shifters_lock lock;
+        makeBandShift(copy.data, copy.length, &sInfoRx);
+    }
     if (state.spectral_inversion == 0) return;
     // The pattern starts afresh with each block, whatever its length.
     mirror_spectrum({copy.data, static_cast<std::size_t>(copy.length)},

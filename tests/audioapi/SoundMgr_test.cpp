@@ -166,15 +166,15 @@ TEST_F(TransmissionControl, RefusesStarts)
 
 TEST_F(TransmissionControl, ForgetsAMessageThatCannotBeMade)
 {
-    EXPECT_EQ(generate_message(32), 0);
+    EXPECT_EQ(generate_message(32, prepared()), 0);
     platform.forget();
-    EXPECT_EQ(generate_message(32), 2); // which draws a PIN first
+    EXPECT_EQ(generate_message(32, prepared()), 2); // which draws a PIN first
     EXPECT_EQ(platform.said("Generate_Random_PIN").empty(), false);
     EXPECT_EQ(platform.trace().find("tonelink_tx.cpp"), std::string::npos);
     EXPECT_EQ(stop_audio_transmitting(), 0); // there is one, but nothing plays it
     platform.forget();
     platform.fail("bt_adapter_get_address", -1);
-    EXPECT_EQ(generate_message(48), -1);
+    EXPECT_EQ(generate_message(48, prepared()), -1);
     EXPECT_EQ(platform.said("generate_message"),
               "[SoundMgr.cpp]\ngenerate_message: Failed to get BD Address\n");
     EXPECT_EQ(tx_handler, nullptr);
@@ -185,7 +185,7 @@ TEST_F(TransmissionControl, ForgetsAMessageThatCannotBeMade)
         platform.forget();
         m_pin_Type = kPreparedPin;
         const failing_allocation failing{index};
-        const int32_t result = generate_message(48);
+        const int32_t result = generate_message(48, prepared());
         const auto text = platform.said("generate_message");
         const auto line = text.substr(text.find(": ") + 2, text.size() - text.find(": ") - 3);
         if (said.empty() || said.back() != line) said.push_back(line);
@@ -307,7 +307,7 @@ TEST_F(TransmissionControl, TakesOneOfTwoStartsAtOnce)
         results[1] = start_audio_transmitting_async_type(1);
         first.join();
         EXPECT_EQ(results[0] + results[1], 1);
-        EXPECT_EQ(generate_message(32), 2);
+        EXPECT_EQ(generate_message(32, prepared()), 2);
         stop_stream();
     }
 }

@@ -1,5 +1,5 @@
-// Whole transmissions of every family with one fault after the other, and a thousand of each
-// without.
+// Whole transmissions of every family with each fault, once and for good, and each two of them; and
+// a thousand of each family without.
 #include <ostream>
 
 #include <malloc.h>
@@ -87,6 +87,25 @@ expectation expected_of(const family &f, const std::string &call)
     return {.call = call, .left_over = expected.left_standalone};
 }
 
+/// After whatever has failed, and does not any more, all is well with the next transmission but
+/// for stream information that the platform has refused to bind or to release.
+void expect_next_is_well(const family &f)
+{
+    platform.fail(platform.failed(), 0, 0);
+    platform.fail_any(-1);
+    platform.turn_master_volume(50);
+    platform.volume = 9;
+    EXPECT_EQ(f.transmit(), kPlayed);
+    EXPECT_EQ(f.transmit(), kPlayed); // which takes down what the one before has refused to be
+    const std::string left = platform.left_over();
+    EXPECT_TRUE(left.empty() || left.ends_with(" stream infos; ")) << left;
+    EXPECT_EQ(left.find("outputs"), left.npos) << left;
+    EXPECT_EQ(platform.volume, 9);
+    EXPECT_EQ(platform.floor + is_ultra_volume_changed, 0);
+    EXPECT_EQ(b_audio_write_, 0);
+    EXPECT_EQ(tx_handler, nullptr);
+}
+
 } // namespace
 
 TEST_F(Transmissions, SurviveEachPlatformCallFailing)
@@ -142,6 +161,73 @@ TEST_F(Transmissions, SurviveEachAllocationFailing)
         EXPECT_GT(index, 10u);
         EXPECT_EQ(f.transmit(), kPlayed);
     }
+}
+
+TEST_F(Transmissions, SurviveEachPlatformCallFailingForGood)
+{
+    for (const auto &f : kFamilies)
+        for (int index = 0;; ++index) {
+            SetUp();
+            platform.master_volume = platform.tv_master_volume = 5;
+            platform.fail_for_good(index);
+            const int32_t started = f.start();
+            const std::string call = platform.failed();
+            SCOPED_TRACE(std::string{f.name} + ": " + call);
+            run_two_callbacks();
+            for (int stop = 0; stop < 3; ++stop) {
+                f.stop();
+                run_two_callbacks(); // of records that the platform has kept
+            }
+            if (platform.failed().empty()) {
+                EXPECT_EQ(started, 1);
+                break;
+            }
+            EXPECT_EQ(f.start() | 1, call == "bt_adapter_get_address" ? -1 : 1);
+            run_two_callbacks();
+            f.stop();
+            expect_next_is_well(f);
+        }
+    SetUp();
+}
+
+/// Each two calls, and each call with each allocation.
+TEST_F(Transmissions, SurviveEachTwoFaults)
+{
+    constexpr std::size_t kNoAllocation = SIZE_MAX / 2;
+    // What has happened: the first fault, and the other one.
+    const auto survive = [this](const family &f, int first, int second, std::size_t allocation) {
+        SCOPED_TRACE(std::string{f.name} + ": " + std::to_string(first) + ", " +
+                     std::to_string(second) + ", " + std::to_string(allocation));
+        SetUp();
+        platform.master_volume = platform.tv_master_volume = 5;
+        platform.fail_any(first, second);
+        bool is_other = false;
+        {
+            const failing_allocation failing{allocation};
+            f.start();
+            run_two_callbacks();
+            f.stop();
+            run_two_callbacks(); // of a record that the platform has kept
+            is_other = allocation == kNoAllocation ? second < platform.calls() : failing.happened();
+        }
+        const bool is_first = !platform.failed().empty();
+        expect_next_is_well(f);
+        return std::pair{is_first, is_other};
+    };
+    for (const auto &f : kFamilies) {
+        int first = 0;
+        for (bool is_first = true; is_first; ++first) {
+            std::pair happened{true, true};
+            for (int second = first + 1; happened.second; ++second)
+                happened = survive(f, first, second, kNoAllocation);
+            is_first = happened.first;
+            happened.second = true;
+            for (std::size_t allocation = 0; happened.second; ++allocation)
+                happened = survive(f, first, -1, allocation);
+        }
+        EXPECT_GE(first, 10);
+    }
+    SetUp();
 }
 
 class ThousandTransmissions : public library_test, public testing::WithParamInterface<family> {};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
@@ -68,13 +69,17 @@ struct books {
     std::vector<std::unique_ptr<audio_out_s>> outputs{};
     std::vector<std::unique_ptr<sound_stream_info_s>> infos{};
     sound_manager_master_volume_changed_cb listener = nullptr;
-    int until_failure = -1;
+    int listener_calls = 0; // under way
+    int calls = 0;          // that can fail
+    std::pair<int, int> failing_calls{-1, -1};
+    bool fails_for_good = false;
     std::string failed_call{};
     int write_count = 0;
 };
 
 std::mutex mutex; // of all that follows; never held while calling out
 std::condition_variable written;
+std::condition_variable listener_returned;
 books now;
 std::vector<pthread_t> threads; // of the library, that nobody has joined
 
@@ -117,11 +122,14 @@ template <class... Arguments> int record(const char *name, Arguments... argument
     }
     run_hook(name);
     const lock held{mutex};
-    if (now.until_failure >= 0 && now.until_failure-- == 0) {
+    const int index = now.calls++;
+    auto &[count, code] = now.failures[name];
+    if (index == now.failing_calls.first) {
         now.failed_call = name;
+        if (now.fails_for_good) now.failures[name] = {INT_MAX, kFailure};
         return kFailure;
     }
-    auto &[count, code] = now.failures[name];
+    if (index == now.failing_calls.second) return kFailure;
     return count > 0 ? (--count, code) : 0;
 }
 
@@ -161,7 +169,7 @@ template <class Predicate> std::string rendered(Predicate wanted)
 }
 
 /// What a recorded call reads; its result.
-int read(int result, int *to, int value)
+int read(int result, int *to, const int &value)
 {
     const lock held{mutex};
     *to = result == 0 ? value : kNoSuchVolume;
@@ -212,16 +220,31 @@ void fake_platform::fail(const std::string &name, int code, int count)
     now.failures[name] = {count, code};
 }
 
-void fake_platform::fail_any(int index)
+void fake_platform::fail_any(int first, int second)
 {
     const lock held{mutex};
-    now.until_failure = index;
+    now.calls = 0;
+    now.failing_calls = {first, second};
+    now.fails_for_good = false;
+}
+
+void fake_platform::fail_for_good(int index)
+{
+    fail_any(index);
+    const lock held{mutex};
+    now.fails_for_good = true;
 }
 
 std::string fake_platform::failed() const
 {
     const lock held{mutex};
     return now.failed_call;
+}
+
+int fake_platform::calls() const
+{
+    const lock held{mutex};
+    return now.calls;
 }
 
 void fake_platform::on(const std::string &name, std::function<void()> hook)
@@ -244,8 +267,13 @@ void fake_platform::turn_master_volume(unsigned to)
         const lock held{mutex};
         master_volume = tv_master_volume = static_cast<int>(to);
         heard_by = now.listener;
+        if (heard_by == nullptr) return;
+        ++now.listener_calls;
     }
-    if (heard_by) std::thread{heard_by, to, nullptr}.join();
+    std::thread{heard_by, to, nullptr}.join();
+    const lock held{mutex};
+    --now.listener_calls;
+    listener_returned.notify_all();
 }
 
 void fake_platform::wait_for_writes(int count)
@@ -415,9 +443,15 @@ int sound_manager_get_tv_master_volume(int *value)
     return read(record(__func__), value, platform.tv_master_volume);
 }
 
-int sound_manager_set_ultrasound_volume_min(int value) { return record(__func__, value); }
+int sound_manager_set_ultrasound_volume_min(int value)
+{
+    return then(record(__func__, value), [=] { platform.floor = value; });
+}
 
-int sound_manager_unset_ultrasound_volume_min(void) { return record(__func__); }
+int sound_manager_unset_ultrasound_volume_min(void)
+{
+    return then(record(__func__), [] { platform.floor = 0; });
+}
 
 int sound_manager_set_master_volume_changed_cb(sound_manager_master_volume_changed_cb callback,
                                                void *user_data)
@@ -427,7 +461,12 @@ int sound_manager_set_master_volume_changed_cb(sound_manager_master_volume_chang
 
 int sound_manager_unset_master_volume_changed_cb(void)
 {
-    return then(record(__func__), [] { now.listener = nullptr; });
+    const int result = record(__func__);
+    lock held{mutex};
+    if (result != 0) return result;
+    now.listener = nullptr;
+    listener_returned.wait(held, [] { return now.listener_calls == 0; });
+    return 0;
 }
 
 int bt_adapter_get_address(char **address)

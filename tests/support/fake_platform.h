@@ -21,6 +21,7 @@ public:
     int master_volume = 50;
     int tv_master_volume = 50; // of the television's own loudspeakers
     int volume = 9;            // of sound type 1
+    int floor = 0;             // under the ultrasound's volume
     int max_volume = 15;
     std::optional<bool> av_product{}; // unset: no such key
     std::string address = "11:22:33:44:AB:CD";
@@ -35,17 +36,20 @@ public:
     void reset();
 
     // ---- Script ----
-    /// The next `count` calls of `name` fail.
+    /// The next `count` calls of `name` fail; 0: none, whatever was scripted before.
     void fail(const std::string &name, int code, int count = 1);
-    /// The call with this index among all that can fail does; its name, once it has.
-    void fail_any(int index);
+    /// The calls with these indices among all that can fail do; for good: and so do all later ones
+    /// of the first one's function. Its name, once it has.
+    void fail_any(int first, int second = -1);
+    void fail_for_good(int index);
     std::string failed() const;
+    int calls() const; // that could have failed, since
     /// Something that happens on each call of `name`, before it takes effect, or on each line of
     /// log with this text.
     void on(const std::string &name, std::function<void()> hook);
 
     // ---- What the world does; returns when it is done ----
-    void run_callback();                  // the device wants data
+    void run_callback();                  // the device wants data; not beside other threads
     void turn_master_volume(unsigned to); // the user turns it, and the listener hears of it
     void wait_for_writes(int count);      // to the output made last
 

@@ -1,6 +1,7 @@
 #include "audioapi/SoundMgr.h"
 
 #include <bitset>
+#include <climits>
 #include <latch>
 #include <span>
 #include <thread>
@@ -296,6 +297,43 @@ TEST_F(TransmissionControl, MutesAListenerLeftBehind)
         EXPECT_EQ(stop_audio_transmitting(), 1);
         platform.turn_master_volume(60);
         EXPECT_EQ(platform.volume, 9);
+    }
+}
+
+TEST_F(TransmissionControl, KeepsARecordThatThePlatformMayCall)
+{
+    const auto refuse = [](int count) {
+        for (const auto *call :
+             {"audio_out_unset_stream_cb", "audio_out_unprepare", "audio_out_destroy"})
+            platform.fail(call, -1, count);
+    };
+    for (const auto release : {start_audio_transmitting, stop_audio_transmitting_async}) {
+        ASSERT_EQ(start_audio_transmitting_async(), 1);
+        platform.run_callback();
+        platform.forget();
+        refuse(INT_MAX);
+        EXPECT_EQ(stop_audio_transmitting_async(), 0);
+        EXPECT_EQ(platform.volume, 9);
+        EXPECT_EQ(tx_handler, nullptr);
+        platform.run_callback(); // which still comes, and does nothing
+        EXPECT_EQ(start_audio_transmitting(), 1);
+        platform.wait_for_writes(1);
+        platform.run_callback();
+        EXPECT_EQ(platform.count("audio_out_write(out1, 231700)"), 0);
+        platform.volume = 3; // which a first callback would set
+        platform.run_callback();
+        EXPECT_EQ(platform.volume, 3);
+        EXPECT_EQ(stop_audio_transmitting(), 0);
+        EXPECT_EQ(platform.left_over(), "2 outputs; 2 stream infos; listener; ");
+
+        refuse(0);
+        release(); // tries again, and is refused nothing
+        EXPECT_EQ(platform.count("audio_out_unset_stream_cb(out1)"), 5);
+        stop_audio_transmitting();
+        ASSERT_EQ(start_audio_transmitting(), 1);
+        EXPECT_EQ(stop_audio_transmitting(), 1);
+        EXPECT_EQ(platform.left_over(), "");
+        platform.reset();
     }
 }
 

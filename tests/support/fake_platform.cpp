@@ -302,6 +302,12 @@ int fake_platform::count(const std::string &text) const
     return static_cast<int>(std::ranges::count(now.entries, text, &entry::text));
 }
 
+int fake_platform::writes_made() const
+{
+    const lock held{mutex};
+    return now.write_count;
+}
+
 void fake_platform::forget()
 {
     const lock held{mutex};

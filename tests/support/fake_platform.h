@@ -62,7 +62,8 @@ public:
     std::string said(const std::string &by) const;
     /// How often a call was made or a line of log written.
     int count(const std::string &text) const;
-    void forget(); // what has been recorded so far
+    int writes_made() const; // to the output made last
+    void forget();           // what has been recorded so far
     /// What is alive or has been misused, as text: empty when all is well.
     std::string left_over() const;
 };

@@ -6,6 +6,7 @@
 
 #include "support/failing_memory.h"
 #include "support/library_fixture.h"
+#include "support/scaled.h"
 #include "tonelink/transmit.h"
 
 namespace tonelink::test {
@@ -235,7 +236,8 @@ class ThousandTransmissions : public library_test, public testing::WithParamInte
 TEST_P(ThousandTransmissions, LeaveNothingBehind)
 {
     std::size_t bytes = 0;
-    for (int cycle = 0; cycle < 1000; ++cycle) {
+    const int cycles = scaled(1000);
+    for (int cycle = 0; cycle < cycles; ++cycle) {
         platform.reset();
         if (cycle == 100) bytes = mallinfo2().uordblks;
         ASSERT_EQ(GetParam().transmit(), kPlayed);
@@ -243,6 +245,24 @@ TEST_P(ThousandTransmissions, LeaveNothingBehind)
     }
     platform.reset();
     EXPECT_LT(mallinfo2().uordblks, bytes + 900 * 8); // less than the smallest block a cycle
+}
+
+/// An hour of one transmission: as many writes of 2.6 s.
+TEST_P(ThousandTransmissions, PlayOnWithTheMemoryOfTheBeginning)
+{
+    const auto &f = GetParam();
+    ASSERT_EQ(f.start(), 1);
+    const int writes = scaled(3600 * 44100 / (5 * 23170));
+    std::size_t bytes = 0;
+    for (int n = 0; n < writes; ++n) {
+        platform.forget();
+        platform.run_callback();
+        platform.wait_for_writes(1);
+        if (n == writes / 10) bytes = mallinfo2().uordblks;
+    }
+    const std::size_t bytes_at_the_end = mallinfo2().uordblks;
+    EXPECT_EQ(f.stop(), 1);
+    EXPECT_LT(bytes_at_the_end, bytes + static_cast<std::size_t>(writes) * 8 + 20000);
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, ThousandTransmissions, testing::ValuesIn(kFamilies));

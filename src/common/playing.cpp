@@ -8,60 +8,62 @@
 #include "tonelink_platform/audio_out.h"
 #include "tonelink_platform/sound_manager.h"
 
-uint8_t b_audio_write_ = 0;
+int32_t b_audio_write_ = 0;
 int32_t vol_aud_write = 0;
 
 namespace tonelink {
 
 namespace {
 
-/// What the pair says. Three bits more than it needs are fixed, so that hardly any two bytes are a
-/// pair by accident.
+using word = playing_state::word;
+
+/// What the word says. Three bits more than it needs are fixed, so that hardly any is one by
+/// accident.
 struct content {
     player who = player::none;
     output_stage stage = output_stage::closed;
 
     static constexpr unsigned kMark = 0b101u << 5;
 
-    uint16_t pair() const
+    word as_word() const
     {
         const unsigned byte =
             kMark | static_cast<unsigned>(stage) << 3 | static_cast<unsigned>(who);
-        return static_cast<uint16_t>(byte | (~byte & 0xFFu) << 8);
+        return static_cast<word>((byte | (~byte & 0xFFu) << 8) * 0x10001u);
     }
 };
 
-content content_of(uint16_t pair)
+content content_of(word now)
 {
-    const content said{static_cast<player>(pair & 7u), static_cast<output_stage>(pair >> 3 & 3u)};
-    return said.pair() == pair && said.who <= player::halted ? said : content{};
+    const content said{static_cast<player>(now & 7u), static_cast<output_stage>(now >> 3 & 3u)};
+    return said.as_word() == now && said.who <= player::halted ? said : content{};
 }
 
 /// Replaces the content by what `change` makes of it, and returns what it was before.
-template <class Change> content update(const std::atomic_ref<uint16_t> &pair, Change change)
+template <class Change> content update(const std::atomic_ref<word> &state, Change change)
 {
-    uint16_t now = pair;
-    while (!pair.compare_exchange_weak(now, change(content_of(now)).pair())) {
+    word now = state;
+    while (!state.compare_exchange_weak(now, change(content_of(now)).as_word())) {
     }
     return content_of(now);
 }
 
 } // namespace
 
-player playing_state::has_handle() const { return content_of(pair_).who; }
+player playing_state::has_handle() const { return content_of(word_).who; }
 
-output_stage playing_state::stage() const { return content_of(pair_).stage; }
+output_stage playing_state::stage() const { return content_of(word_).stage; }
 
-void playing_state::clear() const { pair_ = content{}.pair(); }
+void playing_state::clear() const { word_ = content{}.as_word(); }
 
 player playing_state::exchange_player(player next) const
 {
-    return update(pair_, [next](content now) { return content{next, now.stage}; }).who;
+    return update(word_, [next](content now) { return content{next, now.stage}; }).who;
 }
 
 player playing_state::replace_player(player expected, player next) const
 {
-    return update(pair_,
+    return update(word_,
                   [=](content now) {
                       return now.who == expected ? content{next, now.stage} : now;
                   })
@@ -70,7 +72,7 @@ player playing_state::replace_player(player expected, player next) const
 
 void playing_state::set_stage(output_stage next) const
 {
-    update(pair_, [next](content now) { return content{now.who, next}; });
+    update(word_, [next](content now) { return content{now.who, next}; });
 }
 
 bool is_taken(tonelink_tx_h &handle)

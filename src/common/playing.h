@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace tonelink {
 
@@ -29,14 +30,17 @@ enum class output_stage : uint8_t {
     called_back, // the stream callback is set
 };
 
-/// The two as they lie in a handle: one byte and its complement, in the padding behind
-/// `keep_writing`, so that the record has its documented fields and no others. A caller may fill
-/// those by hand, with anything in the padding: what is no such pair says that no player has the
-/// handle and nothing is open. Any thread may use it at any time.
+/// The two as they lie in a handle: one byte and its complement, once or twice, in the padding
+/// behind `keep_writing`, so that the record has its documented fields and no others. A caller may
+/// fill those by hand, with anything in the padding: what is no such word says that no player has
+/// the handle and nothing is open. Any thread may use it at any time.
 class playing_state {
 public:
+    /// As much as there is room for: not every processor exchanges less than 32 bits.
+    using word = std::conditional_t<sizeof(void *) == 8, uint32_t, uint16_t>;
+
     explicit playing_state(tonelink_tx_h &handle)
-        : pair_{*reinterpret_cast<uint16_t *>(reinterpret_cast<std::byte *>(&handle) + kOffset)}
+        : word_{*reinterpret_cast<word *>(reinterpret_cast<std::byte *>(&handle) + kOffset)}
     {
     }
 
@@ -52,11 +56,11 @@ public:
     void set_stage(output_stage next) const;
 
 private:
-    static constexpr std::size_t kOffset = offsetof(tonelink_tx_h, keep_writing) + 2;
-    static_assert(kOffset % alignof(uint16_t) == 0);
-    static_assert(kOffset + sizeof(uint16_t) <= offsetof(tonelink_tx_h, audio_out));
+    static constexpr std::size_t kOffset = offsetof(tonelink_tx_h, keep_writing) + sizeof(word);
+    static_assert(kOffset % alignof(word) == 0);
+    static_assert(kOffset + sizeof(word) <= offsetof(tonelink_tx_h, audio_out));
 
-    std::atomic_ref<uint16_t> pair_;
+    std::atomic_ref<word> word_;
 };
 
 /// The documented fields on which threads meet.
@@ -96,5 +100,5 @@ bool make_way(tonelink_tx_h &handle);
 
 } // namespace tonelink
 
-extern uint8_t b_audio_write_; ///< 1 while a callback has set the volume and no stop put it back
+extern int32_t b_audio_write_; ///< 1 while a callback has set the volume and no stop put it back
 extern int32_t vol_aud_write;  ///< volume of sound type 1 that this callback found

@@ -191,12 +191,16 @@ TEST_F(TransmitterHandle, StaysMutedWhileThePlatformKeepsItsCallback)
 {
     loaded_handle handle;
     kStream.play(handle);
-    platform.fail("audio_out_unset_stream_cb", -1, 3);
-    platform.fail("audio_out_destroy", -1, 2);
+    platform.fail("audio_out_unset_stream_cb", -1, 5);
+    platform.fail("audio_out_destroy", -1, 4);
     EXPECT_EQ(tonelink_tx_stop_async(handle), 8);
     EXPECT_EQ(tonelink_tx_start(handle), 8); // there would be two outputs
     EXPECT_EQ(tonelink_tx_start_async(handle), 8);
     EXPECT_EQ(platform.count("audio_out_create_new(44100, 128, 113)"), 1);
+    // Nor is it closed: a callback under way may still read what it has.
+    EXPECT_EQ(tonelink_tx_close_async(&handle), 3);
+    EXPECT_EQ(tonelink_tx_close(&handle), 3);
+    EXPECT_NE(handle->modem, nullptr);
     platform.run_callback();
     expect_stopped(handle);
 }

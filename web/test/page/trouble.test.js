@@ -1,10 +1,13 @@
 // What befalls a microphone in a browser, and what the page says and does then.
 import assert from 'node:assert/strict';
+import { cpSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 import { test } from 'node:test';
 
 import { HeardLog } from '../../page/heard_log.js';
 import { adviceOn, wordsForFailure } from '../../page/words.js';
-import { fakeMicrophone, patience, withPage } from './browser.js';
+import { folder, patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
 
 const generated = ['--use-fake-device-for-media-stream'];
@@ -221,7 +224,8 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
             page.evaluate(
                 ([recentReason, seconds]) => {
                     const report = { reason: 'heard', recentReason, seconds, frames: 44100 * seconds };
-                    window.tell({ type: 'report', report });
+                    const counts = { clippedFrames: 0, lostFrames: 0, bandDbfs: -80 };
+                    window.tell({ type: 'report', report: { ...report, ...counts } });
                 },
                 [recentReason, seconds],
             );
@@ -329,6 +333,30 @@ test('draws nothing while it is hidden, and little for who wants no motion', asy
             assert.equal(await pictures(), before[0]);
         },
     );
+});
+
+test('says that sound is lost on its way through a busy device', async () => {
+    const served = mkdtempSync(join(tmpdir(), 'tonelink-served-'));
+    cpSync(folder, served, { recursive: true });
+    // One block in ten does not come to the receiver.
+    const worklet = join(served, 'tonelink/worklet.js');
+    const through = 'process(inputs) {';
+    const source = readFileSync(worklet, 'utf8');
+    assert.ok(source.includes(through));
+    writeFileSync(
+        worklet,
+        source.replace(through, `${through} if (currentFrame % 1280 === 0) return true;`),
+    );
+    try {
+        await withPage({ served, browserFlags: allowed }, async ({ page }) => {
+            await page.click('#listen');
+            await see(page, '#headline', 'This device is too busy');
+            await see(page, '#figure', /^\d+\.\d % of the sound was lost\.$/);
+            await inspect(page, 'reason-samples_lost', ['#headline', '#explanation', '#listen']);
+        });
+    } finally {
+        rmSync(served, { recursive: true });
+    }
 });
 
 test('has words for lost samples, and for what it does not know', () => {

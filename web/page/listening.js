@@ -4,7 +4,7 @@
 import { createReceiver, openMicrophone, processingOf } from '../tonelink/index.js';
 import { keepScreenOn, letScreenSleep } from './wake_lock.js';
 
-const reportSeconds = 0.5;
+const reportSeconds = 0.2; // of the level that is shown, too
 const resumeMs = 1000;
 const closeMs = 1000;
 const lowestRate = 42000; // below, the band is not there
@@ -48,8 +48,8 @@ export class Listening {
     /**
      * @param events  onstate(state, detail): 'idle', 'asking', 'starting', 'listening', 'paused', with
      *     whether the microphone is 'away' or the browser 'waits', or 'failed' with its code;
-     *     onsource(node, processing) with what is heard, and what the browser does to it unasked;
-     *     onheard(heard, contextTime); onreport(report)
+     *     onsource(node, channels, processing) with what is heard, and what the browser does to it
+     *     unasked; onheard(heard, contextTime); onreport(report)
      */
     constructor(events) {
         this.#events = events;
@@ -120,7 +120,8 @@ export class Listening {
         track.onended = track.onmute = track.onunmute = () => this.#look();
         this.#context.onstatechange = () => this.#look();
         const source = this.#context.createMediaStreamSource(this.#stream);
-        this.#events.onsource(source, processingOf(this.#stream));
+        const { channelCount = 2 } = track.getSettings();
+        this.#events.onsource(source, channelCount, processingOf(this.#stream));
         keepScreenOn(this);
         this.#look();
     }

@@ -1,6 +1,5 @@
 // The receiving side of the page: what a person sees of a Listening.
 import { HeardLog } from './heard_log.js';
-import { silenceDb } from './band_level.js';
 import { Listening } from './listening.js';
 import { Spectrogram } from './spectrogram.js';
 import { adviceOn, spelled, strengthWord, timesWord, wordsForFailure } from './words.js';
@@ -35,6 +34,7 @@ const recentSeconds = 5; // of which a report tells the reason
 const adviceSeconds = 8; // after a burst
 const doubt = 'Heard once and barely: wait until it comes again.';
 const meterRangeDb = [-110, 0];
+const silenceDb = -150; // the least level that a receiver tells
 
 const decibels = (value) =>
     value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')} dB`;
@@ -54,12 +54,10 @@ export class ReceiveView {
     /** @param onidle  called when nothing is shown that should stay */
     constructor(onidle) {
         this.#onidle = onidle;
-        this.#spectrogram = new Spectrogram(element('spectrogram'), (level) =>
-            this.#showLevel(level),
-        );
+        this.#spectrogram = new Spectrogram(element('spectrogram'));
         this.#listening = new Listening({
             onstate: (state, detail) => this.#enter(state, detail),
-            onsource: (source, processing) => this.#see(source, processing),
+            onsource: (...source) => this.#see(...source),
             onheard: (heard, contextTime) => this.#hear(heard, contextTime),
             onreport: (report) => this.#takeReport(report),
         });
@@ -95,9 +93,9 @@ export class ReceiveView {
         this.#onidle();
     }
 
-    #see(source, processing) {
+    #see(source, channels, processing) {
         this.#device = { sampleRate: source.context.sampleRate, processing };
-        this.#spectrogram.start(source);
+        this.#spectrogram.start(source, channels);
     }
 
     #hear(heard, contextTime) {
@@ -115,6 +113,7 @@ export class ReceiveView {
         const isRecent = ({ seconds }) => seconds > report.seconds - recentSeconds - 0.25;
         this.#reports = [...this.#reports.filter(isRecent), report];
         this.#render();
+        this.#showLevel(report.bandDbfs);
         this.#showFigures();
     }
 

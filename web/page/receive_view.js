@@ -301,7 +301,7 @@ function figuresOf(report, { sampleRate, processing }) {
         ['Bursts not read', String(report.unread)],
         ['Missing', report.unread > 0 ? decibels(report.missingDb) : 'nothing'],
         ['Samples cut off', String(report.clippedFrames)],
-        ['Samples lost', String(report.lostFrames)],
+        ['Samples lost', String(report.lostFrames + report.lateFrames)],
         ['Sample rate', `${sampleRate} Hz`],
         ['Voice processing', processing.length > 0 ? processing.join(', ') : 'off'],
     ];

@@ -184,7 +184,8 @@ export class Spectrogram {
         picture.strokeStyle = picture.fillStyle = this.#colours.frame;
         picture.lineWidth = 2 * ratio;
         picture.font = `600 ${12 * ratio}px system-ui, sans-serif`;
-        for (const { beginning, label } of this.#bursts) {
+        let free = width; // of labels, from the left
+        for (const { beginning, label } of [...this.#bursts].reverse()) {
             const left = xOf(beginning);
             picture.strokeRect(
                 left,
@@ -192,7 +193,11 @@ export class Spectrogram {
                 burstSeconds * columnsPerSecond * columnWidth,
                 bottom - top,
             );
-            picture.fillText(label, left, top - 5 * ratio);
+            const labelWidth = picture.measureText(label).width;
+            const labelLeft = Math.min(left, width - labelWidth); // or its end would be cut off
+            if (label === '' || labelLeft + labelWidth > free) continue;
+            picture.fillText(label, labelLeft, top - 5 * ratio);
+            free = labelLeft;
         }
     }
 }

@@ -258,6 +258,9 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
         await see(page, '#headline', 'Too faint');
         await report('no_burst', 40);
         assert.equal(await page.locator('#headline').isVisible(), false);
+        // A list that is longer than any window, of which the PIN stays in view.
+        for (let last = 100; last < 160; ++last) await hear(last, 1, 40);
+        assert.equal(await page.locator('#log-list li').count(), 50);
         await page.evaluate(() => {
             const [track] = window.heldStream.getAudioTracks();
             track.stop();
@@ -265,6 +268,9 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
         });
         await see(page, '#headline', 'The microphone is gone');
         await inspect(page, 'heard-then-gone', ['#headline', '#pin', '#listen']);
+        await page.evaluate(() => scrollTo(0, document.body.scrollHeight)); // as on a desktop
+        const { y } = await page.locator('#pin').boundingBox();
+        assert.ok(y >= 0 && y < 500, `the PIN is at ${y}`);
         assert.equal(await page.locator('#octets').innerText(), '00:02');
     });
 });

@@ -73,7 +73,10 @@ export function textMessage(text) {
     const encoded = new TextEncoder().encode(text);
     if (encoded.length === 0) throw new FieldError('text', 'Write one to six letters.');
     if (encoded.length > 6)
-        throw new FieldError('text', `This takes ${encoded.length} bytes; six fit into a message.`);
+        throw new FieldError(
+            'text',
+            `Too long: this takes ${encoded.length} bytes of six. Letters beyond A to Z take two or more.`,
+        );
     const bytes = new Uint8Array(encoded.length > 4 ? 6 : 4);
     bytes.set(encoded);
     if (textOf(bytes) !== text)

@@ -37,7 +37,7 @@ const meterRangeDb = [-110, 0];
 const silenceDb = -150; // the least level that a receiver tells
 
 const decibels = (value) =>
-    value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')} dB`;
+    value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')}\u00a0dB`;
 
 export class ReceiveView {
     #onidle;
@@ -168,7 +168,8 @@ export class ReceiveView {
         if (element('headline').textContent !== title) setText('spoken-figure', figure);
         setText('headline', title);
         setText('explanation', text);
-        setText('figure', isHeard ? this.#strengthOf(this.#shown) : figure);
+        const isStrength = isHeard && (!saysMore || this.#shown.isDoubtful);
+        setText('figure', isStrength ? this.#strengthOf(this.#shown) : figure);
         this.#renderButton();
         element('privacy').hidden = this.#state !== 'idle' || isHeard;
         element('sound').hidden = !['listening', 'paused'].includes(this.#state);
@@ -292,7 +293,7 @@ function figuresOf(report, { sampleRate, processing }) {
         ['Reason', report.recentReason],
         ['Level', decibels(report.levelDbfs)],
         ['Peak', decibels(report.peakDbfs)],
-        ['In the band', decibels(report.bandDbfs)],
+        ['At 18 to 20 kHz', decibels(report.bandDbfs)],
         [
             'Sound ends at',
             report.bandEdgeHz > 0 ? `${(report.bandEdgeHz / 1000).toFixed(1)} kHz` : 'no edge',

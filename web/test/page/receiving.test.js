@@ -99,7 +99,7 @@ test('hears, measures and draws what two channels have, though it cancels in the
     await withPage({ prepare, colorScheme: 'dark' }, async ({ page }) => {
         await listen(page);
         await see(page, '#pin', /^4711$/);
-        await see(page, '#level-figure', /^−1\d dB$/);
+        await see(page, '#level-figure', /^−1\d\sdB$/);
         await see(page, '#figure', /Heard 3 times|Heard [4-9] times/);
         const { framed, beside } = await page.evaluate(measureFrame);
         assert.ok(framed > 4 * beside, `${framed} in the frame, ${beside} beside it`);

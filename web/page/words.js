@@ -25,7 +25,7 @@ const advice = {
     }),
     silent: () => ({
         title: 'No sound arrives',
-        text: 'The microphone gives nothing at all. Is it switched off or covered? Look for a microphone switch on the device and in its settings.',
+        text: 'The microphone gives nothing at all. Is it switched off, covered or unplugged? Look for a switch on the device and in its settings, then stop and listen again.',
         figure: '',
     }),
     clipped: (report) => ({

@@ -36,8 +36,8 @@ async function contextFor(stream) {
 }
 
 /**
- * How many frames the audio thread came too late for, by a browser that counts them. What the microphone
- * gave meanwhile is lost without a gap in the context's time, so that the receiver knows nothing of it.
+ * How many frames the audio thread came too late for, by a browser that counts them. What the
+ * microphone gave meanwhile is lost without a gap in the context's time: the receiver cannot know.
  */
 function lateFrames({ playbackStats, sampleRate }) {
     return Math.round((playbackStats?.underrunDuration ?? 0) * sampleRate);
@@ -57,7 +57,7 @@ export class Listening {
      * @param events  onstate(state, detail): 'idle', 'asking', 'starting', 'listening', 'paused', with
      *     whether the microphone is 'away' or the browser 'waits', or 'failed' with its code;
      *     onsource(node, channels, processing) with what is heard, and what the browser does to it
-     *     unasked; onheard(heard, contextTime); onreport(report), of which `lateFrames` are lost as well
+     *     unasked; onheard(heard, contextTime); onreport(report), where `lateFrames` are lost as well
      */
     constructor(events) {
         this.#events = events;

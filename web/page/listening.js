@@ -4,7 +4,7 @@
 import { createReceiver, openMicrophone, processingOf } from '../tonelink/index.js';
 import { keepScreenOn, letScreenSleep } from './wake_lock.js';
 
-const reportSeconds = 0.5;
+const reportSeconds = 0.2; // of the level that is shown, too
 const resumeMs = 1000;
 const closeMs = 1000;
 const lowestRate = 42000; // below, the band is not there
@@ -35,6 +35,14 @@ async function contextFor(stream) {
     return context;
 }
 
+/**
+ * How many frames the audio thread came too late for, by a browser that counts them. What the
+ * microphone gave meanwhile is lost without a gap in the context's time: the receiver cannot know.
+ */
+function lateFrames({ playbackStats, sampleRate }) {
+    return Math.round((playbackStats?.underrunDuration ?? 0) * sampleRate);
+}
+
 export class Listening {
     #events;
     #stream = null;
@@ -48,8 +56,8 @@ export class Listening {
     /**
      * @param events  onstate(state, detail): 'idle', 'asking', 'starting', 'listening', 'paused', with
      *     whether the microphone is 'away' or the browser 'waits', or 'failed' with its code;
-     *     onsource(node, processing) with what is heard, and what the browser does to it unasked;
-     *     onheard(heard, contextTime); onreport(report)
+     *     onsource(node, channels, processing) with what is heard, and what the browser does to it
+     *     unasked; onheard(heard, contextTime); onreport(report), where `lateFrames` are lost as well
      */
     constructor(events) {
         this.#events = events;
@@ -82,7 +90,8 @@ export class Listening {
                         this.#events.onheard(heard, beginning + heard.seconds);
                 },
                 onreport: (report) => {
-                    if (!isOver()) this.#events.onreport(report);
+                    if (!isOver())
+                        this.#events.onreport({ ...report, lateFrames: lateFrames(context) });
                 },
                 onerror: (error) => {
                     if (!isOver()) this.#end('failed', error.code);
@@ -120,7 +129,8 @@ export class Listening {
         track.onended = track.onmute = track.onunmute = () => this.#look();
         this.#context.onstatechange = () => this.#look();
         const source = this.#context.createMediaStreamSource(this.#stream);
-        this.#events.onsource(source, processingOf(this.#stream));
+        const { channelCount = 2 } = track.getSettings();
+        this.#events.onsource(source, channelCount, processingOf(this.#stream));
         keepScreenOn(this);
         this.#look();
     }
@@ -131,6 +141,7 @@ export class Listening {
         const { state } = this.#context;
         const [track] = this.#stream.getAudioTracks();
         if (track.readyState === 'ended') this.#end('failed', 'microphone-ended');
+        else if (state === 'closed') this.#end('failed'); // it does not come back
         else if (track.muted || state === 'interrupted') this.#enter('paused', 'away');
         else if (state === 'running') this.#enter('listening');
         else this.#enter('paused', 'waits');

@@ -1,5 +1,6 @@
 // What a message means to people: a pairing, and a text where its bytes are one. The command reads
 // and writes messages by the same rules; here a text must also be one that is seen.
+import { pairingMessage as pairingOf, readPairing } from '../tonelink/index.js';
 
 // Control and formatting characters, separators of lines, and what is no character.
 const notPrintable = /[\p{C}\p{Zl}\p{Zp}]/u;
@@ -7,8 +8,8 @@ const notPrintable = /[\p{C}\p{Zl}\p{Zp}]/u;
 // No sign of its own: spaces and fillers alone, or a mark that would sit on what stands before.
 const notVisible = /^(\p{M}|[\p{Z}\u115f\u1160\u2800\u3164\uffa0]*$)/u;
 
-const hexOf = (bytes, between = '') =>
-    Array.from(bytes, (byte) => byte.toString(16).toUpperCase().padStart(2, '0')).join(between);
+const hexOf = (bytes) =>
+    Array.from(bytes, (byte) => byte.toString(16).toUpperCase().padStart(2, '0')).join('');
 
 /** The text that bytes are, without the zeros behind it; empty where none is to be seen. */
 function textOf(bytes) {
@@ -25,10 +26,10 @@ function textOf(bytes) {
 
 /** What a message of four or six bytes says, whichever it is: {pin, octets, hex, text, nbits}. */
 export function readMessage(bytes) {
-    const pinBytes = bytes.slice(0, bytes.length - 2);
+    const { pin, octets } = readPairing(bytes);
     return {
-        pin: String(pinBytes.reduce((pin, byte) => pin * 256 + byte, 0)),
-        octets: hexOf(bytes.slice(-2), ':'),
+        pin: String(pin),
+        octets,
         hex: hexOf(bytes),
         text: textOf(bytes),
         nbits: bytes.length * 8,
@@ -50,31 +51,21 @@ function parsePin(text) {
     return Number(digits);
 }
 
-/** The last two octets of an address that is given in full, or as these two alone, or not at all. */
-function parseOctets(text) {
-    const address = text.trim();
-    if (address === '') return [0, 0];
+/** An address in full: given so, or as its last two octets alone, or not at all. */
+function parseAddress(text) {
+    const address = text.trim() || '00:00';
     if (!/^[\da-f]{2}:[\da-f]{2}$|^([\da-f]{2}:){5}[\da-f]{2}$/i.test(address))
         throw new FieldError(
             'address',
             'Write the address as AA:BB:CC:DD:EE:FF, or its end as EE:FF.',
         );
-    return address
-        .split(':')
-        .slice(-2)
-        .map((octet) => Number.parseInt(octet, 16));
+    return address.length === 5 ? `00:00:00:00:${address}` : address;
 }
 
 /** The message of a pairing: in 32 bits where its PIN fits, else in 48. */
 export function pairingMessage(pinText, addressText) {
     const pin = parsePin(pinText);
-    const octets = parseOctets(addressText);
-    const bytes = new Uint8Array(pin > 0xffff ? 6 : 4);
-    const view = new DataView(bytes.buffer);
-    if (bytes.length === 6) view.setUint32(0, pin);
-    else view.setUint16(0, pin);
-    bytes.set(octets, bytes.length - 2);
-    return bytes;
+    return pairingOf(pin, parseAddress(addressText), pin > 0xffff ? 48 : 32);
 }
 
 /** The message of a text: in 32 bits where it fits, else in 48, with zeros behind it. */
@@ -82,7 +73,10 @@ export function textMessage(text) {
     const encoded = new TextEncoder().encode(text);
     if (encoded.length === 0) throw new FieldError('text', 'Write one to six letters.');
     if (encoded.length > 6)
-        throw new FieldError('text', `This takes ${encoded.length} bytes; six fit into a message.`);
+        throw new FieldError(
+            'text',
+            `Too long: this takes ${encoded.length} bytes of six. Letters beyond A to Z take two or more.`,
+        );
     const bytes = new Uint8Array(encoded.length > 4 ? 6 : 4);
     bytes.set(encoded);
     if (textOf(bytes) !== text)

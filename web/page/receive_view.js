@@ -1,6 +1,5 @@
 // The receiving side of the page: what a person sees of a Listening.
 import { HeardLog } from './heard_log.js';
-import { silenceDb } from './band_level.js';
 import { Listening } from './listening.js';
 import { Spectrogram } from './spectrogram.js';
 import { adviceOn, spelled, strengthWord, timesWord, wordsForFailure } from './words.js';
@@ -35,9 +34,10 @@ const recentSeconds = 5; // of which a report tells the reason
 const adviceSeconds = 8; // after a burst
 const doubt = 'Heard once and barely: wait until it comes again.';
 const meterRangeDb = [-110, 0];
+const silenceDb = -150; // the least level that a receiver tells
 
 const decibels = (value) =>
-    value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')} dB`;
+    value <= silenceDb ? 'silent' : `${String(Math.round(value) || 0).replace('-', '−')}\u00a0dB`;
 
 export class ReceiveView {
     #onidle;
@@ -54,12 +54,10 @@ export class ReceiveView {
     /** @param onidle  called when nothing is shown that should stay */
     constructor(onidle) {
         this.#onidle = onidle;
-        this.#spectrogram = new Spectrogram(element('spectrogram'), (level) =>
-            this.#showLevel(level),
-        );
+        this.#spectrogram = new Spectrogram(element('spectrogram'));
         this.#listening = new Listening({
             onstate: (state, detail) => this.#enter(state, detail),
-            onsource: (source, processing) => this.#see(source, processing),
+            onsource: (...source) => this.#see(...source),
             onheard: (heard, contextTime) => this.#hear(heard, contextTime),
             onreport: (report) => this.#takeReport(report),
         });
@@ -95,9 +93,9 @@ export class ReceiveView {
         this.#onidle();
     }
 
-    #see(source, processing) {
+    #see(source, channels, processing) {
         this.#device = { sampleRate: source.context.sampleRate, processing };
-        this.#spectrogram.start(source);
+        this.#spectrogram.start(source, channels);
     }
 
     #hear(heard, contextTime) {
@@ -115,6 +113,7 @@ export class ReceiveView {
         const isRecent = ({ seconds }) => seconds > report.seconds - recentSeconds - 0.25;
         this.#reports = [...this.#reports.filter(isRecent), report];
         this.#render();
+        this.#showLevel(report.bandDbfs);
         this.#showFigures();
     }
 
@@ -169,7 +168,8 @@ export class ReceiveView {
         if (element('headline').textContent !== title) setText('spoken-figure', figure);
         setText('headline', title);
         setText('explanation', text);
-        setText('figure', isHeard ? this.#strengthOf(this.#shown) : figure);
+        const isStrength = isHeard && (!saysMore || this.#shown.isDoubtful);
+        setText('figure', isStrength ? this.#strengthOf(this.#shown) : figure);
         this.#renderButton();
         element('privacy').hidden = this.#state !== 'idle' || isHeard;
         element('sound').hidden = !['listening', 'paused'].includes(this.#state);
@@ -293,7 +293,7 @@ function figuresOf(report, { sampleRate, processing }) {
         ['Reason', report.recentReason],
         ['Level', decibels(report.levelDbfs)],
         ['Peak', decibels(report.peakDbfs)],
-        ['In the band', decibels(report.bandDbfs)],
+        ['At 18 to 20 kHz', decibels(report.bandDbfs)],
         [
             'Sound ends at',
             report.bandEdgeHz > 0 ? `${(report.bandEdgeHz / 1000).toFixed(1)} kHz` : 'no edge',
@@ -302,7 +302,7 @@ function figuresOf(report, { sampleRate, processing }) {
         ['Bursts not read', String(report.unread)],
         ['Missing', report.unread > 0 ? decibels(report.missingDb) : 'nothing'],
         ['Samples cut off', String(report.clippedFrames)],
-        ['Samples lost', String(report.lostFrames)],
+        ['Samples lost', String(report.lostFrames + report.lateFrames)],
         ['Sample rate', `${sampleRate} Hz`],
         ['Voice processing', processing.length > 0 ? processing.join(', ') : 'off'],
     ];

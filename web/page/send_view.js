@@ -115,10 +115,10 @@ export class SendView {
     }
 
     #playing() {
-        const { pin, octets, text, nbits, hex } = this.#message;
+        const { pin, octets, text, hex } = this.#message;
         const title = ['Sending ', this.#isText ? isolated(`“${text || hex}”`) : `PIN ${pin}`];
-        const end = this.#isText ? '' : `, address ${octets}`;
-        return { title, text: `A message of ${nbits} bits${end}. Most people hear nothing of it.` };
+        const address = this.#isText ? '' : `The address ends in ${octets}. `;
+        return { title, text: `${address}Most people hear nothing of it.` };
     }
 
     #render({ title, text }) {
@@ -146,8 +146,10 @@ export class SendView {
     }
 
     #showLevel() {
-        element('level-output').textContent =
-            `${element('level-field').value.replace('-', '−')} dB`;
+        const { value } = element('level-field');
+        const text = value === '0' ? 'full' : `${value.replace('-', '−')} dB`;
+        element('level-output').textContent = text;
+        element('level-field').setAttribute('aria-valuetext', text);
     }
 
     #showError(field, message) {

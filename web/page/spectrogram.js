@@ -1,8 +1,9 @@
 // The running picture of the sound from 16 to 22 kHz, with a frame around each burst. It draws on the
 // main thread, only while it is seen, and for people who want no motion once a second.
-import { bandHz, bandLevel, silenceDb } from './band_level.js';
 import { SpectrumRing } from './spectrum_ring.js';
 
+const bandHz = [18070, 20140]; // of the bursts
+const silenceDb = -150;
 const lowestHz = 16000;
 const highestHz = 22000;
 const transformLength = 2048; // 43 ms at 48 kHz; a symbol has 33
@@ -38,14 +39,15 @@ const columnAt = (seconds) => Math.floor(seconds * columnsPerSecond);
 
 export class Spectrogram {
     #canvas;
-    #onlevel;
     #withoutMotion = matchMedia('(prefers-reduced-motion: reduce)');
     #colours;
     #source;
-    #analyser = null;
+    #splitter = null;
+    #analysers; // one of each channel
     #hzPerBin;
     #firstBin;
-    #decibels; // of all bins
+    #decibels; // of all bins, and those of one channel
+    #channelDecibels;
     #levels; // of a column
     #floorDb; // the noise
     #ring = null;
@@ -54,34 +56,36 @@ export class Spectrogram {
     #bursts;
     #request;
 
-    /**
-     * @param canvas   what is drawn on
-     * @param onlevel  called with the level in the band, in dB, at each picture
-     */
-    constructor(canvas, onlevel) {
+    /** @param canvas  what is drawn on */
+    constructor(canvas) {
         this.#canvas = canvas;
-        this.#onlevel = onlevel;
         this.#colours = readColours(canvas);
         const scheme = matchMedia('(prefers-color-scheme: dark)');
         scheme.addEventListener('change', () => this.#recolour());
         document.addEventListener('visibilitychange', () => this.#run());
     }
 
-    /** Draws what arrives at a node from now on. */
-    start(source) {
+    /** Draws what arrives at a node from now on: of its channels the strongest at each frequency. */
+    start(source, channels) {
         this.stop();
         const { context } = source;
         this.#source = source;
-        this.#analyser = new AnalyserNode(context, {
-            fftSize: transformLength,
-            smoothingTimeConstant: 0,
+        this.#splitter = new ChannelSplitterNode(context, { numberOfOutputs: channels });
+        this.#analysers = Array.from({ length: channels }, (_, channel) => {
+            const analyser = new AnalyserNode(context, {
+                fftSize: transformLength,
+                smoothingTimeConstant: 0,
+            });
+            this.#splitter.connect(analyser, channel);
+            return analyser;
         });
-        source.connect(this.#analyser);
+        source.connect(this.#splitter);
         this.#hzPerBin = context.sampleRate / transformLength;
         this.#firstBin = Math.round(lowestHz / this.#hzPerBin);
         const lastBin = Math.min(Math.round(highestHz / this.#hzPerBin), transformLength / 2 - 1);
         const rows = lastBin - this.#firstBin + 1;
         this.#decibels = new Float32Array(transformLength / 2);
+        this.#channelDecibels = new Float32Array(transformLength / 2);
         this.#levels = new Float32Array(rows);
         this.#floorDb = silenceDb;
         this.#ring = new SpectrumRing(columns, rows, this.#colours.palette);
@@ -93,14 +97,14 @@ export class Spectrogram {
 
     /** Leaves the last picture as it is. */
     stop() {
-        if (this.#analyser) this.#source.disconnect(this.#analyser);
-        this.#analyser = null;
+        if (this.#splitter) this.#source.disconnect(this.#splitter);
+        this.#splitter = null;
         cancelAnimationFrame(this.#request);
     }
 
     /** Marks a burst that began at a moment of the context's time. */
     mark(beginning, label) {
-        if (!this.#analyser) return;
+        if (!this.#splitter) return;
         const oldest = (this.#column - columns) / columnsPerSecond - burstSeconds;
         this.#bursts = this.#bursts.filter((burst) => burst.beginning > oldest);
         this.#bursts.push({ beginning, label });
@@ -108,7 +112,7 @@ export class Spectrogram {
 
     #run() {
         cancelAnimationFrame(this.#request);
-        if (!this.#analyser || document.hidden) return;
+        if (!this.#splitter || document.hidden) return;
         this.#request = requestAnimationFrame(() => {
             this.#advance();
             this.#run();
@@ -117,7 +121,7 @@ export class Spectrogram {
 
     /** Brings the ring up to now. Columns that were missed repeat the newest. */
     #advance() {
-        const now = columnAt(this.#analyser.context.currentTime);
+        const now = columnAt(this.#splitter.context.currentTime);
         if (now === this.#column) return;
         this.#measure();
         const first = Math.max(this.#column + 1, now - columns + 1);
@@ -126,15 +130,20 @@ export class Spectrogram {
         if (this.#withoutMotion.matches && now - this.#drawn < stillColumns) return;
         this.#drawn = now;
         this.#draw();
-        this.#onlevel(bandLevel(this.#decibels, this.#hzPerBin));
     }
 
     /** Makes a column's levels, from the noise on, which is the median of what is seen. */
     #measure() {
-        this.#analyser.getFloatFrequencyData(this.#decibels);
+        this.#decibels.fill(silenceDb);
+        for (const analyser of this.#analysers) {
+            analyser.getFloatFrequencyData(this.#channelDecibels);
+            this.#channelDecibels.forEach((level, bin) => {
+                this.#decibels[bin] = Math.max(this.#decibels[bin], level);
+            });
+        }
         const levels = this.#levels;
         const seen = this.#decibels.subarray(this.#firstBin, this.#firstBin + levels.length);
-        for (let row = 0; row < levels.length; ++row) levels[row] = Math.max(seen[row], silenceDb);
+        levels.set(seen);
         const median = levels.sort()[levels.length >> 1];
         const rate = Math.abs(median - this.#floorDb) > jumpDb ? 1 : floorRate;
         this.#floorDb += rate * (median - this.#floorDb);
@@ -175,7 +184,8 @@ export class Spectrogram {
         picture.strokeStyle = picture.fillStyle = this.#colours.frame;
         picture.lineWidth = 2 * ratio;
         picture.font = `600 ${12 * ratio}px system-ui, sans-serif`;
-        for (const { beginning, label } of this.#bursts) {
+        let free = width; // of labels, from the left
+        for (const { beginning, label } of [...this.#bursts].reverse()) {
             const left = xOf(beginning);
             picture.strokeRect(
                 left,
@@ -183,7 +193,11 @@ export class Spectrogram {
                 burstSeconds * columnsPerSecond * columnWidth,
                 bottom - top,
             );
-            picture.fillText(label, left, top - 5 * ratio);
+            const labelWidth = picture.measureText(label).width;
+            const labelLeft = Math.min(left, width - labelWidth); // or its end would be cut off
+            if (label === '' || labelLeft + labelWidth > free) continue;
+            picture.fillText(label, labelLeft, top - 5 * ratio);
+            free = labelLeft;
         }
     }
 }

@@ -10,7 +10,10 @@ function nearer(missingDb) {
     return 'Go close to the television.';
 }
 
-const share = (part, { frames }) => `${oneDecimal((100 * part) / frames)} %`;
+const share = (part, whole) => `${oneDecimal((100 * part) / whole)} %`;
+
+const lostOf = ({ lostFrames, lateFrames }) => lostFrames + lateFrames;
+const wholeOf = ({ frames, lateFrames }) => frames + lateFrames;
 
 // What stands in the way, by the reason's word: `title` and `text` stay as they are while the
 // reason does, `figure` may change from report to report.
@@ -22,13 +25,13 @@ const advice = {
     }),
     silent: () => ({
         title: 'No sound arrives',
-        text: 'The microphone gives nothing at all. Is it switched off or covered? Look for a microphone switch on the device and in its settings.',
+        text: 'The microphone gives nothing at all. Is it switched off, covered or unplugged? Look for a switch on the device and in its settings, then stop and listen again.',
         figure: '',
     }),
     clipped: (report) => ({
         title: 'Too loud',
         text: 'The sound is so loud that it is cut off. Go away from the loudspeaker, or turn the volume down.',
-        figure: `${share(report.clippedFrames, report)} of the sound is cut off.`,
+        figure: `${share(report.clippedFrames, report.frames)} of the sound is cut off.`,
     }),
     band_cut: (report) => ({
         title: 'High tones are missing',
@@ -66,11 +69,12 @@ const advice = {
     samples_lost: (report) => ({
         title: 'This device is too busy',
         text: 'Parts of the sound are lost before they can be read. Close other apps and tabs.',
-        figure: `${share(report.lostFrames, report)} of the sound was lost.`,
+        figure: `${share(lostOf(report), wholeOf(report))} of the sound was lost.`,
     }),
 };
 
-const started = { frames: 0, clippedFrames: 0, lostFrames: 0 };
+const started = { frames: 0, clippedFrames: 0, lostFrames: 0, lateFrames: 0 };
+const mostLost = 0.05; // of the sound, as the receiver has it
 
 /**
  * What stands in the way by a report, of which `reason` is that of the last five seconds. Figures are
@@ -81,7 +85,8 @@ const started = { frames: 0, clippedFrames: 0, lostFrames: 0 };
 export function adviceOn(reason, report, processing = [], earlier = started) {
     const recent = { ...report, isWhole: report.reason === reason, processing };
     for (const name of Object.keys(started)) recent[name] -= earlier[name];
-    return (advice[reason] ?? advice.no_burst)(recent);
+    const isLate = recent.lateFrames > 0 && lostOf(recent) > mostLost * wholeOf(recent);
+    return (advice[isLate ? 'samples_lost' : reason] ?? advice.no_burst)(recent);
 }
 
 const oldBrowser = {

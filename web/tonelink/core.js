@@ -6,6 +6,7 @@ import { ToneLinkError } from './errors.js';
 export const mostChannels = 8;
 const mostFrames = 1024; // of each channel, in one push into the module
 const noMemory = -5; // a result
+const noChannels = [];
 
 /** A text of C, which is ASCII; a worklet has no TextDecoder. */
 function textAt(memory, address) {
@@ -127,7 +128,7 @@ export class StreamReceiver {
     /** Takes so many frames of silence. */
     pushSilence(frames) {
         for (let at = 0; at < frames; at += mostFrames)
-            this.#pushBlock([], Math.min(mostFrames, frames - at));
+            this.#pushBlock(noChannels, Math.min(mostFrames, frames - at));
     }
 
     /** Says that the device has lost so many frames. */

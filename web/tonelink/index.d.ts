@@ -52,7 +52,7 @@ export type Reason =
     | 'band_cut'
     | 'too_weak'
     | 'clock'
-    | 'samples_lost'; // known by lost() alone: Web Audio tells of no loss
+    | 'samples_lost'; // by lost(), and by gaps in the context's time, which not every browser has
 
 /** What reaches a receiver. */
 export interface Report {

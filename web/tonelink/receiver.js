@@ -28,9 +28,13 @@ function connect(context, stream) {
 const lowestRate = 42000;
 const patienceMs = 5000; // with an audio thread that may stand still
 
+const stopped = 'the receiver stopped';
+
 /** Waits for what the audio thread says of its settings. */
 function opened(node) {
     return new Promise((resolve, reject) => {
+        // This may come before the message that it is ready.
+        node.onprocessorerror = () => reject(new ToneLinkError('receiver-failed', stopped));
         node.port.onmessage = ({ data: { type, code, message } }) =>
             type === 'failed' ? reject(new ToneLinkError(code, message)) : resolve();
         setTimeout(resolve, patienceMs);
@@ -61,7 +65,7 @@ class Receiver {
         this.onreport = options.onreport ?? null;
         this.onerror = options.onerror ?? null;
         node.port.onmessage = ({ data }) => this.#take(data);
-        node.onprocessorerror = () => this.#fail('receiver-failed', 'the receiver stopped');
+        node.onprocessorerror = () => this.#fail('receiver-failed', stopped);
         context.addEventListener('statechange', this.#look);
         source.connect(node);
     }

@@ -3,6 +3,9 @@
 
 import { Core, StreamReceiver } from './core.js';
 
+const blockFrames = 128; // where a block without channels does not say it
+const mostAbsentSeconds = 0.2; // a gap in the sound; what lasts longer is silence
+
 class ToneLinkProcessor extends AudioWorkletProcessor {
     constructor({ processorOptions: { module, channels, lengths, methods, reportEvery } }) {
         super();
@@ -16,6 +19,9 @@ class ToneLinkProcessor extends AudioWorkletProcessor {
         }
         this.reportFrames = Math.round(reportEvery * sampleRate); // 0: when asked alone
         this.sinceReport = 0;
+        this.nextFrame = Infinity; // at which the next block should begin
+        this.mostAbsent = Math.round(mostAbsentSeconds * sampleRate);
+        this.absent = this.mostAbsent; // frames without channels since the last with; none came yet
         this.isOpen = true;
         this.port.onmessage = ({ data }) => this.answer(data);
         this.port.postMessage({ type: 'ready' });
@@ -39,13 +45,26 @@ class ToneLinkProcessor extends AudioWorkletProcessor {
             this.port.postMessage({ type: 'heard', heard });
     }
 
+    /** Without channels nothing is connected, or the browser has nothing yet: the time goes on. */
+    take(channels, frames) {
+        if (channels.length > 0) {
+            this.receiver.push(channels);
+            this.absent = 0;
+        } else if (this.absent < this.mostAbsent) {
+            this.receiver.lost(frames);
+            this.absent += frames;
+        } else {
+            this.receiver.pushSilence(frames);
+        }
+    }
+
     process(inputs) {
         if (!this.isOpen) return false;
         const channels = inputs[0];
-        // Without channels nothing is connected, or it is muted: the time goes on in silence.
-        const frames = channels.length > 0 ? channels[0].length : 128;
-        if (channels.length > 0) this.receiver.push(channels);
-        else this.receiver.pushSilence(frames);
+        const frames = channels.length > 0 ? channels[0].length : blockFrames;
+        if (currentFrame > this.nextFrame) this.receiver.lost(currentFrame - this.nextFrame);
+        this.nextFrame = currentFrame + frames;
+        this.take(channels, frames);
         this.tellHeard();
         this.sinceReport += frames;
         if (this.reportFrames > 0 && this.sinceReport >= this.reportFrames) {

@@ -78,6 +78,34 @@ test('frames a burst in the picture where its sound is', async () => {
     });
 });
 
+test('hears, measures and draws what two channels have, though it cancels in their sum', async () => {
+    const prepare = (context) =>
+        context.addInitScript(() => {
+            navigator.mediaDevices.getUserMedia = async () => {
+                const { makeBurst } = await import('/tonelink/index.js');
+                const context = new AudioContext();
+                const stream = new MediaStreamAudioDestinationNode(context);
+                const burst = await makeBurst([18, 103, 60, 165], context);
+                const length = burst.length + context.sampleRate;
+                const buffer = context.createBuffer(2, length, context.sampleRate);
+                buffer.copyToChannel(burst, 0);
+                buffer.copyToChannel(burst.map((sample) => -sample), 1);
+                const source = new AudioBufferSourceNode(context, { buffer, loop: true });
+                source.connect(stream);
+                source.start();
+                return stream.stream;
+            };
+        });
+    await withPage({ prepare, colorScheme: 'dark' }, async ({ page }) => {
+        await listen(page);
+        await see(page, '#pin', /^4711$/);
+        await see(page, '#level-figure', /^−1\d\sdB$/);
+        await see(page, '#figure', /Heard 3 times|Heard [4-9] times/);
+        const { framed, beside } = await page.evaluate(measureFrame);
+        assert.ok(framed > 4 * beside, `${framed} in the frame, ${beside} beside it`);
+    });
+});
+
 /** In the page: the brightness within the last whole frame of a burst, and to both of its sides. */
 function measureFrame() {
     const canvas = document.getElementById('spectrogram');

@@ -1,10 +1,13 @@
 // What befalls a microphone in a browser, and what the page says and does then.
 import assert from 'node:assert/strict';
+import { cpSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 import { test } from 'node:test';
 
 import { HeardLog } from '../../page/heard_log.js';
 import { adviceOn, wordsForFailure } from '../../page/words.js';
-import { fakeMicrophone, patience, withPage } from './browser.js';
+import { folder, patience, withPage } from './browser.js';
 import { inspect } from './inspection.js';
 
 const generated = ['--use-fake-device-for-media-stream'];
@@ -136,6 +139,17 @@ test('pauses when sound is taken away, and goes on by a press or by itself', asy
     });
 });
 
+test('begins anew by a press where the sound does not come back', async () => {
+    await withPage({ browserFlags: allowed, prepare: keepHold }, async ({ page }) => {
+        await page.click('#listen');
+        await see(page, '#headline', 'Listening');
+        await page.evaluate(() => window.heldContext.close());
+        await see(page, '#headline', 'That did not work');
+        await page.click('#listen');
+        await see(page, '#headline', 'Listening');
+    });
+});
+
 test('opens a muted microphone anew by a press, and can be stopped meanwhile', async () => {
     await withPage({ browserFlags: allowed, prepare: keepHold }, async ({ page }) => {
         const mute = () =>
@@ -221,7 +235,8 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
             page.evaluate(
                 ([recentReason, seconds]) => {
                     const report = { reason: 'heard', recentReason, seconds, frames: 44100 * seconds };
-                    window.tell({ type: 'report', report });
+                    const counts = { clippedFrames: 0, lostFrames: 0, bandDbfs: -80 };
+                    window.tell({ type: 'report', report: { ...report, ...counts } });
                 },
                 [recentReason, seconds],
             );
@@ -243,6 +258,9 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
         await see(page, '#headline', 'Too faint');
         await report('no_burst', 40);
         assert.equal(await page.locator('#headline').isVisible(), false);
+        // A list that is longer than any window, of which the PIN stays in view.
+        for (let last = 100; last < 160; ++last) await hear(last, 1, 40);
+        assert.equal(await page.locator('#log-list li').count(), 50);
         await page.evaluate(() => {
             const [track] = window.heldStream.getAudioTracks();
             track.stop();
@@ -250,26 +268,58 @@ test('keeps a PIN that is certain, and says what is the matter under it', async 
         });
         await see(page, '#headline', 'The microphone is gone');
         await inspect(page, 'heard-then-gone', ['#headline', '#pin', '#listen']);
+        await page.evaluate(() => scrollTo(0, document.body.scrollHeight)); // as on a desktop
+        const { y } = await page.locator('#pin').boundingBox();
+        assert.ok(y >= 0 && y < 500, `the PIN is at ${y}`);
         assert.equal(await page.locator('#octets').innerText(), '00:02');
     });
 });
 
-test('lets go of the microphone and the screen when it is stopped', async () => {
-    const prepare = async (context) => {
-        await keepHold(context);
-        await context.addInitScript(() => {
-            window.locks = [];
-            const request = async (type) => {
-                const lock = { type, released: false };
-                await new Promise((resolve) => setTimeout(resolve, 200)); // it is asked twice meanwhile
-                lock.release = async () => (lock.released = true);
-                window.locks.push(lock);
-                return lock;
-            };
-            Object.defineProperty(navigator, 'wakeLock', { value: { request } });
+/** The same, with a screen that the page asks to stay on. */
+async function keepHoldOfAll(context) {
+    await keepHold(context);
+    await context.addInitScript(() => {
+        window.locks = [];
+        const request = async (type) => {
+            const lock = { type, released: false };
+            await new Promise((resolve) => setTimeout(resolve, 200)); // it is asked twice meanwhile
+            lock.release = async () => (lock.released = true);
+            window.locks.push(lock);
+            return lock;
+        };
+        Object.defineProperty(navigator, 'wakeLock', { value: { request } });
+    });
+}
+
+test('sleeps while it is hidden, and goes on with the screen on when it is seen again', async () => {
+    await withPage({ browserFlags: allowed, prepare: keepHoldOfAll }, async ({ page }) => {
+        const show = (isShown) =>
+            page.evaluate((hidden) => {
+                Object.defineProperty(document, 'hidden', { value: hidden, configurable: true });
+                document.dispatchEvent(new Event('visibilitychange'));
+            }, !isShown);
+        const locks = () => page.evaluate(() => window.locks.map(({ released }) => released));
+        await page.click('#listen');
+        await page.waitForFunction(() => window.locks.length === 1);
+        await see(page, '#headline', 'Listening');
+        // What systems do to a page in the background.
+        await show(false);
+        await page.evaluate(() => {
+            window.locks[0].released = true;
+            return window.heldContext.suspend();
         });
-    };
-    await withPage({ browserFlags: allowed, prepare }, async ({ page }) => {
+        await see(page, '#headline', 'Paused');
+        assert.deepEqual(await locks(), [true]);
+        await show(true);
+        await see(page, '#headline', 'Listening');
+        assert.equal(await page.evaluate(() => window.heldContext.state), 'running');
+        await page.waitForFunction(() => window.locks.length === 2);
+        assert.deepEqual(await locks(), [true, false]);
+    });
+});
+
+test('lets go of the microphone and the screen when it is stopped', async () => {
+    await withPage({ browserFlags: allowed, prepare: keepHoldOfAll }, async ({ page }) => {
         await page.click('#listen');
         await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
         await see(page, '#headline', 'Listening');
@@ -331,10 +381,42 @@ test('draws nothing while it is hidden, and little for who wants no motion', asy
     );
 });
 
+// What is done to the receiver's end on the audio thread at the beginning of each block, of 2.9 ms.
+const losses = {
+    'one block in ten does not come': 'if (currentFrame % 1280 === 0) return true;',
+    'the audio thread takes too long': 'const end = Date.now() + 6; while (Date.now() < end);',
+};
+
+for (const [loss, source] of Object.entries(losses))
+    test(`says that the device is too busy: ${loss}`, async () => {
+        const served = mkdtempSync(join(tmpdir(), 'tonelink-served-'));
+        cpSync(folder, served, { recursive: true });
+        const worklet = join(served, 'tonelink/worklet.js');
+        const parts = readFileSync(worklet, 'utf8').split('process(inputs) {');
+        assert.equal(parts.length, 2);
+        writeFileSync(worklet, parts.join(`process(inputs) { ${source}`));
+        try {
+            await withPage({ served, browserFlags: allowed }, async ({ page }) => {
+                await page.click('#listen');
+                await see(page, '#headline', 'This device is too busy');
+                await see(page, '#figure', /^\d+\.\d % of the sound was lost\.$/);
+                await inspect(page, 'reason-samples_lost', ['#headline', '#explanation', '#listen']);
+            });
+        } finally {
+            rmSync(served, { recursive: true });
+        }
+    });
+
 test('has words for lost samples, and for what it does not know', () => {
-    const advice = adviceOn('samples_lost', { lostFrames: 30, frames: 200 });
-    assert.equal(advice.title, 'This device is too busy');
-    assert.equal(advice.figure, '15.0 % of the sound was lost.');
+    const lost = { lostFrames: 30, lateFrames: 0, frames: 200 };
+    const late = { lostFrames: 0, lateFrames: 30, frames: 170 };
+    for (const advice of [adviceOn('samples_lost', lost), adviceOn('no_burst', late)]) {
+        assert.equal(advice.title, 'This device is too busy');
+        assert.equal(advice.figure, '15.0 % of the sound was lost.');
+    }
+    const before = { ...late, clippedFrames: 0 };
+    const recovered = { ...late, frames: 370 };
+    assert.equal(adviceOn('no_burst', recovered, [], before).title, 'Nothing heard yet');
     assert.equal(
         adviceOn('too_weak', { reason: 'too_weak', missingDb: 7 }).figure,
         '7.0 dB are missing. Go to half the distance.',
@@ -345,8 +427,8 @@ test('has words for lost samples, and for what it does not know', () => {
 });
 
 test('tells figures of the last seconds, and none that are of other sound', () => {
-    const earlier = { frames: 20_000_000, clippedFrames: 1000, lostFrames: 0 };
-    const now = { reason: 'no_burst', frames: 20_200_000, clippedFrames: 101_000, lostFrames: 0 };
+    const earlier = { frames: 20_000_000, clippedFrames: 1000, lostFrames: 0, lateFrames: 0 };
+    const now = { ...earlier, reason: 'no_burst', frames: 20_200_000, clippedFrames: 101_000 };
     assert.equal(
         adviceOn('clipped', now, [], earlier).figure,
         '50.0 % of the sound is cut off.',

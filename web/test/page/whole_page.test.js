@@ -231,7 +231,8 @@ test('reads and makes messages as the command does', () => {
         });
     }
     assert.equal(readMessage(pairingMessage('4711', 'aa:bb:cc:dd:3c:a5')).hex, '12673CA5');
-    assert.equal(readMessage(pairingMessage('65536', '')).hex, '000100000000');
+    assert.equal(readMessage(pairingMessage('65536', ' 3c:a5')).hex, '000100003CA5');
+    assert.equal(readMessage(pairingMessage('65535', '')).hex, 'FFFF0000');
     assert.equal(readMessage(textMessage('ü€')).hex, 'C3BCE282AC00');
     assert.throws(() => textMessage('ü€ü'), /7 bytes/);
     for (const unseen of ['  ', '\u3164', '\u0301a', '\u200ba']) {

@@ -109,7 +109,7 @@ typedef struct cplx {
     float im;
 } cplx;
 
-/** Complex integer of 16-bit parts, real part in the low half of a 32-bit word. Not a fraction. */
+/** Complex integer of 16-bit parts, real part first in memory. Not a fraction. */
 typedef struct cplx16 {
     int16_t re;
     int16_t im;

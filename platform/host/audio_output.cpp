@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -29,8 +28,6 @@ std::int16_t at_level(std::int16_t s, int level)
 }
 
 } // namespace
-
-static_assert(std::endian::native == std::endian::little, "samples are little-endian");
 
 std::uint64_t samples_played() noexcept { return all_played; }
 

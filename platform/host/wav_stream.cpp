@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <vector>
 
 #include <poll.h>
 #include <unistd.h>
@@ -67,6 +68,17 @@ std::array<std::byte, 44> header_for(int rate)
     return header;
 }
 
+std::vector<std::uint8_t> little_endian(std::span<const std::int16_t> samples)
+{
+    std::vector<std::uint8_t> bytes;
+    for (const std::int16_t sample : samples) {
+        const auto bits = static_cast<std::uint16_t>(sample);
+        bytes.push_back(static_cast<std::uint8_t>(bits));
+        bytes.push_back(static_cast<std::uint8_t>(bits >> 8));
+    }
+    return bytes;
+}
+
 /// What has been done to standard output; never destroyed, as an output may be open while the
 /// process ends.
 struct stream_state {
@@ -103,7 +115,7 @@ public:
 
     void play(std::span<const std::int16_t> samples) override
     {
-        write_all(std::as_bytes(samples)); // little-endian, as audio_output asserts
+        write_all(std::as_bytes(std::span{little_endian(samples)}));
         pacer_.take(samples.size());
     }
 

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #ifndef TONELINK_LANES
 #define TONELINK_LANES 4
@@ -36,8 +37,6 @@
 
 namespace tonelink::TONELINK_SIMD {
 
-static_assert(std::endian::native == std::endian::little, "the earlier half is the lower one");
-
 inline constexpr std::size_t kLanes = TONELINK_LANES;
 
 typedef int32_t words __attribute__((vector_size(4 * TONELINK_LANES)));
@@ -47,16 +46,27 @@ typedef uint16_t unsigned_halves __attribute__((vector_size(4 * TONELINK_LANES))
 
 // ---- Memory and constants ----
 
-/// kLanes lanes from `from` on, which need not be aligned.
+/// Halves as they lie in memory, with the earlier one low, and back: on a big-endian machine they
+/// change places.
+template <class Vector> TONELINK_INLINE Vector ordered(Vector v)
+{
+    if constexpr (std::endian::native == std::endian::big && std::is_same_v<Vector, halves>)
+        return (halves)((unsigned_words)v << 16 | (unsigned_words)v >> 16);
+    else
+        return v;
+}
+
+/// kLanes lanes of words, or of halves, from `from` on, which need not be aligned.
 template <class Vector = words> TONELINK_INLINE Vector load(const void *from)
 {
     Vector v;
     std::memcpy(&v, from, sizeof v);
-    return v;
+    return ordered(v);
 }
 
 template <class Vector> TONELINK_INLINE void store(void *to, Vector v)
 {
+    v = ordered(v);
     std::memcpy(to, &v, sizeof v);
 }
 
@@ -73,7 +83,7 @@ struct pair {
 template <class Pair>
 requires(sizeof(Pair) == sizeof(int32_t)) TONELINK_INLINE halves splat_pair(Pair p)
 {
-    return (halves)splat(__builtin_bit_cast(int32_t, p));
+    return ordered((halves)splat(__builtin_bit_cast(int32_t, p)));
 }
 
 // ---- Arithmetic that wraps ----

@@ -7,13 +7,15 @@
 
 namespace tonelink {
 
-static_assert(std::endian::native == std::endian::little);
-
 void mirror_spectrum(std::span<int16_t> samples, std::size_t first)
 {
     if (first == 0 && !samples.empty()) {
         samples[0] = low16(-samples[0]);
         samples = samples.subspan(1);
+    }
+    if constexpr (std::endian::native == std::endian::big) {
+        for (std::size_t i = 1; i < samples.size(); i += 2) samples[i] = low16(-samples[i]);
+        return;
     }
     // Two samples a word, of which the second is in the upper half: -x is ~x + 1 there.
     for (std::size_t i = 0; i + 1 < samples.size(); i += 2) {

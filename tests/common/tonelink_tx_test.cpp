@@ -153,6 +153,31 @@ TEST_F(TransmitterHandle, StartsOrSaysWhyNot)
     }
 }
 
+/// A callback may come before a start fails, and the output stay that it came from.
+TEST_F(TransmitterHandle, DisarmsWhatDoesNotStart)
+{
+    for (const bool has_memory : {true, false})
+        for (const bool is_destroyed : {true, false}) {
+            platform.reset();
+            loaded_handle handle;
+            platform.on("audio_out_prepare", [has_memory] {
+                const failing_allocation failing{has_memory ? SIZE_MAX / 2 : 0};
+                platform.run_callback();
+            });
+            platform.fail("audio_out_prepare", -1);
+            platform.fail("audio_out_destroy", -1, is_destroyed ? 0 : 1);
+            EXPECT_EQ(tonelink_tx_start_async(handle), 8);
+            EXPECT_EQ(platform.count("sound_manager_set_volume(1, 5)"), has_memory);
+            EXPECT_EQ(platform.volume, 9);
+            expect_stopped(handle);
+            EXPECT_EQ(platform.left_over(), is_destroyed ? "" : "1 outputs; 1 stream infos; ");
+            platform.on("audio_out_prepare", nullptr);
+            kStream.play(handle);
+            EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
+            EXPECT_EQ(platform.left_over(), "");
+        }
+}
+
 TEST_F(TransmitterHandle, StopsWhateverFails)
 {
     const std::string destroy =

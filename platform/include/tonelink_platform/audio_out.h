@@ -45,7 +45,7 @@ typedef void (*audio_out_stream_cb)(audio_out_h out, size_t nbytes, void *user_d
  * Makes an output, not yet prepared.
  * @param rate         samples a second, 8000 to 192000
  * @param channel      128: mono
- * @param sample_type  113: signed 16 bits, little-endian
+ * @param sample_type  113: signed 16 bits, in the byte order of the machine
  * @param out          receives the output, to be given back with audio_out_destroy()
  * @return -22 for another format, with nothing stored
  */

@@ -63,8 +63,8 @@ struct parity_pairs {
 inline void split_parities(const int16_t *input, std::size_t pairs, parity_pairs &split)
 {
     for (std::size_t n = 0; n < pairs; n += kLanes) {
-        const words here = load(input + 2 * n);
-        const words next = load(input + 2 * n + 2);
+        const words here = (words)load<halves>(input + 2 * n);
+        const words next = (words)load<halves>(input + 2 * n + 2);
         store(&split.even[n], combine_halves(here, shift_left(next, 16)));
         store(&split.odd[n], combine_halves((words)((unsigned_words)here >> 16), next));
     }

@@ -94,7 +94,6 @@ check_plan plan_of(const check_options &options)
     check_plan plan;
     if (is_file(options.output)) {
         plan.output_file = file_of(*options.output);
-        refuse_terminal(*plan.output_file);
         return plan;
     }
     if (is_file(options.input)) {

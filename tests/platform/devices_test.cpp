@@ -77,4 +77,19 @@ TEST(Devices, WarnOfWhatCannotBeRight)
         "and is 850 ppm slow");
 }
 
+TEST(Devices, SayWhatStandsBehindAFailure)
+{
+    const scratch_folder folder;
+    ASSERT_EQ(tonelink_host_set_audio("alsa:test"), 0);
+    for (const auto &[error, hint] : {std::pair{EBUSY, "fuser -v"},
+                                      {EACCES, "be in the group audio"},
+                                      {ECONNREFUSED, "no sound server runs"},
+                                      {EIO, "error; TONELINK_AUDIO="}}) {
+        set_device(folder, "type card error " + std::to_string(error));
+        const test_output output;
+        EXPECT_NE(audio_out_prepare(output), 0);
+        EXPECT_NE(last_error().find(hint), std::string::npos) << last_error();
+    }
+}
+
 } // namespace tonelink::test

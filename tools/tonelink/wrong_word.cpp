@@ -102,6 +102,8 @@ std::optional<std::string> name_wrong_word(const CLI::App &program)
     if (is_early && !chosen.empty() && std::ranges::count(option_names(*chosen.back()), typed) > 0)
         return "'" + typed + "' goes after the command, as in '" + name + " " +
                chosen.back()->get_name() + " " + typed + "'";
+    if (typed == "--")
+        return "what looks like an option is none behind '--', which goes before names alone";
     if (!is_early && std::ranges::count(option_names(program), typed) > 0)
         return "'" + typed + "' goes before the command, as in '" + program.get_name() + " " +
                typed + "'";

@@ -18,7 +18,7 @@ constexpr unsigned int kPeriodsPerSecond = 50; // whole at every multiple of 110
 constexpr unsigned int kMostChannels = 128;
 
 /// Of the sound's rate; the band of the bursts, with room for a resampler's edge, needs this much.
-constexpr double kLeastShareOfRate = 41600.0 / 44100;
+constexpr double kLeastShareOfRate = 42000.0 / 44100;
 
 /// What becomes of ALSA's rate plug-ins in a configuration.
 enum class rate_plugins { bypassed, kept };

@@ -57,10 +57,16 @@ TEST(Devices, WarnOfWhatCannotBeRight)
 {
     const scratch_folder folder;
     ASSERT_EQ(tonelink_host_set_audio("alsa:test"), 0);
-    set_device(folder, "type card file \"FILE\" format S16_LE channels 1 rate 32000");
+    set_device(folder, "type card file \"FILE\" format S16_LE channels 1 rate 42000");
     play(sample_row(1000));
-    EXPECT_EQ(last_warning(),
-              "the ALSA device \"test\" runs at 32000 Hz, which loses the band of the bursts");
+    EXPECT_EQ(last_warning(), "");
+    for (const char *rate : {"32000", "41999"}) {
+        set_device(folder,
+                   std::string{"type card file \"FILE\" format S16_LE channels 1 rate "} + rate);
+        play(sample_row(1000));
+        EXPECT_EQ(last_warning(), std::string{"the ALSA device \"test\" runs at "} + rate +
+                                      " Hz, which loses the band of the bursts");
+    }
     set_device(folder,
                "type plug slave { rate 44100 pcm { type rate slave { rate 48000 pcm { type card "
                "file \"FILE\" format S16_LE channels 1 rate 48000 period 1024 } } } }");
@@ -69,6 +75,21 @@ TEST(Devices, WarnOfWhatCannotBeRight)
         last_warning(),
         "the ALSA device \"test\" takes periods of 940 samples at 44100 Hz for 1024 at 48000 Hz, "
         "and is 850 ppm slow");
+}
+
+TEST(Devices, SayWhatStandsBehindAFailure)
+{
+    const scratch_folder folder;
+    ASSERT_EQ(tonelink_host_set_audio("alsa:test"), 0);
+    for (const auto &[error, hint] : {std::pair{EBUSY, "fuser -v"},
+                                      {EACCES, "be in the group audio"},
+                                      {ECONNREFUSED, "no sound server runs"},
+                                      {EIO, "error; TONELINK_AUDIO="}}) {
+        set_device(folder, "type card error " + std::to_string(error));
+        const test_output output;
+        EXPECT_NE(audio_out_prepare(output), 0);
+        EXPECT_NE(last_error().find(hint), std::string::npos) << last_error();
+    }
 }
 
 } // namespace tonelink::test

@@ -1,9 +1,11 @@
 // A sound card that insists: an external plug-in of ALSA's that takes one sample format, one number
 // of channels, one rate and, if it is told so, one length of period. What is played goes into a
-// file, what is captured comes out of one, with silence behind it, at once in both directions.
+// file, what is captured comes out of one, with silence behind it, at once in both directions. Or
+// it does not open, as if another program had it.
 //
 //   pcm_type.card { lib "libasound_module_pcm_card.so" }
 //   pcm.hard { type card file "sound.raw" format S32_LE channels 2 rate 48000 period 1024 }
+//   pcm.busy { type card error 16 }
 
 #include <algorithm>
 #include <memory>
@@ -120,6 +122,7 @@ extern "C" {
 SND_PCM_PLUGIN_DEFINE_FUNC(card)
 {
     static_cast<void>(root); // the macro names it
+    if (const auto error = static_cast<int>(number_at(conf, "error")); error != 0) return -error;
     auto self = std::make_unique<card>();
     const bool plays = stream == SND_PCM_STREAM_PLAYBACK;
     self->file = std::fopen(text_at(conf, "file"), plays ? "ab" : "rb");

@@ -22,29 +22,42 @@ TRIES = 20  # a machine that is too busy loses samples, which is told and is no 
 
 
 class Check(command_case.CommandCase):
+    server = None
+
     def setUp(self):
         super().setUp()
         (self.folder / "asoundrc").write_text(ASOUNDRC)
-        socket = self.folder / "socket"
+        # Where both are the same, sinks stay at their own rates.
+        (self.folder / "daemon.conf").write_text("default-sample-rate=44100\nalternate-sample-rate=44100\n")
         for name, value in (("HOME", self.folder), ("XDG_RUNTIME_DIR", self.folder),
                             ("ALSA_CONFIG_PATH", self.folder / "asoundrc"),
+                            ("PULSE_CONFIG", self.folder / "daemon.conf"),
                             ("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"),
-                            ("PULSE_SERVER", "unix:%s" % socket)):
+                            ("PULSE_SERVER", "unix:%s/socket" % self.folder)):
             before = os.environ.get(name)
             os.environ[name] = str(value)
             self.addCleanup(os.environ.pop, name)
             if before is not None:
                 self.addCleanup(os.environ.__setitem__, name, before)
+        self.begin_server()
+
+    def begin_server(self, *options):
+        """In place of what runs: one with two sinks that nobody hears."""
+        if self.server:
+            self.server.kill()
+            self.server.wait()
+        socket = self.folder / "socket"
         sinks = [argument for name, rate in (("speaker", 48000), ("other", 44100))
                  for argument in ("-L", "module-null-sink sink_name=%s format=s16le rate=%d channels=1 "
                                   "sink_properties=device.description=The-%s" % (name, rate, name))]
         server = subprocess.Popen(
             ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
-             "--disable-shm=yes", *sinks, "-L",
+             "--disable-shm=yes", *options, *sinks, "-L",
              "module-native-protocol-unix auth-anonymous=1 socket=%s" % socket],
             stderr=subprocess.DEVNULL)
         self.addCleanup(server.wait)
         self.addCleanup(server.kill)
+        self.server = server
         while subprocess.run(["pactl", "info"], capture_output=True).returncode != 0:
             self.assertIsNone(server.poll(), "the sound server does not run")
             time.sleep(0.1)
@@ -87,6 +100,50 @@ class Check(command_case.CommandCase):
             if told["reasons"] == ["echo_cancelled"]:
                 break
         self.assertEqual(told["reasons"], ["echo_cancelled"])
+
+    def load(self, *modules):
+        for module in modules:
+            subprocess.run(["pactl", "load-module", *module.split()], check=True, capture_output=True)
+
+    def expect(self, reason, verdicts, sink="speaker", source="speaker.monitor"):
+        for _ in range(TRIES):
+            _, told = self.check("--output", "alsa:pulse:" + sink, "--input", "alsa:pulse:" + source)
+            if told["reasons"] == [reason]:
+                break
+        self.assertEqual((told["reasons"], told["verdict"] in verdicts), ([reason], True))
+        return told
+
+    def test_a_server_that_resamples_badly_is_named(self):
+        """Into a sink of 44.1 kHz it takes the nearest sample of 48."""
+        self.begin_server("--resample-method=trivial")
+        self.load("module-remap-sink sink_name=wide master=other rate=48000")
+        told = self.expect("resampled", ["limited"], "wide", "other.monitor")
+        self.assertGreater(told["image_db"], -30)
+
+    def test_a_way_without_the_band_is_named(self):
+        """Through a sink of 34 kHz, by a steep filter and by one that leaves a little."""
+        for method, edge in (("speex-float-10", 16500), ("speex-float-1", 14500)):
+            self.begin_server("--resample-method=" + method)
+            self.load("module-null-sink sink_name=narrow format=s16le rate=34000 channels=1",
+                      "module-remap-sink sink_name=in master=narrow rate=48000",
+                      "module-remap-source source_name=out master=narrow.monitor rate=48000")
+            told = self.expect("band_cut", ["bad"], "in", "out")
+            self.assertAlmostEqual(told["edge_hz"], edge, delta=600)
+
+    def test_too_much_volume_and_noise_are_named(self):
+        subprocess.run(["pactl", "set-sink-volume", "speaker", "200%"], check=True)
+        self.expect("clipped", ["limited"])
+        self.begin_noise()
+        self.expect("noise", ["limited", "bad"])
+
+    def begin_noise(self):
+        subprocess.run(["pactl", "set-sink-volume", "speaker", "100%"], check=True)
+        with open("/dev/urandom", "rb") as source:
+            noise = subprocess.Popen(
+                ["pacat", "--raw", "--format=s16le", "--rate=48000", "--channels=1", "--volume=51000",
+                 "--device=speaker"], stdin=source, stderr=subprocess.DEVNULL)
+        self.addCleanup(noise.wait)
+        self.addCleanup(noise.kill)
 
     def listed(self, command, *arguments):
         return [json.loads(line) for line in

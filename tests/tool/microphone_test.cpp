@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "burst_shape.h"
+#include "check/played_and_heard.h"
 #include "command.h"
 #include "decode/burst_receiver.h"
 #include "decode/loudest_channel.h"
@@ -173,6 +174,43 @@ TEST(Microphone, ListenTellsOfWhatWasLost)
             std::getline(told, line);
         }
         EXPECT_TRUE(told.eof());
+    }
+}
+
+// Where the loudspeaker or the microphone does not open, whoever wanted it.
+TEST(Microphone, SaysWhatStandsBehindAFailure)
+{
+    for (const auto &[error, hint] :
+         {std::pair{EBUSY, "another program has it, mostly the sound server"},
+          {EACCES, "this user may not use it: be in the group audio"},
+          {EPERM, "this user may not use it: be in the group audio"},
+          {ECONNREFUSED, "no sound server runs for this user"},
+          {EIO, "--list-devices shows what there is"}}) {
+        test::set_device(folder, "type card error " + std::to_string(error));
+        const std::string reason = std::string{snd_strerror(error)} + "; " + hint;
+        const auto expect_told = [&](const std::exception &told, const char *what) {
+            EXPECT_TRUE(std::string{told.what()}.starts_with(
+                std::string{"cannot "} + what + " the ALSA device \"test\": " + reason))
+                << told.what();
+        };
+        try {
+            const microphone input{"test"};
+            FAIL() << "it opens";
+        } catch (const device_failure &told) {
+            expect_told(told, "listen to");
+        }
+        using reasons = path_reason;
+        for (const auto &[devices, side, what] :
+             {std::tuple{check_devices{.output = "test", .input = {}}, reasons::no_output,
+                         "play to"},
+              {check_devices{.output = {}, .input = "test"}, reasons::no_input, "listen to"}})
+            try {
+                play_and_hear(devices, -6, 1, [](double) {});
+                FAIL() << "it opens";
+            } catch (const unusable_device &told) {
+                EXPECT_EQ(told.reason, side);
+                expect_told(told, what);
+            }
     }
 }
 

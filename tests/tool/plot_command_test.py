@@ -26,10 +26,13 @@ class Plot(command_case.CommandCase):
 
     def test_standard_input_may_be_a_file_or_a_pipe(self):
         self.succeed("encode", "--text", "TV-042", "-o", "a.wav")
-        (self.folder / "b.wav").write_bytes(b"before" + self.read("a.wav"))
+        sound = self.read("a.wav")
+        (self.folder / "b.wav").write_bytes(b"before" + sound)
+        (self.folder / "unfinished.wav").write_bytes(sound[:40] + bytes(4) + sound[44:])
         pictures = set()
         for line in ("tonelink plot - -o - <a.wav", "cat a.wav | tonelink plot - -o -",
-                     "{ dd bs=6 count=1 of=c status=none; tonelink plot - -o -; } <b.wav"):
+                     "{ dd bs=6 count=1 of=c status=none; tonelink plot - -o -; } <b.wav",
+                     "tonelink plot - -o - <unfinished.wav", "cat unfinished.wav | tonelink plot - -o -"):
             done = subprocess.run(["sh", "-c", line], cwd=self.folder, capture_output=True)
             self.assertEqual((done.returncode, done.stderr), (0, b""), line)
             pictures.add(done.stdout)

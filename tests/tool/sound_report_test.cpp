@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "decode/decode_report.h"
+#include "decode/reception_text.h"
 
 namespace tonelink::tool {
 namespace {
@@ -30,6 +31,19 @@ TEST(RecentMessages, EachTransmissionCountsItsOwn)
              {0, 32}, {0.6, 48}, {1.2, 32}, {4.1, 48}, {4.3, 32}, {6.5, 48}, {7.5, 32}})
         counts.push_back(recent.hear(burst_at(seconds, nbits)));
     EXPECT_EQ(counts, (std::vector<int64_t>{1, 1, 2, 1, 1, 2, 1}));
+}
+
+TEST(SoundReport, SoundThatEndsWhereProgrammesDoNeedNotBeCut)
+{
+    for (const auto &[edge_hz, may_be_whole] :
+         {std::pair{8000.0f, false}, {13'900.0f, false}, {16'000.0f, true}}) {
+        tonelink_reception reception{};
+        reception.reason = TONELINK_REASON_BAND_CUT;
+        reception.seconds = 5;
+        reception.band_edge_hz = edge_hz;
+        const std::string advice = advice_on(reception, {});
+        EXPECT_EQ(advice.find("television") != std::string::npos, may_be_whole) << advice;
+    }
 }
 
 TEST(SoundReport, ASingleBurstThatMayBeChanceSaysSo)

@@ -23,6 +23,15 @@ file_failure cannot_write(const std::string &name, int reason)
 
 bool is_standard_output(const std::string &path) { return path == "-" || path == "/dev/stdout"; }
 
+/// Whether a character device is a terminal, whatever its name.
+bool is_terminal(const std::string &path)
+{
+    const int device = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const bool is_one = isatty(device) != 0;
+    if (device >= 0) close(device);
+    return is_one;
+}
+
 bool is_link(const std::string &path)
 {
     std::error_code error;
@@ -88,6 +97,10 @@ output_file::output_file(const std::string &path)
         throw file_failure{"cannot write " + path + ": it is a folder"};
     if (exists && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
         throw cannot_write(name_, errno);
+    if (path_ == "-" ? isatty(STDOUT_FILENO) != 0
+                     : exists && S_ISCHR(there.st_mode) && is_terminal(path))
+        throw wrong_usage{name_ +
+                          " is a terminal, which shows no bytes; a file or a pipe is right"};
 
     const std::string place = followed(path);
     if (!exists && is_link(place)) throw cannot_write(name_, ELOOP);
@@ -183,12 +196,6 @@ void output_file::rename_into_place()
     if (close(std::exchange(descriptor_, -1)) != 0 || !temporary_->move_to(path_))
         throw cannot_write(name_, errno);
     temporary_.reset();
-}
-
-void refuse_terminal(const std::string &path)
-{
-    if (is_standard_output(path) && isatty(STDOUT_FILENO))
-        throw wrong_usage{"-o - would fill the terminal with bytes; a file or a pipe is right"};
 }
 
 } // namespace tonelink::tool

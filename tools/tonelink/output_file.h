@@ -15,7 +15,7 @@ namespace tonelink::tool {
 class output_file {
 public:
     /// @param path  "-" is standard output; a symbolic link is followed. Throws failure when the
-    ///              file cannot be made there.
+    ///              file cannot be made there, and wrong_usage for a terminal.
     explicit output_file(const std::string &path);
     /// Removes what was not committed.
     ~output_file();
@@ -46,8 +46,5 @@ private:
     std::optional<temporary_name> temporary_; ///< where the file system makes none without a name
     int descriptor_ = -1;
 };
-
-/// Throws wrong_usage when `path` is "-" and standard output a terminal, which shows no samples.
-void refuse_terminal(const std::string &path);
 
 } // namespace tonelink::tool

@@ -45,9 +45,8 @@ file_descriptor open_source(const sound_source &source)
     return file;
 }
 
-/// Whether it has its place among the files of a disk; the rest comes once, from front to back.
-/// Throws failure for what holds no sound.
-bool is_on_disk(const file_descriptor &file, const sound_source &source)
+/// Throws failure for what holds no sound; else what the system tells of the file.
+struct stat refuse_soundless(const file_descriptor &file, const sound_source &source)
 {
     struct stat about {};
     if (fstat(file.get(), &about) != 0) throw cannot_read(name_of(source), std::strerror(errno));
@@ -55,6 +54,12 @@ bool is_on_disk(const file_descriptor &file, const sound_source &source)
     if (isatty(file.get()))
         throw cannot_read(name_of(source), "it is a terminal; a sound file or a pipe is right");
     if (S_ISREG(about.st_mode) && about.st_size == 0) throw is_empty(source);
+    return about;
+}
+
+/// Whether it has its place among the files of a disk; the rest comes once, from front to back.
+bool is_on_disk(const struct stat &about)
+{
     return S_ISREG(about.st_mode) || S_ISBLK(about.st_mode);
 }
 
@@ -91,10 +96,24 @@ std::string name_of(const sound_source &source)
     return source.path == "-" ? "standard input" : source.path;
 }
 
+file_descriptor copy_sound(const sound_source &source)
+{
+    file_descriptor file = open_source(source);
+    refuse_soundless(file, source);
+    sound_stream stream{std::move(file), name_of(source), {}};
+    if (!source.raw) stream.has_header(); // which is then of a sound that has come to its end
+    return stream.spooled();
+}
+
 sound_reader::sound_reader(const sound_source &source, std::stop_token stop)
     : name_{name_of(source)}, channel_{source.channel}, stop_{std::move(stop)}
 {
-    open(source);
+    format_ = format_of(source);
+    file_descriptor file = open_source(source);
+    if (is_on_disk(refuse_soundless(file, source)))
+        open_on_disk(std::move(file), source);
+    else
+        open_stream(std::move(file), source);
     if (channel_ > channels())
         throw file_failure{name_ + " has no channel " + std::to_string(channel_) +
                            (channels() == 1 ? "; it has one channel"
@@ -104,14 +123,22 @@ sound_reader::sound_reader(const sound_source &source, std::stop_token stop)
     mono_.resize(static_cast<std::size_t>(kFramesPerBlock));
 }
 
-void sound_reader::open(const sound_source &source)
+void sound_reader::open_on_disk(file_descriptor file, const sound_source &source)
 {
-    format_ = format_of(source);
-    file_descriptor file = open_source(source);
-    if (is_on_disk(file, source)) {
-        sound_ = open_file(std::move(file), format_, name_);
-        return;
-    }
+    file_descriptor same{fcntl(file.get(), F_DUPFD_CLOEXEC, 0)};
+    const off_t start = lseek(file.get(), 0, SEEK_CUR);
+    sound_ = open_file(std::move(file), format_, name_);
+    const bool is_unfinished = format_.frames == 0 && !source.raw;
+    if (!is_unfinished || lseek(same.get(), start, SEEK_SET) != start) return;
+    // Whoever wrote the header may not have come back to fill in the size.
+    sound_stream stream{std::move(same), name_, stop_};
+    if (!stream.has_header()) return;
+    format_ = {};
+    sound_ = open_file(stream.spooled(), format_, name_);
+}
+
+void sound_reader::open_stream(file_descriptor file, const sound_source &source)
+{
     auto stream = std::make_unique<sound_stream>(std::move(file), name_, stop_);
     if (source.raw || stream->has_header()) {
         const std::lock_guard lock{opening()};

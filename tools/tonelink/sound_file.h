@@ -27,6 +27,10 @@ struct sound_source {
 /// What messages call it.
 std::string name_of(const sound_source &source);
 
+/// All of a sound that can be read once, such as what comes through a pipe, in a file without a
+/// name. Throws failure when it cannot be read or kept.
+file_descriptor copy_sound(const sound_source &source);
+
 /// Reads a sound file from front to back, its channels mixed to one or all but one left out.
 class sound_reader {
 public:
@@ -66,7 +70,8 @@ public:
     std::string remark() const;
 
 private:
-    void open(const sound_source &source);
+    void open_on_disk(file_descriptor file, const sound_source &source);
+    void open_stream(file_descriptor file, const sound_source &source);
     bool is_complete() const { return passed_ >= format_.frames; }
     float sense_of(float sample);
 

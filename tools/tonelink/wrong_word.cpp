@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <string_view>
@@ -102,6 +103,13 @@ std::optional<std::string> name_wrong_word(const CLI::App &program)
     if (is_early && !chosen.empty() && std::ranges::count(option_names(*chosen.back()), typed) > 0)
         return "'" + typed + "' goes after the command, as in '" + name + " " +
                chosen.back()->get_name() + " " + typed + "'";
+    if (typed == "--")
+        return "what looks like an option is none behind '--', which goes before names alone";
+    if (!is_early && std::ranges::count(option_names(program), typed) > 0)
+        return "'" + typed + "' goes before the command, as in '" + program.get_name() + " " +
+               typed + "'";
+    if (std::error_code unknown; std::filesystem::exists(*option, unknown))
+        return "'" + *option + "' is no option; './" + *option + "' is the file of that name";
     return line_of("'" + typed + "' is no option", nearest(typed, option_names(command)), name);
 }
 

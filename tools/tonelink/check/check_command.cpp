@@ -94,7 +94,6 @@ check_plan plan_of(const check_options &options)
     check_plan plan;
     if (is_file(options.output)) {
         plan.output_file = file_of(*options.output);
-        refuse_terminal(*plan.output_file);
         return plan;
     }
     if (is_file(options.input)) {
@@ -178,14 +177,14 @@ check_result check_on_devices(const check_options &options, const check_devices 
     return done;
 }
 
-/// Of a recording: whoever made it is not known, so that it need not hold the probe.
+/// Of a recording, which holds the probe unless it is one of the room alone.
 check_result check_recorded(const check_options &options, const std::string &path)
 {
     recording heard = read_recording(path);
     heard.played_dbfs = options.level_db;
     check_result done;
     done.input = *options.input;
-    done.task = {.plays = false, .hears = true, .input_rate = heard.rate};
+    done.task = {.plays = options.only != sides::input, .hears = true, .input_rate = heard.rate};
     done.figures = measure_path(heard);
     return done;
 }

@@ -116,13 +116,13 @@ std::string text_of_devices(const check_result &done)
 
 std::string text_of_verdict(const check_result &done)
 {
-    const bool is_whole = done.task.plays && done.task.hears;
+    const bool is_here = !done.output.empty(); // what plays, and not what was recorded of it
     switch (done.verdict.state) {
     case path_state::good:
         if (!done.task.hears) return "good: it plays, at a rate that has room for the band";
         if (!done.figures.heard) return "good: it hears, and the band is quiet enough";
-        return is_whole ? "good: this machine can send and hear"
-                        : "good: what was played is heard as it should be";
+        return is_here ? "good: this machine can send and hear"
+                       : "good: what was played is heard as it should be";
     case path_state::limited: return "limited: messages get through, if less far or less surely";
     default: return "bad: messages do not get through";
     }

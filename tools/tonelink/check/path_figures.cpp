@@ -201,7 +201,12 @@ private:
         figures_.band_fall_db = best - worst;
         const double mean = total / static_cast<double>(smooth.size());
         figures_.band_dbfs = to_db(mean * played_ * played_);
-        if (!chirp_band_.empty()) figures_.late_loss_db = median(chirp_band_) - to_db(mean);
+        // Where the band is cut off, the chirp's lower part is all that is left there.
+        constexpr double kCutOff = 50; // dB below the best
+        const auto level = [](const response_point &point) { return point.db; };
+        const double most = std::ranges::max_element(figures_.wide, {}, level)->db;
+        if (!chirp_band_.empty() && median(chirp_band_) > most - kCutOff)
+            figures_.late_loss_db = median(chirp_band_) - to_db(mean);
     }
 
     /// What tones lose between their beginning and their end.

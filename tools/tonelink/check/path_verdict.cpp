@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include <tonelink/receiver.h>
+
 #include "burst_shape.h"
 #include "report_text.h"
 
@@ -23,10 +25,10 @@ constexpr double kMostImage = -40;   // beside its tone
 constexpr double kMostCompression = 1.5;
 constexpr double kMostLeak = -40;  // beside the tones
 constexpr double kMostFlat = 0.35; // of a tone's samples within 0.2 dB of its peak: a sine has 0.13
-constexpr double kMostClipped = 44;   // samples a second
-constexpr double kMostPpm = 300;      // receivers follow this much
-constexpr double kBrokenPpm = 2000;   // no clock, but sound that is missing or was put in
-constexpr double kLeastRate = 41'600; // Hz
+constexpr double kMostClipped = 44; // samples a second
+constexpr double kMostPpm = 300;    // receivers follow this much
+constexpr double kBrokenPpm = 2000; // no clock, but sound that is missing or was put in
+constexpr double kLeastRate = TONELINK_RECEIVER_LOWEST_RATE;
 
 bool is_above(const std::optional<double> &value, double limit) { return value && *value > limit; }
 

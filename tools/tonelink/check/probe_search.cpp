@@ -9,6 +9,7 @@
 
 #include <fftw3.h>
 
+#include "check/frame_spectrum.h"
 #include "check/probe.h"
 
 namespace tonelink::tool {
@@ -18,8 +19,8 @@ namespace {
 /// seconds; a chirp as loud as the noise is a half.
 constexpr double kLeastShare = 0.01;
 
-/// How far a clock or a few lost samples may move the last chirp.
-constexpr double kMostDrift = 0.05;
+/// How far a clock or lost samples may move the last chirp, in seconds.
+constexpr double kMostDrift = 1;
 
 constexpr double kLeastPower = 1e-12; // -120 dBFS: less is digital silence
 
@@ -115,6 +116,18 @@ private:
     double energy_ = 0; ///< of the chirp
 };
 
+/// Of what lies where the tones do when the probe begins at a time.
+double power_of_tones(std::span<const float> recording, double rate, double start)
+{
+    frame_spectrum frame{recording, rate, probe_time::kToneLength};
+    double power = 0;
+    for (std::size_t tone = 0; tone < kProbeTones && tone_hz(tone) < rate / 2; ++tone) {
+        frame.look(start + tone_start(tone));
+        power += frame.tone_power(tone_hz(tone));
+    }
+    return power;
+}
+
 } // namespace
 
 std::optional<probe_place> find_probe(std::span<const float> recording, double rate)
@@ -137,10 +150,11 @@ std::optional<probe_place> find_probe(std::span<const float> recording, double r
         return probe_place{first->seconds,
                            (last->seconds - first->seconds) / probe_time::kLastChirp,
                            20 * std::log10(last->amplitude / first->amplitude), true};
-    // One alone: the first, unless the recording ends too early for that.
-    const bool is_first = first->seconds + probe_time::kLastChirp < end;
-    const double start = is_first ? first->seconds : first->seconds - probe_time::kLastChirp;
-    return probe_place{start, 1, std::nullopt, is_first};
+    // One alone: the tones tell whether they lie behind it or before.
+    const double as_first = first->seconds, as_last = as_first - probe_time::kLastChirp;
+    const bool is_first =
+        power_of_tones(recording, rate, as_first) >= power_of_tones(recording, rate, as_last);
+    return probe_place{is_first ? as_first : as_last, 1, std::nullopt, is_first};
 }
 
 } // namespace tonelink::tool

@@ -43,10 +43,14 @@ std::string off_clock(const tonelink_reception &reception)
 
 std::string cut_band(const tonelink_reception &reception)
 {
+    constexpr float kLowestOfMusic = 14'000; // what ends further down is a call
     return joined(
         1, "sound up to ", reception.band_edge_hz / 1000,
         " kHz only, and bursts begin at 18.1: the recording went through voice processing "
-        "or a lossy format; record without");
+        "or a lossy format; record without",
+        reception.band_edge_hz < kLowestOfMusic
+            ? ""
+            : "; or nothing was sent, as a television's programme ends there by itself");
 }
 
 std::string lost(const tonelink_reception &reception)

@@ -1,15 +1,9 @@
 #include "plot/kept_sound.h"
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "descriptor_io.h"
-#include "errors.h"
 
 namespace tonelink::tool {
 namespace {
@@ -21,12 +15,6 @@ bool is_pipe(const std::string &path)
 {
     struct stat there {};
     return stat(path.c_str(), &there) == 0 && (S_ISFIFO(there.st_mode) || S_ISSOCK(there.st_mode));
-}
-
-bool is_folder(int descriptor)
-{
-    struct stat there {};
-    return fstat(descriptor, &there) == 0 && S_ISDIR(there.st_mode);
 }
 
 /// Whether standard input is a file that can be opened anew, and has not been read yet.
@@ -49,19 +37,8 @@ kept_sound::kept_sound(sound_source source) : source_{std::move(source)}
         source_.path = path_of(STDIN_FILENO);
         return;
     }
-    if (is_input && isatty(STDIN_FILENO))
-        throw file_failure{
-            "cannot read standard input: it is a terminal; a sound file or a pipe is "
-            "right"};
-    if (is_input && is_folder(STDIN_FILENO))
-        throw file_failure{"cannot read standard input: it is a folder"};
-    const int pipe = is_input ? STDIN_FILENO : open(source_.path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (pipe < 0) throw file_failure{"cannot read " + source_.name + ": " + std::strerror(errno)};
-    copy_.reset(std::tmpfile());
-    if (!copy_ || !copy_rest(pipe, fileno(copy_.get())))
-        throw file_failure{"cannot keep " + source_.name + " in a file: " + std::strerror(errno)};
-    if (!is_input) close(pipe);
-    source_.path = path_of(fileno(copy_.get()));
+    copy_.emplace(copy_sound(source_));
+    source_.path = path_of(copy_->get());
 }
 
 } // namespace tonelink::tool

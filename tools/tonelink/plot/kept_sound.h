@@ -2,9 +2,7 @@
 // can be read once, from a file without a name.
 #pragma once
 
-#include <cstdio>
-#include <memory>
-#include <string>
+#include <optional>
 
 #include "sound_file.h"
 
@@ -20,12 +18,8 @@ public:
     const sound_source &source() const { return source_; }
 
 private:
-    struct close_file {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-
     sound_source source_;
-    std::unique_ptr<std::FILE, close_file> copy_; ///< none of a file
+    std::optional<file_descriptor> copy_; ///< none of a file
 };
 
 } // namespace tonelink::tool

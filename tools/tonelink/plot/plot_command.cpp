@@ -216,7 +216,6 @@ canvas draw_sound(const sound_source &source, const sound_survey &sound,
 void plot(const plot_options &options)
 {
     if (options.output != "-") require_picture_name(options.output);
-    refuse_terminal(options.output);
     output_file output{options.output}; // first, as what follows takes its time
     const kept_sound kept{options.source};
     const sound_source &source = kept.source();

@@ -77,7 +77,6 @@ void encode(const encode_options &options)
             "nothing to send: --pin and --address are right together, or --data, or --text"};
     const message_bits message = message_of(choice);
     const sound_format format = format_of(options);
-    refuse_terminal(options.output);
 
     std::vector<int16_t> burst =
         options.unfiltered ? modem_burst(message) : transmitted_burst(message);

@@ -115,7 +115,8 @@ public:
 
     void play(std::span<const std::int16_t> samples) override
     {
-        write_all(std::as_bytes(std::span{little_endian(samples)}));
+        const auto bytes = little_endian(samples);
+        write_all(std::as_bytes(std::span{bytes}));
         pacer_.take(samples.size());
     }
 

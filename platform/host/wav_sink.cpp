@@ -29,22 +29,42 @@ failure cannot(const std::string &what, const std::string &path, const std::stri
     return {kDeviceNotOpened, "cannot " + what + " the sound file \"" + path + "\": " + why};
 }
 
+/// A file that is open. One that was made for it goes again when not even a header found room.
 class descriptor {
 public:
-    explicit descriptor(const std::string &path)
-        : number_{open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)}
+    explicit descriptor(const std::string &path) : path_{path}
     {
+        constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC;
+        number_ = open(path.c_str(), kFlags | O_EXCL, 0666);
+        is_new_ = number_ >= 0;
+        if (number_ < 0 && errno == EEXIST) number_ = open(path.c_str(), kFlags, 0666);
         if (number_ < 0) throw cannot("open", path, std::strerror(errno));
     }
     descriptor(const descriptor &) = delete;
     descriptor &operator=(const descriptor &) = delete;
-    ~descriptor() { close(number_); }
+    ~descriptor()
+    {
+        struct stat status {};
+        if (is_new_ && fstat(number_, &status) == 0 && status.st_size == 0) unlink(path_.c_str());
+        close(number_);
+    }
 
     int number() const { return number_; }
 
 private:
-    int number_;
+    std::string path_;
+    int number_ = -1;
+    bool is_new_ = false;
 };
+
+/// Empties a file that was there. It keeps its permissions, but for set-id bits.
+bool empty_file(int number)
+{
+    constexpr mode_t kSetId = S_ISUID | S_ISGID;
+    struct stat status {};
+    if (fstat(number, &status) != 0 || ftruncate(number, 0) != 0) return false;
+    return (status.st_mode & kSetId) == 0 || fchmod(number, status.st_mode & 07777 & ~kSetId) == 0;
+}
 
 /// One recording at a time into a file; the later ones of a process go behind the first.
 class recording_slot {
@@ -114,15 +134,12 @@ public:
     {
         SF_INFO info{};
         if (!slot_.appends()) {
-            if (ftruncate(descriptor_.number(), 0) != 0)
-                throw cannot("open", path, std::strerror(errno));
+            if (!empty_file(descriptor_.number())) throw cannot("open", path, std::strerror(errno));
             info.samplerate = rate;
             info.channels = 1;
             info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
         }
-        file_.reset(sf_open_fd(descriptor_.number(), slot_.appends() ? SFM_RDWR : SFM_WRITE, &info,
-                               SF_FALSE));
-        if (file_ == nullptr) throw cannot("open", path, sf_strerror(nullptr));
+        open_file(path, info);
         if (info.samplerate != rate || info.channels != 1 ||
             info.format != (SF_FORMAT_WAV | SF_FORMAT_PCM_16))
             throw cannot("append to", path,
@@ -149,6 +166,18 @@ private:
     struct closer {
         void operator()(SNDFILE *file) const { sf_close(file); }
     };
+
+    void open_file(const std::string &path, SF_INFO &info)
+    {
+        static std::mutex opening; // why it fails, libsndfile says once for the whole process
+        const std::lock_guard lock{opening};
+        const int mode = slot_.appends() ? SFM_RDWR : SFM_WRITE;
+        // A descriptor of its own: what does not open it closes, whatever it is told.
+        const int own = fcntl(descriptor_.number(), F_DUPFD_CLOEXEC, 0);
+        if (own < 0) throw cannot("open", path, std::strerror(errno));
+        file_.reset(sf_open_fd(own, mode, &info, SF_TRUE));
+        if (file_ == nullptr) throw cannot("open", path, sf_strerror(nullptr));
+    }
 
     std::string path_;
     descriptor descriptor_;

@@ -3,9 +3,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 
 #include <alsa/asoundlib.h>
 #include <dlfcn.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/signals.h"
 #include "test_output.h"
@@ -99,6 +103,39 @@ TEST_F(Sinks, FileIsWholeAndAppendedToByOneOutputAtATime)
     ASSERT_EQ(tonelink_host_set_audio(("wav:" + other_path).c_str()), 0);
     play(sound);
     EXPECT_EQ(recorded(other_path), sound);
+}
+
+TEST_F(Sinks, FileStaysWhosItWasAndIsNotLeftEmpty)
+{
+    namespace fs = std::filesystem;
+    const auto status_of = [](const std::string &name) {
+        struct stat status {};
+        stat(name.c_str(), &status);
+        return std::tuple(status.st_ino, status.st_nlink, status.st_uid, status.st_mode & 07777);
+    };
+    const auto target = folder.write("target", std::string(10000, 'x'));
+    fs::create_hard_link(target, folder.file("twin"));
+    fs::create_symlink("target", path);
+    if (geteuid() == 0 && chown(target.c_str(), 65534, 65534) != 0) FAIL();
+    const auto before = status_of(target);
+    ASSERT_EQ(chmod(target.c_str(), 06000 | std::get<3>(before)), 0);
+    play(sound);
+    EXPECT_EQ(status_of(target), before);
+    EXPECT_EQ(recorded(folder.file("twin")), sound);
+
+    fs::remove(path);
+    const auto find_no_room = [&] {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_FSIZE, &none);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const bool is_refused = audio_out_prepare(test_output{}) == kNotOpened;
+        const int first_free = dup(0);
+        close(first_free);
+        audio_out_prepare(test_output{});
+        std::exit(is_refused && dup(0) == first_free ? 0 : 1);
+    };
+    EXPECT_EXIT(find_no_room(), testing::ExitedWithCode(0), "");
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(Sinks, LetTheProcessEndWhileTheyPlay)

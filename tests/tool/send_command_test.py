@@ -185,6 +185,16 @@ class Send(command_case.CommandCase):
             self.assertEqual(samples[:441], at_level(burst, 11)[:441])
             self.assertEqual(samples[-441:], at_level(burst, 15)[-441:])
 
+    def test_ctrl_backslash_leaves_the_terminal_as_it_was(self):
+        ours, theirs = self.terminal()
+        before = termios.tcgetattr(theirs)
+        running = self.begin_on(theirs, "send", *PAIRING, "--output", "none")
+        self.shown_until(rb" copies ", ours)
+        self.assertNotEqual(termios.tcgetattr(theirs), before)
+        os.write(ours, b"\x1c")
+        self.assertEqual(running.wait(), -signal.SIGQUIT)
+        self.assertEqual(termios.tcgetattr(theirs), before)
+
     def test_the_first_signal_after_the_time_ends_it(self):
         """As a terminal of the usual width says."""
         ours, theirs = self.terminal()

@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -19,6 +20,16 @@ bool is_ignored(int signal)
 {
     struct sigaction action {};
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+termios modes_before; // of the terminal, while a keyboard has it
+struct sigaction quit_before;
+
+/// Ctrl-\ ends the program wherever it is, and the terminal is the shell's again.
+extern "C" void give_back_and_quit(int signal)
+{
+    if (tcgetpgrp(STDIN_FILENO) == getpgrp()) tcsetattr(STDIN_FILENO, TCSANOW, &modes_before);
+    raise(signal); // comes when this returns, with its default again
 }
 
 } // namespace
@@ -55,7 +66,6 @@ int stop_signals::take() const
 
 void end_by(int signal)
 {
-    std::signal(signal, SIG_DFL);
     sigset_t let_through;
     sigemptyset(&let_through);
     sigaddset(&let_through, signal);
@@ -102,7 +112,13 @@ void stop_watch::watch()
 
 keyboard::keyboard()
 {
-    is_terminal_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0;
+    is_terminal_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &modes_before) == 0;
+    if (!is_terminal_) return;
+    struct sigaction quitting {};
+    quitting.sa_handler = give_back_and_quit;
+    quitting.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGQUIT, nullptr, &quit_before);
+    if (quit_before.sa_handler == SIG_DFL) sigaction(SIGQUIT, &quitting, nullptr);
     is_there();
 }
 
@@ -111,7 +127,8 @@ keyboard::~keyboard() { let_go(); }
 void keyboard::let_go()
 {
     // Keys that came too late are not the shell's.
-    if (is_there()) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    if (is_there()) tcsetattr(STDIN_FILENO, TCSAFLUSH, &modes_before);
+    if (is_terminal_) sigaction(SIGQUIT, &quit_before, nullptr);
     is_terminal_ = false;
 }
 
@@ -120,7 +137,7 @@ bool keyboard::is_there()
     // A program in the background would be stopped for touching the terminal.
     const bool is_in_front = is_terminal_ && tcgetpgrp(STDIN_FILENO) == getpgrp();
     if (is_in_front && !has_terminal_) {
-        termios keys = before_;
+        termios keys = modes_before;
         keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO); // Ctrl-C stays a signal
         keys.c_cc[VMIN] = 1;
         keys.c_cc[VTIME] = 0;

@@ -8,8 +8,6 @@
 #include <optional>
 #include <thread>
 
-#include <termios.h>
-
 namespace tonelink::tool {
 
 /// Takes the signals that ask a program to stop (SIGINT, SIGTERM, SIGHUP) as events for as long as
@@ -77,7 +75,8 @@ struct event {
 };
 
 /// Takes keys one by one, without showing them, while standard input is a terminal and this program
-/// in its foreground.
+/// in its foreground. The terminal is given back also when SIGQUIT (Ctrl-\) ends the program. One
+/// at a time in a program.
 class keyboard {
 public:
     keyboard();
@@ -104,7 +103,6 @@ private:
 
     bool is_terminal_ = false;
     bool has_terminal_ = false; ///< set for single keys, as far as is known
-    termios before_{};
     escape escape_ = escape::none;
 };
 

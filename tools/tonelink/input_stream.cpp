@@ -18,11 +18,6 @@ constexpr std::chrono::milliseconds kGlance{100};
 
 } // namespace
 
-file_descriptor::~file_descriptor()
-{
-    if (number_ >= 0) close(number_);
-}
-
 input_stream::input_stream(file_descriptor input, std::string name, std::stop_token stop)
     : input_{std::move(input)}, name_{std::move(name)}, stop_{std::move(stop)}
 {

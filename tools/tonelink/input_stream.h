@@ -6,25 +6,11 @@
 #include <span>
 #include <stop_token>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "file_descriptor.h"
+
 namespace tonelink::tool {
-
-/// A file descriptor that is closed with it; negative is none.
-class file_descriptor {
-public:
-    explicit file_descriptor(int number) : number_{number} {}
-    file_descriptor(file_descriptor &&other) noexcept : number_{other.release()} {}
-    file_descriptor &operator=(file_descriptor &&) = delete;
-    ~file_descriptor();
-
-    int get() const { return number_; }
-    int release() { return std::exchange(number_, -1); }
-
-private:
-    int number_;
-};
 
 class input_stream {
 public:

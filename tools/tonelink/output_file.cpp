@@ -2,19 +2,22 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include "descriptor_io.h"
 #include "errors.h"
+#include "held_signals.h"
 
 namespace tonelink::tool {
 namespace {
+
+constexpr mode_t kNewFile = 0666; // less the umask
+constexpr mode_t kSetId = S_ISUID | S_ISGID;
 
 file_failure cannot_write(const std::string &name, int reason)
 {
@@ -23,64 +26,73 @@ file_failure cannot_write(const std::string &name, int reason)
 
 bool is_standard_output(const std::string &path) { return path == "-" || path == "/dev/stdout"; }
 
+/// Opens for writing what is there, without waiting for the reader of a pipe.
+file_descriptor open_there(const char *path)
+{
+    return file_descriptor{open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+}
+
 /// Whether a character device is a terminal, whatever its name.
-bool is_terminal(const std::string &path)
+bool is_terminal(const std::string &path) { return isatty(open_there(path.c_str()).get()) != 0; }
+
+wrong_usage refused_terminal(const std::string &name)
 {
-    const int device = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    const bool is_one = isatty(device) != 0;
-    if (device >= 0) close(device);
-    return is_one;
+    return wrong_usage{name + " is a terminal, which shows no bytes; a file or a pipe is right"};
 }
 
-bool is_link(const std::string &path)
+/// Makes new content look, to who owns it and who may use it, like the file that it is to replace.
+/// Returns whether it could: another owner's file is never replaced, nor one with other links.
+bool become_like(int content, int replaced)
 {
-    std::error_code error;
-    return std::filesystem::is_symlink(path, error);
-}
-
-/// The place that a path leads to through symbolic links, also when nothing is there yet: a link
-/// again only where they lead nowhere.
-std::string followed(std::string path)
-{
-    constexpr int kMostLinks = 40; // as the system has it
-    for (int i = 0; i < kMostLinks && is_link(path); ++i) {
-        std::error_code error;
-        const auto target = std::filesystem::read_symlink(path, error);
-        path = (std::filesystem::path{path}.parent_path() / target).string();
-    }
-    return path;
-}
-
-bool is_same_file(const struct stat &one, const std::string &path)
-{
-    struct stat other {};
-    return stat(path.c_str(), &other) == 0 && other.st_dev == one.st_dev &&
-           other.st_ino == one.st_ino;
-}
-
-std::string linked_name(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
-
-/// Makes a new file take the place of another as who owns it and who may use it see it. Returns
-/// whether it could.
-bool become_like(int descriptor, const struct stat &replaced, const std::string &path)
-{
-    struct stat made {};
-    if (replaced.st_nlink > 1 || fstat(descriptor, &made) != 0) return false;
-    if (getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0) return false;
-    const bool is_theirs = made.st_uid != replaced.st_uid || made.st_gid != replaced.st_gid;
-    if (is_theirs && fchown(descriptor, replaced.st_uid, replaced.st_gid) != 0) return false;
+    struct stat there {
+    }, made{};
+    if (fstat(replaced, &there) != 0 || fstat(content, &made) != 0) return false;
+    if (!S_ISREG(there.st_mode) || there.st_nlink != 1 || there.st_uid != made.st_uid) return false;
+    if (fgetxattr(replaced, "system.posix_acl_access", nullptr, 0) > 0) return false;
+    constexpr auto kSameOwner = static_cast<uid_t>(-1);
+    if (there.st_gid != made.st_gid && fchown(content, kSameOwner, there.st_gid) != 0) return false;
     // Some file systems keep no permissions.
-    return fchmod(descriptor, replaced.st_mode & 07777) == 0 || errno == EPERM;
+    return fchmod(content, there.st_mode & 07777 & ~kSetId) == 0 || errno == EPERM;
 }
 
 /// Takes the room that new content needs before the old is written over.
-bool make_room(int descriptor, off_t size)
+bool make_room(int descriptor, off_t before, off_t size)
 {
-    struct stat there {};
-    if (fstat(descriptor, &there) != 0) return false;
     const int refused = posix_fallocate(descriptor, 0, size);
     if (refused != ENOSPC && refused != EFBIG && refused != EDQUOT) return true;
-    if (ftruncate(descriptor, there.st_size) == 0) errno = refused;
+    if (ftruncate(descriptor, before) == 0) errno = refused;
+    return false;
+}
+
+bool copy_all(int content, int place)
+{
+    return lseek(content, 0, SEEK_SET) == 0 && copy_rest(content, place);
+}
+
+/// Writes over a file of a disk.
+bool rewrite(int content, int place, const struct stat &there)
+{
+    const held_signals until_it_is_whole;
+    const off_t size = lseek(content, 0, SEEK_END);
+    if (size < 0 || !make_room(place, there.st_size, size) || !copy_all(content, place))
+        return false;
+    if ((there.st_mode & kSetId) != 0) fchmod(place, there.st_mode & 07777 & ~kSetId);
+    return ftruncate(place, size) == 0;
+}
+
+/// Makes the file that a symbolic link leads to where there is none yet.
+bool write_new(int content, const std::string &path)
+{
+    const held_signals until_it_is_whole;
+    const file_descriptor made{
+        open(path.c_str(), O_WRONLY | O_CREAT | O_NOCTTY | O_CLOEXEC, kNewFile)};
+    struct stat there {};
+    if (!made.is_open() || fstat(made.get(), &there) != 0) return false;
+    if (rewrite(content, made.get(), there)) return true;
+    const int reason = errno;
+    const auto entry = entry_of(made.get(), path);
+    if (entry && there.st_size == 0) unlinkat(entry->folder.get(), entry->name.c_str(), 0);
+    errno = reason;
     return false;
 }
 
@@ -91,111 +103,126 @@ output_file::output_file(const std::string &path)
                                                                             ? "-"
                                                                             : path}
 {
+    if (path_ != "-")
+        look_at_place();
+    else if (isatty(STDOUT_FILENO) != 0)
+        throw refused_terminal(name_);
+    if (!content_.is_open()) content_ = file_descriptor{memfd_create("tonelink", MFD_CLOEXEC)};
+    if (!content_.is_open()) throw cannot_write(name_, errno);
+}
+
+/// Throws failure where nothing can be written, before any work is done for it.
+void output_file::look_at_place()
+{
     struct stat there {};
-    const bool exists = path_ != "-" && stat(path.c_str(), &there) == 0;
+    const bool exists = stat(path_.c_str(), &there) == 0;
+    if (!exists && errno != ENOENT) throw cannot_write(name_, errno);
     if (exists && S_ISDIR(there.st_mode))
-        throw file_failure{"cannot write " + path + ": it is a folder"};
-    if (exists && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
+        throw file_failure{"cannot write " + path_ + ": it is a folder"};
+    if (!exists) {
+        entry_ = entry_at(path_);
+        if (!entry_) throw cannot_write(name_, errno);
+        open_content(kNewFile);
+        struct stat link {};
+        const char *const name = entry_->name.c_str();
+        const bool is_link = fstatat(entry_->folder.get(), name, &link, AT_SYMLINK_NOFOLLOW) == 0;
+        // Where it leads to the kernel tells when a file is made there.
+        if (!content_.is_open() && !is_link) throw cannot_write(name_, errno);
+    } else if (S_ISREG(there.st_mode)) {
+        const file_descriptor file = open_there(path_.c_str());
+        if (!file.is_open()) throw cannot_write(name_, errno);
+        entry_ = entry_of(file.get(), path_);
+        if (entry_) open_content(there.st_mode & 0777);
+    } else if (faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) != 0) {
         throw cannot_write(name_, errno);
-    if (path_ == "-" ? isatty(STDOUT_FILENO) != 0
-                     : exists && S_ISCHR(there.st_mode) && is_terminal(path))
-        throw wrong_usage{name_ +
-                          " is a terminal, which shows no bytes; a file or a pipe is right"};
-
-    const std::string place = followed(path);
-    if (!exists && is_link(place)) throw cannot_write(name_, ELOOP);
-    // What a link of /proc leads to may have no name, or another one.
-    const bool can_be_replaced = S_ISREG(there.st_mode) && is_same_file(there, place);
-    if (path_ != "-" && (!exists || can_be_replaced)) {
-        path_ = place;
-        open_beside(exists ? &there : nullptr);
+    } else if (S_ISCHR(there.st_mode) && is_terminal(path_)) {
+        throw refused_terminal(name_);
     }
-    if (descriptor_ < 0 && (path_ == "-" || exists))
-        descriptor_ = memfd_create("tonelink", MFD_CLOEXEC);
-    if (descriptor_ < 0) throw cannot_write(name_, errno);
 }
 
-std::string output_file::folder() const
+/// Opens a file that can get the name of the entry: without one until then, if possible. It stays
+/// closed, with the reason in errno, where the folder takes none.
+void output_file::open_content(mode_t mode)
 {
-    const auto parent = std::filesystem::path{path_}.parent_path();
-    return parent.empty() ? "." : parent.string();
-}
-
-/// Opens a file that can take the place of `replaced`, or be new where that is null: without a name
-/// if possible. The descriptor stays -1 where the folder takes none.
-void output_file::open_beside(const struct stat *replaced)
-{
-    const mode_t mode = replaced ? replaced->st_mode & 0777 : 0666;
-    descriptor_ = open(folder().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
-    if (descriptor_ >= 0 && access(linked_name(descriptor_).c_str(), F_OK) != 0)
-        close(std::exchange(descriptor_, -1)); // without /proc it could get no name
-    if (descriptor_ < 0) open_named(mode);
-    is_copied_ = descriptor_ < 0 || (replaced && !become_like(descriptor_, *replaced, path_));
-    if (is_copied_) temporary_.reset();
-}
-
-void output_file::open_named(mode_t mode)
-{
-    temporary_.emplace(folder(), [this, mode](const char *name) {
-        descriptor_ = open(name, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode);
-        return descriptor_ >= 0;
+    const int folder = entry_->folder.get();
+    content_ = file_descriptor{openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode)};
+    if (content_.is_open() && access(name_in_proc(content_.get()).c_str(), F_OK) == 0) return;
+    // Without /proc it could get no name.
+    temporary_.emplace(folder, [&](const char *name) {
+        content_ =
+            file_descriptor{openat(folder, name, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode)};
+        return content_.is_open();
     });
     const int reason = errno;
     if (!temporary_->is_made()) temporary_.reset();
     errno = reason;
 }
 
-output_file::~output_file()
-{
-    if (descriptor_ >= 0) close(descriptor_);
-}
-
 void output_file::commit()
 {
-    if (is_copied_)
-        copy_to_place();
-    else if (temporary_)
-        rename_into_place();
-    else
-        link_into_place();
+    // Some file systems report a full disk only when a file is closed.
+    if (const int twin = fcntl(content_.get(), F_DUPFD_CLOEXEC, 0); twin >= 0 && close(twin) != 0)
+        throw cannot_write(name_, errno);
+    if (!put_into_folder()) copy_to_place();
 }
 
+/// Gives the content the name, as things are there now. Returns whether it could.
+bool output_file::put_into_folder()
+{
+    if (!entry_) return false;
+    constexpr int kMostLooks = 100;
+    for (int look = 0; look < kMostLooks; ++look) {
+        const file_descriptor replaced{
+            openat(entry_->folder.get(), entry_->name.c_str(),
+                   O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+        if (replaced.is_open()) return replace(replaced.get());
+        if (errno != ENOENT) return false; // a symbolic link, say
+        if (take_free_name()) return true;
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
+/// @return false, with the reason in errno, when the name cannot be had; EEXIST: it is taken now
+bool output_file::take_free_name()
+{
+    if (temporary_) return temporary_->move_beside(entry_->name);
+    return linkat(AT_FDCWD, name_in_proc(content_.get()).c_str(), entry_->folder.get(),
+                  entry_->name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+bool output_file::replace(int replaced)
+{
+    if (!become_like(content_.get(), replaced)) return false;
+    if (temporary_) return temporary_->move_over(entry_->name);
+    // A link replaces nothing; a name does.
+    const int folder = entry_->folder.get();
+    temporary_name beside{folder, [&](const char *name) {
+                              return linkat(AT_FDCWD, name_in_proc(content_.get()).c_str(), folder,
+                                            name, AT_SYMLINK_FOLLOW) == 0;
+                          }};
+    return beside.is_made() && beside.move_over(entry_->name);
+}
+
+/// Writes into what is there, or into what a symbolic link leads to.
 void output_file::copy_to_place()
 {
-    const bool is_output = path_ == "-";
-    const int place = is_output ? STDOUT_FILENO : open(path_.c_str(), O_WRONLY | O_CLOEXEC);
-    struct stat there {};
-    if (place < 0) throw cannot_write(name_, errno);
-    const bool is_rewritten = !is_output && fstat(place, &there) == 0 && S_ISREG(there.st_mode);
-    const off_t size = lseek(descriptor_, 0, SEEK_END);
-    const bool written = (!is_rewritten || make_room(place, size)) &&
-                         lseek(descriptor_, 0, SEEK_SET) == 0 && copy_rest(descriptor_, place) &&
-                         (!is_rewritten || ftruncate(place, size) == 0);
-    int reason = written ? 0 : errno;
-    // A device may refuse what it took only here.
-    if (!is_output && close(place) != 0 && reason == 0) reason = errno;
-    if (reason != 0) throw cannot_write(name_, reason);
-}
-
-void output_file::link_into_place()
-{
-    const std::string made = linked_name(descriptor_);
-    const auto link_to = [&made](const char *name) {
-        return linkat(AT_FDCWD, made.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
-    };
-    if (link_to(path_.c_str())) return;
-    if (errno != EEXIST) throw cannot_write(name_, errno);
-    // A link replaces nothing; a name does.
-    temporary_name beside{folder(), link_to};
-    if (!beside.is_made() || !beside.move_to(path_)) throw cannot_write(name_, errno);
-}
-
-void output_file::rename_into_place()
-{
-    // Some file systems report a full disk only at the end.
-    if (close(std::exchange(descriptor_, -1)) != 0 || !temporary_->move_to(path_))
-        throw cannot_write(name_, errno);
-    temporary_.reset();
+    bool is_written = false;
+    if (path_ == "-") {
+        is_written = copy_all(content_.get(), STDOUT_FILENO);
+    } else {
+        file_descriptor place{open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC)};
+        struct stat there {};
+        if (!place.is_open())
+            is_written = errno == ENOENT && write_new(content_.get(), path_);
+        else if (fstat(place.get(), &there) == 0 && S_ISREG(there.st_mode))
+            is_written = rewrite(content_.get(), place.get(), there);
+        else
+            is_written = copy_all(content_.get(), place.get());
+        // A device may refuse what it took only here.
+        if (place.is_open() && close(place.release()) != 0) is_written = false;
+    }
+    if (!is_written) throw cannot_write(name_, errno);
 }
 
 } // namespace tonelink::tool

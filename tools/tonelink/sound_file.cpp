@@ -234,7 +234,11 @@ sound_writer::sound_writer(int descriptor, sound_format format, std::string name
         info.format = SF_FORMAT_RAW | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE;
         break;
     }
-    sound_.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_FALSE));
+    const std::lock_guard lock{opening()};
+    // A descriptor of its own: what libsndfile does not open it closes, whatever it is told.
+    const int own = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0) throw file_failure{"cannot write " + name_ + ": " + std::strerror(errno)};
+    sound_.reset(sf_open_fd(own, SFM_WRITE, &info, SF_TRUE));
     if (!sound_) throw file_failure{"cannot write " + name_ + ": " + sf_strerror(nullptr)};
 }
 

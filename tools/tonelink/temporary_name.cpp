@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace tonelink::tool {
@@ -17,20 +17,23 @@ constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int kMostNames = 1000;
 
 std::atomic<const char *> doomed{nullptr}; // what goes when a signal comes
+std::atomic<int> folder_of_doomed{-1};
 static_assert(std::atomic<const char *>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free);
 std::array<struct sigaction, kEnding.size()> before;
 
 /// Removes the file and lets the signal do what it does.
 extern "C" void remove_and_end(int signal)
 {
-    if (const char *const name = doomed) unlink(name);
+    if (const char *const name = doomed) unlinkat(folder_of_doomed, name, 0);
     raise(signal); // comes when this returns, with its default again
 }
 
 /// From now on `name` is removed by the signals, but for those that do not end the program.
-void doom(const char *name)
+void doom(int folder, const char *name)
 {
     assert(!doomed);
+    folder_of_doomed = folder;
     doomed = name;
     struct sigaction removal {};
     removal.sa_handler = remove_and_end;
@@ -49,14 +52,13 @@ void spare()
 
 } // namespace
 
-temporary_name::temporary_name(const std::string &folder,
-                               const std::function<bool(const char *)> &make)
+temporary_name::temporary_name(int folder, const std::function<bool(const char *)> &make)
+    : folder_{folder}
 {
-    const std::filesystem::path start =
-        std::filesystem::path{folder} / (".tonelink." + std::to_string(getpid()) + '.');
+    const std::string start = ".tonelink." + std::to_string(getpid()) + '.';
     for (int i = 0; i < kMostNames; ++i) {
-        name_ = start.string() + std::to_string(i);
-        doom(name_.c_str()); // before it is there, so that it is never there without
+        name_ = start + std::to_string(i);
+        doom(folder, name_.c_str()); // before it is there, so that it is never there without
         is_made_ = make(name_.c_str());
         if (is_made_) return;
         const int reason = errno;
@@ -69,13 +71,19 @@ temporary_name::temporary_name(const std::string &folder,
 temporary_name::~temporary_name()
 {
     if (!is_made_) return;
-    unlink(name_.c_str());
+    unlinkat(folder_, name_.c_str(), 0);
     spare();
 }
 
-bool temporary_name::move_to(const std::string &place)
+bool temporary_name::move_beside(const std::string &place)
 {
-    if (std::rename(name_.c_str(), place.c_str()) != 0) return false;
+    if (move_to(place, RENAME_NOREPLACE)) return true;
+    return errno == EINVAL && move_over(place); // some file systems always replace
+}
+
+bool temporary_name::move_to(const std::string &place, unsigned int flags)
+{
+    if (renameat2(folder_, name_.c_str(), folder_, place.c_str(), flags) != 0) return false;
     spare();
     is_made_ = false;
     return true;

@@ -216,6 +216,19 @@ TEST_F(PathCheck, NamesTheRest)
     EXPECT_EQ(judged(test::resampled(room, 32000), 32000), "bad rate_too_low");
 }
 
+// A recording says of itself at which rate it was made.
+TEST_F(PathCheck, TakesAnyRate)
+{
+    sound much(48000);
+    for (std::size_t i = 0; i < much.size(); ++i) much[i] = i % 2 == 0 ? 0.1f : -0.2f;
+    for (const double rate : {1, 12, 173, 4000, 7999, 8000, 8001, 384000}) {
+        const path_figures figures = measure_path({.samples = much, .rate = rate, .played_at = {}});
+        EXPECT_NEAR(figures.seconds, 48000 / rate, 1e-6);
+        EXPECT_NEAR(figures.level_dbfs, 10 * std::log10(0.05), 0.01);
+    }
+    EXPECT_EQ(judged(much, 173), "bad rate_too_low");
+}
+
 /// Whether the picture has something blue at a place: more so than the band's shade.
 bool has_curve(const canvas &page, double x, double y)
 {

@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
+#include <future>
 #include <numeric>
 #include <span>
-#include <thread>
+#include <string_view>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <sndfile.hh>
+#include <unistd.h>
 
 #include "burst_shape.h"
 #include "decode/decode_sound.h"
@@ -16,6 +18,7 @@
 #include "platform/scratch_folder.h"
 #include "plot/resampled_sound.h"
 #include "plot/sound_survey.h"
+#include "spool_file.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {
@@ -86,23 +89,88 @@ TEST(SoundFile, SkipsSamples)
     }
 }
 
+/// A header that says what it likes, and a second of silence at most.
+std::string wave_header(uint32_t rate, uint16_t channels, uint16_t bits, uint32_t length)
+{
+    std::string text = "RIFF____WAVEfmt ";
+    const auto put = [&](uint32_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
+    };
+    const uint32_t frame = uint32_t{channels} * bits / 8;
+    for (const uint32_t word : {16u, 1u | uint32_t{channels} << 16, rate, rate * frame,
+                                (frame & 0xFFFF) | uint32_t{bits} << 16})
+        put(word, 4);
+    text += "data";
+    put(length, 4);
+    return text + std::string(std::min<uint32_t>(length, 88200), '\0');
+}
+
+/// Why it cannot be read, as far as libsndfile says so.
+std::string reason_of(const std::string &path)
+{
+    try {
+        sound_reader sound{{path}};
+    } catch (const failure &error) {
+        const std::string said = error.what();
+        return said.substr(said.find(": ") + 2);
+    }
+    return "";
+}
+
 TEST(SoundFile, FailuresSideBySideHaveReasonsOfTheirOwn)
 {
-    const sound_source sound = source({0.5}, kWav16);
-    const sound_source text{folder.file("text")};
-    std::ofstream{text.path} << "no sound at all";
-    const std::jthread beside{[&](const std::stop_token &stop) {
-        while (!stop.stop_requested()) sound_reader{sound};
-    }};
-    for (int i = 0; i < 2000; ++i) {
-        std::string said;
-        try {
-            sound_reader{text};
-        } catch (const failure &error) {
-            said = error.what();
-        }
-        ASSERT_TRUE(said.ends_with(": Format not recognised.")) << said;
+    const std::vector<std::pair<std::string, std::string>> files{
+        {folder.write("text", "no sound at all"), "Format not recognised."},
+        {folder.write("none", wave_header(44100, 0, 16, 1000)), "Channel count is zero."},
+        {folder.write("many", wave_header(44100, 2000, 16, 4000)), "Too many channels specified."},
+        {folder.write("bits", wave_header(44100, 1, 77, 1000)),
+         "File contains data in an unimplemented format."},
+        {folder.write("good", wave_header(44100, 1, 16, 1000)), ""}};
+    std::vector<std::future<int>> wrong;
+    for (const auto &[path, reason] : files)
+        wrong.push_back(std::async(std::launch::async, [&path, &reason] {
+            int others = 0;
+            for (int i = 0; i < 1000; ++i) others += reason_of(path) == reason ? 0 : 1;
+            return others;
+        }));
+    for (std::size_t i = 0; i < files.size(); ++i) EXPECT_EQ(wrong[i].get(), 0) << files[i].first;
+}
+
+// Of what a header says, the rate alone is believed before there are samples; and not any.
+TEST(SoundFile, HeadersThatLieCostNothing)
+{
+    constexpr uint32_t kMost = 0xFFFFFFFF;
+    for (const auto &[rate, length, is_taken] : {std::tuple{44100u, kMost, true},
+                                                 {41000u, kMost, false},
+                                                 {173u, kMost, false},
+                                                 {400000u, 1000u, false},
+                                                 {0x7FFFFFFFu, kMost, false}}) {
+        const sound_source sound{folder.write("liar", wave_header(rate, 1, 16, length))};
+        SCOPED_TRACE(rate);
+        sound_reader reader{sound};
+        const auto decode = [&] { decode_sound(reader, {}, {}); };
+        if (is_taken)
+            EXPECT_NO_THROW(decode());
+        else
+            EXPECT_THROW(decode(), failure);
+        if (rate < TONELINK_RECEIVER_HIGHEST_RATE)
+            EXPECT_EQ(survey_sound(sound).samples, 44100);
+        else
+            EXPECT_THROW(survey_sound(sound), failure);
     }
+}
+
+TEST(SoundFile, KeepsNoMoreOfAPipeThanItsBound)
+{
+    const std::string text(100000, 'x');
+    spool_file file{"it", 100001};
+    file.put(text);
+    file.put(std::string_view{"y"});
+    std::string kept(200000, 0);
+    kept.resize(static_cast<std::size_t>(
+        std::max<ssize_t>(0, read(file.rewound().get(), kept.data(), kept.size()))));
+    EXPECT_EQ(kept, text + 'y');
+    EXPECT_THROW(file.put(std::string_view{"z"}), failure);
 }
 
 TEST(SoundFile, BringsBurstsOfAnyRateToTheReceiver)

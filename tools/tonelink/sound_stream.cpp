@@ -1,17 +1,13 @@
 #include "sound_stream.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
 
-#include <unistd.h>
-
-#include "errors.h"
+#include "spool_file.h"
 
 namespace tonelink::tool {
 namespace {
@@ -56,10 +52,6 @@ std::size_t sample_bytes(const SF_INFO &format)
     default: return 0;
     }
 }
-
-struct close_file {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
 
 } // namespace
 
@@ -128,16 +120,12 @@ void sound_stream::drop_passed()
 
 file_descriptor sound_stream::spooled()
 {
-    const std::unique_ptr<std::FILE, close_file> file{std::tmpfile()};
-    bool is_kept = file != nullptr;
-    for (; is_kept && !is_empty(); bytes_.wait_for(1)) {
-        const std::span<char> held = bytes_.held();
-        is_kept = std::fwrite(held.data(), 1, held.size(), file.get()) == held.size();
-        bytes_.drop(held.size());
+    spool_file file{name_};
+    for (; !is_empty(); bytes_.wait_for(1)) {
+        file.put(bytes_.held());
+        bytes_.drop(bytes_.held().size());
     }
-    if (!is_kept || std::fflush(file.get()) != 0 || lseek(fileno(file.get()), 0, SEEK_SET) != 0)
-        throw file_failure{"cannot keep " + name_ + " in a file: " + std::strerror(errno)};
-    return file_descriptor{dup(fileno(file.get()))};
+    return file.rewound();
 }
 
 sf_count_t sound_stream::length(void *stream)

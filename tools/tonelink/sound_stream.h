@@ -53,7 +53,8 @@ public:
     /// To be called when samples have been read.
     void drop_passed();
 
-    /// All that came and comes until the end, in a file without a name, from its start.
+    /// All that came and comes until the end, in a file without a name, from its start. Throws
+    /// failure when that is more than a spool_file keeps.
     file_descriptor spooled();
 
 private:

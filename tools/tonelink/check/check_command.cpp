@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include <tonelink/receiver.h>
+
 #include "arguments.h"
 #include "burst_shape.h"
 #include "check/check_picture.h"
@@ -126,6 +128,10 @@ void write_probe(const std::string &path, double level_db)
 recording read_recording(const std::string &path)
 {
     sound_reader sound{{.path = path}};
+    if (sound.sample_rate() > TONELINK_RECEIVER_HIGHEST_RATE)
+        throw file_failure{joined(0, "cannot check ", sound.name(), ": its sample rate of ",
+                                  sound.sample_rate(), " Hz is too high; up to ",
+                                  TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
     recording heard;
     heard.rate = sound.sample_rate();
     const auto most = static_cast<std::size_t>(kLongest * heard.rate);

@@ -37,6 +37,23 @@ std::vector<double> steps(double from, double to, double step)
     return numbers;
 }
 
+/// What there is to say of any recording.
+path_figures all_samples_of(const recording &heard)
+{
+    constexpr float kTop = 32766.5f / 32768;
+    path_figures figures;
+    double total = 0;
+    for (const float sample : heard.samples) {
+        total += double{sample} * sample;
+        figures.clipped_samples += std::abs(sample) >= kTop ? 1 : 0;
+    }
+    const auto count = static_cast<double>(heard.samples.size());
+    figures.seconds = count / heard.rate;
+    figures.level_dbfs = to_db(2 * total / std::max(1.0, count));
+    figures.lost_samples = heard.lost_samples;
+    return figures;
+}
+
 /// One measurement, step by step.
 class path_meter {
 public:
@@ -50,7 +67,7 @@ public:
 
     path_figures measure()
     {
-        measure_all_samples();
+        figures_ = all_samples_of(heard_);
         measure_noise();
         if (!place_) return figures_;
         figures_.heard = true;
@@ -77,20 +94,6 @@ private:
     frame_spectrum frames_of(double seconds) const
     {
         return {heard_.samples, heard_.rate, seconds};
-    }
-
-    void measure_all_samples()
-    {
-        constexpr float kTop = 32766.5f / 32768;
-        double total = 0;
-        for (const float sample : heard_.samples) {
-            total += double{sample} * sample;
-            figures_.clipped_samples += std::abs(sample) >= kTop ? 1 : 0;
-        }
-        const auto count = static_cast<double>(heard_.samples.size());
-        figures_.seconds = count / heard_.rate;
-        figures_.level_dbfs = to_db(2 * total / std::max(1.0, count));
-        figures_.lost_samples = heard_.lost_samples;
     }
 
     void measure_noise()
@@ -308,6 +311,8 @@ private:
 
 path_figures measure_path(const recording &heard)
 {
+    constexpr double kLeastRate = 8000; // below, too little of the chirp is left
+    if (heard.rate < kLeastRate) return all_samples_of(heard);
     const auto place = find_probe(heard.samples, heard.rate);
     return path_meter{heard, place}.measure();
 }

@@ -66,7 +66,8 @@ struct path_figures {
     std::optional<double> burst_snr_db; ///< as the receiver measures it
 };
 
-/// Measures a recording, with or without the probe in it.
+/// Measures a recording, with or without the probe in it. Below 8000 Hz, where too little of the
+/// probe is left, all of its samples alone: their level, and how many are clipped.
 path_figures measure_path(const recording &heard);
 
 } // namespace tonelink::tool

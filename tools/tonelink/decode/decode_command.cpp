@@ -33,6 +33,7 @@ constexpr const char *kDecodeExamples = R"(Examples:
   tonelink decode recording.wav
   arecord -f S16_LE -r 44100 -t raw | tonelink decode --raw -
 Bare samples and WAV through a pipe are told as they come; Ctrl-C ends with what was heard.
+Other formats are read to their end first, which is up to 1 GiB.
 Exit status: 0 when a message was heard, 1 when none was, 2 for wrong usage, 3 for a file
 that cannot be read.)";
 

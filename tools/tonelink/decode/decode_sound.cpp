@@ -12,6 +12,8 @@ namespace {
 /// A stream that has brought nothing for so long stands still. A sound card brings more sooner.
 constexpr std::chrono::milliseconds kStandstill{250};
 
+} // namespace
+
 void require_rate(const sound_reader &sound)
 {
     const int rate = sound.sample_rate();
@@ -21,8 +23,6 @@ void require_rate(const sound_reader &sound)
         rate < TONELINK_RECEIVER_LOWEST_RATE ? "low for bursts; " : "high; ",
         TONELINK_RECEIVER_LOWEST_RATE, " to ", TONELINK_RECEIVER_HIGHEST_RATE, " Hz is right")};
 }
-
-} // namespace
 
 tonelink_reception decode_sound(sound_reader &sound, const listening &wanted,
                                 const decoding_observer &observer)

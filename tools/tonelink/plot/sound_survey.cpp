@@ -39,8 +39,10 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
     sound_reader sound{source};
     sound_survey survey{sound.sample_rate(), sound.channels(), 0, {}};
     std::future<std::vector<tonelink_heard>> heard;
-    if (burst_finder::has_band(sound.sample_rate()))
+    if (sound.sample_rate() >= TONELINK_RECEIVER_LOWEST_RATE) {
+        require_rate(sound); // before anything takes its time
         heard = std::async(std::launch::async, [&] { return bursts_in(source); });
+    }
     burst_finder finder{static_cast<double>(sound.sample_rate())};
     for (auto block = sound.read(); !block.empty(); block = sound.read()) {
         finder.put(block);
@@ -49,7 +51,8 @@ sound_survey survey_sound(const sound_source &source, const std::function<void(d
             progressed(static_cast<double>(survey.samples) / static_cast<double>(sound.length()));
     }
     survey.remark = sound.remark();
-    if (heard.valid()) survey.bursts = join_bursts(finder.finish(), heard.get());
+    const auto decoded = heard.valid() ? heard.get() : std::vector<tonelink_heard>{};
+    survey.bursts = join_bursts(finder.finish(), decoded);
     return survey;
 }
 

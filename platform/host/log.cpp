@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -15,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <sys/syslog.h>
 #include <unistd.h>
@@ -66,36 +68,63 @@ priority_style style_of(int priority)
     return {'I', "\033[32m", LOG_INFO};
 }
 
-/// How many bytes from the beginning on a terminal would obey and not show: control characters, and
-/// marks that turn the direction of writing, in UTF-8.
-std::size_t obeyed(std::string_view text)
+/// A character at the beginning of a text, in UTF-8: its number, and how many bytes it has. What is
+/// none, one byte that is cut short or too long, is number 0.
+struct character {
+    std::uint32_t number;
+    std::size_t size;
+};
+
+character first_of(std::string_view text)
 {
     const auto byte = [&](std::size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
     };
-    if (byte(0) < 0x20 || byte(0) == 0x7F) return 1;
-    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) < 0xA0) return 2;
-    if (byte(0) != 0xE2) return 0;
-    const unsigned mark = byte(1) << 8 | byte(2);
-    const bool is_mark = (mark >= 0x808B && mark <= 0x808F) || (mark >= 0x80A8 && mark <= 0x80AE) ||
-                         (mark >= 0x81A0 && mark <= 0x81AF);
-    return is_mark ? 3 : 0;
+    const std::uint32_t lead = byte(0);
+    if (lead < 0x80) return {lead, 1};
+    const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    constexpr std::array<std::uint32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};
+    std::uint32_t number = lead & (0x7Fu >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return {0, 1};
+        number = number << 6 | (byte(i) & 0x3F);
+    }
+    const bool is_one = lead >= 0xC0 && lead < 0xF8 && number >= kLeast[size] && number < 0x110000;
+    return is_one ? character{number, size} : character{0, 1};
 }
 
-/// The text with such bytes as escapes: "\x1B".
+/// Whether a terminal would obey a character and not show it: those that control it, and marks that
+/// turn the direction of writing or cannot be seen.
+bool is_obeyed(std::uint32_t number)
+{
+    constexpr std::array<std::pair<std::uint32_t, std::uint32_t>, 9> kObeyed{{{0, 0x1F},
+                                                                              {0x7F, 0x9F},
+                                                                              {0x61C, 0x61C},
+                                                                              {0x200B, 0x200F},
+                                                                              {0x2028, 0x202E},
+                                                                              {0x2060, 0x206F},
+                                                                              {0xD800, 0xDFFF},
+                                                                              {0xFEFF, 0xFEFF},
+                                                                              {0xE0000, 0xE007F}}};
+    return std::ranges::any_of(kObeyed, [number](const auto &range) {
+        return number >= range.first && number <= range.second;
+    });
+}
+
+/// The text with the bytes of such characters as escapes: "\x1B".
 std::string escaped(std::string_view text)
 {
     std::string line;
     while (!text.empty()) {
-        std::size_t count = obeyed(text);
-        if (count == 0) line += text[0];
-        for (std::size_t i = 0; i < count; ++i) {
-            std::array<char, 5> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\x%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(text[i])));
+        const character next = first_of(text);
+        for (const char byte : text.substr(0, next.size)) {
+            std::array<char, 5> escape{byte};
+            if (is_obeyed(next.number))
+                std::snprintf(escape.data(), escape.size(), "\\x%02X",
+                              static_cast<unsigned>(static_cast<unsigned char>(byte)));
             line += escape.data();
         }
-        text.remove_prefix(std::max<std::size_t>(count, 1));
+        text.remove_prefix(next.size);
     }
     return line;
 }

@@ -33,10 +33,12 @@ TEST(Log, MakesOneLineOfACallWhereItIsWanted)
 {
     const std::string long_word(2000, 'x');
     // What a terminal would obey is shown instead.
-    const auto text =
-        "  common: \n address_=AA\r\n" + long_word + " 100 %d \033[2J\u202E\u0085 \u00E9\n\n";
-    const auto line = " TAG:   common: address_=AA " + long_word +
-                      " 100 %d \\x1B[2J\\xE2\\x80\\xAE\\xC2\\x85 \u00E9\n";
+    const auto text = "  common: \n address_=AA\r\n" + long_word +
+                      " 100 %d \033[2J\u202E\u0085\x9B\u061C\xE2\x80\xC0\x9B \u00E9\U0001F3B5\n\n";
+    const auto line =
+        " TAG:   common: address_=AA " + long_word +
+        " 100 %d \\x1B[2J\\xE2\\x80\\xAE\\xC2\\x85\\x9B\\xD8\\x9C\\xE2\\x80\\xC0\\x9B "
+        "\u00E9\U0001F3B5\n";
     openlog("test", LOG_PERROR, LOG_USER);
     int priority = 2; // and on: the last one is none
     for (const auto &[letter, level] :

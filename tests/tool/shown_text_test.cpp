@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "message.h"
+#include "report_text.h"
 
 namespace tonelink::tool {
 namespace {
@@ -21,6 +24,19 @@ TEST(ShownText, IsOneLineOfPrintableCharacters)
              {"cod.\u202Evaw\u2066\u200F\u061C", R"(cod.\u{202E}vaw\u{2066}\u{200F}\u{061C})"},
              {"\u2028\uFEFF\U000E0041", R"(\u{2028}\u{FEFF}\u{E0041})"}})
         EXPECT_EQ(shown(text), safe);
+}
+
+TEST(ShownText, IsEscapedInJson)
+{
+    using namespace std::string_literals;
+    for (const std::string &text :
+         {"a\"b\\\n\x7F\x1B[2J"s, "M\u00fcll"s, "\u009B2J\u202E\u2028\U000E0041"s}) {
+        const std::string line = line_of(json_object{{"text", text}});
+        EXPECT_EQ(nlohmann::json::parse(line)["text"], text);
+        EXPECT_EQ(shown(line), line.substr(0, line.size() - 1) + "\\n");
+    }
+    EXPECT_EQ(line_of(json_object{{"a", "\u00fc\u202E\U000E0041\xFF"}}),
+              "{\"a\":\"\u00fc\\u202E\\uDB40\\uDC41\uFFFD\"}\n");
 }
 
 std::string text_in(const std::string &bytes)

@@ -107,6 +107,9 @@ TEST(DecodeReport, TellsTimesAndFigures)
               "{\"time\":0.0,\"bits\":32,\"message\":\"FFFFFFFF\",\"pin\":65535,"
               "\"octets\":\"FF:FF\",\"sample\":-11025,\"level_dbfs\":-23.5,\"snr_db\":3.3,"
               "\"clock_ppm\":-12.0,\"copies\":1,\"positions\":1,\"methods\":[\"exact\"]}\n");
+    std::ranges::copy(std::string_view{"a\"\\b"}, heard.message);
+    EXPECT_NE(line_of_burst(heard, report_form::text).find(R"(  text "a\"\\b"  at)"),
+              std::string::npos);
 }
 
 } // namespace

@@ -26,14 +26,15 @@ std::string padded_hex(uint64_t number, int width)
 
 std::string bar_of(double share, std::size_t width)
 {
+    const double shown = share > 0 ? std::min(share, 1.0) : 0.0; // 0 also if no number
     std::string bar(width, '.');
-    std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(share * static_cast<double>(width)), '#');
+    std::fill_n(bar.begin(), static_cast<std::ptrdiff_t>(shown * static_cast<double>(width)), '#');
     return '[' + bar + ']';
 }
 
 std::string line_of(const json_object &object)
 {
-    return object.dump(-1, ' ', false, json_object::error_handler_t::replace) + '\n';
+    return shown_json(object.dump(-1, ' ', false, json_object::error_handler_t::replace)) + '\n';
 }
 
 double to_milliseconds(double seconds) { return std::round(seconds * 1000) / 1000; }

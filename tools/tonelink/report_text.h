@@ -26,13 +26,13 @@ template <class... Values> std::string joined(int decimals, const Values &...val
 std::string padded(uint64_t number, int width);
 std::string padded_hex(uint64_t number, int width);
 
-/// A share of 0 to 1 as a bar so many characters wide: "[###.....]".
+/// A share of 0 to 1 as a bar so many characters wide: "[###.....]". Less is 0, more is 1.
 std::string bar_of(double share, std::size_t width);
 
 /// An object of JSON whose members stand in the order in which they were put.
 using json_object = nlohmann::ordered_json;
 
-/// It as a line. Bytes that are no UTF-8 become U+FFFD.
+/// It as a line. Bytes that are no UTF-8 become U+FFFD; what is not printable, an escape.
 std::string line_of(const json_object &object);
 
 /// Seconds to the millisecond, and other values to a tenth, for an object.

@@ -11,6 +11,10 @@ namespace tonelink::tool {
 /// begin a line, or turn the order of what stands beside it.
 std::string shown(std::string_view text);
 
+/// A line of JSON whose texts hold printable characters alone: others stand as JSON's own escapes,
+/// "\u202E".
+std::string shown_json(std::string_view json);
+
 /// Whether shown() leaves it as it is.
 bool is_printable(std::string_view text);
 

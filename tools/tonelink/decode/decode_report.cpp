@@ -20,7 +20,7 @@ std::string meaning_of(const message_bits &message)
     const std::string text = text_of(message);
     return joined(0, "PIN ", pin_of(message), "  ", octets_of(message), "  ", message.size(),
                   " bits  ", hex_of(message)) +
-           (text.empty() ? "" : "  text \"" + text + '"');
+           (text.empty() ? "" : joined(0, "  text ", std::quoted(text)));
 }
 
 /// One position of some 551 a second, whose CRC agrees by chance once in 16 million. The far method

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace tonelink {
 
@@ -130,6 +131,7 @@ void burst_meter::measure_power()
 {
     constexpr int kPilots = kSymbols * kSubcarriers / 2;
     constexpr int kUnknowns = kSubcarriers + kSymbols;
+    constexpr float kLeastSum = std::numeric_limits<float>::min(); // whose inverse is a number
     std::array<float_complex, kSymbols> gains;
     gains.fill({1, 0});
     for (int pass = 0; pass < 3; ++pass) {
@@ -140,7 +142,7 @@ void burst_meter::measure_power()
                 sum += grid_[s][i] * conjugate(gains[s]);
                 power += power_of(gains[s]);
             }
-            channel_[i] = power > 0 ? sum * (1 / power) : float_complex{};
+            channel_[i] = power > kLeastSum ? sum * (1 / power) : float_complex{};
         }
         for (std::size_t s = 0; s < kSymbols; ++s) {
             float_complex sum{};
@@ -149,7 +151,7 @@ void burst_meter::measure_power()
                 sum += grid_[s][i] * conjugate(channel_[i]);
                 power += power_of(channel_[i]);
             }
-            gains[s] = power > 0 ? sum * (1 / power) : float_complex{};
+            gains[s] = power > kLeastSum ? sum * (1 / power) : float_complex{};
         }
     }
     float noise = 0, signal = 0;

@@ -1,6 +1,7 @@
 // The C interface: arguments, records that grow, memory, and what a push must not do.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -103,6 +104,35 @@ TEST(ReceiverInterface, RefusesWrongArguments)
     EXPECT_EQ(tonelink_receiver_next(receiver, &heard), 0);
     EXPECT_EQ(receiver.report().frames, 0u);
     tonelink_receiver_close(nullptr);
+}
+
+// Also where squares of what is heard are no numbers any more, and where silence ends in a tone.
+TEST(ReceiverInterface, FiguresAreNumbersWhateverIsHeard)
+{
+    const sound burst = burst_at(kPair32.bits, 44100);
+    for (const uint32_t methods : {TONELINK_METHOD_EXACT, TONELINK_METHOD_FAR}) {
+        open_receiver receiver{0, 0, methods};
+        for (const float scale :
+             {1.0f, 1e-6f, 1e-10f, 1e-14f, 1e-16f, 1e-19f, 1e-22f, 1e-40f, 1e3f}) {
+            sound heard(30000);
+            add(heard, sine(2000, 44100, 19000), 4000);
+            add(heard, burst, 7000);
+            for (float &sample : heard) sample *= scale;
+            receiver.push(heard);
+        }
+        receiver.push(sound{NAN, INFINITY, -INFINITY, 3e38f, -3e38f, 1e-45f});
+        tonelink_receiver_flush(receiver);
+        const auto all = receiver.heard();
+        EXPECT_FALSE(all.empty());
+        for (const tonelink_heard &one : all)
+            EXPECT_TRUE(std::isfinite(one.seconds + one.level_dbfs + one.snr_db + one.clock_ppm));
+        const tonelink_reception now = receiver.report();
+        float sum = now.level_dbfs + now.peak_dbfs + now.band_dbfs + now.band_edge_hz +
+                    now.missing_db + now.unread_snr_db + now.unread_ppm;
+        for (const float level : now.spectrum_dbfs) sum += level;
+        EXPECT_TRUE(std::isfinite(sum));
+        EXPECT_EQ(now.invalid_frames, 5u);
+    }
 }
 
 TEST(ReceiverInterface, WritesAsMuchOfARecordAsThereIsRoomFor)

@@ -127,10 +127,10 @@ TEST(SoundFile, FailuresSideBySideHaveReasonsOfTheirOwn)
          "File contains data in an unimplemented format."},
         {folder.write("good", wave_header(44100, 1, 16, 1000)), ""}};
     std::vector<std::future<int>> wrong;
-    for (const auto &[path, reason] : files)
-        wrong.push_back(std::async(std::launch::async, [&path, &reason] {
+    for (const auto &file : files)
+        wrong.push_back(std::async(std::launch::async, [&file] {
             int others = 0;
-            for (int i = 0; i < 1000; ++i) others += reason_of(path) == reason ? 0 : 1;
+            for (int i = 0; i < 1000; ++i) others += reason_of(file.first) == file.second ? 0 : 1;
             return others;
         }));
     for (std::size_t i = 0; i < files.size(); ++i) EXPECT_EQ(wrong[i].get(), 0) << files[i].first;

@@ -1,10 +1,14 @@
 #include "plot/spectrogram.h"
 
 #include <cmath>
+#include <limits>
 #include <numbers>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
+#include "plot/colour_map.h"
+#include "report_text.h"
 #include "test_sounds.h"
 
 namespace tonelink::tool {
@@ -36,6 +40,19 @@ TEST(Spectrogram, PutsASineInItsBinAndTimeInBlocksOfAnySize)
                     ASSERT_EQ(levels.level(column, k), whole.level(column, k)) << block;
         }
     }
+}
+
+TEST(ColourMap, HasAColourForAnyValue)
+{
+    const auto parts = [](double value) {
+        const colour c = map_colour(value);
+        return std::tuple{c.red, c.green, c.blue};
+    };
+    constexpr double kInfinite = std::numeric_limits<double>::infinity();
+    for (const double dark : {-0.1, -1e300, -kInfinite, std::nan("")})
+        EXPECT_EQ(parts(dark), parts(0));
+    for (const double light : {1.1, 1e300, kInfinite}) EXPECT_EQ(parts(light), parts(1));
+    EXPECT_EQ(bar_of(std::nan(""), 2) + bar_of(-1, 2) + bar_of(1.5, 2), "[..][..][##]");
 }
 
 } // namespace tonelink::tool

@@ -117,7 +117,7 @@ void burst_detector::keep_block()
             const auto &energies = map_.energies(offset, delay);
             for (std::size_t hop = 0; hop < kMapHops; ++hop)
                 block[kMapHop * hop + delay] = static_cast<uint16_t>(static_cast<int>(
-                    std::max(std::min(energies[hop], kMostEnergy), 0.0f) * (1 / kStep) +
+                    std::max(0.0f, std::min(energies[hop], kMostEnergy)) * (1 / kStep) + // 0 if NaN
                     kRounding));
         }
         row &kept = rows_[offset];

@@ -16,6 +16,7 @@ constexpr std::size_t kResampledBlock = 16384;
 /// Exact for what was 16 bits in the file.
 int16_t to_16_bits(float sample)
 {
+    if (std::isnan(sample)) return 0;
     return static_cast<int16_t>(std::lrint(std::clamp(sample * 32768.0f, -32768.0f, 32767.0f)));
 }
 

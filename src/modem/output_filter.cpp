@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstring>
 
 #include "modem/lanes/output_filter.h"
 
@@ -58,6 +57,10 @@ bool is_same(const chain_state &a, const chain_state &b)
 
 typedef int16_t eight __attribute__((vector_size(16)));
 
+/// Eight samples, from and to any place. The C library's own function may ask at run time for the
+/// room that is known here.
+void move_eight(void *to, const void *from) { __builtin_memcpy(to, from, sizeof(eight)); }
+
 /// Rows become columns.
 void transpose(std::array<eight, kTile> &rows)
 {
@@ -78,11 +81,9 @@ tile read_tile(const int16_t *first_part, std::size_t stride)
     tile t;
     for (std::size_t p = 0; p < kParts; p += kTile) {
         std::array<eight, kTile> rows;
-        for (std::size_t i = 0; i < kTile; ++i)
-            std::memcpy(&rows[i], first_part + (p + i) * stride, sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i) move_eight(&rows[i], first_part + (p + i) * stride);
         transpose(rows);
-        for (std::size_t i = 0; i < kTile; ++i)
-            std::memcpy(&t.rows[i][p], &rows[i], sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i) move_eight(&t.rows[i][p], &rows[i]);
     }
     return t;
 }
@@ -91,11 +92,9 @@ void write_tile(const tile &t, int16_t *first_part, std::size_t stride)
 {
     for (std::size_t p = 0; p < kParts; p += kTile) {
         std::array<eight, kTile> rows;
-        for (std::size_t i = 0; i < kTile; ++i)
-            std::memcpy(&rows[i], &t.rows[i][p], sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i) move_eight(&rows[i], &t.rows[i][p]);
         transpose(rows);
-        for (std::size_t i = 0; i < kTile; ++i)
-            std::memcpy(first_part + (p + i) * stride, &rows[i], sizeof rows[i]);
+        for (std::size_t i = 0; i < kTile; ++i) move_eight(first_part + (p + i) * stride, &rows[i]);
     }
 }
 

@@ -67,7 +67,8 @@ template <class Vector = words> TONELINK_INLINE Vector load(const void *from)
 template <class Vector> TONELINK_INLINE void store(void *to, Vector v)
 {
     v = ordered(v);
-    std::memcpy(to, &v, sizeof v);
+    // The C library's own may ask at run time for the room that is known here.
+    __builtin_memcpy(to, &v, sizeof v);
 }
 
 /// The same word in every lane.

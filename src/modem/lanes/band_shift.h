@@ -54,10 +54,10 @@ inline constexpr auto kEvenTaps = make_pairs<0>();
 inline constexpr auto kOddTaps = make_pairs<1>();
 
 /// The samples of a block in pairs of one parity: entry n is samples 2n and 2n + 2, or 2n + 1 and
-/// 2n + 3.
+/// 2n + 3. Where a line of the cache begins, so that most reads lie in one.
 struct parity_pairs {
-    int32_t even[(kShiftBlock + kHilbertTaps) / 2 + kLanes];
-    int32_t odd[(kShiftBlock + kHilbertTaps) / 2 + kLanes];
+    alignas(64) int32_t even[(kShiftBlock + kHilbertTaps) / 2 + kLanes];
+    alignas(64) int32_t odd[(kShiftBlock + kHilbertTaps) / 2 + kLanes];
 };
 
 inline void split_parities(const int16_t *input, std::size_t pairs, parity_pairs &split)

@@ -5,6 +5,7 @@
 
 #include "fuzz/input.h"
 #include "modem/modem_state.h"
+#include "support/fake_platform.h"
 #include "tonelink/modem.h"
 
 namespace {
@@ -83,6 +84,7 @@ void replace(snfc_state *state, fuzz::input &from)
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
 {
+    test::platform.has_pauses = false;
     fuzz::input from{data, size};
     std::array<snfc_state *, 2> states = {nullptr, nullptr};
     std::size_t samples_left = kLongest;

@@ -204,7 +204,7 @@ int32_t tonelink::stop_output(audio_out_h out)
 void Stop(audio_out_h out)
 {
     if (tonelink::stop_output(out) != 0) return;
-    audio_out_h of_standalone = out;
+    audio_out_s *of_standalone = out;
     std::atomic_ref{output}.compare_exchange_strong(of_standalone, nullptr);
 }
 

@@ -48,7 +48,7 @@ void join_thread()
 
 void close_output()
 {
-    const audio_out_h out = current_output();
+    audio_out_s *const out = current_output();
     if (stop_output(out) != 0) leave_output(out);
     current_output() = nullptr;
 }
@@ -141,7 +141,7 @@ int32_t StartTransmitting(int32_t count, int32_t rate)
     m_samplerate = rate;
     std::atomic_ref{transmit_count} = count;
 
-    const audio_out_h opened = open_output(rate);
+    audio_out_s *const opened = open_output(rate);
     current_output() = opened;
     if (opened != nullptr)
         Start(opened);

@@ -27,6 +27,7 @@ public:
     std::string address = "11:22:33:44:AB:CD";
     bool device_plays = false;   // a prepared output calls its callback until that is removed
     bool keeps_samples = false;  // in `writes`
+    bool has_pauses = true;      // else none lasts any time, nor is it recorded
     bool has_stream_info = true; // else its handle is null
     bool reuses_handles = false; // of outputs that are gone, and of the stream information that
                                  // then goes with them

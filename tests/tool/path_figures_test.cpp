@@ -167,7 +167,7 @@ TEST_F(PathFigures, AreThereWhereTheRecordingIsNotWhole)
     }
     EXPECT_FALSE(part(0.3, 5.0).heard) << "no chirp at all";
     EXPECT_FALSE(part(-1, -0.1).heard);
-    for (const std::size_t samples : {0, 1, 500}) {
+    for (const std::size_t samples : {0u, 1u, 500u}) {
         const path_figures figures = measured(sound(samples));
         EXPECT_FALSE(figures.heard) << samples;
         EXPECT_NEAR(figures.seconds, static_cast<double>(samples) / kAudioRate, 1e-9);

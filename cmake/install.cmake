@@ -73,7 +73,7 @@ install(FILES
 # Documents and examples lie as in the source, so that they link to each other; the headers do not.
 install(FILES LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
-    FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg PATTERN *.1 PATTERN *.json)
+    FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN *.svg PATTERN *.1 PATTERN *.json PATTERN *.py)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
     FILES_MATCHING PATTERN *.c PATTERN *.py)
 # The format's tables, which docs/format.md refers to.

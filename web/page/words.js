@@ -15,6 +15,17 @@ const share = (part, whole) => `${oneDecimal((100 * part) / whole)} %`;
 const lostOf = ({ lostFrames, lateFrames }) => lostFrames + lateFrames;
 const wholeOf = ({ frames, lateFrames }) => frames + lateFrames;
 
+// A television's programme may end here by itself while nothing is sent.
+const PROGRAMME_EDGE_HZ = 14000;
+
+function whyTheyAreMissing({ processing, bandEdgeHz }) {
+    if (processing.length > 0)
+        return 'This browser treats the sound as a call and drops the high tones that carry the PIN. Try another browser.';
+    if (bandEdgeHz >= PROGRAMME_EDGE_HZ)
+        return 'Does the television show its PIN now? A programme alone has no tones that high. If it does, disconnect headsets, close apps that make calls, or try another browser.';
+    return 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.';
+}
+
 // What stands in the way, by the reason's word: `title` and `text` stay as they are while the
 // reason does, `figure` may change from report to report.
 const advice = {
@@ -35,10 +46,7 @@ const advice = {
     }),
     band_cut: (report) => ({
         title: 'High tones are missing',
-        text:
-            report.processing.length > 0
-                ? 'This browser treats the sound as a call and drops the high tones that carry the PIN. Try another browser.'
-                : 'This device or browser drops the high tones that carry the PIN. Disconnect headsets, close apps that make calls, or try another browser.',
+        text: whyTheyAreMissing(report),
         figure:
             report.isWhole && report.bandEdgeHz > 0
                 ? `Sound ends at ${oneDecimal(report.bandEdgeHz / 1000)} kHz; the signal begins at 18.1.`

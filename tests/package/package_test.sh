@@ -19,7 +19,7 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/installed" >/dev/null
 mv "$work/installed" "$work/moved"
 lib=$(dirname "$(find "$work/moved" -name libtonelink-api.so.0)")
-doc=$(dirname "$(find "$work/moved" -name README.md)")
+doc=$(dirname "$(find "$work/moved" -name LICENSE)")
 cd "$work"
 "$python" "$source/tests/package/links_test.py" moved
 

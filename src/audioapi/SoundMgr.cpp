@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "audioapi/volume_policy.h"
+#include "common/common.h"
 #include "common/format_msg.h"
 #include "common/guards.h"
 #include "common/log.h"
@@ -89,13 +90,13 @@ void release_kept_handles()
 void discard_handle(int32_t (*close)(tonelink_tx_h **))
 {
     auto *const owned = reinterpret_cast<owned_handle *>(handler().exchange(nullptr));
-    release_handle(owned, close);
+    if (owned != nullptr) release_handle(owned, close);
 }
 
 /// Loads the handle with a pairing message, or else with the prepared one. False without a
 /// Bluetooth address.
-bool load_message(tonelink_tx_h *handle, const prepared_message &message, int32_t nbits,
-                  const char *caller)
+bool load_message(tonelink_tx_h *handle, const prepared_message &message, int32_t pin,
+                  int32_t nbits, const char *caller)
 {
     const auto count = static_cast<uint32_t>(nbits);
     if (message.pin_type != kRandomPin) {
@@ -108,7 +109,7 @@ bool load_message(tonelink_tx_h *handle, const prepared_message &message, int32_
         return false;
     }
     message_row row{};
-    format_msg(row.data(), Get_Random_PIN(), address.get(), nbits);
+    format_msg(row.data(), pin, address.get(), nbits);
     tonelink_tx_put_bin(handle, row.data(), count);
     return true;
 }
@@ -248,7 +249,7 @@ using namespace tonelink;
 
 int32_t generate_message(int32_t nbits, const prepared_message &message)
 {
-    if (message.pin_type == kRandomPin) Generate_Random_PIN();
+    const int32_t pin = message.pin_type == kRandomPin ? draw_random_pin() : 0;
     if (handler() != nullptr) return 2;
 
     auto *const owned = static_cast<owned_handle *>(std::malloc(sizeof(owned_handle)));
@@ -263,7 +264,7 @@ int32_t generate_message(int32_t nbits, const prepared_message &message)
         discard_handle(tonelink_tx_close);
         return kRefused;
     }
-    if (!load_message(handle, message, nbits, __func__)) {
+    if (!load_message(handle, message, pin, nbits, __func__)) {
         discard_handle(tonelink_tx_close);
         return kRefused;
     }

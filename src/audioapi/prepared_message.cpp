@@ -46,8 +46,8 @@ int32_t prepare_custom_pin(const char *buffer, int32_t packet_type, int32_t pin_
         TONELINK_LOG_AS(caller, "set_pin_in_ultrasound buffer_set NULL");
         return -1;
     }
-    prepare_type(pin_type);
     if (static_cast<uint32_t>(length) > kLongestCustomPin) {
+        prepare_type(pin_type);
         TONELINK_LOG_AS(caller, "buffer length greater then size");
         return -1;
     }

@@ -203,9 +203,12 @@ int32_t tonelink::stop_output(audio_out_h out)
 
 void Stop(audio_out_h out)
 {
-    if (tonelink::stop_output(out) != 0) return;
-    audio_out_s *of_standalone = out;
-    std::atomic_ref{output}.compare_exchange_strong(of_standalone, nullptr);
+    const std::atomic_ref standalone{output};
+    // Before it goes: then another thread's new output may have the same handle.
+    const bool is_standalones = standalone == out;
+    if (tonelink::stop_output(out) != 0 || !is_standalones) return;
+    audio_out_s *expected = out;
+    standalone.compare_exchange_strong(expected, nullptr);
 }
 
 void SubmitAudioBuffer(const int16_t *samples, int32_t count, audio_out_h out)

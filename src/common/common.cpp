@@ -44,8 +44,9 @@ constexpr bluetooth_error kBluetoothErrors[] = {
 
 } // namespace
 
-void Generate_Random_PIN(void)
+int32_t tonelink::draw_random_pin()
 {
+    constexpr auto kCaller = "Generate_Random_PIN";
     auto seed = static_cast<unsigned int>(std::time(nullptr));
     const auto draw = static_cast<unsigned int>(rand_r(&seed));
     const auto pin = static_cast<int32_t>(draw % 9000 + 1000);
@@ -53,9 +54,12 @@ void Generate_Random_PIN(void)
 
     std::array<char, 5> random_pin; // four digits and the terminator
     std::snprintf(random_pin.data(), random_pin.size(), "%d", pin);
-    TONELINK_LOG("int pin_num = %d", pin);
-    TONELINK_LOG("char random_pin = %s", random_pin.data());
+    TONELINK_LOG_AS(kCaller, "int pin_num = %d", pin);
+    TONELINK_LOG_AS(kCaller, "char random_pin = %s", random_pin.data());
+    return pin;
 }
+
+void Generate_Random_PIN(void) { tonelink::draw_random_pin(); }
 
 int32_t Get_Random_PIN(void) { return std::atomic_ref{pin_num}; }
 

@@ -5,5 +5,12 @@
 
 #include <cstdint>
 
+namespace tonelink {
+
+/// Generate_Random_PIN(), which tells what it has drawn, whatever other threads draw meanwhile.
+int32_t draw_random_pin();
+
+} // namespace tonelink
+
 extern int32_t pin_num;          ///< the PIN drawn last
 extern int32_t application_mode; ///< kept for callers

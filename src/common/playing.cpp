@@ -96,8 +96,12 @@ callback_turn begin_callback(tonelink_tx_h &handle)
 
 bool takes_volume(tonelink_tx_h &handle, callback_turn turn)
 {
-    if (std::atomic_ref{b_audio_write_}.exchange(1) != 0) return false;
-    return turn == callback_turn::first || playing_state{handle}.has_handle() != player::halted;
+    const std::atomic_ref has_volume{b_audio_write_};
+    if (has_volume.exchange(1) != 0) return false;
+    if (turn == callback_turn::first || playing_state{handle}.has_handle() != player::halted)
+        return true;
+    has_volume = 0;
+    return false;
 }
 
 namespace {
@@ -150,8 +154,8 @@ void abandon_playing(tonelink_tx_h &handle)
     const playing_state state{handle};
     const player before = state.exchange_player(player::halted);
     const output_stage stage = state.stage();
-    if (stage >= output_stage::called_back && remove_callback(handle) && before == player::stream)
-        std::atomic_ref{b_audio_write_} = 0;
+    if (stage >= output_stage::called_back) remove_callback(handle);
+    if (before == player::stream) std::atomic_ref{b_audio_write_} = 0;
     if (stage >= output_stage::prepared) unprepare_output(handle);
     if (stage >= output_stage::created) close_output(handle);
     running(handle) = 0;

@@ -1,7 +1,8 @@
-// Every function of the service, the payload and the standalone transmitter from several threads at
+// The service, the payload, the standalone transmitter, handles and modems from several threads at
 // once, with a device that plays and a user who turns the volume.
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <span>
 #include <thread>
@@ -50,7 +51,7 @@ TEST_F(ManyThreads, CallWhatTheyLike)
 {
     platform.device_plays = true;
     std::atomic<int> started = 0;
-    const std::array<std::function<void()>, 24> calls = {
+    const std::array<std::function<void()>, 31> calls = {
         [&] { started += start_audio_transmitting() == 1; },
         [&] { started += start_audio_transmitting_type(2) == 1; },
         [&] { started += start_audio_transmitting_async() == 1; },
@@ -75,6 +76,13 @@ TEST_F(ManyThreads, CallWhatTheyLike)
         [] { StopTransmitting(); },
         [] { StopTransmitting(); },
         [] { format_msg_pin(message_row{}.data(), "1234"); },
+        [] { format_msg(message_row{}.data(), 1234, "1:2:3:4:5:6", 48); },
+        [] { format_msgm(message_row{}.data(), kBytes.data(), 6, 2); },
+        [] { bitset(77, std::array<int32_t, 32>{}.data()); },
+        [] { std::free(Get_TV_BD_Addr()); },
+        [] { set_tv_volume(get_tv_volume()); },
+        [] { set_pin_in_ultrasound_managed(1234, "1:2:3:4:5:6"); },
+        [] { set_tx_samplerate_managed(44100); },
     };
     for (int round = 0; round < scaled(4); ++round) {
         std::atomic<int> done = 0;
@@ -114,7 +122,28 @@ TEST_F(ManyThreads, SendWhatTheyWereGiven)
     };
     run_at_once(100, {sender('A'), sender('B'), [](int) { set_pin_in_ultrasound(1234, "1:2"); }});
     EXPECT_GT(sent, 0);
+    EXPECT_EQ(platform.left_over(), "listener; "); // of stops before the first callback
     platform.reset();
+}
+
+/// Each thread a handle of its own, by either player.
+TEST_F(ManyThreads, PlayHandlesOfTheirOwn)
+{
+    platform.device_plays = true;
+    const auto play = [](int round) {
+        loaded_handle handle;
+        tonelink_tx_h *const record = handle;
+        if (round % 2 == 0) {
+            EXPECT_EQ(tonelink_tx_start(record), 0);
+            EXPECT_EQ(tonelink_tx_stop(record), 0);
+        } else {
+            EXPECT_EQ(tonelink_tx_start_async(record), 0);
+            while (std::atomic_ref{record->is_running} == 0) std::this_thread::yield();
+            EXPECT_EQ(tonelink_tx_stop_async(record), 0);
+        }
+    };
+    run_at_once(scaled(20), {play, play, play});
+    EXPECT_EQ(platform.left_over(), "");
 }
 
 /// What a program hears is its message, and what it sends is the burst, however often a start

@@ -71,7 +71,9 @@ struct books {
     sound_manager_master_volume_changed_cb listener = nullptr;
     int listener_calls = 0; // under way
     int calls = 0;          // that can fail
-    std::pair<int, int> failing_calls{-1, -1};
+    int own_calls = 0;      // those of the test's thread
+    int failing_call = -1;
+    std::pair<int, int> failing_own_calls{-1, -1};
     bool fails_for_good = false;
     std::string failed_call{};
     int write_count = 0;
@@ -123,13 +125,14 @@ template <class... Arguments> int record(const char *name, Arguments... argument
     run_hook(name);
     const lock held{mutex};
     const int index = now.calls++;
+    const int own_index = is_by_control() ? now.own_calls++ : -2;
     auto &[count, code] = now.failures[name];
-    if (index == now.failing_calls.first) {
+    if (index == now.failing_call || own_index == now.failing_own_calls.first) {
         now.failed_call = name;
         if (now.fails_for_good) now.failures[name] = {INT_MAX, kFailure};
         return kFailure;
     }
-    if (index == now.failing_calls.second) return kFailure;
+    if (own_index == now.failing_own_calls.second) return kFailure;
     return count > 0 ? (--count, code) : 0;
 }
 
@@ -220,11 +223,19 @@ void fake_platform::fail(const std::string &name, int code, int count)
     now.failures[name] = {count, code};
 }
 
-void fake_platform::fail_any(int first, int second)
+void fake_platform::fail_any(int index)
+{
+    fail_two(-1, -1);
+    const lock held{mutex};
+    now.failing_call = index;
+}
+
+void fake_platform::fail_two(int first, int second)
 {
     const lock held{mutex};
-    now.calls = 0;
-    now.failing_calls = {first, second};
+    now.calls = now.own_calls = 0;
+    now.failing_call = -1;
+    now.failing_own_calls = {first, second};
     now.fails_for_good = false;
 }
 
@@ -241,10 +252,10 @@ std::string fake_platform::failed() const
     return now.failed_call;
 }
 
-int fake_platform::calls() const
+int fake_platform::own_calls() const
 {
     const lock held{mutex};
-    return now.calls;
+    return now.own_calls;
 }
 
 void fake_platform::on(const std::string &name, std::function<void()> hook)
@@ -311,7 +322,7 @@ int fake_platform::writes_made() const
 void fake_platform::forget()
 {
     const lock held{mutex};
-    now.entries.clear();
+    now.entries = {}; // and their memory
     writes.clear();
     now.write_count = 0;
 }

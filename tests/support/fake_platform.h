@@ -39,12 +39,15 @@ public:
     // ---- Script ----
     /// The next `count` calls of `name` fail; 0: none, whatever was scripted before.
     void fail(const std::string &name, int code, int count = 1);
-    /// The calls with these indices among all that can fail do; for good: and so do all later ones
-    /// of the first one's function. Its name, once it has.
-    void fail_any(int first, int second = -1);
+    /// The call with this index among all that can fail does; for good: and so do all later ones of
+    /// its function. Its name, once it has.
+    void fail_any(int index);
     void fail_for_good(int index);
     std::string failed() const;
-    int calls() const; // that could have failed, since
+    /// The same with two of the test's own thread's calls, of which there are as many in each run;
+    /// and how many of those there have been since.
+    void fail_two(int first, int second);
+    int own_calls() const;
     /// Something that happens on each call of `name`, before it takes effect, or on each line of
     /// log with this text.
     void on(const std::string &name, std::function<void()> hook);

@@ -9,9 +9,11 @@
  * length other than 32 or 48, -4 no memory.
  *
  * Threads: each modem state is used by one thread at a time; different ones at once. Two band
- * shifters serve them all and are locked while one uses them, never during a pause: what a state
- * makes or hears is the same each time only while no other is opened or used. Band shifters and
- * transforms of a caller's own are one thread's at a time.
+ * shifters serve them all, one for bursts and one for what is received, and are locked while one
+ * uses them, never during a pause. So one state may receive while others make bursts; but two
+ * streams that are received at once spoil each other, as each goes on from where the other has left
+ * the shifter, and a burst is the first one of a new state only where no other makes one between.
+ * Band shifters and transforms of a caller's own are one thread's at a time.
  */
 #ifndef TONELINK_MODEM_H
 #define TONELINK_MODEM_H

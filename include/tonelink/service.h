@@ -9,22 +9,24 @@
  * callback.
  *
  * Results of every start: 1 started; 0 a transmission runs already, or another thread is starting
- * or stopping one, or the player did not start; -1 refused: unsupported packet type, a master
- * volume of 0, or no message could be made. A start that does not return 1 leaves nothing running.
- * But where the player did not start, a floor that the start has set stays until
- * get_set_tv_volume() finds a higher master volume or the next transmission is stopped.
+ * or stopping one or setting the sample rate, or the player did not start; -1 refused: unsupported
+ * packet type, a master volume of 0, or no message could be made. A start that does not return 1
+ * leaves nothing running. But where the player did not start, a floor that the start has set stays
+ * until get_set_tv_volume() finds another master volume or the next transmission is stopped.
  *
  * Results of every stop: 1 stopped; 0 nothing was running, or the player failed while stopping, in
  * which case everything is released and put back all the same. Either stop ends either family's
  * transmission.
  *
- * What the platform refuses to give up stays, does nothing any more, and is tried again by each
- * start and, where the platform may still call back, each stop.
+ * What the platform refuses to give up stays, does nothing any more, and is tried again by the next
+ * start that plays and, where the platform may still call back, by each start and stop.
  *
- * Threads: all functions from any number of threads. There is one transmission: of starts at the
- * same time one plays, and a stop waits for a start or stop under way. A start that prepares its
- * own message sends that one, whatever others prepare meanwhile. The platform must not call a stop
- * from inside one of its own functions or callbacks: a stop waits for the threads that are in them.
+ * Threads: all functions from any number of threads. There is one transmission: a start that meets
+ * another thread's start, stop or set_tx_sample_rate() does not wait and returns 0, even if that
+ * one then fails; a stop waits. A start that prepares its own message sends that one, whatever
+ * others prepare meanwhile. Where another thread is in get_set_tv_volume(), a stop may leave the
+ * floor's removal to it. The platform must not call a stop from inside one of its own functions or
+ * callbacks: a stop waits for the threads that are in them.
  */
 #ifndef TONELINK_SERVICE_H
 #define TONELINK_SERVICE_H

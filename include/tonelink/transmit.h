@@ -24,9 +24,10 @@
  *
  * Threads: each handle is used by one thread at a time, but for what its players do; different
  * ones at once. The standalone transmitter is used by any number of threads, its variables apart.
- * Band shifter and output filter serve all handles and are locked while a burst is made. The
- * platform must not call a stop from inside one of its own functions or callbacks: a stop waits for
- * the threads that are in them.
+ * Band shifter and output filter serve all handles and are locked while a burst is made. The volume
+ * of sound type 1 is saved and put back for one stream player at a time: of two, the user's may be
+ * lost. The platform must not call a stop from inside one of its own functions or callbacks: a stop
+ * waits for the threads that are in them.
  */
 #ifndef TONELINK_TRANSMIT_H
 #define TONELINK_TRANSMIT_H
@@ -104,7 +105,7 @@ TONELINK_API int32_t tonelink_tx_set_samplerate(tonelink_tx_h *handle, uint32_t 
  * @return 0, also for a handle closed already; 4 when `handle` is null; 1 when it points at null;
  * 3, changing nothing, when the stream player plays the handle; 3 as well while the platform
  * refuses to remove the callback and to destroy the output: the handle does nothing any more, but
- * it must not be freed, and a later close tries again
+ * it must be neither freed nor opened again, and a later close tries again
  */
 TONELINK_API int32_t tonelink_tx_close(tonelink_tx_h **handle);
 

@@ -221,7 +221,7 @@ TONELINK_DATA pthread_t repeat_thread;
 
 /**
  * Makes `buf`: the unfiltered burst of a 32-bit message, `repeat` times. A negative message sends
- * 32 zeros.
+ * 32 zeros. Waits for the thread of a run that has just ended.
  * @return 1; 0 while transmitting (nothing changes), without memory or for a number of samples
  * beyond 32 bits (`buf` stays, `buf_length` is 0), and for a `repeat` below 1 (`buf` stays,
  *         `buf_length` is the product)

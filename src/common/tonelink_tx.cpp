@@ -31,23 +31,27 @@ constexpr int32_t kCopiesPerWrite = 5;
 constexpr uint32_t kBytesPerWrite =
     kCopiesPerWrite * sizeof(int16_t); // for each sample of the burst
 
-bool has_burst(const tonelink_tx_h &handle)
-{
-    return handle.burst != nullptr && handle.burst_length != nullptr && *handle.burst_length >= 1;
-}
-
+/// Empty: the handle has none.
 std::span<int16_t> burst_of(const tonelink_tx_h &handle)
 {
-    return {handle.burst, static_cast<std::size_t>(*handle.burst_length)};
+    if (handle.burst == nullptr || handle.burst_length == nullptr) return {};
+    return {handle.burst, static_cast<std::size_t>(std::max(*handle.burst_length, int32_t{0}))};
+}
+
+bool has_burst(const tonelink_tx_h &handle) { return !burst_of(handle).empty(); }
+
+samples_ptr make_copies(std::span<const int16_t> burst)
+{
+    return repeat_burst(burst, kCopiesPerWrite * static_cast<int64_t>(burst.size()));
 }
 
 /// Writes what `copies` holds of a burst of `length` samples, or of a shorter one that it has
 /// become.
-void write_copies(tonelink_tx_h &handle, const samples_ptr &copies, int32_t length)
+void write_copies(tonelink_tx_h &handle, const samples_ptr &copies, std::size_t length)
 {
-    if (!has_burst(handle)) return;
-    const auto count = static_cast<uint32_t>(std::min(*handle.burst_length, length));
-    audio_out_write(handle.audio_out, copies.get(), kBytesPerWrite * count);
+    const std::size_t count = std::min(burst_of(handle).size(), length);
+    if (count == 0) return;
+    audio_out_write(handle.audio_out, copies.get(), kBytesPerWrite * static_cast<uint32_t>(count));
 }
 
 /// Whether there is a writer thread to be joined: the library's own, or that of a handle which a
@@ -67,11 +71,10 @@ bool open_output(tonelink_tx_h &handle)
 /// The body of the writer thread.
 void *tx_function(void *argument)
 {
-    if (argument == nullptr) return nullptr;
     auto &handle = *static_cast<tonelink_tx_h *>(argument);
-    if (!has_burst(handle)) return nullptr;
-    const int32_t length = *handle.burst_length;
-    const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
+    const auto burst = burst_of(handle);
+    if (burst.empty()) return nullptr;
+    const samples_ptr copies = make_copies(burst);
     if (!copies) return nullptr;
 
     transmit_volumes volumes = read_transmit_volumes(0, __func__);
@@ -79,7 +82,7 @@ void *tx_function(void *argument)
     TONELINK_LOG("BLEAPP USED_SOUND_TYPE get_volume[%d] get_max_volume[%d] Thread Writing\n\n",
                  volumes.set, volumes.maximum);
     while (keep_writing(handle) != 0) {
-        write_copies(handle, copies, length);
+        write_copies(handle, copies, burst.size());
         usleep(kPauseAfterWrite);
     }
     sound_manager_set_volume(kUsedSoundType, volumes.prior);
@@ -122,9 +125,7 @@ int32_t tonelink_tx_open(tonelink_tx_h **handle)
     opened.sample_rate = rate;
     playing_state{opened}.clear();
 
-    if (open_snfc(&opened.modem) == 1) return tx_result::success;
-    tonelink_tx_close(handle);
-    return tx_result::no_modem;
+    return open_snfc(&opened.modem) == 1 ? tx_result::success : tx_result::no_modem;
 }
 
 int32_t tonelink_tx_put_bin(tonelink_tx_h *handle, const uint8_t *bits, uint32_t count)
@@ -280,10 +281,10 @@ void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
     if (user_data == nullptr) return;
     auto &handle = *static_cast<tonelink_tx_h *>(user_data);
     const callback_turn turn = begin_callback(handle);
-    if (turn == callback_turn::refused || !has_burst(handle)) return;
-    const int32_t length = *handle.burst_length;
-    TONELINK_LOG("Buffer length is 3 %d\n", length);
-    const samples_ptr copies = repeat_burst(burst_of(handle), int64_t{kCopiesPerWrite} * length);
+    const auto burst = burst_of(handle);
+    if (turn == callback_turn::refused || burst.empty()) return;
+    TONELINK_LOG("Buffer length is 3 %d\n", static_cast<int32_t>(burst.size()));
+    const samples_ptr copies = make_copies(burst);
     if (!copies) return;
 
     const std::atomic_ref saved_volume{vol_aud_write};
@@ -294,7 +295,7 @@ void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
         TONELINK_LOG("BLEAPP USED_SOUND_TYPE get_volume[%d] get_max_volume[%d] Async Writing\n\n",
                      volumes.set, volumes.maximum);
     }
-    write_copies(handle, copies, length);
+    write_copies(handle, copies, burst.size());
     TONELINK_LOG("BLEAPP USED_SOUND_TYPE audio_out_write complete vol is %d\n\n",
                  saved_volume.load());
     TONELINK_LOG("_audio_io_stream_write_async_cb Exit\n");

@@ -1,5 +1,9 @@
 #include "audioapi/volume_policy.h"
 
+#include <atomic>
+#include <latch>
+#include <thread>
+
 #include "support/library_fixture.h"
 
 namespace tonelink::test {
@@ -77,6 +81,67 @@ TEST_F(VolumePolicy, FollowsTheMasterVolume)
     platform.av_product.reset();
     _sound_manager_master_volume_changed_cb(60, nullptr);
     EXPECT_EQ(platform.trace(), documented_trace("unread_volumes_of_the_listener"));
+}
+
+TEST_F(VolumePolicy, SavesTheVolumeAndForgetsWhatWasBefore)
+{
+    reset_volume = 5;
+    noti_reset_volume = 6;
+    save_volume("test");
+    EXPECT_EQ(reset_volume, 0);
+    EXPECT_EQ(noti_reset_volume, 9);
+    platform.fail("sound_manager_get_volume", -1);
+    save_volume("test");
+    EXPECT_EQ(noti_reset_volume, 0);
+    forget_volumes();
+}
+
+TEST_F(VolumePolicy, LeavesTheFloorToWhoeverMovesIt)
+{
+    // A wish that comes while another call is at it is met by that one: the same, or another.
+    platform.master_volume = 5;
+    platform.on("sound_manager_set_ultrasound_volume_min", get_set_tv_volume);
+    get_set_tv_volume();
+    EXPECT_EQ(platform.count("sound_manager_set_ultrasound_volume_min(10)"), 1);
+    EXPECT_EQ(is_ultra_volume_changed, 1);
+    remove_floor("test");
+    platform.on("sound_manager_set_ultrasound_volume_min", [] { remove_floor("test"); });
+    get_set_tv_volume();
+    EXPECT_EQ(platform.count("sound_manager_unset_ultrasound_volume_min()"), 2);
+    EXPECT_EQ(is_ultra_volume_changed, 0);
+    EXPECT_EQ(platform.floor, 0);
+}
+
+TEST_F(VolumePolicy, MutesTheListenerOnceItsLastCallHasEnded)
+{
+    constexpr std::size_t kCalls = 2;
+    std::latch under_way{kCalls};
+    std::latch ends[kCalls] = {std::latch{1}, std::latch{1}};
+    std::atomic<std::size_t> begun = 0, ended = 0;
+    platform.on("sound_manager_get_max_volume", [&] {
+        const std::size_t own = begun++;
+        if (own >= kCalls) return;
+        under_way.count_down();
+        ends[own].wait();
+        ++ended;
+    });
+    const auto listen = [] { _sound_manager_master_volume_changed_cb(60, nullptr); };
+    std::thread first{listen}, second{listen};
+    under_way.wait();
+    std::thread muting{[&] {
+        mute_listener();
+        EXPECT_EQ(ended, kCalls);
+    }};
+    ends[0].count_down();
+    while (ended != 1) std::this_thread::yield();
+    ends[1].count_down();
+    for (std::thread *thread : {&first, &second, &muting}) thread->join();
+    listen(); // is not let in
+    EXPECT_EQ(begun, kCalls);
+    EXPECT_TRUE(listen_to_master_volume());
+    listen();
+    EXPECT_EQ(begun, kCalls + 1);
+    stop_listening();
 }
 
 } // namespace tonelink::test

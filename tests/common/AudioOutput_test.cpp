@@ -70,6 +70,9 @@ TEST_F(AudioOutput, EachOutputTakesItsOwnStreamInformationAlong)
         Stop(outs[index]);
         const auto id = std::to_string(index + 1);
         EXPECT_EQ(platform.count("sound_manager_destroy_stream_information(info" + id + ")"), 1);
+        EXPECT_FALSE(is_alive(outs[index]));
+        EXPECT_EQ(is_alive(outs[0]), index == 1);
+        EXPECT_EQ(is_alive(outs[2]), index != 2);
     }
 }
 

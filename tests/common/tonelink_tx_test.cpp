@@ -47,6 +47,16 @@ void expect_stopped(tonelink_tx_h *handle)
     EXPECT_EQ(tonelink_tx_stop_async(handle), 3);
 }
 
+/// Fills the record with one byte; or where that names no player with the byte and its complement,
+/// as the library's own note in there is.
+void fill(tonelink_tx_h &record, unsigned byte)
+{
+    const bool names_none = (byte & 7u) > static_cast<unsigned>(tonelink::player::halted);
+    const auto pair = static_cast<uint16_t>(byte | ((names_none ? ~byte : byte) & 0xFFu) << 8);
+    for (std::size_t at = 0; at < sizeof record; at += sizeof pair)
+        std::memcpy(reinterpret_cast<char *>(&record) + at, &pair, sizeof pair);
+}
+
 } // namespace
 
 TEST_F(TransmitterHandle, GeneratesKnownBursts)
@@ -326,6 +336,7 @@ TEST_F(TransmitterHandle, IsNotDisturbedWhileItsCallbackIsSet)
     platform.run_callback();
     EXPECT_EQ(handle->is_running, 1);
     handle->is_running = 0;
+    expect_taken(handle);
     platform.run_callback(); // marks it as running like the first
     EXPECT_EQ(handle->is_running, 1);
     expect_taken(handle);
@@ -375,6 +386,41 @@ _audio_io_stream_write_async_cb: Buffer length is 3 23170\n
     }
 }
 
+TEST_F(TransmitterHandle, WritesWhatIsLeftOfABurst)
+{
+    // A caller who clears or shortens a burst while it is played.
+    platform.keeps_samples = true;
+    for (const int32_t left : {0, 2}) {
+        loaded_handle handle;
+        ASSERT_EQ(tonelink_tx_start_async(handle), 0);
+        platform.on("Buffer length is 3 23170\n",
+                    [&handle, left] { *handle->burst_length = left; });
+        platform.run_callback();
+        ASSERT_EQ(platform.writes.size(), left == 0 ? 0u : 1u);
+        if (left != 0) {
+            EXPECT_EQ(platform.writes.front().size(), 5u * 2);
+        }
+        EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
+        EXPECT_EQ(tonelink_tx_start(handle), left == 0 ? 7 : 0);
+        EXPECT_EQ(tonelink_tx_stop(handle), left == 0 ? 3 : 0);
+        handle->burst_length = nullptr;
+        EXPECT_EQ(tonelink_tx_start(handle), 7);
+        platform.reset();
+        platform.keeps_samples = true;
+    }
+}
+
+TEST_F(TransmitterHandle, SavesNoVolumeOnceAStopHasComeFirst)
+{
+    loaded_handle handle;
+    playing_state{*handle}.set_player(tonelink::player::halted);
+    EXPECT_FALSE(takes_volume(*handle, callback_turn::later));
+    EXPECT_EQ(b_audio_write_, 0);
+    EXPECT_TRUE(takes_volume(*handle, callback_turn::first)); // which disarm() puts back
+    EXPECT_FALSE(takes_volume(*handle, callback_turn::first));
+    EXPECT_EQ(std::exchange(b_audio_write_, 0), 1);
+}
+
 TEST_F(TransmitterHandle, WaitsForACallbackThatIsUnderWay)
 {
     // A callback that is under way when a start fails or a stop begins neither marks the handle as
@@ -415,7 +461,7 @@ TEST_F(TransmitterHandle, TakesHandFilledRecords)
         platform.reset();
         tonelink_tx_h record;
         tonelink_tx_h *handle = &record;
-        std::memset(static_cast<void *>(handle), filling, sizeof record);
+        fill(record, static_cast<unsigned>(filling));
         record.thread = pthread_t{};
         record.is_running = 0;
         record.modem = nullptr;
@@ -433,6 +479,9 @@ TEST_F(TransmitterHandle, TakesHandFilledRecords)
         _audio_io_stream_write_async_cb(nullptr, 7, handle);
         ASSERT_EQ(record.is_running, 1);
         ASSERT_EQ(tonelink_tx_stop_async(handle), 8); // there is no output
+        record.is_running = 1;
+        ASSERT_EQ(tonelink_tx_stop(handle), 8);
+        ASSERT_EQ(platform.count("pthread_join()"), 0); // nor a thread
         ASSERT_EQ(tonelink_tx_close(&handle), 0);
         ASSERT_EQ(platform.left_over(), "");
     }

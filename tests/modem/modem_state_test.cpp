@@ -22,6 +22,22 @@ TEST(ModemState, OpensSilent)
     EXPECT_EQ(stream_of(**&modem), silent_stream(256));
 }
 
+TEST(ModemState, SaysWhatItCannotDo)
+{
+    snfc_state *none = nullptr;
+    uint8_t *bits = nullptr;
+    int32_t length = 0;
+    EXPECT_EQ(close_snfc(&none), -2);
+    EXPECT_EQ(reset_snfc(&none), -2);
+    EXPECT_EQ(check_snfc(&none, &bits, &length), -1);
+    open_modem modem;
+    snfc_state *const opened = *&modem;
+    EXPECT_EQ(open_snfc(&modem), -2); // and the state that is there stays
+    EXPECT_EQ(*&modem, opened);
+    EXPECT_EQ(check_snfc(&modem, &bits, &length), -1); // has heard nothing
+    EXPECT_EQ(bits, nullptr);
+}
+
 TEST(ModemState, StatesShareTheShiftersUntilTheLastOneCloses)
 {
     const auto close_one_by_hand = [] { // which counts for nothing

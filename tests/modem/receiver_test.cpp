@@ -157,6 +157,18 @@ TEST(Receiver, TurnsTheSpectrumAsItsStateSays)
     }
 }
 
+TEST(Receiver, LeavesTheBandAloneWhereItsShifterIsClosed)
+{
+    open_modem modem;
+    modem->spectral_inversion = 0;
+    closeBandShift(&sInfoRx);
+    const samples block = noise(38, /*seed=*/4);
+    receive(&modem, block, 32);
+    for (std::size_t i = 2; i < 38; ++i) EXPECT_EQ(modem->dns_delay.data[38 - i], block[i]) << i;
+    reset_snfc(&modem);
+    EXPECT_EQ(receive(&modem, kTiny.samples(), 48), -1);
+}
+
 TEST(Receiver, RefusesWithNothingChanged)
 {
     const samples signal = kBothLengths.samples();
@@ -191,6 +203,10 @@ TEST(Receiver, CopesWithWhatACallerHasLeftInItsFields)
     modem->agc_gain = -300;
     bvec_set_length(&modem->msg_bits, 5);
     vec32_set_length(&modem->results, 9);
+    {
+        const failing_allocation failure{6}; // what it works in is there, a buffer is not
+        EXPECT_EQ(receive(&modem, samples(100), 32), -4);
+    }
     EXPECT_EQ(receive(&modem, scene{26000, {{kPair32.bits, 1000}}}.samples(), 32), 1);
     EXPECT_EQ(modem->spectrum_history.length, 16531);
     EXPECT_EQ(text_of(contents(modem->msg_bits)), kPair32.bits);

@@ -159,11 +159,13 @@ test('what cannot be has a name', async () => {
     await assert.rejects(createStreamReceiver({ sampleRate: 41999 }), { code: 'bad-argument' });
     await assert.rejects(createStreamReceiver({ methods: 4 }), { code: 'bad-argument' });
     await assert.rejects(createStreamReceiver({ channels: 9 }), { code: 'bad-argument' });
+    await assert.rejects(createStreamReceiver({ sampleRate: 'CD' }), { code: 'bad-argument' });
     await assert.rejects(openMicrophone(), { code: 'insecure-page' });
     await assert.rejects(loadModule('relative'), TypeError); // there is no page that it is beside
     const receiver = await createStreamReceiver({ channels: 2 });
     const unequal = [new Float32Array(128), new Float32Array(127)];
-    assert.throws(() => receiver.push(unequal), { code: 'bad-argument' });
+    for (const wrong of [unequal, unequal[0], 5])
+        assert.throws(() => receiver.push(wrong), { code: 'bad-argument' });
     const folder = await mkdtemp(join(tmpdir(), 'tonelink-'));
     try {
         const file = join(folder, 'no.wasm');

@@ -67,6 +67,8 @@ export class StreamReceiver {
 
     /** @param settings sampleRate, lengths, methods and channels, each with the library's default */
     constructor(core, { sampleRate = 44100, lengths = 0, methods = 0, channels = 1 } = {}) {
+        if (![sampleRate, lengths, methods, channels].every(Number.isFinite))
+            throw new ToneLinkError('bad-argument', 'no receiver: a setting is no number');
         const { exports, memory } = core;
         this.#stream = exports.open(sampleRate, lengths, methods, channels);
         if (this.#stream === 0) {
@@ -101,7 +103,8 @@ export class StreamReceiver {
      * not given are silent.
      */
     push(channels) {
-        const frames = channels.length === 0 ? 0 : channels[0].length;
+        const frames = channels.length === 0 ? 0 : channels[0]?.length;
+        if (frames === undefined) throw new ToneLinkError('bad-argument', 'not an array for each channel');
         for (let channel = 1; channel < channels.length; ++channel)
             if (channels[channel].length !== frames)
                 throw new ToneLinkError('bad-argument', 'channels of unequal lengths');

@@ -229,8 +229,12 @@ TEST_P(VectorStages, DemodulateAsTheReferenceForm)
     for (std::size_t round = 0; round < 48; ++round) {
         for (auto &row : spectra->subcarriers)
             for (cplx16 &value : row) value = {source.next(round % 4), source.next(round % 4)};
-        for (int32_t &exponent : spectra->exponents) // all that there are, or all the same
-            exponent = static_cast<int32_t>(round % 3 != 0 ? source.below(7) : round % 7);
+        // All the same, or with a largest one for each candidate.
+        std::array<uint32_t, kSymbolHops> largest;
+        for (uint32_t &exponent : largest) exponent = source.below(7);
+        for (std::size_t c = 0; c < spectrum_rows::kColumns; ++c)
+            spectra->exponents[c] = static_cast<int32_t>(
+                round % 3 != 0 ? source.below(largest[c % kSymbolHops] + 1) : round % 7);
         const std::size_t column = source.below(spectrum_rows::kColumns - 270 - kBatch);
         const bool wants_short = round % 5 != 1, wants_long = round % 5 != 2;
         GetParam()->demodulate(*spectra, column, count_of(round),

@@ -111,6 +111,8 @@ TYPED_TEST(Matrices, AreReadAndWrittenByElements)
     EXPECT_EQ(TypeParam::free(&m), 1);
     EXPECT_EQ(TypeParam::free(&m), 0);
     EXPECT_EQ(content_of(m), content_of(owned<TypeParam>{}));
+    filled<TypeParam> smallest{{1, 1}, 1};
+    EXPECT_EQ(TypeParam::free(&smallest), 1);
 }
 
 TYPED_TEST(Matrices, RefuseArraysThatCannotBe)

@@ -34,14 +34,6 @@ bool burst_measuring::covers(double sample) const
     });
 }
 
-bool burst_measuring::has(const message_value &message, double sample) const
-{
-    return std::any_of(&waiting_[0], &waiting_[count_], [&](const found_burst &burst) {
-        return burst.heard.positions > 0 && burst.heard.message == message &&
-               std::abs(burst.sample - sample) < kSameBurst;
-    });
-}
-
 void burst_measuring::advance(int steps, const baseband &sound,
                               function_ref<void(const found_burst &, const burst_figures &)> sink)
 {

@@ -35,9 +35,6 @@ public:
     /// Whether one that was heard waits and is around a place.
     bool covers(double sample) const;
 
-    /// Whether one with a message that the exact method heard waits and is at a place.
-    bool has(const message_value &message, double sample) const;
-
     /// Does some steps; tells `sink` of each burst that is measured by then.
     void advance(int steps, const baseband &sound,
                  function_ref<void(const found_burst &, const burst_figures &)> sink);

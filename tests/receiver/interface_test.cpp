@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <set>
 
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -94,6 +95,7 @@ TEST(ReceiverInterface, RefusesWrongArguments)
              tonelink_receiver_push_f32(receiver, nullptr, 1, 1),
              tonelink_receiver_lost(nullptr, 1),
              tonelink_receiver_flush(nullptr),
+             tonelink_receiver_settle(nullptr),
              tonelink_receiver_next(nullptr, &heard),
              tonelink_receiver_next(receiver, nullptr),
              tonelink_receiver_report(nullptr, &reception),
@@ -104,6 +106,30 @@ TEST(ReceiverInterface, RefusesWrongArguments)
     EXPECT_EQ(tonelink_receiver_next(receiver, &heard), 0);
     EXPECT_EQ(receiver.report().frames, 0u);
     tonelink_receiver_close(nullptr);
+}
+
+// Programs show these to their users, or write them down.
+TEST(ReceiverInterface, EachCodeHasATextOfItsOwn)
+{
+    std::set<std::string> texts, reasons;
+    for (int32_t code = -100; code <= 100; ++code) {
+        texts.insert(tonelink_receiver_text(code));
+        reasons.insert(tonelink_receiver_reason(code));
+    }
+    EXPECT_EQ(texts.size(), 7u); // with that of what is no code
+    EXPECT_EQ(reasons.size(), 9u);
+    for (const auto &[result, part] : {
+             std::pair<int32_t, const char *>{TONELINK_RECEIVER_OK, "done"},
+             {TONELINK_RECEIVER_BAD_ARGUMENT, "null"},
+             {TONELINK_RECEIVER_BAD_RATE, "42000 and 384000 Hz"},
+             {TONELINK_RECEIVER_BAD_LENGTHS, "lengths"},
+             {TONELINK_RECEIVER_BAD_METHODS, "methods"},
+             {TONELINK_RECEIVER_NO_MEMORY, "memory"},
+             {99, "unknown"},
+         })
+        EXPECT_NE(std::string{tonelink_receiver_text(result)}.find(part), std::string::npos)
+            << result;
+    EXPECT_STREQ(tonelink_receiver_reason(99), "unknown");
 }
 
 // Also where squares of what is heard are no numbers any more, and where silence ends in a tone.

@@ -69,6 +69,7 @@ TEST(Queue, AFlushEndsAStreamAndWhatFollowsIsANewOne)
         EXPECT_EQ(receiver.reasons(), "heard heard"); // stays to be taken
         EXPECT_EQ(receiver.report().frames, first.size());
         tonelink_receiver_flush(receiver); // nothing more
+        tonelink_receiver_settle(receiver);
         tonelink_receiver_lost(receiver, 0);
         EXPECT_EQ(receiver.report().heard, 1u);
         receiver.push(second);
@@ -85,6 +86,12 @@ TEST(Queue, AFlushEndsAStreamAndWhatFollowsIsANewOne)
         EXPECT_EQ(records[1].level_dbfs, expected[0].level_dbfs);
         const tonelink_reception now = receiver.report(), then = fresh.report();
         EXPECT_EQ(std::memcmp(&now, &then, offsetof(tonelink_reception, spectrum_dbfs)), 0);
+
+        tonelink_receiver_lost(receiver, 100); // with which a stream may begin, too
+        const tonelink_reception third = receiver.report();
+        EXPECT_EQ(third.frames, 100u);
+        EXPECT_EQ(third.lost_frames, 100u);
+        EXPECT_EQ(third.heard, 0u);
     }
 }
 

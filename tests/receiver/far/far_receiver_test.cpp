@@ -61,22 +61,6 @@ float honest_value(bool bit, double strength, generator &random)
 
 channel_bits channel_of(const std::string &message) { return encode_channel(bits_of(message)); }
 
-code_word word_of(const std::string &message)
-{
-    const auto bits = bits_of(message);
-    code_word word{{}, bits.size()};
-    const auto set = [&](const auto &input) {
-        for (std::size_t n = 0; n + kTailBits < input.size(); ++n)
-            if (input[n] != 0) word.bits.set(n);
-    };
-    const std::span all{bits};
-    if (bits.size() == 32)
-        set(mask_tail_Message<32>(all.first<32>(), message_crc<32>(all.first<32>())));
-    else
-        set(mask_tail_Message<48>(all.first<48>(), message_crc<48>(all.first<48>())));
-    return word;
-}
-
 } // namespace
 
 /// The evidence of honest values is a likelihood ratio: chance exceeds x with e^-x at most. A word
@@ -248,6 +232,27 @@ TEST(FarReceiver, EachBurstIsToldOnce)
         }
         EXPECT_LT(heard.trials, 600); // side peaks hold parts of a burst and cost some
     }
+}
+
+/// Of messages that nobody takes the first 32 are kept.
+TEST(FarReceiver, MessagesWait)
+{
+    constexpr std::size_t kBursts = 34;
+    generator random{12};
+    const sent_bursts sent{kShortMessage, kBursts};
+    auto sound = sent.samples();
+    add_noise(sound, 10, random);
+    const auto samples = baseband_of(sound);
+    const auto receiver = std::make_unique<far_receiver>(message_lengths::only_32);
+    for (std::size_t at = 0; at < samples.size(); at += 44)
+        receiver->put(
+            std::span{samples}.subspan(at, std::min<std::size_t>(44, samples.size() - at)));
+    far_message message;
+    for (std::size_t n = 0; n < 32; ++n) {
+        ASSERT_TRUE(receiver->take(message)) << n;
+        EXPECT_NEAR(message.first_sample, double(sent.first_sample + n * kBurstSamples), 25);
+    }
+    EXPECT_FALSE(receiver->take(message));
 }
 
 TEST(FarReceiver, CopiesAreHeardTogether)

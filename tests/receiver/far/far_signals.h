@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "modem/channel_encoder.h"
 #include "receiver/baseband.h"
 #include "receiver/far/far_sound.h"
+#include "receiver/far/known_words.h"
 #include "support/modem_guard.h"
 
 namespace tonelink::test {
@@ -23,6 +25,23 @@ inline const std::string kLongMessage = kShortMessage + "0110100110010111";
 inline std::size_t bits_in(const std::string &message) { return message.size(); }
 
 inline uint64_t value_of(const std::string &message) { return std::stoull(message, nullptr, 2); }
+
+/// The path that a message takes through the trellis.
+inline code_word word_of(const std::string &message)
+{
+    const auto bits = bits_of(message);
+    code_word word{{}, bits.size()};
+    const auto set = [&](const auto &input) {
+        for (std::size_t n = 0; n + kTailBits < input.size(); ++n)
+            if (input[n] != 0) word.bits.set(n);
+    };
+    const std::span all{bits};
+    if (bits.size() == 32)
+        set(mask_tail_Message<32>(all.first<32>(), message_crc<32>(all.first<32>())));
+    else
+        set(mask_tail_Message<48>(all.first<48>(), message_crc<48>(all.first<48>())));
+    return word;
+}
 
 inline float_complex complex_noise(generator &random, double power)
 {

@@ -48,17 +48,21 @@ protected:
 TEST_F(Measuring, WithoutRoomWhatWasHeardComesFirst)
 {
     const auto silence = std::make_unique<baseband>();
-    waiting_.add(seen_at(0));
+    constexpr double kLate = 1e6;
+    waiting_.add(seen_at(kLate));
     waiting_.advance(1, *silence, [](const found_burst &, const burst_figures &) {});
-    for (int n = 1; n < 16; ++n) waiting_.add(n == 3 || n == 9 ? seen_at(n) : heard_at(n));
-    waiting_.add(seen_at(16)); // there is no room
-    waiting_.add(heard_at(17));
-    waiting_.add(heard_at(18));
-    waiting_.add(heard_at(19)); // nor for this one, now
-    EXPECT_TRUE(waiting_.covers(18));
-    EXPECT_FALSE(waiting_.covers(18 + kSameBurst + 1));
-    EXPECT_EQ(measured(waiting_),
-              (std::vector<double>{0, 1, 2, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 17, 18}));
+    for (int n = 1; n < 16; ++n)
+        waiting_.add(n == 3 || n == 9 ? seen_at(kLate + n) : heard_at(kLate + n));
+    waiting_.add(seen_at(kLate + 16)); // there is no room
+    waiting_.add(heard_at(kLate + 17));
+    waiting_.add(heard_at(kLate + 18));
+    waiting_.add(heard_at(kLate + 19)); // nor for this one, now
+    EXPECT_TRUE(waiting_.covers(kLate + 18));
+    EXPECT_FALSE(waiting_.covers(kLate + 18 + kSameBurst + 1));
+    const auto all = measured(waiting_);
+    std::vector<double> expected = {0, 1, 2, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 17, 18};
+    for (double &sample : expected) sample += kLate;
+    EXPECT_EQ(all, expected);
 }
 
 /// Three rounds over the symbols for a burst that was heard; at each of three clocks for another.
@@ -87,6 +91,8 @@ TEST_F(Measuring, StepsAreThoseOfTheBurst)
     steps(3 * kHeard - 1);
     EXPECT_EQ(done, 1);
     steps(1);
+    EXPECT_EQ(done, 2);
+    steps(5 * kHeard); // nothing is left
     EXPECT_EQ(done, 2);
     EXPECT_TRUE(waiting_.empty());
 }

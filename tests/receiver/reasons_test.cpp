@@ -194,6 +194,8 @@ TEST_P(Reasons, TheRecentOneIsOfFiveSeconds)
     const int32_t rate = GetParam();
     open_receiver receiver{rate};
     EXPECT_EQ(receiver.reasons(), "silent silent");
+    receiver.push(sound(frames_in(0.05, rate)));
+    EXPECT_EQ(receiver.reasons(), "no_burst no_burst"); // too early to say
     receiver.push(bursts(rate, 20, 0));
     EXPECT_EQ(receiver.reasons(), "heard heard");
     receiver.push(band_noise(frames_in(5, rate), rate, -60, 1));

@@ -52,6 +52,12 @@ struct sent_writes {
 
 class CopyEvidence : public testing::Test {
 protected:
+    CopyEvidence()
+    {
+        one_path_.channel.fill({1, 0});
+        one_path_.gains.fill({1, 0});
+    }
+
     present_copies look(const copy_set &copies, std::span<const float> sound)
     {
         const auto heard = kept(baseband_of(sound));
@@ -62,6 +68,7 @@ protected:
                                *heard);
     }
 
+    shared_channel one_path_; // at the place
     const cell_reader reader_;
     const std::unique_ptr<burst_decoder> decoder_ = std::make_unique<burst_decoder>();
     const std::unique_ptr<copy_evidence> evidence_ = std::make_unique<copy_evidence>();
@@ -89,6 +96,7 @@ TEST_F(CopyEvidence, EndsOfWritesWithoutABurstAreLeftOut)
              {{".!##.", ""}, -8, {1, 3}},
              {{"#..!.", ""}, -8, {0, 3}},
              {{"..!..", ""}, -8, {2, 2}},
+             {{"#..!.", ""}, -24, {0, 3}},
              {{"#####", "#####"}, -12, {0, 4, 5, 9}},
              {{"..###", "##..."}, -12, {2, 4, 5, 6}},
              {{".....", ".##.."}, -12, {6, 7}},
@@ -126,6 +134,34 @@ TEST_F(CopyEvidence, EndsOfWritesWithoutABurstAreLeftOut)
     }
 }
 
+/// Far below the noise, where only sums are heard, bursts are still told from noise, and their
+/// level is right on average; however quiet it all is.
+TEST_F(CopyEvidence, WeakBurstsAreCounted)
+{
+    constexpr int kTrials = 30;
+    struct weak_case {
+        std::string first;
+        double snr_db;
+    };
+    for (const auto &[first, snr_db] : {weak_case{"#####", -28.5}, {".###.", -26.5}}) {
+        SCOPED_TRACE(first);
+        const sent_writes sent{first, ""};
+        const auto clean = sent.samples();
+        double count = 0, snr = 0;
+        for (unsigned trial = 0; trial < kTrials; ++trial) {
+            generator random{200 + trial};
+            auto sound = clean;
+            add_noise(sound, snr_db, random);
+            for (float &sample : sound) sample *= 1e-3f;
+            const present_copies present = look(sent.places(), sound);
+            count += double(present.count);
+            snr += double{present.snr} / kTrials;
+        }
+        EXPECT_NEAR(count, double(std::ranges::count(first, '#')) * kTrials, 3);
+        EXPECT_NEAR(10 * std::log10(snr), snr_db + 10.3, 0.5);
+    }
+}
+
 /// What is spoilt by a tone or by clicks tells nothing of the burst.
 TEST_F(CopyEvidence, TonesAndClicksAreNotCounted)
 {
@@ -138,7 +174,7 @@ TEST_F(CopyEvidence, TonesAndClicksAreNotCounted)
         for (std::size_t n = 0; n < sound.size(); ++n) {
             const bool clicks = n % 11000 < 20;
             if (is_tone)
-                sound[n] += 0.1f * from_turns(subcarrier_hz(40) / 44100 * double(n)).re;
+                sound[n] += 0.2f * from_turns(subcarrier_hz(40) / 44100 * double(n)).re;
             else
                 sound[n] += clicks ? 0.3f * complex_noise(random, 1).re : 0.0f;
         }
@@ -146,6 +182,43 @@ TEST_F(CopyEvidence, TonesAndClicksAreNotCounted)
         EXPECT_EQ(present.count, 3u);
         EXPECT_NEAR(10 * std::log10(double{present.snr}), 10.3 - 5, 1);
     }
+}
+
+/// All paths within the delays of a channel's estimate count, before the place and behind it.
+TEST_F(CopyEvidence, EchoesAreOfTheBurst)
+{
+    constexpr std::size_t kEarly = 50, kLate = 250; // samples at 44100 Hz
+    generator random{25};
+    const sent_writes sent{"###", ""};
+    const auto straight = sent.samples();
+    auto sound = straight;
+    for (std::size_t n = kEarly + kLate; n < sound.size(); ++n)
+        sound[n] += straight[n - kEarly] + straight[n - kEarly - kLate];
+    add_noise(sound, -14, random);
+    copy_set copies;
+    copies.add_write(place_at(double(sent.sample_of(0) + kEarly)), 3);
+    const auto heard = kept(baseband_of(sound));
+    const present_copies present =
+        evidence_->look(copies, word_of(kShortMessage), one_path_, reader_, *heard);
+    EXPECT_EQ(present.count, 3u);
+    // Three paths; the outer ones lose what does not fit the guards, which disturbs the others.
+    EXPECT_NEAR(10 * std::log10(double{present.snr}), 10.3 - 14 + 4.8 - 1.1, 0.5);
+}
+
+/// Samples were lost where the first copy was to be.
+TEST_F(CopyEvidence, SilenceIsNoBurst)
+{
+    generator random{24};
+    const sent_writes sent{".##", ""};
+    auto sound = sent.samples();
+    add_noise(sound, -5, random);
+    std::fill_n(sound.begin(), sent.sample_of(1), 0.0f);
+    const copy_set copies = sent.places();
+    const auto heard = kept(baseband_of(sound));
+    const present_copies present =
+        evidence_->look(copies, word_of(kShortMessage), one_path_, reader_, *heard);
+    EXPECT_EQ(present.count, 2u);
+    EXPECT_EQ(present.write.places[0].first_body, copies.places[1].first_body);
 }
 
 /// Where nothing can be told the copies stay as they are, and the level is a number: in silence,
@@ -162,15 +235,12 @@ TEST_F(CopyEvidence, WhatCannotBeToldStays)
         for (float_complex &sample : samples) sample = sample * scale;
         return kept(samples);
     };
-    shared_channel plain;
-    plain.channel.fill({1, 0});
-    plain.gains.fill({1, 0});
     const code_word word = word_of(kShortMessage);
-    for (const auto &[channel, scale] : {std::pair{plain, 0.0f},
+    for (const auto &[channel, scale] : {std::pair{one_path_, 0.0f},
                                          {shared_channel{}, 1.0f},
-                                         {plain, 1e-17f},
-                                         {plain, 1e-18f},
-                                         {plain, 1e-19f}}) {
+                                         {one_path_, 1e-17f},
+                                         {one_path_, 1e-18f},
+                                         {one_path_, 1e-19f}}) {
         SCOPED_TRACE(scale);
         const present_copies present =
             evidence_->look(copies, word, channel, reader_, *tiny(scale));

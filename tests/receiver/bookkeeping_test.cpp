@@ -63,6 +63,9 @@ TEST_F(Measuring, WithoutRoomWhatWasHeardComesFirst)
     std::vector<double> expected = {0, 1, 2, 4, 5, 6, 7, 8, 10, 11, 12, 13, 14, 15, 17, 18};
     for (double &sample : expected) sample += kLate;
     EXPECT_EQ(all, expected);
+
+    for (int n = 0; n < 17; ++n) waiting_.add(seen_at(n));
+    EXPECT_EQ(measured(waiting_).back(), 15);
 }
 
 /// Three rounds over the symbols for a burst that was heard; at each of three clocks for another.

@@ -62,9 +62,6 @@ template <class Real> void channel_estimate<Real>::restart(const subcarrier_evid
 template <class Real>
 void channel_estimate<Real>::estimate(const subcarrier_evidence &evidence, int rounds)
 {
-    channel_.fill({});
-    error_.fill(0);
-    if (least_power_ <= 0) return;
     correlate(evidence);
     solve();
     for (int round = 0; round < rounds; ++round) {

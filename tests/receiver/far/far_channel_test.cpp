@@ -109,6 +109,35 @@ TEST(FarChannel, ErrorIsWhatIsSaid)
     }
 }
 
+/// Of silence the estimate is that there is no channel; where a part of the band tells nothing the
+/// rest tells of it.
+TEST(FarChannel, WhatIsNotKnownIsNoTrouble)
+{
+    generator random{6};
+    const auto estimate = std::make_unique<channel_estimate<float>>();
+    estimate->restart({});
+    estimate->estimate({}, 12);
+    for (std::size_t i = 0; i < kSubcarriers; ++i) {
+        EXPECT_EQ(power_of(estimate->channel()[i]), 0);
+        EXPECT_EQ(estimate->error()[i], 0);
+    }
+    double error = 0;
+    constexpr int kTrials = 50;
+    for (int trial = 0; trial < kTrials; ++trial) {
+        const subcarrier_row channel = random_channel(random);
+        const auto cells = random_cells(channel, steady_gains(), 0.1, random);
+        auto sums = gather_evidence(evidence_of(cells), kPilots, steady_gains());
+        for (const std::size_t unknown : {0u, 30u, 31u}) {
+            sums.value[unknown] = {};
+            sums.weight[unknown] = 0;
+        }
+        estimate->restart(sums);
+        estimate->estimate(sums, 12);
+        error += error_between(estimate->channel(), channel) / kTrials;
+    }
+    EXPECT_LT(error, 0.35 * 0.1 / 8);
+}
+
 TEST(FarChannel, SinglePrecisionIsEnough)
 {
     generator random{3};

@@ -1,6 +1,7 @@
 #include "receiver/far/burst_detector.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -103,8 +104,9 @@ bool burst_detector::take(detection &found)
 
 float burst_detector::energy(std::size_t offset, int64_t place) const
 {
-    const int64_t end = map_.first_place() + pilot_map::kBlock;
-    if (place < 0 || place >= end || place < end - int64_t{kPlaces}) return 0;
+    assert(place < map_.first_place() + pilot_map::kBlock &&
+           place >= map_.first_place() + pilot_map::kBlock - int64_t{kPlaces});
+    if (place < 0) return 0; // before the stream
     return kStep * rows_[offset][static_cast<std::size_t>(place) % kPlaces];
 }
 

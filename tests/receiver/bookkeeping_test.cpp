@@ -2,6 +2,7 @@
 // gaps; at the edges of what belongs together, and when there is no more room.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -30,8 +31,10 @@ std::vector<double> measured(burst_measuring &waiting)
     const auto silence = std::make_unique<baseband>();
     std::vector<double> all;
     while (!waiting.empty())
-        waiting.advance(1, *silence, [&](const found_burst &burst, const burst_figures &) {
+        waiting.advance(1, *silence, [&](const found_burst &burst, const burst_figures &figures) {
             all.push_back(burst.sample);
+            EXPECT_TRUE(std::isfinite(figures.first_sample) && std::isfinite(figures.clock_ppm));
+            EXPECT_TRUE(std::isfinite(figures.snr_db + figures.level_dbfs + figures.noise_dbfs));
         });
     return all;
 }

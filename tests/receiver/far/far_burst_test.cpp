@@ -68,6 +68,32 @@ TEST(FarBurst, BasebandDoesNotShowTheBlocks)
     }
 }
 
+/// What lies before the stream, has not come yet or is not kept any more is silence, not what lies
+/// in its place.
+TEST(FarBurst, OnlyWhatIsKeptIsHeard)
+{
+    const auto front = std::make_unique<baseband>();
+    const auto sound = std::make_unique<far_sound>();
+    generator random{10};
+    std::vector<float> noise(441);
+    for (float &sample : noise) sample = complex_noise(random, 1).re;
+    for (int64_t kept_before : {int64_t{0}, far_sound::kKept}) {
+        while (sound->size() < kept_before + 1000) {
+            front->put(noise);
+            for (int n = 0; n < 44; ++n) sound->put({1, 0});
+        }
+        const auto expect = [](const auto &stream, int64_t kept) {
+            const int64_t end = stream.size(), first = std::max<int64_t>(end - kept, 0);
+            for (const int64_t n : {first, first + 1, end - 1})
+                EXPECT_GT(power_of(stream.at(n)), 0) << n << " of " << end;
+            for (const int64_t n : {first - 1, first - kept, end, end + kept - 1})
+                EXPECT_EQ(power_of(stream.at(n)), 0) << n << " of " << end;
+        };
+        expect(*front, baseband::kKept);
+        expect(*sound, far_sound::kKept);
+    }
+}
+
 /// A tone that comes and goes leaves nothing behind where it is steady, a burst passes as it is,
 /// and noise almost.
 TEST(FarBurst, SteadyTonesAreTakenOut)

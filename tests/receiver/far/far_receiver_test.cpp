@@ -189,6 +189,9 @@ TEST(FarReceiver, TrialsAreGrantedAndSpentInOrder)
     EXPECT_EQ(queue->trials(), tried);
     put(0.03f, 0);
     EXPECT_TRUE(queue->take(path, 0));
+    next_word = 1;
+    put(0.9f, 45000); // tried more than ten seconds ago
+    EXPECT_TRUE(queue->take(path, 45000));
     next_word = 10000; // none that was tried
     while (queue->saved() > 50) {
         put(0.0005f, 0);

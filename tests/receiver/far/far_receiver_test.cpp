@@ -21,16 +21,15 @@ struct reception {
 
 /// The sound and its end, in ticks of 10 ms. Nothing comes later than two seconds after the last
 /// burst that it was heard from.
-reception receive(std::span<const float> sound, message_lengths lengths = message_lengths::both)
+reception receive_by(far_receiver &receiver, std::span<const float> sound)
 {
     const auto samples = baseband_of(sound);
-    const auto receiver = std::make_unique<far_receiver>(lengths);
     reception all;
     std::size_t put_samples = 0;
     const auto put = [&](std::span<const float_complex> tick) {
-        receiver->put(tick);
+        receiver.put(tick);
         put_samples += tick.size();
-        for (far_message message; receiver->take(message);) {
+        for (far_message message; receiver.take(message);) {
             all.messages.push_back(message);
             const double end = message.last_sample + double{kBurstSamples};
             EXPECT_LE(10 * double(put_samples) - end, 2 * 44100);
@@ -39,11 +38,17 @@ reception receive(std::span<const float> sound, message_lengths lengths = messag
     constexpr std::size_t kTick = 44;
     for (std::size_t at = 0; at < samples.size(); at += kTick)
         put(std::span{samples}.subspan(at, std::min(kTick, samples.size() - at)));
-    receiver->end_stream();
+    receiver.end_stream();
     const std::vector<float_complex> silence(kTick);
-    for (int tick = 0; tick < 60 || !receiver->is_idle(); ++tick) put(silence);
-    all.trials = receiver->trials().trials();
+    for (int tick = 0; tick < 60 || !receiver.is_idle(); ++tick) put(silence);
+    all.trials = receiver.trials().trials();
     return all;
+}
+
+reception receive(std::span<const float> sound, message_lengths lengths = message_lengths::both)
+{
+    const auto receiver = std::make_unique<far_receiver>(lengths);
+    return receive_by(*receiver, sound);
 }
 
 void expect_message(const far_message &message, const std::string &sent)
@@ -269,6 +274,46 @@ TEST(FarReceiver, CopiesAreHeardTogether)
     EXPECT_GE(heard.messages[0].copies, 2u);
     for (const far_message &told : heard.messages) expect_message(told, kLongMessage);
     EXPECT_TRUE(receive(sound, message_lengths::only_32).messages.empty());
+}
+
+/// While trials are short, several bursts wait for theirs; the word that one of them brings out is
+/// found in the others, for which it is not tried again.
+TEST(FarReceiver, AWordIsFoundInAllThatWait)
+{
+    constexpr unsigned kTrials = 5;
+    constexpr std::size_t kCopies = 4;
+    std::size_t bursts = 0;
+    for (unsigned trial = 0; trial < kTrials; ++trial) {
+        generator random{330 + trial};
+        auto sound = sent_bursts{kLongMessage, kCopies, 1000}.samples();
+        add_noise(sound, -19.5, random);
+        for (const far_message &message : receive(sound).messages) bursts += message.copies;
+    }
+    EXPECT_GE(bursts, kTrials * kCopies - 1);
+}
+
+/// Nothing is left of a stream in the next one: no tone, word, place or trial.
+TEST(FarReceiver, ANewStreamIsAsTheFirst)
+{
+    generator random{13};
+    auto sound = sent_bursts{kShortMessage, 2}.samples();
+    add_noise(sound, -19, random);
+    auto before = sound;
+    const auto near = sent_bursts{kShortMessage, 2}.samples();
+    for (std::size_t n = 0; n < near.size(); ++n)
+        before[n] += near[n] + 0.1f * from_turns(0.43 * double(n)).re;
+    const auto receiver = std::make_unique<far_receiver>(message_lengths::both);
+    EXPECT_FALSE(receive_by(*receiver, before).messages.empty());
+    receiver->restart();
+    const reception again = receive_by(*receiver, sound), fresh = receive(sound);
+    EXPECT_EQ(again.trials, fresh.trials);
+    ASSERT_EQ(again.messages.size(), fresh.messages.size());
+    ASSERT_FALSE(fresh.messages.empty());
+    for (std::size_t n = 0; n < fresh.messages.size(); ++n) {
+        EXPECT_EQ(again.messages[n].bits, fresh.messages[n].bits);
+        EXPECT_EQ(again.messages[n].first_sample, fresh.messages[n].first_sample);
+        EXPECT_EQ(again.messages[n].snr_db, fresh.messages[n].snr_db);
+    }
 }
 
 /// Far below the noise, too, a record says how strong a burst is and where the first one begins:

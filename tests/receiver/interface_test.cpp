@@ -204,13 +204,16 @@ TEST(ReceiverInterface, TakesAnySamples)
         EXPECT_EQ(now.frames, burst.size() + mixed.size() + 9);
         tonelink_receiver_lost(receiver, UINT64_MAX); // not to be believed
         tonelink_receiver_lost(receiver, UINT64_MAX);
+        receiver.push(burst);
         tonelink_receiver_flush(receiver);
         now = receiver.report();
         EXPECT_GE(now.frames, now.lost_frames);
         EXPECT_GT(now.seconds, 1e9);
         const auto records = receiver.heard();
-        ASSERT_EQ(records.size(), 1u);
+        ASSERT_EQ(records.size(), 2u);
         EXPECT_NEAR(static_cast<double>(records[0].first_sample), 100, rate / 1000.0);
+        EXPECT_GT(records[1].first_sample, int64_t{1} << 61);
+        EXPECT_GT(records[1].seconds, 1e9);
     }
 }
 

@@ -245,4 +245,16 @@ TEST(ReasonOf, ABurstThatIsNotRead)
     }
 }
 
+/// Words now and then are no silence; a microphone that is off nine tenths of the time is.
+TEST(ReasonOf, SilenceOfNineTenths)
+{
+    sound_figures figures{};
+    figures.frames = 441000;
+    figures.slots = 100;
+    figures.quiet_slots = 89;
+    EXPECT_EQ(reason_of(figures), TONELINK_REASON_NO_BURST);
+    figures.quiet_slots = 90;
+    EXPECT_EQ(reason_of(figures), TONELINK_REASON_SILENT);
+}
+
 } // namespace tonelink::test

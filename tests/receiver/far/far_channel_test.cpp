@@ -188,9 +188,9 @@ TEST(FarChannel, GainsFollowAMovement)
                 *error += double{power_of(found[s] - sent[s])} / (kTrials * kSymbols);
         }
     }
-    // A symbol alone: 10 / 30.5.
-    EXPECT_LT(moving, 0.2);
-    EXPECT_LT(steady, 0.12);
+    // A symbol alone: 10 / 30.5. A slower channel would follow less, a faster one learn less.
+    EXPECT_LT(moving, 0.085);
+    EXPECT_LT(steady, 0.07);
 }
 
 /// Of the data that look so and so sure, so many are right, even if the channel is known to a tenth

@@ -245,6 +245,25 @@ TEST(ReasonOf, ABurstThatIsNotRead)
     }
 }
 
+/// Of several bursts that were not read the clearest one tells what is wrong.
+TEST(ReasonOf, TheClearestBurst)
+{
+    sound_figures all{};
+    for (const auto &[snr_db, ppm] : {std::pair{-9.0f, 1.0f}, {-4.0f, 2.0f}, {-6.0f, 3.0f}}) {
+        sound_figures one{};
+        one.unread = 1;
+        one.unread_snr_db = snr_db;
+        one.unread_ppm = ppm;
+        one.peak = -snr_db;
+        all.add(one);
+        all.add(sound_figures{});
+    }
+    EXPECT_EQ(all.unread, 3u);
+    EXPECT_EQ(all.unread_snr_db, -4);
+    EXPECT_EQ(all.unread_ppm, 2);
+    EXPECT_EQ(all.peak, 9);
+}
+
 /// Words now and then are no silence; a microphone that is off nine tenths of the time is.
 TEST(ReasonOf, SilenceOfNineTenths)
 {

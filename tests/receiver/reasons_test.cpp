@@ -61,6 +61,14 @@ sound white_below(double rate, double hz)
     return cut_above(band_noise(frames_in(2, rate), rate, 0, 3), rate, hz);
 }
 
+/// White noise that falls at 16 kHz, so many dB deep.
+sound falling_by(double rate, double db)
+{
+    sound samples = white_below(rate, 16000);
+    add(samples, band_noise(samples.size(), rate, 0, 4), 0, -db);
+    return samples;
+}
+
 /// A tone with hiss around it.
 sound tone(double rate, double hz)
 {
@@ -122,6 +130,10 @@ const struct {
     {"tone in hiss", "no_burst", {-12, -50}, tone, 12000},
     {"cut above the band", "no_burst", {-12, -50}, pink_below, 19500, edge(19500)},
     {"cut below the band", "band_cut", {-12, -50}, white_below, 17500, edge(17500)},
+    {"cut in the band's lower part", "band_cut", {-12}, pink_below, 17900, edge(17900)},
+    {"cut in the band's middle", "no_burst", {-12}, pink_below, 18800, edge(18800)},
+    {"fall that is a filter's", "band_cut", {-12}, falling_by, 23},
+    {"fall of a sound itself", "no_burst", {-12}, falling_by, 14},
     {"lossy codec", "band_cut", {-12, -50}, pink_below, 16000, edge(16000)},
     {"wide-band call", "band_cut", {-12, -50}, pink_below, 8000, edge(8000)},
     {"telephone", "band_cut", {-25, -50}, speech_below, 3400, edge(3400)},

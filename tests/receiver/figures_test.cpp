@@ -96,7 +96,8 @@ TEST_P(Figures, AreRightAtEveryClockAndBehindLosses)
             stream.push_burst(0, 0.1);
             stream.lose(5); // the next burst begins with the first sample behind it
             stream.push_burst(0, 0);
-            for (const double seconds : {5.0, 1.0, 0.7, 600.0}) stream.lose(seconds);
+            for (const double seconds : {5.0, 1.0, 0.7, 2.0, 0.8, 1.5, 3.0, 0.9, 600.0})
+                stream.lose(seconds);
             stream.push_burst(0.3, 0);
             if (snr_db > 20 && std::abs(ppm) < 300) // the first fifth of a burst is lost as well
                 stream.push_burst(5, 0.1, 5.1);

@@ -350,4 +350,23 @@ TEST_F(TransmissionControl, TakesOneOfTwoStartsAtOnce)
     }
 }
 
+TEST_F(TransmissionControl, SaysThatAnotherStartIsUnderWay)
+{
+    for (auto *const start : {start_audio_transmitting_type, start_audio_transmitting_async_type}) {
+        int32_t result = -1;
+        platform.on("audio_out_create_new", [&result, start] {
+            std::thread{[&result, start] { result = start(1); }}.join();
+        });
+        EXPECT_EQ(start(1), 1);
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(platform.count("Transmission is already started"), 1);
+        if (start == start_audio_transmitting_type) {
+            EXPECT_EQ(stop_audio_transmitting(), 1);
+        } else {
+            stop_stream();
+        }
+        platform.reset();
+    }
+}
+
 } // namespace tonelink::test

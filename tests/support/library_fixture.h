@@ -31,7 +31,6 @@ protected:
         std::ranges::fill(yv, 0.0f);
         std::ranges::fill(pin_array, uint8_t{0});
         m_pin_Type = kRandomPin;
-        tx_sampleRate = 44100;
         vol_aud_write = 0;
     }
 

@@ -281,8 +281,9 @@ void _audio_io_stream_write_async_cb(audio_out_h, size_t, void *user_data)
     if (user_data == nullptr) return;
     auto &handle = *static_cast<tonelink_tx_h *>(user_data);
     const callback_turn turn = begin_callback(handle);
+    if (turn == callback_turn::refused) return;
     const auto burst = burst_of(handle);
-    if (turn == callback_turn::refused || burst.empty()) return;
+    if (burst.empty()) return;
     TONELINK_LOG("Buffer length is 3 %d\n", static_cast<int32_t>(burst.size()));
     const samples_ptr copies = make_copies(burst);
     if (!copies) return;

@@ -75,7 +75,7 @@ void stream_receiver::receive(std::span<const int16_t> audio, BandShiftInfo &shi
         const auto part = audio.first(std::min(audio.size(), shifted.size()));
         std::ranges::copy(part, shifted.begin());
         const auto samples = std::span{shifted}.first(part.size());
-        if (is_open(shifter)) shift_band(samples, shifter, *stages_);
+        shift_band(samples, shifter, *stages_);
         mirror_spectrum(samples, (position_ + 1) % 2);
         receive_shifted(samples, lengths, sink);
         audio = audio.subspan(part.size());

@@ -11,7 +11,7 @@ template <class Family> class Matrices : public ::testing::Test {
 TYPED_TEST_SUITE(Matrices, matrix_families, family_names);
 
 using shape = std::pair<int32_t, int32_t>; // rows and columns
-const shape kShapes[] = {{0, 3}, {2, -1}, {1, 1}, {1, 3}, {3, 1}, {2, 3}, {3, 2}, {3, 3}};
+const shape kShapes[] = {{0, 3}, {3, 0}, {2, -1}, {1, 1}, {1, 3}, {3, 1}, {2, 3}, {3, 2}, {3, 3}};
 
 /// A matrix of that size, and its elements from the one for `first` on.
 template <class Family> struct filled : owned<Family> {

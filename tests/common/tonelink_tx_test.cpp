@@ -97,7 +97,8 @@ TEST_F(TransmitterHandle, RefusesWhatItCannotDo)
     EXPECT_EQ(tonelink_tx_set_samplerate(handle, 0), 4);
     EXPECT_EQ(handle->sample_rate, 44100);
     tx_sampleRate = 8000; // of handles to come
-    EXPECT_EQ(loaded_handle{}->sample_rate, 8000);
+    EXPECT_EQ(
+        loaded_handle {} -> sample_rate, 8000);
     tx_sampleRate = 44100;
     EXPECT_EQ(tonelink_tx_set_samplerate(handle, 48000), 0);
     EXPECT_EQ(handle->sample_rate, 48000);

@@ -20,10 +20,10 @@ struct far_scene {
     sent_bursts sent;
     double snr_db = 0;
     double clock = 0;
-    float echo = 0;      // of 7 ms
-    float tone = 0;      // beside the bursts' 0.01
-    int tone_at = 40;    // the subcarrier
-    float last_gain = 1; // of the last copy
+    float echo = 0;           // of 7 ms
+    float tone = 0;           // beside the bursts' 0.01
+    std::size_t tone_at = 40; // the subcarrier
+    float last_gain = 1;      // of the last copy
 
     std::vector<float> samples() const
     {

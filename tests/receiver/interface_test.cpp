@@ -82,6 +82,27 @@ TEST(ReceiverInterface, RefusesWrongSettings)
     static_assert(sizeof(tonelink_heard) == 64 && sizeof(tonelink_reception) == 184);
 }
 
+TEST(ReceiverInterface, WhatIsNotSetHasItsDefault)
+{
+    open_modem modem;
+    auto burst = modem.burst(kPair48.bits);
+    burst.insert(burst.begin(), 9000, int16_t{0});
+    // What lies behind the size that a program knows of is none of the settings.
+    const tonelink_receiver_settings rate_alone = {8, 0, TONELINK_LENGTH_32, TONELINK_METHOD_EXACT};
+    for (const auto *const settings :
+         {static_cast<const tonelink_receiver_settings *>(nullptr), &rate_alone}) {
+        tonelink_receiver *receiver = nullptr;
+        ASSERT_EQ(tonelink_receiver_open(settings, &receiver), TONELINK_RECEIVER_OK);
+        tonelink_receiver_push_s16(receiver, burst.data(), burst.size(), 1);
+        tonelink_receiver_flush(receiver);
+        tonelink_heard heard = {};
+        EXPECT_EQ(tonelink_receiver_next(receiver, &heard), 1);
+        EXPECT_EQ(message_of(heard), kPair48.bits);
+        EXPECT_EQ(heard.methods, uint32_t{TONELINK_METHOD_EXACT | TONELINK_METHOD_FAR});
+        tonelink_receiver_close(receiver);
+    }
+}
+
 TEST(ReceiverInterface, RefusesWrongArguments)
 {
     open_receiver receiver;

@@ -45,6 +45,9 @@ figures told_of(const told_scene &scene)
         told.insert(told.end(), {heard.seconds, double{heard.level_dbfs}, double{heard.snr_db},
                                  double{heard.clock_ppm}, double(heard.positions)});
     const auto end = receiver.report();
+    if (scene.methods == TONELINK_METHOD_EXACT) {
+        EXPECT_EQ(now.unread, end.unread); // which does not wait for more
+    }
     told.insert(told.end(), {double(end.heard), double(end.unread), double{end.missing_db},
                              double{end.unread_snr_db}, double{end.unread_ppm}});
     told.insert(told.end(), {double{now.level_dbfs}, double{now.peak_dbfs}, double{now.band_dbfs},

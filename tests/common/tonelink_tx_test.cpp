@@ -28,6 +28,9 @@ struct player {
     }
 };
 
+/// What the library starts with.
+const int32_t kVolumeSavedAtFirst = vol_aud_write;
+
 const player kWriter{tonelink_tx_start, tonelink_tx_stop, tonelink_tx_close};
 const player kStream{tonelink_tx_start_async, tonelink_tx_stop_async, tonelink_tx_close_async};
 
@@ -365,21 +368,26 @@ TEST_F(TransmitterHandle, WritesNothingWithoutBurstOrMemory)
     _audio_io_stream_write_async_cb(nullptr, 1, &empty);
     EXPECT_EQ(empty.is_running, 1);
 
-    loaded_handle handle;
-    vol_aud_write = 1; // of some earlier time
-    {
+    // A stop puts back the volume that was saved last, or silence.
+    for (const auto &[saved, put_back] : {std::pair{kVolumeSavedAtFirst, 0}, {1, 1}}) {
+        loaded_handle handle;
+        vol_aud_write = saved;
+        platform.reset();
         ASSERT_EQ(tonelink_tx_start_async(handle), 0);
-        const failing_allocation failing{0};
-        platform.run_callback();
-    }
-    EXPECT_EQ(platform.trace(by::others), R"([tonelink_tx.cpp]
+        {
+            const failing_allocation failing{0};
+            platform.run_callback();
+        }
+        EXPECT_EQ(platform.trace(by::others), R"([tonelink_tx.cpp]
 _audio_io_stream_write_async_cb: _audio_io_stream_write_async_cb Entry\n
 _audio_io_stream_write_async_cb: Buffer length is 3 23170\n
 )");
-    EXPECT_EQ(handle->is_running, 1);
-    EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
-    EXPECT_EQ(platform.volume, 1);
+        EXPECT_EQ(handle->is_running, 1);
+        EXPECT_EQ(tonelink_tx_stop_async(handle), 0);
+        EXPECT_EQ(platform.volume, put_back);
+    }
 
+    loaded_handle handle;
     platform.forget();
     for (const bool has_burst : {true, false}) {
         if (!has_burst) platform.on("pthread_create", [&handle] { handle->burst = nullptr; });

@@ -75,4 +75,21 @@ TEST(Resampler, FoldsNothingIntoTheBand)
     }
 }
 
+/// Before a stream there is silence, whatever came before a restart.
+TEST(Resampler, AStreamBeginsInSilence)
+{
+    for (const int32_t rate : kRates) {
+        std::vector<float> table(resampler::table_size(rate));
+        const auto converter = std::make_unique<resampler>(rate, table);
+        sound output(kLength);
+        const sound silence(20 * kLength), loud(20 * kLength, 1);
+        for (const bool is_again : {false, true}) {
+            EXPECT_EQ(converter->run(silence, output).made, output.size());
+            EXPECT_EQ(output, sound(kLength)) << rate << is_again;
+            converter->run(loud, output);
+            converter->restart();
+        }
+    }
+}
+
 } // namespace tonelink::test

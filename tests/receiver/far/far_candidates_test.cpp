@@ -113,6 +113,9 @@ TEST(FarCandidates, RateIsOfTenSeconds)
     EXPECT_FLOAT_EQ(rate.per_second(), 7); // the first two are gone
     rate.restart();
     EXPECT_EQ(rate.per_second(), 0);
+    rate.begin_second(0);
+    rate.count(1);
+    EXPECT_EQ(rate.per_second(), 1);
 }
 
 /// A sum holds nothing new when each of its copies was heard alone, or one of its writes by itself.

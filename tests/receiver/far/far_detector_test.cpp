@@ -74,6 +74,29 @@ TEST(FarDetector, EnergiesOfNoiseAreExponential)
     }
 }
 
+/// A tone raises the energies, but by less than its power: the subcarrier that it stays on counts
+/// for less than the others.
+TEST(FarDetector, ALoudSubcarrierCountsForLess)
+{
+    // Plain sums would have means of 1, 1.8 and 4.4.
+    for (const auto &[tone, expected] : {std::pair{0.0f, 1.0}, {0.5f, 1.17}, {1.0f, 1.84}}) {
+        generator random{7};
+        constexpr double kTurns = (20.0 - baseband::kMiddle) / kBodySamples; // of a sample
+        const auto map = std::make_unique<pilot_map>();
+        double sum = 0, count = 0;
+        std::size_t n = 0;
+        for (float_complex sample : white_noise(8 * 4410, random)) {
+            sample += from_turns(kTurns * double(n++)) * tone;
+            if (!map->put(sample) || n < 3 * 4410) continue;
+            for (std::size_t offset = 0; offset < kMapOffsets; offset += 6) {
+                for (const float energy : map->energies(offset, 0)) sum += double{energy};
+                count += kMapHops;
+            }
+        }
+        EXPECT_NEAR(sum / count, expected, 0.03 * expected) << tone;
+    }
+}
+
 /// Cell by cell the map is what its definition says, but for the level that is taken from another
 /// pre-rotation and odd subcarriers that are halved.
 TEST(FarDetector, TheMapIsItsDefinition)

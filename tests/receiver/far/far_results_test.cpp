@@ -44,8 +44,10 @@ struct far_scene {
 
 struct far_result {
     uint32_t candidates = 0;
+    int64_t trials = 0;
     double expected = 0; ///< right ones among the paths that were tried
-    double snr_db = 0;   ///< and more of the last burst that was told
+    int64_t samples = 0; ///< that had come when the last burst was told; and more of that
+    double snr_db = 0;
     double clock_ppm = 0;
     double first_sample = 0;
     std::size_t copies = 0;
@@ -54,19 +56,22 @@ struct far_result {
 std::ostream &operator<<(std::ostream &out, const far_result &is)
 {
     const auto precision = out.precision(8);
-    return out << '{' << is.candidates << ", " << is.expected << ", " << is.snr_db << ", "
-               << is.clock_ppm << ", " << is.first_sample << ", " << is.copies << '}'
-               << std::setprecision(static_cast<int>(precision));
+    return out << '{' << is.candidates << ", " << is.trials << ", " << is.expected << ", "
+               << is.samples << ", " << is.snr_db << ", " << is.clock_ppm << ", " << is.first_sample
+               << ", " << is.copies << '}' << std::setprecision(static_cast<int>(precision));
 }
 
 far_result result_of(const far_scene &scene)
 {
     const auto receiver = std::make_unique<far_receiver>(message_lengths::both);
     far_result result;
+    int64_t put_samples = 0;
     const auto put = [&](std::span<const float_complex> tick) {
         receiver->put(tick);
+        put_samples += std::ssize(tick);
         for (far_message told; receiver->take(told);) {
             EXPECT_EQ(told.bits, value_of(scene.sent.message));
+            result.samples = put_samples;
             result.snr_db = double{told.snr_db};
             result.clock_ppm = double{told.clock_ppm};
             result.first_sample = told.first_sample;
@@ -81,6 +86,7 @@ far_result result_of(const far_scene &scene)
     const std::vector<float_complex> silence(kTick);
     for (int tick = 0; tick < 60 || !receiver->is_idle(); ++tick) put(silence);
     result.candidates = receiver->candidates();
+    result.trials = receiver->trials().trials();
     for (const auto &tally : receiver->trials().tallies()) result.expected += tally.expected;
     return result;
 }
@@ -90,32 +96,42 @@ far_result result_of(const far_scene &scene)
 TEST(FarResults, AreWhatTheyWere)
 {
     const std::pair<far_scene, far_result> cases[] = {
-        {{.sent = {kShortMessage, 1}, .snr_db = 20}, {16, 1.1294999, 28.816532, 1, 20002, 1}},
-        {{.sent = {kShortMessage, 1}, .snr_db = -15}, {9, 1.1383633, -5.2391462, 1, 20002, 1}},
+        {{.sent = {kShortMessage, 1}, .snr_db = 20},
+         {16, 39, 1.1294999, 6840, 28.816532, 1, 20002, 1}},
+        {{.sent = {kShortMessage, 1}, .snr_db = -15},
+         {9, 325, 1.1383633, 7280, -5.2391462, 1, 20002, 1}},
         {{.sent = {kLongMessage, 1}, .snr_db = -13, .clock = 300e-6},
-         {7, 1.0014256, -3.0530348, 299, 19992, 1}},
-        {{.sent = {kShortMessage, 1}, .snr_db = -17}, {6, 1.0173907, -7.3326311, 1, 20002, 1}},
+         {7, 9, 1.0014256, 7103, -3.0530348, 299, 19992, 1}},
+        {{.sent = {kShortMessage, 1}, .snr_db = -17},
+         {6, 60, 1.0173907, 7280, -7.3326311, 1, 20002, 1}},
         {{.sent = {kShortMessage, 5}, .snr_db = -21, .clock = -200e-6},
-         {31, 0.3179608, -11.81525, -199, 112702, 1}},
-        {{.sent = {kLongMessage, 5}, .snr_db = -20}, {31, 0.64526283, -10.059175, -16, 112677, 1}},
+         {31, 57, 0.3179608, 16243, -11.81525, -199, 112702, 1}},
+        {{.sent = {kLongMessage, 5}, .snr_db = -20},
+         {31, 600, 0.64526283, 16108, -10.059175, -16, 112677, 1}},
         {{.sent = {kShortMessage, 2}, .snr_db = -12, .echo = 0.8f},
-         {29, 1.0663043, -2.1532705, -1, 43167, 1}},
+         {29, 107, 1.0663043, 8981, -2.1532705, -1, 43167, 1}},
         {{.sent = {kShortMessage, 2}, .snr_db = -10, .tone = 0.1f},
-         {26, 1.7029162, -0.21281478, -4, 43172, 1}},
+         {26, 469, 1.7029162, 9113, -0.21281478, -4, 43172, 1}},
         {{.sent = {kShortMessage, 1}, .snr_db = -14, .tone = 0.1f, .tone_at = 2},
-         {10, 1.215155, -4.1474161, 1, 20002, 1}},
+         {10, 325, 1.215155, 7280, -4.1474161, 1, 20002, 1}},
         {{.sent = {kShortMessage, 3},
           .snr_db = -19,
           .clock = 100e-6,
           .echo = 0.5f,
           .tone = 0.02f,
           .last_gain = 2},
-         {28, 0.56525903, -2.7278397, 99, 66332, 1}},
+         {28, 201, 0.56525903, 11253, -2.7278397, 99, 66332, 1}},
+        {{.sent = {kLongMessage, 4, 1000}, .snr_db = -19.5},
+         {23, 479, 1.531521, 11671, -8.6713743, 4, 70512, 1}},
+        {{.sent = {kLongMessage, 4, 1000}, .snr_db = -19, .clock = 500e-6},
+         {25, 11, 0.12040376, 12370, -9.3876152, 510, 70472, 1}},
     };
     for (const auto &[scene, was] : cases) {
         const far_result is = result_of(scene);
         SCOPED_TRACE(testing::Message() << is);
         EXPECT_EQ(is.candidates, was.candidates);
+        EXPECT_EQ(is.trials, was.trials);
+        EXPECT_EQ(is.samples, was.samples);
         EXPECT_NEAR(is.expected, was.expected, 1e-4 * was.expected);
         EXPECT_NEAR(is.snr_db, was.snr_db, 1e-3);
         EXPECT_NEAR(is.clock_ppm, was.clock_ppm, 0.01);

@@ -24,10 +24,15 @@ struct far_scene {
     float tone = 0;           // beside the bursts' 0.01
     std::size_t tone_at = 40; // the subcarrier
     float last_gain = 1;      // of the last copy
+    int writes = 1;           // with silence between them
 
     std::vector<float> samples() const
     {
-        const auto straight = sent.samples();
+        std::vector<float> straight;
+        for (int write = 0; write < writes; ++write) {
+            const auto next = sent.samples();
+            straight.insert(straight.end(), next.begin(), next.end());
+        }
         auto sound = straight;
         const std::size_t last = sent.first_sample + (sent.copies - 1) * kBurstSamples;
         for (std::size_t n = last; n < sound.size(); ++n) sound[n] *= last_gain;
@@ -125,6 +130,10 @@ TEST(FarResults, AreWhatTheyWere)
          {23, 479, 1.531521, 11671, -8.6713743, 4, 70512, 1}},
         {{.sent = {kLongMessage, 4, 1000}, .snr_db = -19, .clock = 500e-6},
          {25, 11, 0.12040376, 12370, -9.3876152, 510, 70472, 1}},
+        {{.sent = {kShortMessage, 5, 6000}, .snr_db = -25.5, .clock = 300e-6, .writes = 2},
+         {35, 65, 0.38541093, 20988, -14.49692, 290, 136807, 2}},
+        {{.sent = {kLongMessage, 5, 6000}, .snr_db = -24.5, .clock = -100e-6, .writes = 2},
+         {44, 647, 0.53618813, 28104, -14.094017, -90, 206382, 2}},
     };
     for (const auto &[scene, was] : cases) {
         const far_result is = result_of(scene);

@@ -3,9 +3,14 @@
 
 #include <array>
 #include <cmath>
+#include <complex>
 #include <numbers>
+#include <span>
+#include <string>
+#include <vector>
 
 #include "modem/known_bursts.h"
+#include "support/modem_guard.h"
 #include "support/open_receiver.h"
 #include "support/sounds.h"
 #include "tonelink/format.h"
@@ -37,6 +42,15 @@ std::vector<tonelink_heard> heard_by(uint32_t methods, const sound &all, int32_t
 }
 
 class Methods : public testing::TestWithParam<int32_t> {};
+
+/// The part of a frequency in some samples.
+std::complex<double> part_at(double hz, std::span<const int16_t> samples)
+{
+    std::complex<double> sum = 0;
+    for (std::size_t n = 0; n < samples.size(); ++n)
+        sum += double(samples[n]) * std::polar(1.0, -2 * std::numbers::pi * hz / 44100 * double(n));
+    return sum;
+}
 
 } // namespace
 
@@ -146,6 +160,29 @@ TEST(SentSubcarriers, AreThoseOfTheMessage)
               TONELINK_RECEIVER_BAD_LENGTHS);
     EXPECT_EQ(tonelink_receiver_subcarriers(ones.data(), 32, nullptr),
               TONELINK_RECEIVER_BAD_ARGUMENT);
+}
+
+/// With them taken off a burst, all that is left to a symbol is what turns its subcarriers
+/// together.
+TEST(SentSubcarriers, AreThoseOfTheBurst)
+{
+    const auto burst = open_modem{}.burst(std::string(48, '1'));
+    const std::vector<uint8_t> ones(8, 0xFF);
+    std::array<tonelink_subcarrier, 16 * 61> sent;
+    ASSERT_EQ(tonelink_receiver_subcarriers(ones.data(), 48, sent.data()), 0);
+    std::array<std::complex<double>, 61> first;
+    for (std::size_t s = 0; s < 16; ++s) {
+        const auto body = std::span{burst}.subspan(symbol_start(s + 1) + kAudioGuardSamples);
+        std::complex<double> together;
+        for (std::size_t i = 0; i < 61; ++i) {
+            const tonelink_subcarrier &of = sent[61 * s + i];
+            const auto left = part_at(subcarrier_hz(i + 2), body.first(kAudioBodySamples)) *
+                              std::polar(double(of.value), -2 * std::numbers::pi * of.turn / 256);
+            if (s == 0) first[i] = left;
+            if (i == 0) together = left / first[i];
+            EXPECT_LT(std::abs(left / first[i] / together - 1.0), 0.1) << s << ' ' << i;
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(AtRates, Methods, testing::Values(44100, 48000, 96000));

@@ -134,8 +134,8 @@ TEST(FarResults, AreWhatTheyWere)
          {35, 65, 0.38541093, 20988, -14.49692, 290, 136807, 2}},
         {{.sent = {kLongMessage, 5, 6000}, .snr_db = -24.5, .clock = -100e-6, .writes = 2},
          {44, 647, 0.53618813, 28104, -14.094017, -90, 206382, 2}},
-        {{.sent = {kLongMessage, 3, 3000}, .snr_db = -19, .echo = 0.6f},
-         {22, 507, 2.2582573, 10346, -9.0225496, 4, 49337, 1}},
+        {{.sent = {kLongMessage, 5, 3000}, .snr_db = -19.5, .echo = 0.6f},
+         {32, 558, 1.8539228, 14496, -7.723546, -1, 95682, 1}},
     };
     for (const auto &[scene, was] : cases) {
         const far_result is = result_of(scene);

@@ -223,6 +223,9 @@ TEST(ReceiverInterface, TakesAnySamples)
         EXPECT_EQ(now.clipped_frames, 2u + 3 + 5 + 7 + 3 + beyond) << rate;
         EXPECT_EQ(now.lost_frames, 3u);
         EXPECT_EQ(now.frames, burst.size() + mixed.size() + 9);
+        open_receiver other{rate};
+        other.push(ends); // nor is there one before the first sample
+        EXPECT_EQ(other.report().clipped_frames, 0u);
         tonelink_receiver_lost(receiver, UINT64_MAX); // not to be believed
         tonelink_receiver_lost(receiver, UINT64_MAX);
         receiver.push(burst);

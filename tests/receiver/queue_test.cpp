@@ -95,6 +95,28 @@ TEST(Queue, AFlushEndsAStreamAndWhatFollowsIsANewOne)
     }
 }
 
+// Where noise decides what is heard, a stream before it does not.
+TEST(Queue, AStreamNearTheLimitIsHeardAsTheFirstOne)
+{
+    const sound burst = burst_at(kPair32.bits, 44100);
+    std::size_t heard = 0;
+    for (unsigned seed = 1; seed <= 12; ++seed) {
+        sound all = band_noise(frames_in(0.8, 44100), 44100, -40, seed);
+        add(all, burst, 5000, -43.5 - level_of(burst));
+        open_receiver receiver;
+        receiver.push(all);
+        tonelink_receiver_flush(receiver);
+        const std::size_t first = receiver.heard().size();
+        receiver.push(sound(1001));
+        tonelink_receiver_flush(receiver);
+        receiver.push(all);
+        tonelink_receiver_flush(receiver);
+        EXPECT_EQ(receiver.heard().size(), first) << seed;
+        heard += first;
+    }
+    EXPECT_TRUE(heard > 1 && heard < 11) << heard;
+}
+
 // A stream may stand still anywhere in the run of positions at which a burst is accepted.
 TEST(Queue, SettlingTellsABurstRightAndOnce)
 {

@@ -51,7 +51,7 @@ void baseband::restart()
 void baseband::put(std::span<const float> samples)
 {
     assert(samples.size() <= kBlock);
-    std::ranges::copy(samples, &input_[fill_]);
+    std::ranges::copy(samples, input_.data() + fill_);
     fill_ += samples.size();
     std::size_t oldest = 0;
     for (; oldest + kTaps <= fill_; oldest += kInterpolation) {
@@ -60,7 +60,7 @@ void baseband::put(std::span<const float> samples)
         samples_[static_cast<std::size_t>(size_) % kKept] = conjugate(mixed);
         ++size_;
     }
-    std::copy(&input_[oldest], &input_[fill_], &input_[0]);
+    std::copy(input_.data() + oldest, input_.data() + fill_, input_.data());
     fill_ -= oldest;
 }
 

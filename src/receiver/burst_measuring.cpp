@@ -29,7 +29,7 @@ void burst_measuring::add(const found_burst &burst)
 
 bool burst_measuring::covers(double sample) const
 {
-    return std::any_of(&waiting_[0], &waiting_[count_], [&](const found_burst &burst) {
+    return std::any_of(waiting_.data(), waiting_.data() + count_, [&](const found_burst &burst) {
         return burst.is_heard() && std::abs(burst.sample - sample) < kSameBurst;
     });
 }

@@ -37,7 +37,7 @@ std::optional<heard_burst> heard_bursts::take(uint64_t position)
     // The one that began first is the first one to end.
     while (count_ > 0 && position - open_[0].first > kLongestRun) {
         const open_burst burst = open_[0];
-        std::copy(&open_[1], &open_[count_], &open_[0]);
+        std::copy(open_.data() + 1, open_.data() + count_, open_.data());
         --count_;
         if (!burst.is_taken) return burst;
     }

@@ -305,7 +305,7 @@ void receiver::tell(tonelink_heard &heard, const message_value &message, double 
 void receiver::conclude_unread()
 {
     const unread_burst burst = unread_[0];
-    std::copy(&unread_[1], &unread_[unread_count_], &unread_[0]);
+    std::copy(unread_.data() + 1, unread_.data() + unread_count_, unread_.data());
     --unread_count_;
     if (!told_.covers(burst.sample)) note_unread(burst.figures);
 }

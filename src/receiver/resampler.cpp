@@ -89,7 +89,7 @@ resampler::progress resampler::run(std::span<const float> input, std::span<float
         if (done.made == output.size() || done.used == input.size()) return done;
         make_room();
         const std::size_t count = std::min(input.size() - done.used, kRoom - fill_);
-        std::copy_n(&input[done.used], count, &samples_[fill_]);
+        std::copy_n(&input[done.used], count, samples_.data() + fill_);
         fill_ += count;
         done.used += count;
     }
@@ -106,7 +106,7 @@ std::size_t resampler::missing(std::size_t outputs) const
 void resampler::make_room()
 {
     const std::size_t dropped = std::min(oldest_, fill_);
-    std::copy(&samples_[dropped], &samples_[fill_], &samples_[0]);
+    std::copy(samples_.data() + dropped, samples_.data() + fill_, samples_.data());
     fill_ -= dropped;
     oldest_ -= dropped;
 }

@@ -53,6 +53,10 @@ sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$work/dynamic" >"$work/needed"
 while read -r needed; do
     case $needed in
     libc.so.* | libm.so.* | libpthread.so.* | ld-linux*.so.* | libgcc_s.so.* | lib*san.so.*) ;;
+    libstdc++.so.*) # for checks of its containers, which go with the sanitizers
+        "$readelf" --dyn-syms --wide "$library" | grep -q ' UND _ZSt21__glibcxx_assert_fail' ||
+            complain "$needed is needed"
+        ;;
     *) complain "$needed is needed" ;;
     esac
 done <"$work/needed"
@@ -65,7 +69,7 @@ if [ "$soname" = libtonelink-receiver.so.0 ]; then
     grep -q '^malloc$' "$work/called" || complain "not even memory is asked for"
     by_compilers='_ITM_.*|__cxa_finalize|__gmon_start__|_GLOBAL_OFFSET_TABLE_|__cpu_.*'
     by_compilers="$by_compilers|__aeabi_.*|__[a-z]+di([34]|[ds]f)?|raise" # divisions, one by 0
-    by_checks='__assert_fail|__stack_chk_.*|__mem.*_chk|__str.*_chk|__.*(asan|tsan|ubsan|sanitizer)_.*'
+    by_checks='__assert_fail|_ZSt21__glibcxx_assert_fail.*|__stack_chk_.*|__mem.*_chk|__str.*_chk|__.*(asan|tsan|ubsan|sanitizer)_.*'
     mathematics='(atan2|cos|sin|sincos|floor|ceil|lround|llround|log|log10|log1p|exp|pow|sqrt|tanh|cosh)f?'
     other=$(grep -Evx "$by_compilers|$by_checks|$mathematics|malloc|free|abs|bcmp|mem(cmp|cpy|move|set)|str(len|ncpy|str)" \
         "$work/called") && complain "called:" $other

@@ -78,8 +78,8 @@ inline void expect_tones(const std::vector<float> &samples, int rate)
         const auto tone_at = [&](int start) {
             std::complex<double> sum;
             for (int n = start; n < start + window; ++n)
-                sum += std::polar<double>(samples[static_cast<std::size_t>(n)],
-                                          -2 * std::numbers::pi * hz / rate * n);
+                sum += std::polar(1.0, -2 * std::numbers::pi * hz / rate * n) *
+                       double{samples[static_cast<std::size_t>(n)]};
             return sum * 2.0 / static_cast<double>(window);
         };
         const auto early = tone_at(rate / 10), late = tone_at(rate / 10 + rate / 2);

@@ -177,7 +177,8 @@ TEST(SentSubcarriers, AreThoseOfTheBurst)
         for (std::size_t i = 0; i < 61; ++i) {
             const tonelink_subcarrier &of = sent[61 * s + i];
             const auto left = part_at(subcarrier_hz(i + 2), body.first(kAudioBodySamples)) *
-                              std::polar(double(of.value), -2 * std::numbers::pi * of.turn / 256);
+                              std::polar(1.0, -2 * std::numbers::pi * of.turn / 256) *
+                              double(of.value);
             if (s == 0) first[i] = left;
             if (i == 0) together = left / first[i];
             EXPECT_LT(std::abs(left / first[i] / together - 1.0), 0.1) << s << ' ' << i;

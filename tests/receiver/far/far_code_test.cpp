@@ -22,11 +22,11 @@ constexpr std::size_t kShortSteps = kFreeBits + kTailBits;
 
 code_values random_values(generator &random, float size)
 {
-    std::normal_distribution<float> normal{0, size};
+    std::normal_distribution<float> normal;
     code_values values{};
     values.steps = kShortSteps;
     for (std::size_t t = 0; t < values.steps; ++t)
-        for (float &value : values.of[t]) value = normal(random);
+        for (float &value : values.of[t]) value = size * normal(random);
     return values;
 }
 

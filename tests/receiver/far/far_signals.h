@@ -45,9 +45,10 @@ inline code_word word_of(const std::string &message)
 
 inline float_complex complex_noise(generator &random, double power)
 {
-    std::normal_distribution<float> normal{0, static_cast<float>(std::sqrt(power / 2))};
-    const float re = normal(random);
-    return {re, normal(random)};
+    std::normal_distribution<float> normal;
+    const auto size = static_cast<float>(std::sqrt(power / 2));
+    const float re = size * normal(random);
+    return {re, size * normal(random)};
 }
 
 /// Sound at 44100 Hz: silence, then copies of a burst of RMS 0.01, each behind the one before it.
